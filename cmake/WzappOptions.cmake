@@ -1,0 +1,30 @@
+# What every target of the project is compiled and linked with.
+
+add_library(wzapp_options INTERFACE)
+target_compile_options(wzapp_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${WZAPP_WERROR}>:-Werror>)
+
+set(_sanitizers "")
+if(WZAPP_SANITIZE STREQUAL "address")
+  set(_sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all)
+elseif(WZAPP_SANITIZE STREQUAL "thread")
+  set(_sanitizers -fsanitize=thread)
+elseif(WZAPP_SANITIZE)
+  message(FATAL_ERROR "WZAPP_SANITIZE is '${WZAPP_SANITIZE}'; it takes address, thread or nothing")
+endif()
+if(_sanitizers)
+  target_compile_options(wzapp_options INTERFACE ${_sanitizers} -fno-omit-frame-pointer)
+  target_link_options(wzapp_options INTERFACE ${_sanitizers})
+endif()
+
+if(WZAPP_COVERAGE)
+  target_compile_options(wzapp_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(wzapp_options INTERFACE --coverage)
+endif()
+
+# For targets below fuzz/, and so that the code under test is instrumented, for everything.
+if(WZAPP_FUZZ)
+  target_compile_options(wzapp_options INTERFACE
+    -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all)
+  target_link_options(wzapp_options INTERFACE -fsanitize=address,undefined)
+endif()

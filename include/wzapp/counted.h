@@ -1,0 +1,81 @@
+/// Intrusive reference counting for the handles of this library.
+///
+/// An object derived from counted lives as long as at least one counted_ptr refers to it. The count
+/// may be changed from any thread; one and the same counted_ptr is not to be used by two threads at
+/// once without a lock.
+#ifndef WZAPP_COUNTED_H
+#define WZAPP_COUNTED_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace wzapp {
+
+/// Base of counted objects. Not polymorphic: the destructor that counts is that of the class which
+/// counted_ptr points to.
+class counted {
+ public:
+  counted() : count_(0) {}
+
+  /// Both are atomic read-modify-write operations with a full memory barrier before and after.
+  void increment() { __sync_fetch_and_add(&count_, 1); }
+
+  /// Returns the count from before the decrement.
+  std::int32_t decrement() { return __sync_fetch_and_sub(&count_, 1); }
+
+ protected:
+  ~counted() = default;
+
+ private:
+  counted(const counted&) = delete;
+  counted& operator=(const counted&) = delete;
+
+  std::int32_t count_;
+};
+
+/// Shared owner of a T, which is derived from counted and has a virtual destructor.
+template <typename T>
+class counted_ptr {
+ public:
+  counted_ptr() : object_(nullptr) {}
+  explicit counted_ptr(T* object) : object_(object) { acquire(); }
+  counted_ptr(const counted_ptr& other) : object_(other.object_) { acquire(); }
+  ~counted_ptr() { release(); }
+
+  /// Acquires before it releases, so that the source may be owned by what is released.
+  counted_ptr& operator=(const counted_ptr& other) {
+    if (this == &other) return *this;
+    T* const object = other.object_;
+    if (object != nullptr) object->increment();
+    release();
+    object_ = object;
+    return *this;
+  }
+
+  /// Releases before it acquires: resetting to the object that only this pointer holds destroys it.
+  void reset(T* object = nullptr) {
+    release();
+    object_ = object;
+    acquire();
+  }
+
+  T* get() const { return object_; }
+  T* operator->() const { return object_; }
+  T& operator*() const { return *object_; }
+  explicit operator bool() const { return object_ != nullptr; }
+
+ private:
+  void acquire() {
+    if (object_ != nullptr) object_->increment();
+  }
+
+  void release() {
+    if (object_ != nullptr && object_->decrement() == 1) delete object_;
+  }
+
+  T* object_;
+};
+
+}  // namespace wzapp
+
+#endif  // WZAPP_COUNTED_H

@@ -1,0 +1,90 @@
+/// \file
+/// The runtime of the terminal's application platform: runs installed applications and prepares
+/// the directories that packages are dropped into.
+///
+/// No function lets an exception out. Strings are byte strings; the paths that are returned are
+/// static and stay good until the process ends.
+#ifndef WZAPP_WZAPP_H
+#define WZAPP_WZAPP_H
+
+#include <map>
+#include <string>
+
+#include "wzapp/counted.h"
+
+#if defined(__GNUC__)
+#define WZAPP_API __attribute__((visibility("default")))
+#else
+#define WZAPP_API
+#endif
+
+namespace wzapp {
+
+/// Handle of a running application; what is behind it stays with the library.
+class WZAPP_API WZApp : public counted {
+ public:
+  virtual ~WZApp();
+};
+
+/// Starts an installed application on a thread of its own and returns as soon as that thread exists.
+///
+/// \param app       emptied first, whatever the outcome; refers to the application on success.
+///                  Dropping it does not stop the application.
+/// \param display   display of the GUI service.
+/// \param region    region of that display; 0 is the whole of it.
+/// \param manifest  path of the application's manifest, JSON or sectioned key/value text.
+/// \param entry     "desktop", or the id of one of the manifest's "imports_trigger" entries.
+/// \param params    first properties of the application. Those that begin with "wz_" and that the
+///                  library sets itself are overwritten.
+/// \param onExit    called once on the application's thread after it has ended, with the page's
+///                  result (negative when it could not be shown) and its final properties. It must
+///                  neither throw nor call wzAppCancel for this application. Null: nobody is told.
+/// \param user      first argument of `onExit`.
+/// \return 0 started; 1 `manifest` or `entry` is null; 2 the manifest cannot be read; 3 it names no
+///         page for `entry`; 4 the thread cannot be created or memory is out; 5 the configuration
+///         root is unusable. `onExit` is called for 0 only.
+WZAPP_API int wzAppRun(counted_ptr<WZApp>& app, int display, int region, const char* manifest,
+                       const char* entry, const std::map<std::string, std::string>& params,
+                       void (*onExit)(void* user, int result,
+                                      const std::map<std::string, std::string>& properties),
+                       void* user);
+
+/// The same on display 0.
+WZAPP_API int wzAppRun(counted_ptr<WZApp>& app, int region, const char* manifest, const char* entry,
+                       const std::map<std::string, std::string>& params,
+                       void (*onExit)(void* user, int result,
+                                      const std::map<std::string, std::string>& properties),
+                       void* user);
+
+/// Asks the application behind the non-empty handle `app` to end and waits until it has, its
+/// `onExit` included. Returns at once when it already has. Not to be called from its `onExit`.
+WZAPP_API void wzAppCancel(const counted_ptr<WZApp>& app);
+
+/// Obsolete: says so on standard error and does nothing else.
+WZAPP_API void wzSetAppFSRoot(const std::string& path);
+
+/// Where packages are dropped for installation.
+WZAPP_API const char* wzInstallSourceDir();
+
+/// Holds one directory for each installed application.
+WZAPP_API const char* wzInstallAppRoot();
+
+/// Holds one directory for each installed application's marketplace manifest.
+WZAPP_API const char* wzInstallManifestRoot();
+
+/// Makes sure that the source directory exists, belongs to the group "system" and is open to all,
+/// since other programs drop their packages there.
+///
+/// \param log   called on this thread with one line that begins "Error: " when something fails;
+///              `format` is printf style and carries its own line feed. Not null.
+/// \param user  first argument of `log`.
+/// \return 0 on success, 2 on failure.
+WZAPP_API int wzInstallCreateSourceDir(void (*log)(void* user, const char* format, ...),
+                                       void* user);
+
+/// The same without a report.
+WZAPP_API int wzInstallCreateSourceDir();
+
+}  // namespace wzapp
+
+#endif  // WZAPP_WZAPP_H
