@@ -1,0 +1,175 @@
+#include "support/terminal_identity.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "zelsec/zelsec.h"
+
+#include "support/byte_view.h"
+#include "support/format.h"
+
+namespace wzapp {
+namespace {
+
+constexpr int kSponsorRecords = 4;  // operation of the security service
+constexpr int kListEnded = -510;
+
+constexpr std::size_t kDigitCount = 6;
+constexpr std::size_t kMaxTextSize = 127;
+constexpr std::size_t kIdentifierSize = 6;
+
+using Identifier = std::array<std::uint8_t, kIdentifierSize>;
+
+constexpr Identifier kSponsorIdentifiers[] = {
+    {0x02, 0x03, 0x20, 0x08, 0x21, 0xC5},
+    {0x02, 0x03, 0x01, 0x02, 0x36, 0x51},
+    {0x02, 0x03, 0x20, 0x87, 0x16, 0x77},
+    {0x02, 0x03, 0x20, 0x87, 0x20, 0x19},
+};
+
+struct Sponsor {
+  std::string id;
+  std::string text;
+};
+
+// Takes fields off the front of a record. A field that does not lie inside it is not taken.
+class FieldReader {
+ public:
+  explicit FieldReader(ByteView record) : rest_(record) {}
+
+  std::optional<std::uint32_t> number() {
+    std::uint32_t value = 0;
+    const std::optional<ByteView> field = octets(sizeof value);
+    if (!field) return std::nullopt;
+    std::memcpy(&value, field->data(), sizeof value);  // the terminal's own byte order
+    return value;
+  }
+
+  std::optional<ByteView> octets(std::size_t count) {
+    if (count > rest_.size()) return std::nullopt;
+    const ByteView field = rest_.first(count);
+    rest_ = rest_.subspan(count);
+    return field;
+  }
+
+  std::optional<ByteView> lengthAndOctets() {
+    const std::optional<std::uint32_t> count = number();
+    return count ? octets(*count) : std::nullopt;
+  }
+
+ private:
+  ByteView rest_;
+};
+
+// Hands out the terminal's sponsor records one by one.
+class SponsorRecords {
+ public:
+  // The next record; nothing at the end of the list or when the service refuses.
+  std::optional<ByteView> next() {
+    std::uint16_t length = 0;
+    int result = query(length);
+    // A look-up that stopped early leaves the service in the middle of its list: once, the end is
+    // taken for the beginning.
+    if (result == kListEnded && !std::exchange(hasRetried_, true)) result = query(length);
+    if (result != 0) return std::nullopt;
+    return ByteView(buffer_).first(length);
+  }
+
+ private:
+  int query(std::uint16_t& length) {
+    length = UINT16_MAX;
+    return CMDiag(kSponsorRecords, buffer_.data(), &length);
+  }
+
+  std::vector<std::uint8_t> buffer_ = std::vector<std::uint8_t>(UINT16_MAX + std::size_t{1});
+  bool hasRetried_ = false;
+};
+
+// The number that the digits give, the least significant first; nothing if one is above 9.
+std::optional<std::int32_t> digitsValue(ByteView digits) {
+  std::int32_t value = 0;
+  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
+    const std::int32_t low = *digit & 15;
+    if (low > 9) return std::nullopt;
+    value = value * 10 + low;
+  }
+  return value;
+}
+
+bool isSponsorIdentifier(ByteView identifier) {
+  return std::any_of(std::begin(kSponsorIdentifiers), std::end(kSponsorIdentifiers),
+                     [identifier](const Identifier& known) {
+                       return identifier.size() >= known.size() &&
+                              std::equal(known.begin(), known.end(), identifier.begin());
+                     });
+}
+
+// The sponsor's number if `record` is a sponsor record; `reader` then stands before its text.
+//
+//   record     = length(6) digits identifierLength identifier textLength text
+std::optional<std::int32_t> readSponsorId(FieldReader& reader) {
+  const std::optional<ByteView> digits = reader.lengthAndOctets();
+  if (!digits || digits->size() != kDigitCount) return std::nullopt;
+  const std::optional<ByteView> identifier = reader.lengthAndOctets();
+  if (!identifier || !isSponsorIdentifier(*identifier)) return std::nullopt;
+  return digitsValue(*digits);
+}
+
+std::string readSponsorText(FieldReader& reader) {
+  const std::optional<ByteView> text = reader.lengthAndOctets();
+  if (!text) return std::string();
+  return std::string(text->begin(), text->begin() + std::min(text->size(), kMaxTextSize));
+}
+
+// The sponsor of the first sponsor record; nothing if there is none, or if it is not usable.
+std::optional<Sponsor> readSponsor() {
+  SponsorRecords records;
+  while (const std::optional<ByteView> record = records.next()) {
+    if (record->size() < sizeof(std::uint32_t)) return std::nullopt;
+    FieldReader reader(*record);
+    const std::optional<std::int32_t> id = readSponsorId(reader);
+    if (!id) continue;
+
+    Sponsor sponsor;
+    sponsor.text = readSponsorText(reader);
+    if (*id == 0 || sponsor.text.empty()) return std::nullopt;
+    format(sponsor.id, "%06d", *id);
+    return sponsor;
+  }
+  return std::nullopt;
+}
+
+// Written once, under the mutex, and never freed: a detached thread may outlive static objects.
+std::atomic<const Sponsor*> cachedSponsor{nullptr};
+std::mutex cacheMutex;
+
+const Sponsor* findSponsor() {
+  if (const Sponsor* const sponsor = cachedSponsor.load(std::memory_order_acquire)) return sponsor;
+
+  const std::lock_guard<std::mutex> lock(cacheMutex);
+  if (const Sponsor* const sponsor = cachedSponsor.load(std::memory_order_acquire)) return sponsor;
+  std::optional<Sponsor> sponsor = readSponsor();
+  if (!sponsor) return nullptr;
+  cachedSponsor.store(new Sponsor(std::move(*sponsor)), std::memory_order_release);
+  return cachedSponsor;
+}
+
+}  // namespace
+
+void getTerminalSponsor(std::string& id, std::string& text) {
+  id.clear();
+  text.clear();
+  const Sponsor* const sponsor = findSponsor();
+  if (sponsor == nullptr) return;
+  id = sponsor->id;
+  text = sponsor->text;
+}
+
+}  // namespace wzapp

@@ -1,0 +1,40 @@
+// Byte strings. Character classes and case are those of the "C" locale, whatever the host has set.
+// Any thread may call; the only exception is std::bad_alloc.
+#ifndef WZAPP_SUPPORT_TEXT_H
+#define WZAPP_SUPPORT_TEXT_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace wzapp {
+
+// Whether `octet` is a space, tab, line feed, vertical tab, form feed or carriage return.
+[[nodiscard]] constexpr bool isSpace(char octet) {
+  return octet == ' ' || (octet >= '\t' && octet <= '\r');
+}
+
+// `octet` with "a" to "z" in upper case; any other as it is.
+[[nodiscard]] constexpr char toUpper(char octet) {
+  return octet >= 'a' && octet <= 'z' ? static_cast<char>(octet - 'a' + 'A') : octet;
+}
+
+// `text` without white space at its ends. The view is good as long as `text` is.
+[[nodiscard]] std::string_view trimmed(std::string_view text);
+
+[[nodiscard]] std::string trim(const std::string& text);
+
+[[nodiscard]] std::string toUpper(const std::string& text);
+
+// Replaces `pieces` by what stands between the separators, trimmed if asked for: always one piece
+// more than there are separators, so an empty text is one empty piece.
+void splitString(std::vector<std::string>& pieces, const std::string& text, char separator,
+                 bool trimPieces);
+
+// Escapes `text` for HTML: the five characters with a meaning become entities, a line feed becomes
+// "<br>", a tab, carriage return or zero octet a space. Not idempotent: "&amp;" is escaped again.
+void htmlEscape(std::string& text);
+
+}  // namespace wzapp
+
+#endif  // WZAPP_SUPPORT_TEXT_H
