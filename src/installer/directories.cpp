@@ -1,0 +1,161 @@
+#include "installer/directories.h"
+
+#include <grp.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <mutex>
+#include <new>
+#include <optional>
+
+#include "support/file_system.h"
+#include "wzapp/wzapp.h"
+
+namespace wzapp {
+namespace {
+
+// --- Source directory -------------------------------------------------------------------------
+
+constexpr const char* kSourceDirGroup = "system";
+// Open to all: other programs of the group drop packages here, and the installer removes them.
+constexpr mode_t kSourceDirMode = 0777;
+// The bits of a mode that are compared: all but set-user-ID, set-group-ID and sticky.
+constexpr mode_t kComparedModeBits = 0170777;
+constexpr std::size_t kGroupBufferSize = 256;  // a longer entry is a failed look-up
+
+// Results of wzInstallCreateSourceDir().
+constexpr int kCreated = 0;
+constexpr int kNotCreated = 2;
+
+bool isSourceDirReady() {
+  struct stat status;
+  return fileStat(kSourceDir, status) == 0 &&
+         (status.st_mode & kComparedModeBits) == (S_IFDIR | kSourceDirMode);
+}
+
+bool makeSourceDir() {
+  // What counts is that a directory is there afterwards: another program may have been faster, and
+  // makePath() takes anything else of that name for it.
+  try {
+    static_cast<void>(makePath(kSourceDir));
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  struct stat status;
+  return fileStat(kSourceDir, status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<gid_t> findGroup(const char* name) {
+  struct group entry;
+  struct group* found = nullptr;
+  char buffer[kGroupBufferSize];
+  if (getgrnam_r(name, &entry, buffer, sizeof buffer, &found) != 0 || found == nullptr) {
+    return std::nullopt;
+  }
+  return found->gr_gid;
+}
+
+bool failSourceDir(const InstallSink& sink, const char* format) {
+  sink.log(sink.user, format, kSourceDir);
+  return false;
+}
+
+// Reports to `sink`, not to the install sink: this is no part of an install run.
+bool prepareSourceDir(const InstallSink& sink) {
+  if (isSourceDirReady()) return true;
+  if (!makeSourceDir()) return failSourceDir(sink, "Error: Failed to create %s\n");
+
+  const std::optional<gid_t> group = findGroup(kSourceDirGroup);
+  if (!group) {
+    sink.log(sink.user, "Error: getgrnam failed\n");
+    return false;
+  }
+
+  constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
+  if (chown(kSourceDir, kSameOwner, *group) != 0) {
+    return failSourceDir(sink, "Error: chown(%s) failed\n");
+  }
+  if (chmod(kSourceDir, kSourceDirMode) != 0) {
+    return failSourceDir(sink, "Error: chmod(%s,0777) failed\n");
+  }
+  return true;
+}
+
+// --- Configuration root -----------------------------------------------------------------------
+
+struct Migration {
+  const char* from;
+  const char* to;
+};
+
+// From the older layout, in this order.
+constexpr Migration kMigrations[] = {
+    {"/home/sys13/flash/www/wz", kAppRoot},
+    {"/home/sys13/flash/www/mp", kManifestRoot},
+    {"/home/sys13/flash/www/fsroot", kFileSystemRoot},
+};
+
+bool isOwn(const struct stat& status) { return status.st_uid == getuid(); }
+
+void migrate(const Migration& migration) {
+  struct stat status;
+  if (fileStat(migration.from, status) != 0) return;
+  if (std::rename(migration.from, migration.to) == 0) return;
+  report("Failed to move %s to %s\n", migration.from, migration.to);
+}
+
+// The first start under this layout. On success `status` is that of the new root.
+bool createConfigRoot(struct stat& status) {
+  if (!makePath(kConfigRoot)) {
+    report("Failed to create %s\n", kConfigRoot);
+    return false;
+  }
+  if (fileStat(kConfigRoot, status) != 0 || !isOwn(status)) {
+    report("Failed to create %s for correct user\n", kConfigRoot);
+    return false;
+  }
+  for (const Migration& migration : kMigrations) migrate(migration);
+  return true;
+}
+
+bool checkConfigRoot(const struct stat& status) {
+  if (!S_ISDIR(status.st_mode)) {
+    report("%s is not a directory\n", kConfigRoot);
+    return false;
+  }
+  if (!isOwn(status)) {
+    report("%s is owned by wrong user\n", kConfigRoot);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool prepareConfigRoot(InstallLog log, void* user) {
+  static std::mutex mutex;
+  const std::lock_guard<std::mutex> lock(mutex);
+
+  setInstallLog(log, user);
+  struct stat status;
+  if (fileStat(kConfigRoot, status) != 0 && !createConfigRoot(status)) return false;
+  return checkConfigRoot(status);
+}
+
+const char* wzInstallSourceDir() { return kSourceDir; }
+
+const char* wzInstallAppRoot() { return kAppRoot; }
+
+const char* wzInstallManifestRoot() { return kManifestRoot; }
+
+int wzInstallCreateSourceDir(void (*log)(void* user, const char* format, ...), void* user) {
+  try {
+    return prepareSourceDir({log, user}) ? kCreated : kNotCreated;
+  } catch (...) {
+    return kNotCreated;  // the host's log threw
+  }
+}
+
+int wzInstallCreateSourceDir() { return wzInstallCreateSourceDir(silentInstallLog, nullptr); }
+
+}  // namespace wzapp

@@ -1,0 +1,32 @@
+// The installer's fixed directories, and what must be done before they can be used.
+#ifndef WZAPP_INSTALLER_DIRECTORIES_H
+#define WZAPP_INSTALLER_DIRECTORIES_H
+
+#include "support/install_log.h"
+
+namespace wzapp {
+
+// Where packages are dropped, and the installer's own file among them.
+inline constexpr const char* kSourceDir = "/mnt/flash/system/wz";
+inline constexpr const char* kTemporaryFile = "/mnt/flash/system/wz/installer.tmp";
+
+// Below the configuration root: one directory for each application's files, marketplace manifest
+// and own data.
+inline constexpr const char* kConfigRoot = "/mnt/flash/etc/config/wzapp";
+inline constexpr const char* kAppRoot = "/mnt/flash/etc/config/wzapp/wz";
+inline constexpr const char* kManifestRoot = "/mnt/flash/etc/config/wzapp/mp";
+inline constexpr const char* kFileSystemRoot = "/mnt/flash/etc/config/wzapp/fsroot";
+
+// Makes `log` with `user` the install sink (null: silent) and sees to it that the configuration
+// root is a directory of the calling process's real user. Where it does not exist yet it is
+// created, and the applications of the older layout are moved into it; a move that fails is
+// reported and the rest goes on.
+//
+// True when the root is usable, otherwise false after one report; a root that was created stays.
+// Any thread may call; calls follow one another, so that two first starts at once both succeed. The
+// only exception is std::bad_alloc.
+[[nodiscard]] bool prepareConfigRoot(InstallLog log, void* user);
+
+}  // namespace wzapp
+
+#endif  // WZAPP_INSTALLER_DIRECTORIES_H
