@@ -1,0 +1,274 @@
+#include "workstation/terminal/terminal_namespace.h"
+
+#include <fcntl.h>
+#include <linux/capability.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "workstation/terminal/accounts.h"
+#include "workstation/terminal/covered_folder.h"
+#include "workstation/terminal/owner_check.h"
+#include "workstation/terminal/terminal_layout.h"
+#include "workstation/terminal/terminal_profile.h"
+
+namespace workstation {
+namespace {
+
+constexpr char kPlatformDevices[] = "/sys/devices/platform";
+constexpr char kTouchNode[] = "captouch.0";
+
+// Root plays this user; any id that is not 0 would do.
+constexpr unsigned kOrdinaryId = 1000;
+
+// What the steps of an entry share.
+struct Entry {
+  std::string terminal;  // absolute, without links
+  TerminalProfile profile;
+  unsigned outerUid = 0, outerGid = 0;
+  unsigned innerUid = 0, innerGid = 0;
+  std::string& error;
+};
+
+// Every way in which a machine can forbid private namespaces has the same cure.
+bool isRefusal(int code) {
+  return code == EPERM || code == EACCES || code == ENOSPC || code == EUSERS;
+}
+
+bool fail(Entry& entry, const std::string& step) {
+  const int code = errno;
+  if (isRefusal(code)) {
+    entry.error =
+        "this machine does not let an ordinary user make a private namespace (" + step + ": " +
+        std::strerror(code) +
+        "); let the administrator set user.max_user_namespaces to 10000, and where they exist "
+        "kernel.unprivileged_userns_clone to 1 and kernel.apparmor_restrict_unprivileged_userns "
+        "to 0, with sysctl; in a container, start it with a security profile that allows user "
+        "namespaces";
+    return false;
+  }
+  entry.error =
+      "cannot enter the terminal " + entry.terminal + ": " + step + ": " + std::strerror(code);
+  return false;
+}
+
+bool isFolder(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool findTerminal(const std::string& terminalDir, Entry& entry) {
+  const std::unique_ptr<char, decltype(&std::free)> path(realpath(terminalDir.c_str(), nullptr),
+                                                         &std::free);
+  if (path == nullptr) {
+    entry.error = "cannot find the terminal directory " + terminalDir + ": " + std::strerror(errno);
+    return false;
+  }
+  entry.terminal = path.get();
+  for (const char* const part : {kFlashFolder, kHomeFolder}) {
+    if (isFolder(entry.terminal + "/" + part)) continue;
+    entry.error = entry.terminal + " is no terminal directory: it has no folder " + part +
+                  "; make one with: wz terminal create DIR";
+    return false;
+  }
+  return true;
+}
+
+// A terminal below a path that it covers itself could not be reached from inside.
+bool checkPlace(Entry& entry) {
+  const std::string inside = entry.terminal + "/";
+  for (const char* const folder : {"/mnt", "/home"}) {
+    const std::string root = std::string(folder) + "/";
+    if (root.compare(0, inside.size(), inside) == 0) {
+      entry.error = entry.terminal + " cannot be a terminal directory: it holds " + folder;
+      return false;
+    }
+    if (inside.compare(0, root.size(), root) != 0) continue;
+    const std::string name =
+        inside.substr(root.size(), inside.find('/', root.size()) - root.size());
+    if (!isTerminalPath(folder, name)) continue;
+    entry.error = entry.terminal + " cannot be a terminal directory: the terminal's own " + root +
+                  name + " hides it; move it elsewhere";
+    return false;
+  }
+  return true;
+}
+
+bool readProfile(Entry& entry) {
+  ProfileError profileError;
+  if (loadTerminalProfile(entry.terminal, entry.profile, profileError)) return true;
+  entry.error = profileError.text();
+  return false;
+}
+
+bool writeOnce(const char* path, const std::string& text) {
+  const int file = open(path, O_WRONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  const ssize_t written = write(file, text.data(), text.size());
+  const int code = errno;
+  close(file);
+  errno = code;
+  return written == static_cast<ssize_t>(text.size());
+}
+
+std::string mapLine(unsigned inner, unsigned outer) {
+  return std::to_string(inner) + " " + std::to_string(outer) + " 1\n";
+}
+
+bool makeNamespaces(Entry& entry) {
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return fail(entry, "unshare");
+  if (!writeOnce("/proc/self/setgroups", "deny")) return fail(entry, "/proc/self/setgroups");
+  if (!writeOnce("/proc/self/uid_map", mapLine(entry.innerUid, entry.outerUid))) {
+    return fail(entry, "/proc/self/uid_map");
+  }
+  if (!writeOnce("/proc/self/gid_map", mapLine(entry.innerGid, entry.outerGid))) {
+    return fail(entry, "/proc/self/gid_map");
+  }
+  // What is mounted on the machine later still shows here; nothing done here shows there.
+  if (mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0) {
+    return fail(entry, "making mounts private");
+  }
+  return true;
+}
+
+// Keeps the entry of `folder` below which `path` lies, if it does.
+void keepPath(CoveredFolder& folder, const char* path) {
+  const std::string root = folder.path() + "/";
+  const std::string text = path == nullptr ? "" : path;
+  if (text.compare(0, root.size(), root) != 0) return;
+  const std::string name = text.substr(root.size(), text.find('/', root.size()) - root.size());
+  if (!isTerminalPath(folder.path(), name)) folder.keep(name);
+}
+
+// Hides what the machine has at the terminal's paths; everything else in the same folders stays.
+bool coverFolders(Entry& entry, const char* workingDir) {
+  CoveredFolder mnt("/mnt"), home("/home");
+  CoveredFolder* const folders[] = {&mnt, &home};
+  for (CoveredFolder* const folder : folders) {
+    folder->keepAll(
+        [folder](const std::string& name) { return !isTerminalPath(folder->path(), name); });
+    // A /home that may be entered but not listed still holds these.
+    keepPath(*folder, entry.terminal.c_str());
+    keepPath(*folder, workingDir);
+    keepPath(*folder, std::getenv("HOME"));
+  }
+  for (CoveredFolder* const folder : folders) {
+    if (!folder->cover()) return fail(entry, folder->path());
+  }
+  for (const TerminalLink& link : terminalLinks()) {
+    const std::string target = entry.terminal + "/" + link.inTerminal;
+    if (symlink(target.c_str(), link.path.c_str()) != 0) return fail(entry, link.path);
+  }
+  return true;
+}
+
+// Where this cannot be shown, the model alone decides about the touch screen.
+bool showTouchScreen(Entry& entry) {
+  const std::string node = std::string(kPlatformDevices) + "/" + kTouchNode;
+  if (!entry.profile.touch || isFolder(node) || !isFolder(kPlatformDevices)) return true;
+  CoveredFolder devices(kPlatformDevices);
+  devices.keepAll([](const std::string&) { return true; });
+  if (!devices.cover() || mkdir(node.c_str(), 0755) != 0 || !devices.seal()) {
+    return fail(entry, kPlatformDevices);
+  }
+  return true;
+}
+
+// Writes `content` to the file `scratch` and shows it at `path`.
+bool replaceFile(const std::string& path, const std::string& content, const std::string& scratch) {
+  const int file = open(scratch.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  if (file < 0) return false;
+  const ssize_t written = write(file, content.data(), content.size());
+  close(file);
+  if (written != static_cast<ssize_t>(content.size())) return false;
+  return mount(scratch.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) == 0 && sealMount(path);
+}
+
+// The copies lie in a file system without a place. Unlinked files would do as well, but nothing can
+// be mounted on those, and a terminal may be entered from inside another.
+bool replaceAccounts(Entry& entry) {
+  constexpr char kScratch[] = "/mnt";
+  if (mount("accounts", kScratch, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") != 0) {
+    return fail(entry, kScratch);
+  }
+  if (!replaceFile("/etc/group", groupFile(entry.innerGid), "/mnt/group")) {
+    return fail(entry, "/etc/group");
+  }
+  const bool assumed = entry.innerUid != entry.outerUid;
+  const std::string passwd = passwdFile(entry.innerUid, entry.innerGid, assumed);
+  if (!passwd.empty() && !replaceFile("/etc/passwd", passwd, "/mnt/passwd")) {
+    return fail(entry, "/etc/passwd");
+  }
+  if (umount2(kScratch, MNT_DETACH) != 0) return fail(entry, kScratch);
+  return true;
+}
+
+bool sealFolders(Entry& entry) {
+  for (const char* const folder : {"/mnt", "/home"}) {
+    if (!sealMount(folder)) return fail(entry, folder);
+  }
+  return true;
+}
+
+bool dropCapabilities(Entry& entry) {
+  for (unsigned long capability = 0; capability <= CAP_LAST_CAP; ++capability) {
+    // EINVAL: a capability that this kernel does not know yet.
+    if (prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0 && errno != EINVAL) {
+      return fail(entry, "dropping capabilities");
+    }
+  }
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+  if (prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0) != 0 ||
+      syscall(SYS_capset, &header, none) != 0) {
+    return fail(entry, "dropping capabilities");
+  }
+  return true;
+}
+
+// The working directory was opened in a folder that is covered now; its name leads to the same
+// folder by way of the mounts that a rename can work in. Best effort: it also works as it is.
+void reopenWorkingDir(const char* path, const struct stat& before) {
+  struct stat now {};
+  if (path == nullptr || stat(path, &now) != 0) return;
+  if (now.st_dev != before.st_dev || now.st_ino != before.st_ino) return;
+  (void)!chdir(path);
+}
+
+}  // namespace
+
+bool enterTerminal(const std::string& terminalDir, std::string& error) {
+  const unsigned uid = geteuid(), gid = getegid();
+  Entry entry{"", TerminalProfile(), uid, gid, uid, gid, error};
+  if (uid == 0) entry.innerUid = kOrdinaryId;
+  if (gid == 0) entry.innerGid = kOrdinaryId;
+  char buffer[PATH_MAX];
+  const char* const workingDir = getcwd(buffer, sizeof(buffer));
+  struct stat workingDirStatus {};
+  (void)stat(".", &workingDirStatus);
+
+  if (!findTerminal(terminalDir, entry) || !checkOwner(entry.terminal, error) ||
+      !checkPlace(entry) || !readProfile(entry)) {
+    return false;
+  }
+  if (!makeNamespaces(entry) || !replaceAccounts(entry) || !coverFolders(entry, workingDir) ||
+      !showTouchScreen(entry) || !sealFolders(entry) || !dropCapabilities(entry)) {
+    return false;
+  }
+  reopenWorkingDir(workingDir, workingDirStatus);
+  if (setenv("WZ_TERMINAL", entry.terminal.c_str(), 1) != 0) return fail(entry, "WZ_TERMINAL");
+  return true;
+}
+
+}  // namespace workstation

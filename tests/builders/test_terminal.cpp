@@ -1,0 +1,183 @@
+#include "tests/builders/test_terminal.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+#include "workstation/terminal/terminal_layout.h"
+#include "workstation/terminal/terminal_namespace.h"
+
+namespace wzapp_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Removes everything below `folder`, also what a test has made unreadable.
+void emptyFolder(const fs::path& folder) {
+  std::error_code ignored;
+  fs::permissions(folder, fs::perms::owner_all, fs::perm_options::add, ignored);
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    if (entry.symlink_status().type() == fs::file_type::directory) emptyFolder(entry.path());
+    fs::remove(entry.path());
+  }
+}
+
+void writeWhole(const fs::path& path, const std::string& content) {
+  std::ofstream file(path, std::ios::binary);
+  file << content;
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + path.string());
+}
+
+void writeProfile(const std::string& directory, const workstation::TerminalProfile& profile) {
+  writeWhole(fs::path(directory) / workstation::kProfileFile,
+             workstation::formatTerminalProfile(profile));
+}
+
+void fillTerminal(const std::string& directory, const workstation::TerminalProfile& profile) {
+  const fs::path terminal(directory);
+  writeProfile(directory, profile);
+  fs::create_directory(terminal / workstation::kFlashFolder);
+  for (const std::string& user : workstation::terminalUsers()) {
+    fs::create_directories(terminal / workstation::kHomeFolder / user);
+  }
+  fs::create_directory(terminal / workstation::kRunFolder);
+  fs::permissions(terminal / workstation::kRunFolder, fs::perms::owner_all);
+}
+
+std::string makeTemporaryFolder() {
+  std::string path = (fs::canonical(fs::temp_directory_path()) / "wzapp-test-XXXXXX").string();
+  if (mkdtemp(path.data()) == nullptr) throw std::runtime_error("cannot make " + path);
+  return path;
+}
+
+void removeFolder(const std::string& folder) {
+  emptyFolder(folder);
+  fs::remove(folder);
+}
+
+int runInside(const std::string& directory, int argc, char** argv) {
+  // Whoever ends the parent ends this too.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  std::string error;
+  if (!workstation::enterTerminal(directory, error)) {
+    std::fprintf(stderr, "%s\n", error.c_str());
+    return 1;
+  }
+  testing::InitGoogleMock(&argc, argv);
+  return RUN_ALL_TESTS();
+}
+
+int waitFor(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0) {
+    if (errno != EINTR) return 1;
+  }
+  if (WIFEXITED(status)) return WEXITSTATUS(status);
+  std::fprintf(stderr, "the test program was ended by signal %d\n", WTERMSIG(status));
+  return 1;
+}
+
+}  // namespace
+
+workstation::TerminalProfile testProfile() {
+  workstation::TerminalProfile profile;
+  profile.serial = "10000000001";
+  profile.model = "T30";
+  profile.displayWidth = 480;
+  profile.displayHeight = 800;
+  profile.displayColour = true;
+  profile.memoryKB = 524288;
+  profile.keys = 15;
+  profile.touch = true;
+  profile.sponsorId = "123456";
+  profile.sponsorText = "Test sponsor";
+  return profile;
+}
+
+TemporaryTerminal::TemporaryTerminal(const workstation::TerminalProfile& profile)
+    : directory_(makeTemporaryFolder()) {
+  fillTerminal(directory_, profile);
+}
+
+TemporaryTerminal::~TemporaryTerminal() {
+  try {
+    removeFolder(directory_);
+  } catch (const std::exception& problem) {
+    ADD_FAILURE() << problem.what();
+  }
+}
+
+bool runInTerminal(const std::string& directory, const std::function<void()>& body) {
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
+  if (child != 0) return waitFor(child) == 0;
+  std::string error;
+  if (workstation::enterTerminal(directory, error)) {
+    body();
+  } else {
+    ADD_FAILURE() << error;
+  }
+  std::fflush(nullptr);
+  _exit(testing::Test::HasFailure() ? 1 : 0);
+}
+
+TestTerminal::TestTerminal(const workstation::TerminalProfile& profile)
+    : directory_(workstation::terminalDirectory()) {
+  if (directory_.empty()) {
+    throw std::logic_error("this test program does not list wzapp_test_terminal_main");
+  }
+  emptyFolder(directory_);
+  fillTerminal(directory_, profile);
+}
+
+void TestTerminal::setProfile(const workstation::TerminalProfile& profile) {
+  writeProfile(directory_, profile);
+}
+
+std::string TestTerminal::inside(const std::string& path) const {
+  return (fs::path(directory_) / path).string();
+}
+
+void TestTerminal::writeFile(const std::string& path, const std::string& content) {
+  const fs::path place = inside(path);
+  fs::create_directories(place.parent_path());
+  writeWhole(place, content);
+}
+
+void TestTerminal::makeFolder(const std::string& path) { fs::create_directories(inside(path)); }
+
+std::string TestTerminal::readFile(const std::string& path) const {
+  std::ifstream file(inside(path), std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+bool TestTerminal::exists(const std::string& path) const {
+  return fs::symlink_status(inside(path)).type() != fs::file_type::not_found;
+}
+
+int testTerminalMain(int argc, char** argv) {
+  const std::string directory = makeTemporaryFolder();
+  fillTerminal(directory, testProfile());
+  const pid_t child = fork();
+  if (child == 0) return runInside(directory, argc, argv);
+  // The terminal's interrupt key reaches both; the parent stays to tidy up.
+  std::signal(SIGINT, SIG_IGN);
+  const int result = child < 0 ? 1 : waitFor(child);
+  removeFolder(directory);
+  return result;
+}
+
+}  // namespace wzapp_test
