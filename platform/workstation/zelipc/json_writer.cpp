@@ -1,0 +1,75 @@
+// JSObject::dump: RapidJSON writes the text.
+
+#include <string_view>
+#include <type_traits>
+#include <variant>
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include "workstation/zelipc/json_allocator.h"
+#include "workstation/zelipc/json_text.h"
+#include "workstation/zelipc/json_value.h"
+
+namespace zelipc {
+namespace {
+
+using Buffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, workstation::JsonAllocator>;
+using Writer =
+    rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::UTF8<>, workstation::JsonAllocator>;
+
+}  // namespace
+
+/// Writes one value; `depth` of recursion is that of the tree.
+struct JSObject::Value::Writing {
+  Writer& writer;
+
+  void operator()(Null) const { writer.Null(); }
+  void operator()(const Overflow&) const { writer.Null(); }
+  void operator()(bool value) const { writer.Bool(value); }
+  void operator()(long long value) const { writer.Int64(value); }
+
+  void operator()(double value) const {
+    const std::string literal = workstation::writeNumber(value);
+    writer.RawValue(literal.data(), literal.size(), rapidjson::kNumberType);
+  }
+
+  void operator()(const std::string& text) const { writeText(text); }
+
+  void operator()(const Array& array) const {
+    writer.StartArray();
+    for (const std::unique_ptr<Cell>& element : array) std::visit(*this, element->value.content);
+    writer.EndArray();
+  }
+
+  void operator()(const Members& members) const {
+    writer.StartObject();
+    for (const Member& member : members.all()) {
+      writeText(member.name);
+      std::visit(*this, member.cell.value.content);
+    }
+    writer.EndObject();
+  }
+
+  void writeText(std::string_view text) const {
+    if (workstation::wellFormedLength(text) == text.size()) {
+      put(text);
+    } else {
+      put(workstation::repairUtf8(text));
+    }
+  }
+
+  void put(std::string_view text) const {
+    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+  }
+};
+
+std::string JSObject::dump() const {
+  if (value_ == nullptr) return "{}";
+  Buffer buffer;
+  Writer writer(buffer);
+  std::visit(Value::Writing{writer}, value_->content);
+  return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+}  // namespace zelipc
