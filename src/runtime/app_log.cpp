@@ -1,0 +1,191 @@
+#include "runtime/app_log.h"
+
+#include <cstddef>
+#include <cstring>
+#include <mutex>
+#include <utility>
+
+#include "runtime/attempt.h"
+#include "runtime/log_entry.h"
+#include "runtime/log_record.h"
+
+namespace wzapp {
+namespace {
+
+constexpr std::size_t kPublishSize = 40960;
+
+// What is published with every record of an application.
+struct AppData {
+  std::string version;
+  std::string merchantId;
+  std::string system;
+  std::string systemVersion;
+};
+
+// The size is summed up as lines come in, so that a line costs the same however long the log is.
+struct AppLog {
+  std::vector<WZLogEntry> entries;
+  std::size_t estimatedSize = 0;
+};
+
+struct LogTables {
+  std::map<std::string, AppLog> logEntries;
+  std::map<std::string, AppData> appData;
+};
+
+std::mutex logMutex;  // guards the tables; taken after an application's mutex, never before it
+
+// Made on first use and never destroyed: scripts may write while the process comes to its end.
+LogTables& logTables() {
+  static LogTables& tables = *new LogTables;
+  return tables;
+}
+
+// Null when no application with that id runs.
+AppLog* findLog(const std::string& appId) {
+  const auto log = logTables().logEntries.find(appId);
+  return log == logTables().logEntries.end() ? nullptr : &log->second;
+}
+
+void append(AppLog& log, WZLogEntry entry) {
+  const std::size_t size = entry.estimatedSize();
+  log.entries.push_back(std::move(entry));
+  log.estimatedSize += size;
+}
+
+void publishWhenFull(const std::string& appId, AppLog& log) {
+  if (log.estimatedSize < kPublishSize) return;
+  const AppData& data = logTables().appData[appId];
+  publishLog(appId, data.version, data.merchantId, data.system, data.systemVersion, log.entries);
+  // The memory goes too: an application that wrote much once is not charged for it for ever.
+  log = AppLog();
+}
+
+WZLogEntry applicationEntry(const char* message, const char* event) {
+  WZLogEntry entry(kNoticeLevel, kApplicationEntry);
+  entry.message = message;
+  entry.event = event;
+  return entry;
+}
+
+WZLogEntry failureEntry(const RunFailure& failure) {
+  WZLogEntry entry(kErrorLevel, kErrorEntry);
+  entry.message = failure.message;
+  entry.errorCode = failure.errorCode;
+  return entry;
+}
+
+WZLogEntry failedRequestEntry(const std::string& url, const std::string& status) {
+  WZLogEntry entry(kErrorLevel, kErrorEntry);
+  entry.message = "HTTP request failed";
+  entry.errorCode = "wz_1";
+  entry.errorName = "HTTP request failed";
+  entry.errorMessage = "URL: " + url;
+  entry.errorData = status;
+  return entry;
+}
+
+// Which text of an entry the arguments of a script's line are, first to last.
+using EntryText = std::string WZLogEntry::*;
+constexpr EntryText kLineTexts[] = {&WZLogEntry::message, &WZLogEntry::detail};
+constexpr EntryText kErrorLineTexts[] = {&WZLogEntry::errorCode, &WZLogEntry::errorName,
+                                         &WZLogEntry::message};
+
+template <std::size_t count>
+void setTexts(WZLogEntry& entry, const EntryText (&texts)[count],
+              const std::vector<std::string>& args) {
+  for (std::size_t index = 0; index < count && index < args.size(); ++index) {
+    entry.*texts[index] = args[index];
+  }
+}
+
+WZLogEntry scriptEntry(int level, const std::vector<std::string>& args) {
+  WZLogEntry entry(level, kScriptEntry);
+  if (level == kErrorLevel) {
+    setTexts(entry, kErrorLineTexts, args);
+  } else if (level >= js::JS_LOG_EMERGENCY && level <= js::JS_LOG_DEBUG) {
+    setTexts(entry, kLineTexts, args);
+  }
+  return entry;
+}
+
+// The number behind a level, which need not be one that the type has a name for.
+int levelNumber(js::JSLogLevel level) {
+  int number = 0;
+  static_assert(sizeof level == sizeof number);
+  std::memcpy(&number, &level, sizeof number);
+  return number;
+}
+
+void setIfSaid(std::string& text, const std::optional<std::string>& said) {
+  if (said) text = *said;
+}
+
+// Without a copy: closing a log does not depend on memory.
+const std::string& orEmpty(const std::optional<std::string>& said) {
+  static const std::string empty;
+  return said ? *said : empty;
+}
+
+}  // namespace
+
+void openAppLog(const std::string& appId, const LaunchData& launch) noexcept {
+  (void)attempt([&] {
+    const std::lock_guard<std::mutex> lock(logMutex);
+    append(logTables().logEntries[appId], applicationEntry("Application launched", "LAUNCH"));
+    AppData& data = logTables().appData[appId];
+    data.version = launch.version;
+    setIfSaid(data.merchantId, launch.merchantId);
+    setIfSaid(data.system, launch.system);
+    setIfSaid(data.systemVersion, launch.systemVersion);
+  });
+}
+
+void closeAppLog(const std::string& appId, const LaunchData& launch,
+                 const std::optional<RunFailure>& failure) noexcept {
+  (void)attempt([&] {
+    const std::lock_guard<std::mutex> lock(logMutex);
+    LogTables& tables = logTables();
+    // Another application with this id may have closed the log; then it holds the end only.
+    (void)attempt([&] {
+      AppLog& log = tables.logEntries[appId];
+      if (failure) append(log, failureEntry(*failure));
+      append(log, applicationEntry("Application ended", "EXIT"));
+    });
+    if (const AppLog* const log = findLog(appId)) {
+      publishLog(appId, launch.version, orEmpty(launch.merchantId), orEmpty(launch.system),
+                 orEmpty(launch.systemVersion), log->entries);
+    }
+    tables.logEntries.erase(appId);
+    tables.appData.erase(appId);
+  });
+}
+
+void onScriptLog(void*, const std::string& appId, js::JSLogLevel level,
+                 const std::vector<std::string>& args) noexcept {
+  if (args.empty()) return;
+  (void)attempt([&] {
+    const std::lock_guard<std::mutex> lock(logMutex);
+    AppLog* const log = findLog(appId);
+    if (log == nullptr) return;
+    append(*log, scriptEntry(levelNumber(level), args));
+    publishWhenFull(appId, *log);
+  });
+}
+
+void onScriptTrace(void*, js::JSTraceType type, const std::string& appId,
+                   std::map<std::string, std::string>& info) noexcept {
+  if (type != js::JS_TRACE_PAGE || appId.empty()) return;
+  (void)attempt([&] {
+    // A request without a status has got no answer, which is a failure too.
+    const std::string& status = info["status"];
+    if (status == "200") return;
+    const std::lock_guard<std::mutex> lock(logMutex);
+    AppLog* const log = findLog(appId);
+    if (log == nullptr) return;
+    append(*log, failedRequestEntry(info["url"], status));
+    publishWhenFull(appId, *log);
+  });
+}
+
+}  // namespace wzapp

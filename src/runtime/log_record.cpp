@@ -1,0 +1,153 @@
+#include "runtime/log_record.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <span>
+
+#include "runtime/attempt.h"
+#include "support/platform_info.h"
+#include "support/terminal_identity.h"
+#include "zelipc/zelipc.h"
+
+namespace wzapp {
+namespace {
+
+using zelipc::JSObject;
+
+constexpr char kLogReceiver[] = "1";
+constexpr char kLogNotification[] = "_WZLog";
+constexpr char kDefaultSystem[] = "ZTK";
+
+constexpr const char* kLevelNames[] = {"APP_EMERGENCY", "APP_ALERT",  "APP_CRITICAL", "APP_ERROR",
+                                       "APP_WARNING",   "APP_NOTICE", "APP_INFO",     "APP_DEBUG"};
+constexpr int kLevelCount = static_cast<int>(std::size(kLevelNames));
+
+bool hasName(int level) { return level >= 0 && level < kLevelCount; }
+
+const char* messageType(const WZLogEntry& entry) {
+  switch (entry.kind) {
+    case kApplicationEntry:
+      return "APPLICATION";
+    case kErrorEntry:
+      return "ERROR";
+    case kScriptEntry:
+      return hasName(entry.level) ? kLevelNames[entry.level] : "";
+    default:
+      return "<unknown>";
+  }
+}
+
+// A text of an entry, and the member of a record that carries it.
+struct TextMember {
+  const char* key;
+  std::string WZLogEntry::*text;
+  bool evenEmpty;
+};
+
+constexpr TextMember kApplicationTexts[] = {{"msg", &WZLogEntry::message, true},
+                                            {"aE", &WZLogEntry::event, true}};
+constexpr TextMember kErrorTexts[] = {{"msg", &WZLogEntry::message, true},
+                                      {"eC", &WZLogEntry::errorCode, true},
+                                      {"eN", &WZLogEntry::errorName, true},
+                                      {"eMsg", &WZLogEntry::errorMessage, false},
+                                      {"eD", &WZLogEntry::errorData, false}};
+constexpr TextMember kScriptTexts[] = {{"msg", &WZLogEntry::message, true},
+                                       {"aD", &WZLogEntry::detail, false}};
+constexpr TextMember kScriptErrorTexts[] = {{"eC", &WZLogEntry::errorCode, true},
+                                            {"eN", &WZLogEntry::errorName, false},
+                                            {"msg", &WZLogEntry::message, false}};
+
+std::span<const TextMember> textMembers(const WZLogEntry& entry) {
+  switch (entry.kind) {
+    case kApplicationEntry:
+      return kApplicationTexts;
+    case kErrorEntry:
+      return kErrorTexts;
+    case kScriptEntry:
+      if (!hasName(entry.level)) return {};
+      if (entry.level == kErrorLevel) return kScriptErrorTexts;
+      return kScriptTexts;
+    default:
+      return {};
+  }
+}
+
+JSObject messageObject(const WZLogEntry& entry) {
+  JSObject message;
+  message["t"] = timeStampText(entry.time);
+  message["s"] = entry.level;
+  message["msgT"] = messageType(entry);
+  for (const TextMember& member : textMembers(entry)) {
+    const std::string& text = entry.*member.text;
+    if (member.evenEmpty || !text.empty()) message[member.key] = text;
+  }
+  return message;
+}
+
+void addUnlessEmpty(JSObject& object, const char* key, const std::string& text) {
+  if (!text.empty()) object[key] = text;
+}
+
+// Seconds by which local time is ahead of UTC. The two differ by less than a day, so that only the
+// sign of the difference in days counts; 366 makes a step of the year outweigh that of the day.
+int utcOffset(const tm& local, const tm& utc) {
+  constexpr int kDaySeconds = 86400;
+  const int offset = (local.tm_hour - utc.tm_hour) * 3600 + (local.tm_min - utc.tm_min) * 60 +
+                     (local.tm_sec - utc.tm_sec);
+  const int days = (local.tm_year - utc.tm_year) * 366 + (local.tm_yday - utc.tm_yday);
+  if (days > 0) return offset + kDaySeconds;
+  if (days < 0) return offset - kDaySeconds;
+  return offset;
+}
+
+}  // namespace
+
+std::string timeStampText(const LogTime& time) {
+  const std::time_t seconds = time.seconds;
+  tm local = {};
+  tm utc = {};
+  localtime_r(&seconds, &local);
+  gmtime_r(&seconds, &utc);
+  const int offset = utcOffset(local, utc);
+  const int distance = std::abs(offset);
+
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03d%c%02d:%02d:%02d",
+                local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
+                local.tm_sec, time.nanoseconds / 1000000, offset < 0 ? '-' : '+', distance / 3600,
+                distance % 3600 / 60, distance % 60);
+  return text;
+}
+
+void publishLog(const std::string& appId, const std::string& version, const std::string& merchantId,
+                const std::string& system, const std::string& systemVersion,
+                const std::vector<WZLogEntry>& entries) noexcept {
+  (void)attempt([&] {
+    std::string sponsorId;
+    std::string sponsorText;
+    getTerminalSponsor(sponsorId, sponsorText);
+
+    JSObject record;
+    JSObject& data = record["data"];
+    data["sys"] = system.empty() ? kDefaultSystem : system;
+    data["sSys"] = appId;
+    data["v"] = version;
+    data["spId"] = sponsorId;
+    data["h"] = terminalSerialNumber();
+    if (!entries.empty()) {
+      JSObject& messages = data["msgs"];
+      for (const WZLogEntry& entry : entries) messages.append(messageObject(entry));
+    }
+
+    if (!merchantId.empty() || !system.empty() || !systemVersion.empty()) {
+      JSObject& origin = record["wz_private"];
+      addUnlessEmpty(origin, "wz_merchantId", merchantId);
+      addUnlessEmpty(origin, "wz_system", system);
+      addUnlessEmpty(origin, "wz_system_version", systemVersion);
+    }
+    zelipc::ipcNotify(kLogReceiver, kLogNotification, record, 0, appId);
+  });
+}
+
+}  // namespace wzapp
