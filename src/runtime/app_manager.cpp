@@ -1,0 +1,72 @@
+#include "runtime/app_manager.h"
+
+#include "runtime/attempt.h"
+#include "runtime/run_loop.h"
+#include "zelgui/zelgui.h"
+
+namespace wzapp {
+namespace {
+
+// The thread's entry. It ends by giving up its own reference, moved out of the object first:
+// letting go of the last one destroys the object with every member it has.
+void* appThreadMain(void* manager) noexcept {
+  WZAppManager& app = *static_cast<WZAppManager*>(manager);
+  runApplication(app);
+
+  const counted_ptr<WZApp> last(app.self);
+  app.self.reset();
+  return nullptr;
+}
+
+// Thread attributes for a detached thread, released on every way out.
+class DetachedAttributes {
+ public:
+  DetachedAttributes() : initialised_(pthread_attr_init(&attributes_) == 0) {}
+
+  ~DetachedAttributes() {
+    if (initialised_) pthread_attr_destroy(&attributes_);
+  }
+
+  DetachedAttributes(const DetachedAttributes&) = delete;
+  DetachedAttributes& operator=(const DetachedAttributes&) = delete;
+
+  bool createThread(void* (*entry)(void*), void* argument) {
+    pthread_t thread;
+    return initialised_ &&
+           pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED) == 0 &&
+           pthread_create(&thread, &attributes_, entry, argument) == 0;
+  }
+
+ private:
+  pthread_attr_t attributes_;
+  bool initialised_;
+};
+
+}  // namespace
+
+WZAppManager::~WZAppManager() {
+  pthread_cond_destroy(&cond);
+  pthread_mutex_destroy(&mutex);
+}
+
+bool WZAppManager::start(counted_ptr<WZApp>& handle) {
+  self.reset(this);
+  handle = self;
+  if (DetachedAttributes().createThread(appThreadMain, this)) return true;
+  self.reset();
+  handle.reset();  // The last reference: nothing of this object may be touched any more.
+  return false;
+}
+
+void WZAppManager::cancel() {
+  pthread_mutex_lock(&mutex);
+  while (running && invocation < 0) pthread_cond_wait(&cond, &mutex);
+  if (running) {
+    // A request that cannot be made leaves the application to end by itself.
+    (void)attempt([this] { zelgui::uiInvokeCancelAsync(invocation); });
+  }
+  while (running) pthread_cond_wait(&cond, &mutex);
+  pthread_mutex_unlock(&mutex);
+}
+
+}  // namespace wzapp

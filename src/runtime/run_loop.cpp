@@ -1,0 +1,188 @@
+#include "runtime/run_loop.h"
+
+#include <optional>
+#include <string>
+
+#include "installer/directories.h"
+#include "runtime/app_log.h"
+#include "runtime/app_manager.h"
+#include "runtime/attempt.h"
+#include "runtime/script_bridge.h"
+#include "support/file_system.h"
+#include "support/format.h"
+#include "support/platform_info.h"
+#include "zelgui/zelgui.h"
+
+namespace wzapp {
+namespace {
+
+constexpr int kNoLimit = -1;      // time-out of uiInvokeWait
+constexpr int kOutOfMemory = -1;  // result of a page that could not be invoked or waited for
+
+// What integer property 20 is for a terminal with at least `memoryKB` of memory; the first row that
+// fits counts.
+struct MemoryRow {
+  unsigned int memoryKB;
+  int value;
+};
+
+constexpr MemoryRow kMemoryRows[] = {{524288, 256000}, {262144, 71680}, {1, 10240}, {0, 0}};
+
+int memoryProperty() {
+  const unsigned int memoryKB = memorySizeKB();
+  for (const MemoryRow& row : kMemoryRows) {
+    if (memoryKB >= row.memoryKB) return row.value;
+  }
+  return 0;
+}
+
+// One property of the GUI service, a text or a number. The ids are the service's own.
+struct BrowserProperty {
+  int id;
+  std::string (*text)(const WZAppManager& app);
+  int (*number)();
+};
+
+// Where uiReadConfig looks; so these come before it, and everything else after it.
+constexpr BrowserProperty kConfigurationDirectories[] = {
+    {2003, [](const WZAppManager& app) { return app.resourceDir; }, nullptr},
+    {2007, [](const WZAppManager& app) { return app.defaultDir; }, nullptr},
+};
+
+constexpr BrowserProperty kBrowserProperties[] = {
+    {2010, [](const WZAppManager& app) { return app.appDir; }, nullptr},
+    {2012, [](const WZAppManager& app) { return app.fsRoot; }, nullptr},
+    {2015, [](const WZAppManager&) { return std::string(kFileSystemRoot); }, nullptr},
+    {20, nullptr, memoryProperty},
+    {2013, [](const WZAppManager& app) { return joinPath(app.appDir, "print"); }, nullptr},
+    {2006, [](const WZAppManager& app) { return app.styleSheet; }, nullptr},
+    {15, nullptr, [] { return 1; }},
+};
+
+// While on, what this thread sets is for its own invocation and changes no other application's.
+void setLocalProperties(bool local) {
+  (void)attempt([=] { zelgui::uiSetLocalProperties(local); });
+}
+
+// A property that the service refuses keeps its default, and the run goes on.
+void setBrowserProperty(const WZAppManager& app, const BrowserProperty& property) {
+  (void)attempt([&] {
+    if (property.text != nullptr) {
+      zelgui::uiSetPropertyString(app.display, property.id, property.text(app).c_str());
+    } else {
+      zelgui::uiSetPropertyInt(app.display, property.id, property.number());
+    }
+  });
+}
+
+void configureBrowser(const WZAppManager& app) {
+  for (const BrowserProperty& property : kConfigurationDirectories) {
+    setBrowserProperty(app, property);
+  }
+  (void)attempt([&] { zelgui::uiReadConfig(app.display); });
+  for (const BrowserProperty& property : kBrowserProperties) {
+    setBrowserProperty(app, property);
+  }
+}
+
+std::optional<std::string> propertyOf(const WZAppManager& app, const char* key) {
+  const auto property = app.properties.find(key);
+  if (property == app.properties.end()) return std::nullopt;
+  return property->second;
+}
+
+std::optional<std::string> merchantIdOf(const WZAppManager& app) {
+  const auto text = propertyOf(app, "wz_parameters");
+  if (!text) return std::nullopt;
+  zelipc::JSObject parameters;
+  // Not examined: parameters that are no JSON text hold no merchant id.
+  (void)parseJson(parameters, *text);
+  const zelipc::JSObject& merchantId =
+      static_cast<const zelipc::JSObject&>(parameters)["wz_merchantId"];
+  if (!merchantId.isString()) return std::nullopt;
+  return merchantId.asString();
+}
+
+// What the log says about this run. The host's parameters are read here, before the page can change
+// them, and serve the last record too.
+LaunchData logLaunch(const WZAppManager& app) {
+  LaunchData launch;
+  (void)attempt([&] {
+    launch.version = app.version;
+    launch.merchantId = merchantIdOf(app);
+    launch.system = propertyOf(app, "wz_system");
+    launch.systemVersion = propertyOf(app, "wz_system_version");
+    openAppLog(app.appId, launch);
+  });
+  return launch;
+}
+
+// Called with `mutex` held.
+void invokeStartPage(WZAppManager& app) {
+  app.invocation = kOutOfMemory;
+  (void)attempt([&] {
+    app.invocation = zelgui::uiInvokeURLAsync(app.display, app.region, app.properties,
+                                              app.startFile, nullptr, nullptr);
+  });
+  pthread_cond_broadcast(&app.cond);
+}
+
+// Called without `mutex`, so that the application can be cancelled meanwhile.
+int waitForEnd(WZAppManager& app, int invocation) {
+  int result = kOutOfMemory;
+  if (!attempt([&] { result = zelgui::uiInvokeWait(invocation, app.properties, kNoLimit); })) {
+    // Nobody would know of the page any more: let it not go on.
+    (void)attempt([&] { zelgui::uiInvokeCancelAsync(invocation); });
+  }
+  return result;
+}
+
+RunFailure describeFailure(int result) {
+  RunFailure failure;
+  format(failure.message, "Error %d %s\n", result, zelgui::uiScriptError().c_str());
+  // The line feed is part of the code. Unsigned, since the smallest result has no opposite.
+  format(failure.errorCode, "wz_%d\n", static_cast<int>(1U - static_cast<unsigned int>(result)));
+  return failure;
+}
+
+// Called with `mutex` held.
+void logExit(const WZAppManager& app, const LaunchData& launch) {
+  std::optional<RunFailure> failure;
+  if (app.invocation < 0) {
+    (void)attempt([&] { failure = describeFailure(app.invocation); });
+  }
+  closeAppLog(app.appId, launch, failure);
+}
+
+// Called with `mutex` held: a cancel returns only when the host has been told.
+void tellHost(const WZAppManager& app) {
+  if (app.onExit == nullptr) return;
+  (void)attempt([&] { app.onExit(app.user, app.invocation, app.properties); });
+}
+
+}  // namespace
+
+void runApplication(WZAppManager& app) noexcept {
+  setLocalProperties(true);
+  configureBrowser(app);
+  const LaunchData launch = logLaunch(app);
+
+  pthread_mutex_lock(&app.mutex);
+  invokeStartPage(app);
+  if (app.invocation >= 0) {
+    const int invocation = app.invocation;
+    pthread_mutex_unlock(&app.mutex);
+    const int result = waitForEnd(app, invocation);
+    pthread_mutex_lock(&app.mutex);
+    // From here to the unlock nobody sees it, so nobody takes it for an invocation id.
+    app.invocation = result;
+  }
+  logExit(app, launch);
+  setLocalProperties(false);
+  tellHost(app);
+  app.running = false;
+  pthread_cond_broadcast(&app.cond);
+  pthread_mutex_unlock(&app.mutex);
+}
+
+}  // namespace wzapp
