@@ -1,0 +1,198 @@
+#include "workstation/terminal/terminal_directory.h"
+
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "workstation/terminal/bus_daemon.h"
+#include "workstation/terminal/owner_check.h"
+#include "workstation/terminal/terminal_layout.h"
+
+namespace workstation {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kCertificateEndings[] = {".der", ".crt", ".cer"};
+
+bool fail(std::string& error, const std::string& what, const std::string& why) {
+  error = what + ": " + why;
+  return false;
+}
+
+bool fail(std::string& error, const std::string& what, const std::error_code& why) {
+  return fail(error, what, why.message());
+}
+
+bool makeFolder(const fs::path& folder, std::string& error) {
+  std::error_code failure;
+  fs::create_directories(folder, failure);
+  return failure ? fail(error, "cannot make " + folder.string(), failure) : true;
+}
+
+bool writeFile(const fs::path& path, const std::string& content, std::string& error) {
+  std::ofstream file(path, std::ios::binary);
+  file << content;
+  file.close();
+  return file ? true : fail(error, "cannot write " + path.string(), "is there space left?");
+}
+
+// An empty folder of the user's own, made when there is none. `isNew` says who made it.
+bool prepareFolder(const fs::path& folder, bool& isNew, std::string& error) {
+  std::error_code failure;
+  const fs::file_status status = fs::status(folder, failure);
+  isNew = status.type() == fs::file_type::not_found;
+  if (isNew) return makeFolder(folder, error);
+  if (status.type() != fs::file_type::directory) {
+    return fail(error, folder.string(), failure ? failure.message() : "is no folder");
+  }
+  if (!checkOwner(folder.string(), error)) return false;
+  const bool isEmpty = fs::is_empty(folder, failure);
+  if (failure) return fail(error, "cannot list " + folder.string(), failure);
+  if (!isEmpty) {
+    return fail(error, folder.string(), "is not empty; a terminal needs a folder of its own");
+  }
+  return true;
+}
+
+bool makeFolders(const fs::path& terminal, std::string& error) {
+  if (!makeFolder(terminal / kFlashFolder, error) || !makeFolder(terminal / kRootsFolder, error) ||
+      !makeFolder(terminal / kRunFolder, error)) {
+    return false;
+  }
+  for (const std::string& user : terminalUsers()) {
+    if (!makeFolder(terminal / kHomeFolder / user, error)) return false;
+  }
+  std::error_code failure;
+  fs::permissions(terminal / kRunFolder, fs::perms::owner_all, failure);
+  return failure ? fail(error, (terminal / kRunFolder).string(), failure) : true;
+}
+
+bool copyRoots(const fs::path& terminal, const std::string& roots, std::string& error) {
+  if (roots.empty()) return true;
+  std::error_code failure;
+  if (!fs::is_directory(roots, failure)) {
+    return fail(error, roots, failure ? failure.message() : "is no folder of certificates");
+  }
+  const std::vector<std::string> files = certificateFiles(roots);
+  if (files.empty()) {
+    return fail(error, roots, "holds no certificates (*.der, *.crt or *.cer)");
+  }
+  for (const fs::path file : files) {
+    const std::uintmax_t size = fs::file_size(file, failure);
+    if (failure) return fail(error, file.string(), failure);
+    if (size == 0 || size > kMaxCertificateSize) {
+      return fail(error, file.string(),
+                  "a certificate has 1 to " + std::to_string(kMaxCertificateSize) +
+                      " octets, this file " + std::to_string(size));
+    }
+    fs::copy_file(file, terminal / kRootsFolder / file.filename(), failure);
+    if (failure) return fail(error, "cannot copy " + file.string(), failure);
+  }
+  return true;
+}
+
+std::string manifestText(const TerminalExports& exports) {
+  rapidjson::StringBuffer buffer;
+  rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
+  writer.SetIndent(' ', 2);
+  const auto text = [&writer](const std::string& value) {
+    writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
+  };
+  const auto list = [&](const char* key, const std::vector<std::string>& ids) {
+    writer.Key(key);
+    writer.StartArray();
+    for (const std::string& id : ids) {
+      writer.StartObject();
+      writer.Key("id");
+      text(id);
+      writer.EndObject();
+    }
+    writer.EndArray();
+  };
+  writer.StartObject();
+  writer.Key("exports_sdk");
+  writer.StartObject();
+  writer.Key("triggers_version");
+  text(exports.triggersVersion);
+  writer.EndObject();
+  list("exports_trigger", exports.triggers);
+  list("exports_api", exports.interfaces);
+  writer.EndObject();
+  return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
+}
+
+bool writeManifest(const fs::path& terminal, const TerminalExports& exports, std::string& error) {
+  const fs::path manifest = terminal / kTerminalManifest;
+  return makeFolder(manifest.parent_path(), error) &&
+         writeFile(manifest, manifestText(exports), error);
+}
+
+// What would not be read back is refused before it is written.
+bool writeProfile(const fs::path& terminal, TerminalProfile profile, std::string& error) {
+  profile.rootsDirectory = kRootsFolder;
+  const std::string text = formatTerminalProfile(profile);
+  TerminalProfile readBack;
+  ProfileError profileError;
+  if (!parseTerminalProfile(text, kProfileFile, readBack, profileError)) {
+    error = profileError.message;
+    return false;
+  }
+  return writeFile(terminal / kProfileFile, text, error);
+}
+
+void removeParts(const fs::path& terminal, bool isNew) {
+  std::error_code ignored;
+  for (const char* const part :
+       {kFlashFolder, kHomeFolder, kRootsFolder, kRunFolder, kProfileFile}) {
+    fs::remove_all(terminal / part, ignored);
+  }
+  if (isNew) fs::remove(terminal, ignored);
+}
+
+}  // namespace
+
+bool createTerminal(const std::string& directory, const NewTerminal& terminal, std::string& error) {
+  std::error_code failure;
+  const fs::path folder = fs::absolute(directory, failure).lexically_normal();
+  if (failure) return fail(error, directory, failure);
+  if (!checkBusPath(folder.string(), error)) return false;
+  bool isNew = false;
+  if (!prepareFolder(folder, isNew, error)) return false;
+  // The profile comes last: a folder without one is no terminal yet.
+  if (makeFolders(folder, error) && copyRoots(folder, terminal.roots, error) &&
+      writeManifest(folder, terminal.exports, error) &&
+      writeProfile(folder, terminal.profile, error)) {
+    return true;
+  }
+  removeParts(folder, isNew);
+  return false;
+}
+
+std::vector<std::string> certificateFiles(const std::string& folder) {
+  std::vector<std::string> files;
+  std::error_code failure;
+  for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end;
+       entry.increment(failure)) {
+    std::string ending = entry->path().extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), [](char c) {
+      return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    const bool isCertificate =
+        std::find(std::begin(kCertificateEndings), std::end(kCertificateEndings), ending) !=
+        std::end(kCertificateEndings);
+    std::error_code ignored;
+    if (isCertificate && entry->is_regular_file(ignored)) files.push_back(entry->path().string());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+}  // namespace workstation
