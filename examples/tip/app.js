@@ -1,6 +1,7 @@
 // The pages of the tip calculator: what is on the screen follows from `state`, every touch or key
 // changes the state, and render() brings the screen up to date.
 
+import { playDemo } from './demo.js';
 import { withKeys, withoutLastKey } from './keypad.js';
 import { moneyFormat } from './money.js';
 import { readSettings } from './settings.js';
@@ -316,3 +317,4 @@ buildSegments();
 buildFacts();
 listen();
 render();
+if (wz.properties.demo === '1') playDemo();
