@@ -1,0 +1,26 @@
+#include "workstation/browser/engine/host_names.h"
+
+#include "workstation/browser/engine/application_url.h"
+
+namespace workstation {
+
+std::string HostNames::acquire(const std::string& name, const std::string& directory) {
+  for (auto& [host, entry] : entries_) {
+    if (entry.directory != directory) continue;
+    ++entry.users;
+    return host;
+  }
+  const std::string label = hostLabel(name);
+  std::string host = label + ".invalid";
+  for (int number = 2; entries_.count(host) != 0; ++number)
+    host = label + '-' + std::to_string(number) + ".invalid";
+  entries_[host] = {directory, 1};
+  return host;
+}
+
+void HostNames::release(const std::string& host) {
+  const auto entry = entries_.find(host);
+  if (entry != entries_.end() && --entry->second.users == 0) entries_.erase(entry);
+}
+
+}  // namespace workstation

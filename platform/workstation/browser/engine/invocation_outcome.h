@@ -1,0 +1,77 @@
+/// The end of an invocation: where threads wait for it, and the table in which they find it.
+#ifndef WORKSTATION_BROWSER_ENGINE_INVOCATION_OUTCOME_H
+#define WORKSTATION_BROWSER_ENGINE_INVOCATION_OUTCOME_H
+
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "zelgui/zelgui.h"
+
+namespace workstation {
+
+/// What a wait brings.
+struct InvocationEnd {
+  int result = 0;
+  std::string error;  ///< The text that goes with a negative result.
+  zelgui::UIProperties properties;
+};
+
+/// The end of one invocation. Any thread.
+class InvocationOutcome {
+ public:
+  InvocationOutcome(int id, zelgui::UICallback callback, void* user)
+      : id_(id), callback_(callback), user_(user) {}
+
+  /// Called once: calls the callback, then lets those go who wait.
+  void complete(InvocationEnd end);
+
+  /// Waits at most `timeoutMs`, without limit if negative. False when the invocation is still
+  /// running. Inside of the callback it returns at once.
+  bool wait(int timeoutMs, InvocationEnd& end);
+
+  bool isComplete();
+  int id() const { return id_; }
+
+ private:
+  const int id_;
+  const zelgui::UICallback callback_;
+  void* const user_;
+
+  std::mutex mutex_;  // guards what follows
+  std::condition_variable completed_;
+  bool complete_ = false;
+  std::thread::id completing_;
+  InvocationEnd end_;
+};
+
+/// All invocations of the process whose end nobody has collected. Any thread.
+class InvocationTable {
+ public:
+  std::shared_ptr<InvocationOutcome> add(zelgui::UICallback callback, void* user);
+  std::shared_ptr<InvocationOutcome> find(int id);
+  void remove(int id);
+
+  /// Notes that an invocation has ended; the longest ended ones that nobody collects are forgotten.
+  void noteEnd(int id);
+
+  /// Waits at most `timeoutMs` in all for the invocations that are still running.
+  void waitForAll(int timeoutMs);
+
+ private:
+  std::mutex mutex_;  // guards what follows
+  int nextId_ = 0;
+  std::map<int, std::shared_ptr<InvocationOutcome>> outcomes_;
+  std::deque<int> ended_;
+};
+
+/// The process's table; lives as long as the process.
+InvocationTable& invocationTable();
+
+}  // namespace workstation
+
+#endif  // WORKSTATION_BROWSER_ENGINE_INVOCATION_OUTCOME_H
