@@ -1,0 +1,96 @@
+// What the library registers once per process. Each test has a process of its own, so this program
+// must not call the library outside of one.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "runtime/app_log.h"
+#include "runtime/script_bridge.h"
+#include "tests/builders/child_process.h"
+#include "tests/runtime/host_program.h"
+#include "tests/runtime/stubs/failing_memory.h"
+
+namespace wzapp_test {
+namespace {
+
+using stubs::platform;
+using testing::ElementsAre;
+using wzapp::wzAppRun;
+
+// Fails for its missing arguments, after everything that comes before they are looked at.
+int runWithoutArguments() {
+  wzapp::counted_ptr<wzapp::WZApp> app;
+  return wzAppRun(app, 0, 0, nullptr, nullptr, {}, nullptr, nullptr);
+}
+
+TEST(RegistrationTest, HappensOnceAndInItsOrder) {
+  const TestTerminal terminal;
+
+  runInChild([] {
+    EXPECT_EQ(runWithoutArguments(), 1);
+    EXPECT_EQ(runWithoutArguments(), 1);
+
+    EXPECT_THAT(platform().calls(), ElementsAre(R"(htmlSetScriptProcessor "js")", "jsSetNotify",
+                                                "jsSetNotifyAndWait", "jsSetTrace", "jsSetLog"));
+  });
+}
+
+TEST(RegistrationTest, GivesTheScriptProcessorItsCallbacks) {
+  const TestTerminal terminal;
+
+  runInChild([] {
+    runWithoutArguments();
+
+    EXPECT_EQ(platform().script.processor, js::jsProcessorExt);
+    EXPECT_EQ(platform().script.notify, wzapp::onScriptNotify);
+    EXPECT_EQ(platform().script.notifyAndWait, wzapp::onScriptNotifyAndWait);
+    EXPECT_EQ(platform().script.trace, wzapp::onScriptTrace);
+    EXPECT_EQ(platform().script.log, wzapp::onScriptLog);
+  });
+}
+
+TEST(RegistrationTest, ComesEvenBeforeAnUnusableConfigRoot) {
+  TestTerminal terminal;
+  terminal.writeFile(kConfigRootPath, "a file");
+
+  runInChild([] {
+    testing::internal::CaptureStderr();
+    const int result = runWithoutArguments();
+    testing::internal::GetCapturedStderr();
+
+    EXPECT_EQ(result, 5);
+    EXPECT_EQ(platform().calls().size(), 5U);
+  });
+}
+
+TEST(RegistrationTest, HappensOnceWhenManyApplicationsStartFirst) {
+  const TestTerminal terminal;
+
+  runInChild([] {
+    std::vector<std::thread> hosts;
+    for (int i = 0; i < 8; ++i) hosts.emplace_back(runWithoutArguments);
+    for (std::thread& host : hosts) host.join();
+
+    EXPECT_EQ(platform().calls().size(), 5U);
+  });
+}
+
+TEST(RegistrationTest, IsMadeUpForWhenMemoryWasOutTheFirstTime) {
+  const TestTerminal terminal;
+
+  runInChild([] {
+    stubs::failAllocation(1, stubs::Shortage::kForGood);
+    const int withoutMemory = runWithoutArguments();
+    stubs::endShortage();
+    const int withMemory = runWithoutArguments();
+
+    EXPECT_EQ(withoutMemory, 4);
+    EXPECT_EQ(withMemory, 1);
+    EXPECT_EQ(platform().script.log, wzapp::onScriptLog);
+  });
+}
+
+}  // namespace
+}  // namespace wzapp_test
