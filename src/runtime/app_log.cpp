@@ -109,8 +109,9 @@ WZLogEntry scriptEntry(int level, const std::vector<std::string>& args) {
   return entry;
 }
 
-// The number behind a level, which need not be one that the type has a name for.
-int levelNumber(js::JSLogLevel level) {
+// The number behind a level, which need not be one that the type has a name for; so it must not be
+// read as one.
+int levelNumber(const js::JSLogLevel& level) {
   int number = 0;
   static_assert(sizeof level == sizeof number);
   std::memcpy(&number, &level, sizeof number);
