@@ -125,7 +125,8 @@ std::optional<std::int32_t> readSponsorId(FieldReader& reader) {
 std::string readSponsorText(FieldReader& reader) {
   const std::optional<ByteView> text = reader.lengthAndOctets();
   if (!text) return std::string();
-  return std::string(text->begin(), text->begin() + std::min(text->size(), kMaxTextSize));
+  const ByteView kept = text->first(std::min(text->size(), kMaxTextSize));
+  return std::string(kept.begin(), kept.end());
 }
 
 // The sponsor of the first sponsor record; nothing if there is none, or if it is not usable.
