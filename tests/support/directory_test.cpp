@@ -15,7 +15,7 @@
 
 #include "tests/builders/child_process.h"
 #include "tests/builders/temporary_directory.h"
-#include "tests/support/wrapped_calls.h"
+#include "tests/builders/wrapped_calls.h"
 
 namespace wzapp {
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tests/builders/temporary_directory.h"
-#include "tests/support/wrapped_calls.h"
+#include "tests/builders/wrapped_calls.h"
 
 namespace wzapp {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "tests/builders/child_process.h"
 #include "tests/support/fake_platform.h"
-#include "tests/support/wrapped_calls.h"
+#include "tests/builders/wrapped_calls.h"
 
 namespace wzapp {
 namespace {

@@ -1,0 +1,346 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <barrier>
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "installer/directories.h"
+#include "support/install_log.h"
+#include "tests/builders/test_terminal.h"
+#include "tests/builders/wrapped_calls.h"
+#include "tests/installer/collected_log.h"
+
+namespace wzapp {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using wzapp_test::collectLine;
+using wzapp_test::Lines;
+using wzapp_test::TestTerminal;
+using wzapp_test::WrappedCalls;
+
+constexpr const char* kRoot = "/mnt/flash/etc/config/wzapp";
+constexpr const char* kOldApp = "/home/sys13/flash/www/wz/shop/index.html";
+constexpr const char* kOldManifest = "/home/sys13/flash/www/mp/shop/mpmanifest.mft";
+constexpr const char* kOldData = "/home/sys13/flash/www/fsroot/shop/data";
+constexpr const char* kNewApp = "/mnt/flash/etc/config/wzapp/wz/shop/index.html";
+constexpr const char* kNewManifest = "/mnt/flash/etc/config/wzapp/mp/shop/mpmanifest.mft";
+constexpr const char* kNewData = "/mnt/flash/etc/config/wzapp/fsroot/shop/data";
+
+class ConfigRootTest : public testing::Test {
+ protected:
+  ~ConfigRootTest() override { setInstallLog(nullptr, nullptr); }
+
+  bool prepare() { return prepareConfigRoot(collectLine, &lines); }
+
+  void fillOldLayout() {
+    terminal.writeFile(kOldApp, "app");
+    terminal.writeFile(kOldManifest, "manifest");
+    terminal.writeFile(kOldData, "data");
+  }
+
+  // Renames whose source ends in `name` fail.
+  void failRename(const std::string& name) {
+    calls.rename = [name](const char* from, const char* to) {
+      if (!std::string(from).ends_with(name)) return wzapp_test::realRename(from, to);
+      errno = EXDEV;
+      return -1;
+    };
+  }
+
+  TestTerminal terminal;
+  WrappedCalls calls;
+  Lines lines;
+};
+
+// --- First start ------------------------------------------------------------------------------
+
+TEST_F(ConfigRootTest, IsCreatedAtTheFirstStart) {
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_TRUE(std::filesystem::is_directory(kRoot));
+  EXPECT_TRUE(std::filesystem::is_empty(kRoot));
+}
+
+TEST_F(ConfigRootTest, TakesTheOlderLayoutOver) {
+  fillOldLayout();
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_EQ(terminal.readFile(kNewApp), "app");
+  EXPECT_EQ(terminal.readFile(kNewManifest), "manifest");
+  EXPECT_EQ(terminal.readFile(kNewData), "data");
+  EXPECT_TRUE(std::filesystem::is_empty("/home/sys13/flash/www"));
+}
+
+TEST_F(ConfigRootTest, MovesInAFixedOrderByOneRenameEach) {
+  fillOldLayout();
+  std::vector<std::string> renames;
+  calls.rename = [&renames](const char* from, const char* to) {
+    renames.push_back(std::string(from) + " " + to);
+    return wzapp_test::realRename(from, to);
+  };
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(renames,
+              ElementsAre("/home/sys13/flash/www/wz /mnt/flash/etc/config/wzapp/wz",
+                          "/home/sys13/flash/www/mp /mnt/flash/etc/config/wzapp/mp",
+                          "/home/sys13/flash/www/fsroot /mnt/flash/etc/config/wzapp/fsroot"));
+}
+
+TEST_F(ConfigRootTest, SaysNothingOfAbsentOldDirectories) {
+  terminal.writeFile(kOldManifest, "manifest");
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_EQ(terminal.readFile(kNewManifest), "manifest");
+  EXPECT_FALSE(terminal.exists("/mnt/flash/etc/config/wzapp/wz"));
+  EXPECT_FALSE(terminal.exists("/mnt/flash/etc/config/wzapp/fsroot"));
+}
+
+struct RenameCase {
+  const char* name;
+  const char* line;
+};
+
+class FailedMoveTest : public ConfigRootTest, public testing::WithParamInterface<RenameCase> {};
+
+TEST_P(FailedMoveTest, LeavesTheOthersToBeMoved) {
+  fillOldLayout();
+  failRename(std::string("/") + GetParam().name);
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(lines, ElementsAre(GetParam().line));
+  EXPECT_TRUE(terminal.exists(std::string("/home/sys13/flash/www/") + GetParam().name));
+  for (const char* name : {"wz", "mp", "fsroot"}) {
+    const bool wasMoved = std::string(name) != GetParam().name;
+    EXPECT_EQ(terminal.exists(std::string(kRoot) + "/" + name), wasMoved) << name;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, FailedMoveTest,
+                         testing::Values(RenameCase{"wz",
+                                                    "Failed to move /home/sys13/flash/www/wz to "
+                                                    "/mnt/flash/etc/config/wzapp/wz\n"},
+                                         RenameCase{"mp",
+                                                    "Failed to move /home/sys13/flash/www/mp to "
+                                                    "/mnt/flash/etc/config/wzapp/mp\n"},
+                                         RenameCase{
+                                             "fsroot",
+                                             "Failed to move /home/sys13/flash/www/fsroot to "
+                                             "/mnt/flash/etc/config/wzapp/fsroot\n"}));
+
+TEST_F(ConfigRootTest, StaysUsableWhenNothingCanBeMoved) {
+  fillOldLayout();
+  failRename("");
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_EQ(lines.size(), 3U);
+}
+
+TEST_F(ConfigRootTest, NeverLooksAtTheOlderLayoutAgain) {
+  ASSERT_TRUE(prepare());
+  fillOldLayout();
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_TRUE(terminal.exists(kOldApp));
+  EXPECT_FALSE(terminal.exists(kNewApp));
+}
+
+TEST_F(ConfigRootTest, CannotBeCreated) {
+  fillOldLayout();
+  calls.mkdir = [](const char*, mode_t) {
+    errno = ENOSPC;
+    return -1;
+  };
+
+  EXPECT_FALSE(prepare());
+
+  EXPECT_THAT(lines, ElementsAre("Failed to create /mnt/flash/etc/config/wzapp\n"));
+  EXPECT_TRUE(terminal.exists(kOldApp));
+}
+
+TEST_F(ConfigRootTest, CannotBeCreatedBelowAFile) {
+  terminal.writeFile("/mnt/flash/etc", "");
+
+  EXPECT_FALSE(prepare());
+
+  EXPECT_THAT(lines, ElementsAre("Failed to create /mnt/flash/etc/config/wzapp\n"));
+}
+
+TEST_F(ConfigRootTest, MustBelongToTheUserWhoCreatesIt) {
+  fillOldLayout();
+  calls.getuid = [] { return uid_t{4711}; };
+
+  EXPECT_FALSE(prepare());
+
+  EXPECT_THAT(lines,
+              ElementsAre("Failed to create /mnt/flash/etc/config/wzapp for correct user\n"));
+  EXPECT_TRUE(terminal.exists(kRoot));
+  EXPECT_TRUE(terminal.exists(kOldApp));
+}
+
+TEST_F(ConfigRootTest, MustBeThereAfterItsCreation) {
+  fillOldLayout();
+  calls.stat = [](const char* path, struct stat* status) {
+    if (std::string(path) != kRoot) return wzapp_test::realStat(path, status);
+    errno = EIO;
+    return -1;
+  };
+
+  EXPECT_FALSE(prepare());
+
+  EXPECT_THAT(lines,
+              ElementsAre("Failed to create /mnt/flash/etc/config/wzapp for correct user\n"));
+  EXPECT_TRUE(terminal.exists(kOldApp));
+}
+
+// Something that is not a directory appears in the moment of the first start.
+TEST_F(ConfigRootTest, MustBeADirectoryAfterItsCreationToo) {
+  calls.mkdir = [this](const char* path, mode_t mode) {
+    if (std::string(path) != kRoot) return wzapp_test::realMkdir(path, mode);
+    terminal.writeFile(kRoot, "");
+    return 0;
+  };
+
+  EXPECT_FALSE(prepare());
+
+  EXPECT_THAT(lines, ElementsAre("/mnt/flash/etc/config/wzapp is not a directory\n"));
+}
+
+// --- Later starts -----------------------------------------------------------------------------
+
+TEST_F(ConfigRootTest, IsNotTouchedLater) {
+  terminal.makeFolder(kRoot);
+  ASSERT_EQ(chmod(kRoot, 0500), 0);
+  calls.mkdir = [](const char*, mode_t) {
+    ADD_FAILURE() << "mkdir";
+    return -1;
+  };
+
+  EXPECT_TRUE(prepare());
+
+  struct stat status = {};
+  ASSERT_EQ(stat(kRoot, &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0500U);
+}
+
+TEST_F(ConfigRootTest, MustBeADirectory) {
+  terminal.writeFile(kRoot, "content");
+  fillOldLayout();
+
+  EXPECT_FALSE(prepare());
+
+  EXPECT_THAT(lines, ElementsAre("/mnt/flash/etc/config/wzapp is not a directory\n"));
+  EXPECT_EQ(terminal.readFile(kRoot), "content");
+  EXPECT_TRUE(terminal.exists(kOldApp));
+}
+
+TEST_F(ConfigRootTest, MustBelongToTheUser) {
+  terminal.makeFolder(kRoot);
+  fillOldLayout();
+  calls.getuid = [] { return uid_t{4711}; };
+
+  EXPECT_FALSE(prepare());
+
+  EXPECT_THAT(lines, ElementsAre("/mnt/flash/etc/config/wzapp is owned by wrong user\n"));
+  EXPECT_TRUE(terminal.exists(kOldApp));
+}
+
+TEST_F(ConfigRootTest, IsToldToBeNoDirectoryBeforeItsOwnerCounts) {
+  terminal.writeFile(kRoot, "");
+  calls.getuid = [] { return uid_t{4711}; };
+
+  EXPECT_FALSE(prepare());
+
+  EXPECT_THAT(lines, ElementsAre("/mnt/flash/etc/config/wzapp is not a directory\n"));
+}
+
+TEST_F(ConfigRootTest, RecoversWhenItsOwnerIsPutRight) {
+  calls.getuid = [] { return uid_t{4711}; };
+  ASSERT_FALSE(prepare());
+  calls.getuid = nullptr;
+
+  EXPECT_TRUE(prepare());
+}
+
+// --- Install sink -----------------------------------------------------------------------------
+
+TEST_F(ConfigRootTest, InstallsTheSinkThatTheRunReportsTo) {
+  ASSERT_TRUE(prepare());
+
+  report("Install %s\n", "shop.zip");
+
+  EXPECT_THAT(lines, ElementsAre("Install shop.zip\n"));
+}
+
+TEST_F(ConfigRootTest, InstallsTheSinkEvenWhenItFails) {
+  terminal.writeFile(kRoot, "");
+  ASSERT_FALSE(prepare());
+
+  report("more\n");
+
+  EXPECT_THAT(lines, ElementsAre("/mnt/flash/etc/config/wzapp is not a directory\n", "more\n"));
+}
+
+TEST_F(ConfigRootTest, IsSilentWithoutALog) {
+  ASSERT_TRUE(prepare());
+  EXPECT_TRUE(prepareConfigRoot(nullptr, &lines));
+  report("nobody hears\n");
+  std::filesystem::remove(kRoot);
+  terminal.writeFile(kRoot, "");
+
+  EXPECT_FALSE(prepareConfigRoot(nullptr, &lines));
+
+  EXPECT_THAT(lines, IsEmpty());
+}
+
+// --- Threads ----------------------------------------------------------------------------------
+
+TEST_F(ConfigRootTest, TwoFirstStartsAtOnceBothSucceed) {
+  // The longer a directory takes to be created, the likelier a second start would be in between.
+  calls.mkdir = [](const char* path, mode_t mode) {
+    std::this_thread::yield();
+    return wzapp_test::realMkdir(path, mode);
+  };
+  for (int round = 0; round < 100; ++round) {
+    std::filesystem::remove_all("/mnt/flash/etc");
+    std::filesystem::remove_all("/home/sys13/flash");
+    fillOldLayout();
+    std::barrier start(2);
+    std::array<Lines, 2> reports;
+    std::array<bool, 2> results = {};
+
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < 2; ++i) {
+      threads.emplace_back([&, i] {
+        start.arrive_and_wait();
+        results[i] = prepareConfigRoot(collectLine, &reports[i]);
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+
+    ASSERT_THAT(results, ElementsAre(true, true));
+    ASSERT_THAT(reports, ElementsAre(IsEmpty(), IsEmpty()));
+    ASSERT_EQ(terminal.readFile(kNewData), "data");
+  }
+}
+
+}  // namespace
+}  // namespace wzapp
