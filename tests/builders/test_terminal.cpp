@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "tests/builders/child_process.h"
 #include "workstation/terminal/terminal_layout.h"
 #include "workstation/terminal/terminal_namespace.h"
 
@@ -120,18 +121,14 @@ TemporaryTerminal::~TemporaryTerminal() {
 }
 
 bool runInTerminal(const std::string& directory, const std::function<void()>& body) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
-  if (child != 0) return waitFor(child) == 0;
-  std::string error;
-  if (workstation::enterTerminal(directory, error)) {
-    body();
-  } else {
-    ADD_FAILURE() << error;
-  }
-  std::fflush(nullptr);
-  _exit(testing::Test::HasFailure() ? 1 : 0);
+  return runInChild([&] {
+    std::string error;
+    if (workstation::enterTerminal(directory, error)) {
+      body();
+    } else {
+      ADD_FAILURE() << error;
+    }
+  });
 }
 
 TestTerminal::TestTerminal(const workstation::TerminalProfile& profile)

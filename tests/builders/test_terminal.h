@@ -37,9 +37,10 @@ class TemporaryTerminal {
   std::string directory_;
 };
 
-/// Enters the terminal in a child process and runs `body` there. True when `body` returned and no
-/// assertion had failed in the child, whose messages appear on this program's output.
-[[nodiscard]] bool runInTerminal(const std::string& directory, const std::function<void()>& body);
+/// Runs `body` in a child process that has entered the terminal (child_process.h tells the rest).
+/// True when `body` returned and no assertion had failed in the child; its failures are this
+/// test's.
+bool runInTerminal(const std::string& directory, const std::function<void()>& body);
 
 /// The terminal that this test program has entered (wzapp_test_terminal_main), emptied.
 class TestTerminal {

@@ -138,14 +138,12 @@ bool writeManifest(const fs::path& terminal, const TerminalExports& exports, std
 // What would not be read back is refused before it is written.
 bool writeProfile(const fs::path& terminal, TerminalProfile profile, std::string& error) {
   profile.rootsDirectory = kRootsFolder;
-  const std::string text = formatTerminalProfile(profile);
-  TerminalProfile readBack;
   ProfileError profileError;
-  if (!parseTerminalProfile(text, kProfileFile, readBack, profileError)) {
+  if (!checkTerminalProfile(profile, profileError)) {
     error = profileError.message;
     return false;
   }
-  return writeFile(terminal / kProfileFile, text, error);
+  return writeFile(terminal / kProfileFile, formatTerminalProfile(profile), error);
 }
 
 void removeParts(const fs::path& terminal, bool isNew) {

@@ -367,6 +367,11 @@ std::string formatTerminalProfile(const TerminalProfile& profile) {
   return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
 }
 
+bool checkTerminalProfile(const TerminalProfile& profile, ProfileError& error) {
+  TerminalProfile readBack;
+  return parseTerminalProfile(formatTerminalProfile(profile), kProfileFile, readBack, error);
+}
+
 std::string terminalDirectory() {
   const char* const directory = std::getenv("WZ_TERMINAL");
   return directory == nullptr ? std::string() : directory;

@@ -71,6 +71,10 @@ inline constexpr char kProfileFile[] = "terminal.json";
 /// keeps to the bounds above reads back equal.
 std::string formatTerminalProfile(const TerminalProfile& profile);
 
+/// True when what formatTerminalProfile makes of `profile` would read back; otherwise `error` has a
+/// message.
+[[nodiscard]] bool checkTerminalProfile(const TerminalProfile& profile, ProfileError& error);
+
 /// The terminal that this process plays: the environment variable WZ_TERMINAL, empty when none.
 std::string terminalDirectory();
 
