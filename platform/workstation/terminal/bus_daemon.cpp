@@ -12,7 +12,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -21,6 +20,7 @@
 #include "workstation/terminal/owner_check.h"
 #include "workstation/terminal/program_search.h"
 #include "workstation/terminal/terminal_layout.h"
+#include "workstation/zelipc/bus_config.h"
 
 namespace workstation {
 namespace {
@@ -67,38 +67,6 @@ bool accepts(const std::string& path) {
       connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
   close(client);
   return connected;
-}
-
-// An address leaves letters, digits and "-_/.\\" as they are and escapes every other octet.
-std::string busAddress(const std::string& path) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string address = "unix:path=";
-  for (const char c : path) {
-    const auto octet = static_cast<unsigned char>(c);
-    const bool plain =
-        (octet < 0x80 && std::isalnum(octet) != 0) || c == '-' || c == '_' || c == '/' || c == '.';
-    if (plain) {
-      address += c;
-    } else {
-      address += {'%', kDigits[octet >> 4], kDigits[octet & 15]};
-    }
-  }
-  return address;
-}
-
-std::string busConfig(const std::string& path) {
-  return "<busconfig>\n"
-         "  <type>session</type>\n"
-         "  <listen>" +
-         busAddress(path) +
-         "</listen>\n"
-         "  <auth>EXTERNAL</auth>\n"
-         "  <policy context=\"default\">\n"
-         "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
-         "    <allow eavesdrop=\"true\"/>\n"
-         "    <allow own=\"*\"/>\n"
-         "  </policy>\n"
-         "</busconfig>\n";
 }
 
 // ---- Behind the fork ---------------------------------------------------------------------------
@@ -211,7 +179,7 @@ bool makePlan(const std::string& terminalDir, DaemonPlan& plan, std::string& err
 
 bool writeConfig(const DaemonPlan& plan, std::string& error) {
   std::ofstream file(plan.config, std::ios::binary | std::ios::trunc);
-  file << busConfig(plan.socket);
+  file << busConfiguration(plan.socket);
   file.close();
   return file ? true : fail(error, "cannot write " + plan.config);
 }
@@ -270,7 +238,9 @@ bool prepareRunFolder(const std::string& terminalDir, std::string& error) {
 
 }  // namespace
 
-std::string busPath(const std::string& terminalDir) { return runPath(terminalDir, "bus"); }
+std::string busPath(const std::string& terminalDir) {
+  return terminalDir + std::string(kBusSocket);
+}
 
 bool checkBusPath(const std::string& terminalDir, std::string& error) {
   constexpr std::size_t kLongest = sizeof(sockaddr_un::sun_path) - 1;
