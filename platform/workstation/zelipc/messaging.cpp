@@ -1,0 +1,418 @@
+#include "workstation/zelipc/messaging.h"
+
+#include <signal.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <utility>
+
+#include "workstation/zelipc/bus_config.h"
+
+namespace workstation {
+namespace {
+
+constexpr const char* kTerminalVariable = "WZ_TERMINAL";
+constexpr std::chrono::milliseconds kLookAgain{250};    // for a bus that is not there
+constexpr std::chrono::milliseconds kFlushAtExit{500};  // for what was sent last
+constexpr std::chrono::seconds kEndLimit{1};            // for that and a callback that still runs
+constexpr int kDeliveriesAtOnce = 64;                   // before the bus is served again
+
+thread_local bool isDispatcher = false;
+
+std::string busPath() {
+  const char* const terminal = std::getenv(kTerminalVariable);
+  if (terminal == nullptr || *terminal == '\0') return {};
+  return std::string(terminal).append(kBusSocket);
+}
+
+// Threads that the host does not know of take none of its signals.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_;
+};
+
+std::uint64_t microseconds(std::chrono::steady_clock::time_point time) {
+  const auto sinceStart =
+      std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch());
+  return static_cast<std::uint64_t>(sinceStart.count());
+}
+
+// The time-out for poll(2) that ends at `wakeTime`, or -1 for none.
+int pollTimeout(std::uint64_t wakeTime) {
+  if (wakeTime == UINT64_MAX) return -1;
+  const std::uint64_t now = microseconds(std::chrono::steady_clock::now());
+  if (wakeTime <= now) return 0;
+  return static_cast<int>(std::min<std::uint64_t>((wakeTime - now) / 1000 + 1, INT_MAX));
+}
+
+}  // namespace
+
+Messaging& Messaging::instance() {
+  static Messaging* const messaging = new Messaging;
+  return *messaging;
+}
+
+// ---- Life of the dispatcher
+// ----------------------------------------------------------------------
+
+int Messaging::start() {
+  const std::lock_guard lock(startMutex_);
+  if (state_ == State::kIdle && startThread()) state_ = State::kRunning;
+  return state_ == State::kRunning ? kIpcDone : kIpcNotStarted;
+}
+
+// The first look for the bus is made here, so that the first notification finds it.
+bool Messaging::startThread() {
+  if (!wakeEvent_.open()) return false;
+  busPath_ = busPath();
+  lookForBus();
+  {
+    const SignalsBlocked blocked;
+    if (pthread_create(&thread_, nullptr, runDispatcher, this) != 0) return false;
+  }
+  // Registered late, so it runs before what the program's statics made before are destroyed.
+  // Without it the thread would simply run on.
+  (void)std::atexit(stopAtExit);
+  return true;
+}
+
+void Messaging::stopAtExit() { instance().stop(); }
+
+void Messaging::stop() {
+  pthread_t thread;
+  {
+    const std::lock_guard lock(startMutex_);
+    state_ = State::kEnded;
+    thread = thread_;
+  }
+  std::unique_lock lock(mutex_);
+  stopping_ = true;
+  wakeEvent_.notify();
+  // A callback that ends the process, or waits for something of the thread that does, must not keep
+  // it.
+  const bool ended = !isDispatcher && changed_.wait_for(lock, kEndLimit, [this] { return ended_; });
+  lock.unlock();
+  if (ended) {
+    pthread_join(thread, nullptr);
+  } else {
+    pthread_detach(thread);
+  }
+}
+
+void* Messaging::runDispatcher(void* messaging) {
+  isDispatcher = true;
+  static_cast<Messaging*>(messaging)->dispatch();
+  return nullptr;
+}
+
+void Messaging::dispatch() {
+  while (!isStopping()) {
+    try {
+      lookForBus();
+      waitForWork();
+      deliverSome();
+    } catch (...) {
+      // No memory: what was at hand is lost, the next may go well.
+    }
+  }
+  leaveBus();
+  const std::lock_guard lock(mutex_);
+  ended_ = true;
+  changed_.notify_all();
+}
+
+bool Messaging::isStopping() {
+  const std::lock_guard lock(mutex_);
+  return stopping_;
+}
+
+// ---- Steps of the dispatcher
+// ---------------------------------------------------------------------
+
+// Connecting may take its time, so the connection is made without a lock and shown when complete.
+void Messaging::lookForBus() {
+  if (connected_ || busPath_.empty() || Clock::now() < nextLook_) return;
+  nextLook_ = Clock::now() + kLookAgain;
+  std::unique_ptr<BusConnection> connection = BusConnection::open(busPath_, *this);
+  if (!connection) return;
+  const std::lock_guard lock(busMutex_);
+  if (!announceAll(*connection)) return;
+  bus_ = std::move(connection);
+  connected_ = true;
+}
+
+void Messaging::waitForWork() {
+  pollfd descriptors[] = {{wakeEvent_.descriptor(), POLLIN, 0}, {-1, 0, 0}};
+  std::uint64_t wakeTime = UINT64_MAX;
+  if (!serveBus(descriptors[1], wakeTime)) return;
+  {
+    const std::lock_guard lock(mutex_);
+    if (stopping_ || !queue_.empty()) return;
+    sleeping_ = true;
+  }
+  // An error is an interruption, or as good as one.
+  (void)poll(descriptors, std::size(descriptors), pollTimeout(wakeTime));
+  {
+    const std::lock_guard lock(mutex_);
+    sleeping_ = false;
+  }
+  if (descriptors[0].revents != 0) wakeEvent_.clear();
+}
+
+// Tells what to wait for, or false when there is more to do at once.
+bool Messaging::serveBus(pollfd& descriptor, std::uint64_t& wakeTime) {
+  const std::lock_guard lock(busMutex_);
+  if (!bus_) {
+    if (!busPath_.empty()) wakeTime = microseconds(nextLook_);
+    return true;
+  }
+  if (!bus_->process()) {
+    dropBus();
+    return false;
+  }
+  descriptor = bus_->pollable();
+  wakeTime = bus_->wakeTime();
+  return true;
+}
+
+void Messaging::deliverSome() {
+  for (int i = 0; i < kDeliveriesAtOnce; ++i) {
+    Delivery delivery;
+    {
+      const std::lock_guard lock(mutex_);
+      if (stopping_ || queue_.empty()) return;
+      delivery = std::move(queue_.front());
+      queue_.pop_front();
+    }
+    deliver(delivery);
+  }
+}
+
+void Messaging::deliver(const Delivery& delivery) {
+  Notification& notification = *delivery.notification;
+  Receivers receivers;
+  {
+    const std::lock_guard lock(mutex_);
+    receivers = delivery.isError ? registrations_.errorReceivers()
+                                 : registrations_.receivers({notification.to, notification.name});
+  }
+  if (!receivers.empty() && !notification.text.empty()) {
+    notification.payload.parse(notification.text.c_str());
+  }
+  for (const SharedReceiver& receiver : receivers) {
+    if (receiver->number < delivery.number) call(*receiver, notification);
+  }
+}
+
+void Messaging::call(const Receiver& receiver, const Notification& notification) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!receiver.registered) return;
+    running_ = &receiver;
+  }
+  try {
+    receiver.callback(receiver.data, notification.from, notification.to, notification.name,
+                      notification.payload, notification.flags);
+  } catch (...) {
+    // A callback's exception has nobody to catch it; it must not end the process.
+  }
+  const std::lock_guard lock(mutex_);
+  running_ = nullptr;
+  changed_.notify_all();
+}
+
+// ---- Sending
+// -------------------------------------------------------------------------------------
+
+int Messaging::notify(const std::string& to, const std::string& name,
+                      const zelipc::JSObject& payload, unsigned flags, const std::string& from) {
+  const int started = start();
+  if (started != kIpcDone) return started;
+  auto notification = std::make_shared<Notification>();
+  notification->from = from;
+  notification->to = to;
+  notification->name = name;
+  notification->flags = flags;
+  const bool isHere = hasRegistrant(to);
+
+  bool sent = false;
+  if (connected_) {
+    notification->text = payload.dump();
+    const int code = sendToBus(notification, !isHere, sent);
+    if (code != kIpcDone) return code;
+  }
+  if (sent && !isHere) return kIpcDone;  // the bus knows whether anybody was there
+  notification->payload = payload;
+  notification->text.clear();
+  enqueue(std::move(notification), !isHere);
+  return kIpcDone;
+}
+
+bool Messaging::hasRegistrant(const std::string& address) {
+  const std::lock_guard lock(mutex_);
+  return registrations_.hasAddress(address);
+}
+
+int Messaging::sendToBus(const SharedNotification& notification, bool ask, bool& sent) {
+  if (BusConnection::sizeOf(*notification) > BusConnection::kLargest) return kIpcTooLarge;
+  const std::lock_guard lock(busMutex_);
+  if (!bus_) return kIpcDone;
+  const BusConnection::Result result = bus_->send(notification, ask);
+  wakeForBus();
+  sent = result == BusConnection::Result::kDone;
+  return result == BusConnection::Result::kFailed ? kIpcRefused : kIpcDone;
+}
+
+void Messaging::enqueue(SharedNotification notification, bool isError) {
+  const std::lock_guard lock(mutex_);
+  queue_.push_back({std::move(notification), isError, ++lastNumber_});
+  if (!sleeping_) return;
+  sleeping_ = false;
+  wakeEvent_.notify();
+}
+
+void Messaging::received(SharedNotification notification) {
+  enqueue(std::move(notification), false);
+}
+
+void Messaging::unreached(SharedNotification notification) {
+  enqueue(std::move(notification), true);
+}
+
+// ---- Registrations
+// -------------------------------------------------------------------------------
+
+int Messaging::registerReceiver(const Registrations::Key& key,
+                                zelipc::NotificationCallback callback, void* data) {
+  if (callback == nullptr) return kIpcInvalid;
+  const int started = start();
+  if (started != kIpcDone) return started;
+
+  // Held throughout, so that the bus hears of changes in the order in which they are made.
+  std::unique_lock busLock(busMutex_);
+  Change change;
+  {
+    const std::lock_guard lock(mutex_);
+    change = registrations_.add(key, callback, data, ++lastNumber_);
+  }
+  if (!change.receiver || announce(key, change)) return kIpcDone;
+
+  {
+    const std::lock_guard lock(mutex_);
+    change = registrations_.remove(key, callback, data);
+  }
+  withdraw(key, change);
+  busLock.unlock();
+  waitUntilIdle(*change.receiver);
+  return kIpcRefused;
+}
+
+int Messaging::unregisterReceiver(const Registrations::Key& key,
+                                  zelipc::NotificationCallback callback, void* data) {
+  Change change;
+  {
+    const std::lock_guard busLock(busMutex_);
+    {
+      const std::lock_guard lock(mutex_);
+      change = registrations_.remove(key, callback, data);
+    }
+    if (!change.receiver) return kIpcNotRegistered;
+    withdraw(key, change);
+  }
+  waitUntilIdle(*change.receiver);
+  return kIpcDone;
+}
+
+int Messaging::registerErrorReceiver(zelipc::UnicastErrorCallback callback, void* data) {
+  if (callback == nullptr) return kIpcInvalid;
+  const int started = start();
+  if (started != kIpcDone) return started;
+  const std::lock_guard lock(mutex_);
+  registrations_.addErrorReceiver(callback, data, ++lastNumber_);
+  return kIpcDone;
+}
+
+int Messaging::unregisterErrorReceiver(zelipc::UnicastErrorCallback callback, void* data) {
+  SharedReceiver receiver;
+  {
+    const std::lock_guard lock(mutex_);
+    receiver = registrations_.removeErrorReceiver(callback, data);
+  }
+  if (!receiver) return kIpcNotRegistered;
+  waitUntilIdle(*receiver);
+  return kIpcDone;
+}
+
+void Messaging::waitUntilIdle(const Receiver& receiver) {
+  if (isDispatcher) return;  // the caller is the callback, or none runs
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [&] { return running_ != &receiver; });
+}
+
+// ---- The bus, under busMutex_
+// --------------------------------------------------------------------
+
+// False when the bus refuses. One that is lost is found again with everything that is registered.
+bool Messaging::announce(const Registrations::Key& key, const Change& change) {
+  if (!bus_) return true;
+  BusConnection::Result result = BusConnection::Result::kDone;
+  if (change.concernsName) result = bus_->subscribe(key.first, key.second);
+  if (change.concernsAddress && result == BusConnection::Result::kDone) {
+    result = bus_->takeAddress(key.first);
+  }
+  wakeForBus();
+  return result != BusConnection::Result::kFailed;
+}
+
+void Messaging::withdraw(const Registrations::Key& key, const Change& change) {
+  if (!bus_) return;
+  if (change.concernsAddress) bus_->releaseAddress(key.first);
+  if (change.concernsName) bus_->unsubscribe(key.first, key.second);
+  wakeForBus();
+}
+
+bool Messaging::announceAll(BusConnection& connection) {
+  Registrations::Keys keys;
+  {
+    const std::lock_guard lock(mutex_);
+    keys = registrations_.keys();
+  }
+  using Result = BusConnection::Result;
+  return std::all_of(keys.names.begin(), keys.names.end(),
+                     [&](const Registrations::Key& key) {
+                       return connection.subscribe(key.first, key.second) != Result::kLost;
+                     }) &&
+         std::all_of(keys.addresses.begin(), keys.addresses.end(), [&](const std::string& address) {
+           return connection.takeAddress(address) != Result::kLost;
+         });
+}
+
+void Messaging::dropBus() {
+  connected_ = false;
+  bus_.reset();
+}
+
+void Messaging::leaveBus() {
+  const std::lock_guard lock(busMutex_);
+  if (!bus_) return;
+  bus_->flush(kFlushAtExit);
+  dropBus();
+}
+
+// The dispatcher may wait for less than what the last call on the bus has left to do.
+void Messaging::wakeForBus() {
+  if (!isDispatcher && bus_->needsProcessing()) wakeEvent_.notify();
+}
+
+}  // namespace workstation

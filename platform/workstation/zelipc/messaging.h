@@ -1,0 +1,131 @@
+// The messaging of one process: its registrations, its dispatcher thread, its place on the bus.
+//
+// A notification to an address of this process goes into the queue of the dispatcher, which calls
+// the callbacks; with a connection to the terminal's bus it also goes to the other processes there,
+// and theirs come in. Without WZ_TERMINAL, or while nobody serves the bus, messaging works inside
+// the process only; the dispatcher looks for the bus again and again.
+//
+// All public functions may be called by any thread, from callbacks too. They throw std::bad_alloc.
+#ifndef WORKSTATION_ZELIPC_MESSAGING_H
+#define WORKSTATION_ZELIPC_MESSAGING_H
+
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "workstation/zelipc/bus_connection.h"
+#include "workstation/zelipc/notification.h"
+#include "workstation/zelipc/registrations.h"
+#include "workstation/zelipc/wake_event.h"
+
+namespace workstation {
+
+/// Results of the exported functions.
+enum IpcResult : int {
+  kIpcDone = 0,
+  kIpcInvalid = -1,        ///< no callback
+  kIpcNoMemory = -2,       ///< nothing was sent or changed
+  kIpcNotStarted = -3,     ///< no thread or no descriptor to be had, or the process is ending
+  kIpcTooLarge = -4,       ///< longer than what the bus carries
+  kIpcNotRegistered = -5,  ///< there is no such registration
+  kIpcRefused = -6,        ///< the bus does not do it
+};
+
+class Messaging final : private BusSink {
+ public:
+  /// The only one; never destroyed, as callbacks and other threads may use it to the last.
+  static Messaging& instance();
+
+  int notify(const std::string& to, const std::string& name, const zelipc::JSObject& payload,
+             unsigned flags, const std::string& from);
+
+  /// Registering the very same again changes nothing.
+  int registerReceiver(const Registrations::Key& key, zelipc::NotificationCallback callback,
+                       void* data);
+  int unregisterReceiver(const Registrations::Key& key, zelipc::NotificationCallback callback,
+                         void* data);
+  int registerErrorReceiver(zelipc::UnicastErrorCallback callback, void* data);
+  int unregisterErrorReceiver(zelipc::UnicastErrorCallback callback, void* data);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  enum class State { kIdle, kRunning, kEnded };
+
+  // Something to tell receivers of this process.
+  struct Delivery {
+    SharedNotification notification;
+    bool isError = false;
+    std::uint64_t number = 0;
+  };
+
+  Messaging() = default;
+
+  // Life of the dispatcher thread.
+  int start();
+  bool startThread();
+  static void stopAtExit();
+  void stop();
+  static void* runDispatcher(void* messaging);
+  void dispatch();
+  bool isStopping();
+
+  // Steps of the dispatcher.
+  void lookForBus();
+  void waitForWork();
+  bool serveBus(pollfd& descriptor, std::uint64_t& wakeTime);
+  void deliverSome();
+  void deliver(const Delivery& delivery);
+  void call(const Receiver& receiver, const Notification& notification);
+
+  // Sending.
+  bool hasRegistrant(const std::string& address);
+  int sendToBus(const SharedNotification& notification, bool ask, bool& sent);
+  void enqueue(SharedNotification notification, bool isError);
+
+  void waitUntilIdle(const Receiver& receiver);
+
+  // BusSink.
+  void received(SharedNotification notification) override;
+  void unreached(SharedNotification notification) override;
+
+  // The bus, under busMutex_.
+  bool announce(const Registrations::Key& key, const Change& change);
+  void withdraw(const Registrations::Key& key, const Change& change);
+  bool announceAll(BusConnection& connection);
+  void dropBus();
+  void leaveBus();
+  void wakeForBus();
+
+  // Locks are taken in this order: startMutex_, busMutex_, mutex_. No callback runs under any.
+  std::mutex startMutex_;
+  State state_ = State::kIdle;  // GUARDED_BY(startMutex_)
+  pthread_t thread_{};          // GUARDED_BY(startMutex_)
+  std::string busPath_;         // set before the dispatcher runs; empty: no bus
+  WakeEvent wakeEvent_;
+
+  std::mutex busMutex_;
+  std::unique_ptr<BusConnection> bus_;  // GUARDED_BY(busMutex_)
+  std::atomic<bool> connected_{false};  // whether bus_ is there; changed under busMutex_
+  Clock::time_point nextLook_;          // the dispatcher's own
+
+  std::mutex mutex_;
+  std::condition_variable changed_;    // running_ or ended_
+  Registrations registrations_;        // GUARDED_BY(mutex_)
+  std::deque<Delivery> queue_;         // GUARDED_BY(mutex_)
+  std::uint64_t lastNumber_ = 0;       // GUARDED_BY(mutex_): of registrations and deliveries
+  const Receiver* running_ = nullptr;  // GUARDED_BY(mutex_): whose callback runs
+  bool sleeping_ = false;              // GUARDED_BY(mutex_): the dispatcher waits for wakeEvent_
+  bool stopping_ = false;              // GUARDED_BY(mutex_)
+  bool ended_ = false;                 // GUARDED_BY(mutex_)
+};
+
+}  // namespace workstation
+
+#endif  // WORKSTATION_ZELIPC_MESSAGING_H
