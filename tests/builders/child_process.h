@@ -19,6 +19,16 @@
 
 namespace wzapp_test {
 
+// fork(2) of a process with one thread, which the child is to have as well: ThreadSanitizer's own
+// fork() gives it a second one, and a process with two cannot enter a user namespace.
+inline pid_t forkSingleThread() {
+#ifdef __SANITIZE_THREAD__
+  return _Fork();
+#else
+  return fork();
+#endif
+}
+
 namespace child_process_detail {
 
 // Writes the failures of the child's assertions to a pipe instead of the test's output.
@@ -105,7 +115,7 @@ ChildResult tryInChild(const Body& body) {
     return result;
   }
   std::fflush(nullptr);  // or the child would write what is still buffered a second time
-  const pid_t child = fork();
+  const pid_t child = forkSingleThread();
   if (child == 0) {
     close(ends[0]);
     detail::runBody(body, ends[1]);

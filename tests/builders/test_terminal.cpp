@@ -168,7 +168,7 @@ bool TestTerminal::exists(const std::string& path) const {
 int testTerminalMain(int argc, char** argv) {
   const std::string directory = makeTemporaryFolder();
   fillTerminal(directory, testProfile());
-  const pid_t child = fork();
+  const pid_t child = forkSingleThread();
   if (child == 0) return runInside(directory, argc, argv);
   // The terminal's interrupt key reaches both; the parent stays to tidy up.
   std::signal(SIGINT, SIG_IGN);
