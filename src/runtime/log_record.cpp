@@ -1,8 +1,8 @@
 #include "runtime/log_record.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
 #include <span>
 
 #include "runtime/attempt.h"
@@ -101,6 +101,16 @@ int utcOffset(const tm& local, const tm& utc) {
   return offset;
 }
 
+// Appends the last `digits` digits of `value`, which is not negative, and what separates them from
+// the next. A line has ten of these; a printf of them all would cost more than the rest of it.
+void appendField(std::string& text, int value, std::size_t digits, const char* separator) {
+  text.append(digits, '0');
+  for (auto digit = text.rbegin(); value > 0 && digits > 0; ++digit, --digits, value /= 10) {
+    *digit = static_cast<char>('0' + value % 10);
+  }
+  text += separator;
+}
+
 }  // namespace
 
 std::string timeStampText(const LogTime& time) {
@@ -112,11 +122,19 @@ std::string timeStampText(const LogTime& time) {
   const int offset = utcOffset(local, utc);
   const int distance = std::abs(offset);
 
-  char text[64];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03d%c%02d:%02d:%02d",
-                local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
-                local.tm_sec, time.nanoseconds / 1000000, offset < 0 ? '-' : '+', distance / 3600,
-                distance % 3600 / 60, distance % 60);
+  std::string text;
+  text.reserve(std::size("2024-03-05T14:07:09.123+01:00:00"));
+  // The years that 32 bits of seconds reach have four digits.
+  appendField(text, local.tm_year + 1900, 4, "-");
+  appendField(text, local.tm_mon + 1, 2, "-");
+  appendField(text, local.tm_mday, 2, "T");
+  appendField(text, local.tm_hour, 2, ":");
+  appendField(text, local.tm_min, 2, ":");
+  appendField(text, local.tm_sec, 2, ".");
+  appendField(text, time.nanoseconds / 1000000, 3, offset < 0 ? "-" : "+");
+  appendField(text, distance / 3600, 2, ":");
+  appendField(text, distance % 3600 / 60, 2, ":");
+  appendField(text, distance % 60, 2, "");
   return text;
 }
 
