@@ -427,15 +427,14 @@ TEST(IpcEndTest, ACallbackThatNeverEndsDoesNotKeepTheProcess) {
   runInChild([] {
     static std::promise<void> entered;
     static std::promise<void> never;
-    static Action action{[] {
+    // Not destroyed: the callback stays in it.
+    static Action& action = *new Action{[] {
       entered.set_value();
       never.get_future().wait();
     }};
     action.listen("a", "n");
     ipcNotify("a", "n", JSObject(), 0, "");
     entered.get_future().wait();
-    // Not destroyed: the callback stays in it.
-    new Action(action);
   });
 }
 
