@@ -44,6 +44,10 @@ JSObject::JSObject(const JSObject& other)
 
 JSObject& JSObject::operator=(const JSObject& other) {
   if (this == &other || (value_ == nullptr && other.value_ == nullptr)) return *this;
+  if (other.value_ != nullptr && !other.value_->isContainer()) {
+    Value::of(*this).assignSimple(*other.value_);
+    return *this;
+  }
   const unsigned level = value_ == nullptr ? Value::kRootLevel : value_->level;
   Value::Content content = Value::copy(other.value_, level);  // `other` may be part of this value
   Value::of(*this).content = std::move(content);

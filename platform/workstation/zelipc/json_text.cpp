@@ -194,6 +194,27 @@ std::string writeNumber(double value) {
   return text;
 }
 
+bool isPlain(std::string_view text) {
+  // Eight octets at a time; the high bit of each octet tells that the octet is not plain.
+  constexpr std::uint64_t kEach = 0x0101010101010101;
+  constexpr std::uint64_t kHighBits = 0x80 * kEach;
+  const auto isBelow = [](std::uint64_t octets, unsigned limit) { return octets - limit * kEach; };
+  const auto specials = [&](std::uint64_t octets) {
+    return (octets | isBelow(octets, 0x20) | isBelow(octets ^ (0x22 * kEach), 1) |
+            isBelow(octets ^ (0x5C * kEach), 1)) &
+           kHighBits;
+  };
+  while (text.size() >= sizeof(std::uint64_t)) {
+    std::uint64_t octets = 0;
+    std::memcpy(&octets, text.data(), sizeof octets);
+    if (specials(octets) != 0) return false;
+    text.remove_prefix(sizeof octets);
+  }
+  std::uint64_t rest = kEach * 0x20;
+  std::memcpy(&rest, text.data(), text.size());
+  return specials(rest) == 0;
+}
+
 std::size_t wellFormedLength(std::string_view text) {
   std::size_t position = skipAscii(text, 0);
   while (position < text.size()) {

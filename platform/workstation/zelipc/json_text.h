@@ -22,6 +22,10 @@ std::variant<long long, double> readNumber(std::string_view literal);
 /// literal for, infinities and NaN.
 std::string writeNumber(double value);
 
+/// Whether `text` stands in a JSON text as it is: ASCII without control characters, quotation marks
+/// and backslashes.
+bool isPlain(std::string_view text);
+
 /// The length of the longest beginning of `text` that is well-formed UTF-8; text.size() when all
 /// is.
 std::size_t wellFormedLength(std::string_view text);

@@ -38,11 +38,15 @@ JSObject::Value::Content JSObject::Value::copy(const Value* source, unsigned lev
   return std::move(target.content);
 }
 
+bool JSObject::Value::isContainer() const {
+  return std::holds_alternative<Array>(content) || std::holds_alternative<Members>(content);
+}
+
 // The two steps that recurse stand apart to keep their frames small.
 void JSObject::Value::fill(const Value& source) {
   if (const auto* const array = std::get_if<Array>(&source.content)) return fill(*array);
   if (const auto* const object = std::get_if<Members>(&source.content)) return fill(*object);
-  fillSimple(source);
+  assignSimple(source);
 }
 
 void JSObject::Value::fill(const Array& source) {
@@ -60,11 +64,18 @@ void JSObject::Value::fill(const Members& source) {
   }
 }
 
-void JSObject::Value::fillSimple(const Value& source) {
-  if (const auto* const text = std::get_if<std::string>(&source.content)) content = *text;
-  if (const auto* const integer = std::get_if<long long>(&source.content)) content = *integer;
-  if (const auto* const real = std::get_if<double>(&source.content)) content = *real;
-  if (const auto* const boolean = std::get_if<bool>(&source.content)) content = *boolean;
+void JSObject::Value::assignSimple(const Value& source) {
+  if (const auto* const text = std::get_if<std::string>(&source.content)) {
+    content = *text;
+  } else if (const auto* const integer = std::get_if<long long>(&source.content)) {
+    content = *integer;
+  } else if (const auto* const real = std::get_if<double>(&source.content)) {
+    content = *real;
+  } else if (const auto* const boolean = std::get_if<bool>(&source.content)) {
+    content = *boolean;
+  } else {
+    content = Null();
+  }
 }
 
 const JSObject& JSObject::Value::sharedNull() {

@@ -90,7 +90,11 @@ struct JSObject::Value {
     return object.value_ == nullptr ? nullptr : std::get_if<T>(&object.value_->content);
   }
 
+  /// Takes over the value of `source`, which is no container but may be part of this one.
+  void assignSimple(const Value& source);
+
   bool isNull() const;
+  bool isContainer() const;
   bool mayHoldOthers() const { return level <= kMaxLevel; }
 
   /// Adds a null to `array`, whose elements stand on `onLevel`.
@@ -108,7 +112,6 @@ struct JSObject::Value {
   void fill(const Value& source);
   void fill(const Array& source);
   void fill(const Members& source);
-  void fillSimple(const Value& source);
 };
 
 /// An element or a member's value, and the object that shows it.

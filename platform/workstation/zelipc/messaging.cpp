@@ -244,24 +244,27 @@ int Messaging::notify(const std::string& to, const std::string& name,
   notification->to = to;
   notification->name = name;
   notification->flags = flags;
-  const bool isHere = hasRegistrant(to);
+  const Audience audience = audienceOf(to);
 
   bool sent = false;
   if (connected_) {
     notification->text = payload.dump();
-    const int code = sendToBus(notification, !isHere, sent);
+    // Whether somebody is there only matters to those who hear of errors.
+    const bool ask = !audience.isHere && audience.hearsErrors;
+    const int code = sendToBus(notification, ask, sent);
     if (code != kIpcDone) return code;
   }
-  if (sent && !isHere) return kIpcDone;  // the bus knows whether anybody was there
+  const bool isError = !audience.isHere;
+  if (isError && (sent || !audience.hearsErrors)) return kIpcDone;
   notification->payload = payload;
   notification->text.clear();
-  enqueue(std::move(notification), !isHere);
+  enqueue(std::move(notification), isError);
   return kIpcDone;
 }
 
-bool Messaging::hasRegistrant(const std::string& address) {
+Messaging::Audience Messaging::audienceOf(const std::string& address) {
   const std::lock_guard lock(mutex_);
-  return registrations_.hasAddress(address);
+  return {registrations_.hasAddress(address), !registrations_.errorReceivers().empty()};
 }
 
 int Messaging::sendToBus(const SharedNotification& notification, bool ask, bool& sent) {

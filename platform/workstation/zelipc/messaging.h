@@ -65,6 +65,12 @@ class Messaging final : private BusSink {
     std::uint64_t number = 0;
   };
 
+  // Who in this process a notification concerns.
+  struct Audience {
+    bool isHere;       // somebody has the address
+    bool hearsErrors;  // somebody wants to know that nobody has
+  };
+
   Messaging() = default;
 
   // Life of the dispatcher thread.
@@ -85,7 +91,7 @@ class Messaging final : private BusSink {
   void call(const Receiver& receiver, const Notification& notification);
 
   // Sending.
-  bool hasRegistrant(const std::string& address);
+  Audience audienceOf(const std::string& address);
   int sendToBus(const SharedNotification& notification, bool ask, bool& sent);
   void enqueue(SharedNotification notification, bool isError);
 

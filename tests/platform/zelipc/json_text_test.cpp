@@ -9,6 +9,7 @@
 namespace {
 
 using workstation::holdsSurrogate;
+using workstation::isPlain;
 using workstation::repairUtf8;
 using workstation::tameCopy;
 using workstation::wellFormedLength;
@@ -42,6 +43,21 @@ TEST(JsonTextTest, WellFormedIsWhatDecodesToACharacter) {
           << first << ' ' << second;
     }
   }
+}
+
+TEST(JsonTextTest, PlainIsWhatNeedsNoEscape) {
+  for (std::size_t length = 1; length <= 17; ++length) {
+    for (std::size_t place = 0; place < length; ++place) {
+      for (int octet = 0; octet < 256; ++octet) {
+        std::string text(length, 'a');
+        text[place] = static_cast<char>(octet);
+        const bool plain = octet >= 0x20 && octet < 0x80 && octet != '"' && octet != '\\';
+
+        ASSERT_EQ(isPlain(text), plain) << length << ' ' << place << ' ' << octet;
+      }
+    }
+  }
+  EXPECT_TRUE(isPlain(""));
 }
 
 TEST(JsonTextTest, WellFormedLengthEndsBeforeTheFirstBadSequence) {
