@@ -104,17 +104,18 @@ std::string_view urlScheme(std::string_view url) {
 
 bool filePathOfUrl(std::string_view path, std::string& file) {
   std::vector<std::string> segments;
-  bool directory = false;
+  bool directory = !path.empty() && path.back() == '/';
   while (!path.empty()) {
     const std::size_t end = std::min(path.find('/'), path.size());
     std::string segment;
     if (!percentDecode(path.substr(0, end), segment)) return false;
     path.remove_prefix(std::min(end + 1, path.size()));
-    directory = segment.empty() || segment == "." || segment == "..";
+    const bool step = segment.empty() || segment == "." || segment == "..";
+    if (path.empty()) directory = directory || step;
     if (segment == "..") {
       if (segments.empty()) return false;
       segments.pop_back();
-    } else if (!directory) {
+    } else if (!step) {
       segments.push_back(std::move(segment));
     }
   }

@@ -30,7 +30,8 @@ struct Service {
   BrowserOptions options;
   std::shared_ptr<Browser> browser;
   pid_t owner = 0;  // the process that started the browser
-  HostNames hosts;
+
+  HostNames hosts;  // minds itself
 };
 
 // Never destroyed: threads of the host may still call while the process ends.
@@ -87,18 +88,12 @@ std::string applicationName(const InvokeRequest& request) {
   return std::filesystem::path(canonicalPath(request.applicationDir)).filename().string();
 }
 
-// The application's host, given back when nothing needs it any more.
-std::shared_ptr<const std::string> acquireHost(const InvokeRequest& request) {
-  const std::lock_guard<std::mutex> lock(service().mutex);
-  return {new std::string(service().hosts.acquire(applicationName(request),
-                                                  canonicalPath(request.applicationDir))),
-          [](const std::string* host) {
-            {
-              const std::lock_guard<std::mutex> release(service().mutex);
-              service().hosts.release(*host);
-            }
-            delete host;
-          }};
+// Gives the invocation its host for as long as its plan needs it.
+void leaseHost(const InvokeRequest& request, InvocationPlan& plan) {
+  plan.host = service().hosts.acquire(applicationName(request),
+                                      canonicalPath(request.applicationDir));
+  const auto giveBack = [host = plan.host](const void*) { service().hosts.release(host); };
+  plan.hostLease = std::shared_ptr<const void>(&service(), giveBack);
 }
 
 // Everything that is known before loading.
@@ -145,7 +140,7 @@ int startInvocation(InvokeRequest request, std::string& error) {
     error = "there is no thread for the application's scripts";
     return kNoResources;
   }
-  plan.host = acquireHost(request);
+  leaseHost(request, plan);
   const auto outcome = invocationTable().add(request.callback, request.user);
   {
     const std::lock_guard<std::mutex> lock(service().mutex);

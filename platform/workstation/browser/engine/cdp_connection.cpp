@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
@@ -19,10 +20,14 @@ namespace {
 // A page can print half a gigabyte; nothing that matters comes near this.
 constexpr std::size_t kLargestMessage = 64U << 20;
 
+constexpr int kPipeSize = 1 << 20;
+
 const JsonValue& nullValue() {
   static const JsonValue kNull;
   return kNull;
 }
+
+std::string sessionTail(const std::string& session) { return ",\"sessionId\":\"" + session + "\"}"; }
 
 void makeNonBlocking(int fd) { ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK); }
 
@@ -37,6 +42,7 @@ CdpConnection::CdpConnection(UniqueFd commands, UniqueFd events)
       framing_(kLargestMessage) {
   makeNonBlocking(commands_.get());
   makeNonBlocking(events_.get());
+  (void)::fcntl(events_.get(), F_SETPIPE_SZ, kPipeSize);  // a wish
 }
 
 void CdpConnection::stop() {
@@ -167,7 +173,24 @@ bool CdpConnection::readSome() {
   return true;
 }
 
+// The browser writes the members of an event in this order: method, params, sessionId.
+bool CdpConnection::isMuted(const std::string& text) const {
+  constexpr std::string_view kConsole = R"({"method":"Runtime.consoleAPICalled")";
+  if (muted_.empty() || text.compare(0, kConsole.size(), kConsole) != 0) return false;
+  const std::size_t tail = text.rfind(",\"sessionId\":");
+  return tail != std::string::npos && muted_.count(text.substr(tail)) != 0;
+}
+
+void CdpConnection::muteConsole(const std::string& session) {
+  muted_.insert(sessionTail(session));
+}
+
+void CdpConnection::forgetSession(const std::string& session) {
+  muted_.erase(sessionTail(session));
+}
+
 void CdpConnection::dispatch(std::string&& text) {
+  if (isMuted(text)) return;
   JsonDocument message;
   if (!parseJson(std::move(text), message) || !message.IsObject()) return;
   const int id = jsonInt(message, "id", 0);

@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -64,6 +65,12 @@ class CdpConnection {
   /// Runs `task` on the connection's thread. False, and not run, once the connection has ended.
   bool post(Task task);
 
+  /// From now on drops what a page of `session` prints to its console, without looking into it: a
+  /// page can print faster than anybody reads, and everybody's events come through the same pipe. On
+  /// the connection's thread.
+  void muteConsole(const std::string& session);
+  void forgetSession(const std::string& session);
+
   /// Waits until less than `limit` octets wait to be written, so that answers are not made faster
   /// than they are taken. False once the connection has ended. Not on the connection's thread.
   bool waitForRoom(std::size_t limit);
@@ -86,6 +93,7 @@ class CdpConnection {
   bool readSome();
   bool writeSome();
   void dispatch(std::string&& text);
+  bool isMuted(const std::string& text) const;
   void answer(int id, const CdpReply& reply);
   void expireCalls();
   void runTasks();
@@ -109,6 +117,7 @@ class CdpConnection {
   std::size_t written_ = 0;  // guarded by mutex_ too, for waitForRoom
   std::size_t writingSize_ = 0;
   MessageFraming framing_;
+  std::set<std::string> muted_;  // the thread's own: how messages of muted sessions end
 };
 
 }  // namespace workstation

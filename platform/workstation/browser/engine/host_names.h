@@ -3,11 +3,12 @@
 #define WORKSTATION_BROWSER_ENGINE_HOST_NAMES_H
 
 #include <map>
+#include <mutex>
 #include <string>
 
 namespace workstation {
 
-/// Not for several threads at once.
+/// Any thread.
 class HostNames {
  public:
   /// The host for the application named `name` in `directory`: the same for every call with that
@@ -21,6 +22,7 @@ class HostNames {
     std::string directory;
     int users = 0;
   };
+  std::mutex mutex_;  // guards what follows
   std::map<std::string, Entry> entries_;
 };
 

@@ -244,6 +244,8 @@ void Invocation::finish() {
   state_ = State::kEnded;
   const auto self = shared_from_this();
   host_.remove(*this);
+  connection_->forgetSession(session_);
+  plan_.hostLease.reset();
   // Where the page has set one of the host's properties anew, the page's stays.
   end_.properties.insert(plan_.properties.begin(), plan_.properties.end());
   PageEvent event;

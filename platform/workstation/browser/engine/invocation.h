@@ -16,6 +16,7 @@
 #include "workstation/browser/engine/blocking_calls.h"
 #include "workstation/browser/engine/call_queue.h"
 #include "workstation/browser/engine/cdp_connection.h"
+#include "workstation/browser/engine/console_meter.h"
 #include "workstation/browser/engine/invocation_outcome.h"
 #include "workstation/browser/engine/page_call.h"
 #include "workstation/browser/engine/page_script.h"
@@ -31,7 +32,8 @@ struct WindowShape {
 
 /// What an invocation begins with.
 struct InvocationPlan {
-  std::shared_ptr<const std::string> host;  ///< "shop.invalid", this application's alone.
+  std::string host;                        ///< "shop.invalid", this application's alone
+  std::shared_ptr<const void> hostLease;  ///< as long as this is held.
   std::string target;                       ///< The start page's path, query and fragment.
   std::shared_ptr<const ApplicationFiles> files;
   zelgui::UIProperties properties;
@@ -90,7 +92,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void takeScreenshot(ScreenshotHandler handler);
 
   const std::string& token() const { return script_.token; }
-  const std::string& host() const { return *plan_.host; }
+  const std::string& host() const { return plan_.host; }
   const std::string& mainTarget() const { return target_; }
   const std::shared_ptr<const ApplicationFiles>& files() const { return plan_.files; }
   int id() const { return outcome_->id(); }
@@ -137,6 +139,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void runNotification(PageCall&& call, int document);
   void runLogCall(ScriptCall&& call, int document);
   void reply(const Caller& caller, int code, const std::string& text);
+  void answerWhenCaughtUp(const std::string& requestId);
   void reportLogRefusal(int document, int code, const std::string& text);
 
   void reportFailedRequest(const RequestLog::Request& request, const std::string& status);
@@ -144,7 +147,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void close();
   void finish();
   bool isOpen() const { return state_ == State::kOpen; }
-  std::string origin() const { return "https://" + *plan_.host; }
+  std::string origin() const { return "https://" + plan_.host; }
   std::map<std::string, std::string> callContext() const;
   void send(const char* method, const JsonObject& params = JsonObject());
 
@@ -152,7 +155,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   const std::shared_ptr<CdpConnection> connection_;
   const std::shared_ptr<InvocationOutcome> outcome_;
   const std::shared_ptr<CallQueue> queue_;
-  const InvocationPlan plan_;
+  InvocationPlan plan_;
   PageScriptConfig script_;
 
   State state_ = State::kOpen;
@@ -163,6 +166,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   long long droppedLines_ = 0;
   BlockingCalls blocking_;
   RequestLog requests_;
+  ConsoleMeter console_;
   const std::shared_ptr<std::atomic<int>> waiting_;  // threads that wait for a reply
   InvocationEnd end_;
 };

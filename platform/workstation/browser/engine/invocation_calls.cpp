@@ -159,10 +159,18 @@ void Invocation::reply(const Caller& caller, int code, const std::string& text) 
 }
 
 void Invocation::onReplyRequest(long long id, const std::string& requestId) {
+  if (id == 0) return answerWhenCaughtUp(requestId);
   bool accepted = false;
   const auto answer = blocking_.addRequest(id, requestId, accepted);
   if (!accepted) answerRequest(*connection_, requestId, 404, "text/plain", "");
   if (answer) answerRequest(*connection_, answer->requestId, 200, "application/json", answer->body);
+}
+
+void Invocation::answerWhenCaughtUp(const std::string& requestId) {
+  const auto answer = [connection = connection_, requestId] {
+    answerRequest(*connection, requestId, 200, "text/plain", "");
+  };
+  if (!queue_->push(answer, requestId.size())) answer();
 }
 
 // Once: a page that logs a thousand lines need not be told a thousand times.

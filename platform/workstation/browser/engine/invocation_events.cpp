@@ -98,11 +98,18 @@ void Invocation::observe(PageEvent event) {
 // ---- What a page prints ----
 
 void Invocation::onConsole(const JsonValue& params) {
-  if (!hasPageObserver()) return;
   const JsonValue& arguments = jsonMember(params, "args");
   std::vector<std::string> texts;
+  std::size_t size = 0;
   if (arguments.IsArray()) {
-    for (const JsonValue& argument : arguments.GetArray()) texts.push_back(valueText(argument));
+    for (const JsonValue& argument : arguments.GetArray()) {
+      texts.push_back(valueText(argument));
+      size += texts.back().size();
+    }
+  }
+  if (!console_.count(size, ConsoleMeter::Clock::now())) {
+    connection_->muteConsole(session_);
+    return observe(consoleEvent(4, {"the page prints too much; its console is shown no longer"}));
   }
   observe(consoleEvent(levelOf(jsonString(params, "type")), std::move(texts)));
 }

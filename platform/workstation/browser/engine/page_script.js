@@ -23,6 +23,8 @@
     emergency: 0, alert: 1, critical: 2, error: 3, warning: 4, notice: 5, info: 6, debug: 7,
   });
   const MAX_LENGTH = 16 * 1024 * 1024;
+  const MAX_BACKLOG = 1024 * 1024;
+  const CALL_COST = 256;
   const NOT_DELIVERED = -102;
   const TOO_LONG = -103;
 
@@ -62,9 +64,31 @@
     return json;
   };
 
+  // A request that the platform holds until what it asks for is there.
+  const fetchHeld = (id) => {
+    const request = new XMLHttpRequest();
+    apply(xhrOpen, request, ['GET', config.callUrl + id, false]);
+    apply(xhrSend, request, []);
+    return apply(xhrText, request, []);
+  };
+
+  // A page can call faster than anybody works. Every so often it is made to wait until the platform
+  // has caught up; where its own policy forbids that, calls that are too many get lost.
+  let backlog = 0;
+  const waitForPlatform = () => {
+    backlog = 0;
+    try {
+      fetchHeld(0);
+    } catch (error) {
+      // Forbidden.
+    }
+  };
+
   const post = (message) => {
     if (message.length > MAX_LENGTH) throw new WzError('the call is too long', TOO_LONG);
     send(message);
+    backlog += message.length + CALL_COST;
+    if (backlog > MAX_BACKLOG) waitForPlatform();
   };
 
   // Replies find their call by a number that no other document of this page uses.
@@ -139,10 +163,7 @@
       post(waitingNotification('waitSync', id, to, name, payload, wantOptions(options)));
       let text;
       try {
-        const request = new XMLHttpRequest();
-        apply(xhrOpen, request, ['GET', config.callUrl + id, false]);
-        apply(xhrSend, request, []);
-        text = apply(xhrText, request, []);
+        text = fetchHeld(id);
       } catch (error) {
         send(`{"op":"drop","id":${id}}`);
         throw new WzError("the page's own policy forbids blocking calls", NOT_DELIVERED);

@@ -1,0 +1,150 @@
+// What a page is shown on: the size of the terminal's display, with and without windows.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "tests/platform/browser/browser_fixture.h"
+#include "tests/platform/browser/host_program.h"
+
+namespace wzapp_test {
+namespace {
+
+constexpr char kSaySize[] = R"(
+  requestAnimationFrame(() => requestAnimationFrame(() => setTimeout(() =>
+    console.log(innerWidth + 'x' + innerHeight + ' ' + screen.width + 'x' + screen.height), 100)));)";
+
+// A terminal with a display that is narrower than any browser's window.
+class SmallTerminal {
+ public:
+  SmallTerminal() {
+    std::filesystem::create_directory(directory_ / "run");
+    directory_.write("terminal.json", R"({"serial": "1", "model": "T30",
+      "display": {"width": 240, "height": 320, "colour": true},
+      "memory": 1, "keys": 0, "touch": true})");
+  }
+  std::string variable() const { return "WZ_TERMINAL=" + directory_.path(); }
+
+ private:
+  TemporaryDirectory directory_;
+};
+
+// "240x320" from the head of a PNG file (ISO/IEC 15948, 11.2.2).
+std::string pictureSize(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string octets(std::istreambuf_iterator<char>(file), {});
+  if (octets.size() < 24 || octets.compare(0, 8, "\x89PNG\r\n\x1A\n") != 0) return "no picture";
+  const auto number = [&](std::size_t at) {
+    unsigned value = 0;
+    for (std::size_t i = at; i < at + 4; ++i)
+      value = value << 8 | static_cast<unsigned char>(octets[i]);
+    return std::to_string(value);
+  };
+  return number(16) + 'x' + number(20);
+}
+
+class DisplayTest : public BrowserTest {};
+
+TEST_F(DisplayTest, WithoutTerminalItIsSmall) {
+  EXPECT_EQ(valueOf("finish([innerWidth, innerHeight, screen.width, screen.height])"),
+            "[320,480,320,480]");
+}
+
+TEST_F(DisplayTest, HeadlessPageHasTheTerminalsSize) {
+  const TestApplication application(kSaySize);
+  const SmallTerminal terminal;
+  HostOptions options;
+  options.environment = {terminal.variable()};
+  HostProgram program(application.directory(), "/tmp", options);
+
+  EXPECT_EQ(program.readLine(), "shown 240x320 240x320");
+
+  program.order("screenshot");
+  EXPECT_EQ(program.readLine(), "taken");
+  EXPECT_EQ(pictureSize(application.directory() + "/shot.png"), "240x320");
+}
+
+TEST_F(DisplayTest, BrokenProfileRefusesTheInvocation) {
+  const TestApplication application("");
+  const TemporaryDirectory terminal;
+  terminal.write("terminal.json", "{");
+  HostOptions options;
+  options.environment = {"WZ_TERMINAL=" + terminal.path()};
+  HostProgram program(application.directory(), "/tmp", options);
+
+  EXPECT_THAT(program.readLine(), testing::HasSubstr("terminal.json:1:"));
+}
+
+// A display server of the test's own.
+class DisplayServer {
+ public:
+  DisplayServer() {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) return;
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::dup2(ends[1], 3);
+      const int null = ::open("/dev/null", O_RDWR);
+      ::dup2(null, STDERR_FILENO);
+      ::execlp("Xvfb", "Xvfb", "-displayfd", "3", "-screen", "0", "1280x1024x24", "-nolisten",
+               "tcp", nullptr);
+      ::_exit(127);
+    }
+    ::close(ends[1]);
+    for (char c = 0; ::read(ends[0], &c, 1) == 1 && c != '\n';) number_ += c;
+    ::close(ends[0]);
+  }
+  ~DisplayServer() {
+    ::kill(pid_, SIGTERM);
+    ::waitpid(pid_, nullptr, 0);
+  }
+  DisplayServer(const DisplayServer&) = delete;
+  DisplayServer& operator=(const DisplayServer&) = delete;
+
+  bool isRunning() const { return !number_.empty(); }
+  std::string variable() const { return "DISPLAY=:" + number_; }
+
+ private:
+  pid_t pid_ = -1;
+  std::string number_;
+};
+
+TEST_F(DisplayTest, WindowHasTheTerminalsSize) {
+  const DisplayServer server;
+  if (!server.isRunning()) GTEST_SKIP() << "there is no Xvfb on this machine";
+  const TestApplication application(kSaySize);
+  const SmallTerminal terminal;
+  HostOptions options;
+  options.environment = {terminal.variable(), server.variable()};
+  HostProgram program(application.directory(), "/tmp", options);
+
+  EXPECT_EQ(program.readLine(), "shown 240x320 240x320");
+
+  program.order("screenshot");
+  EXPECT_EQ(program.readLine(), "taken");
+  EXPECT_EQ(pictureSize(application.directory() + "/shot.png"), "240x320");
+}
+
+TEST_F(DisplayTest, WindowEndsWithItsPageAndTheNextOneOpens) {
+  const DisplayServer server;
+  if (!server.isRunning()) GTEST_SKIP() << "there is no Xvfb on this machine";
+  const TestApplication application("wz.exit(3)");
+  const TemporaryDirectory temporary;
+  HostOptions options;
+  options.environment = {server.variable()};
+  HostProgram program(application.directory(), temporary.path(), options);
+
+  program.order("wait");
+  EXPECT_EQ(program.readLine(), "ended 3 ");
+  program.order("again");
+  program.order("wait");
+  EXPECT_EQ(program.readLine(), "ended 3 ");
+}
+
+}  // namespace
+}  // namespace wzapp_test
