@@ -34,6 +34,8 @@ bool isSourceDirReady() {
 }
 
 bool makeSourceDir() {
+  static std::mutex mutex;  // of two threads at once, each would be in the other's way
+  const std::lock_guard<std::mutex> lock(mutex);
   // What counts is that a directory is there afterwards: another program may have been faster, and
   // makePath() takes anything else of that name for it.
   try {

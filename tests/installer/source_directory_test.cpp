@@ -3,9 +3,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <barrier>
 #include <cerrno>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "installer/directories.h"
@@ -184,6 +188,29 @@ TEST_F(SourceDirectoryTest, MayAppearWhileItIsCreated) {
 
   EXPECT_THAT(lines, IsEmpty());
   EXPECT_EQ(modeOf(kPath), 0777U);
+}
+
+TEST_F(SourceDirectoryTest, MayBeCreatedByTwoThreadsAtOnce) {
+  calls.mkdir = [](const char* path, mode_t mode) {
+    std::this_thread::yield();
+    return wzapp_test::realMkdir(path, mode);
+  };
+  for (int round = 0; round < 100; ++round) {
+    std::filesystem::remove_all("/mnt/flash/system");
+    std::barrier start(2);
+    std::array<int, 2> results = {};
+
+    std::thread thread([&] {
+      start.arrive_and_wait();
+      results[0] = wzInstallCreateSourceDir();
+    });
+    start.arrive_and_wait();
+    results[1] = wzInstallCreateSourceDir();
+    thread.join();
+
+    ASSERT_THAT(results, ElementsAre(0, 0));
+    ASSERT_EQ(modeOf(kPath), 0777U);
+  }
 }
 
 // --- Failures ---------------------------------------------------------------------------------
