@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <mutex>
-#include <string_view>
 
 #include "platforminfo/platforminfo.h"
 
@@ -77,10 +76,11 @@ struct NameCut {
   std::size_t length;
 };
 
-// The first row that matches cuts the name.
+// The first row that matches cuts the name, kOtherNameLength any other.
 constexpr NameCut kNameCuts[] = {
-    {"T30", 3}, {"T7", 2}, {"N255k", 5}, {"N273", 4}, {"N466k", 5}, {"N277w", 5}, {"", 4},
+    {"T30", 3}, {"T7", 2}, {"N255k", 5}, {"N273", 4}, {"N466k", 5}, {"N277w", 5},
 };
+constexpr std::size_t kOtherNameLength = 4;
 
 using ModelRecord = PlatformRecord<kModelSize>;
 
@@ -100,7 +100,7 @@ std::string_view normalizedModel(ModelRecord& record) {
   for (const NameCut& cut : kNameCuts) {
     if (beginsWith(name, cut.prefix)) return name.substr(0, cut.length);
   }
-  return name;
+  return name.substr(0, kOtherNameLength);
 }
 
 // --- Touch screen and keypad ------------------------------------------------------------------
@@ -183,12 +183,17 @@ unsigned int memorySizeKB() {
   return memory.query(kMemoryKey) ? memory.field(kMemoryOctetsField) / 1024 : 0;
 }
 
-int keyCount() {
-  const std::string_view name = modelName();
+int keyCountOfModel(std::string_view name) {
   for (const KeyCountRule& rule : kKeyCountRules) {
     if (beginsWithAnyCase(name, rule.prefix)) return rule.keys;
   }
-  if (name.size() >= 2) return name[1] == '4' ? 15 : 21;
+  if (name.size() < 2) return kUnknownKeyCount;
+  return name[1] == '4' ? 15 : 21;
+}
+
+int keyCount() {
+  const int keys = keyCountOfModel(modelName());
+  if (keys != kUnknownKeyCount) return keys;
   PlatformRecord<kKeypadSize> keypad;
   return keypad.query(kKeypadKey) ? static_cast<int>(keypad.field(kKeypadKeysField)) : 0;
 }

@@ -3,6 +3,7 @@
 #define WZAPP_SUPPORT_PLATFORM_INFO_H
 
 #include <string>
+#include <string_view>
 
 namespace wzapp {
 
@@ -19,8 +20,14 @@ void displayInfo(int& width, int& height, int& depth);
 // The memory size in units of 1024 octets, rounded down; 0 when unknown.
 [[nodiscard]] unsigned int memorySizeKB();
 
-// The number of keys of the terminal's keypad, for most models by their name.
+// The number of keys of the terminal's keypad: that of its model, or else what the service tells; 0
+// when that is unknown too.
 [[nodiscard]] int keyCount();
+
+// The number of keys of the model `name`, in any case; kUnknownKeyCount when the name is too short
+// to tell.
+[[nodiscard]] int keyCountOfModel(std::string_view name);
+inline constexpr int kUnknownKeyCount = -1;
 
 // The serial number without white space around it; eleven zeros when unknown. May throw
 // std::bad_alloc.

@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
+#include <cstring>
 #include <string>
 #include <thread>
 
 #include "tests/builders/child_process.h"
-#include "tests/support/fake_platform.h"
 #include "tests/builders/wrapped_calls.h"
+#include "tests/support/fake_platform.h"
 
 namespace wzapp {
 namespace {
@@ -353,6 +356,43 @@ INSTANTIATE_TEST_SUITE_P(Other, KeyCountTest,
                                          KeyCase{"44", 15}, KeyCase{"x3x4", 21},
                                          KeyCase{"N277w", 21}, KeyCase{"N255", 21},
                                          KeyCase{"n255k", 21}));
+
+class ModelKeyCountTest : public testing::TestWithParam<KeyCase> {};
+
+TEST_P(ModelKeyCountTest, HoldsForNamesThatBeginSo) {
+  const std::string name = GetParam().model;
+
+  EXPECT_EQ(keyCountOfModel(name), GetParam().keys);
+  EXPECT_EQ(keyCountOfModel(name + "-x"), GetParam().keys);
+}
+
+TEST_P(ModelKeyCountTest, HoldsInAnyCase) {
+  std::string lower = GetParam().model;
+  std::string upper = GetParam().model;
+  std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
+  std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+
+  EXPECT_EQ(keyCountOfModel(lower), GetParam().keys);
+  EXPECT_EQ(keyCountOfModel(upper), GetParam().keys);
+}
+
+TEST_P(ModelKeyCountTest, NeedsTheWholePrefix) {
+  const std::string cut(GetParam().model, std::strlen(GetParam().model) - 1);
+
+  EXPECT_EQ(keyCountOfModel(cut), cut.size() < 2 ? kUnknownKeyCount : cut[1] == '4' ? 15 : 21);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, ModelKeyCountTest,
+    testing::Values(KeyCase{"K271", 15}, KeyCase{"K335", 15}, KeyCase{"K357", 15},
+                    KeyCase{"K379", 15}, KeyCase{"Qelta", 13}, KeyCase{"DuoQelta8", 13},
+                    KeyCase{"WP105", 0}, KeyCase{"WP200", 16}, KeyCase{"WP201", 16},
+                    KeyCase{"WP310", 16}, KeyCase{"KM420", 24}, KeyCase{"KM500", 15},
+                    KeyCase{"KM575", 24}, KeyCase{"KM580", 15}, KeyCase{"KM585", 15},
+                    KeyCase{"KM590", 15}, KeyCase{"KM705", 24}, KeyCase{"KM720", 15},
+                    KeyCase{"KM725", 15}, KeyCase{"T30", 0}, KeyCase{"T7", 0}, KeyCase{"N255k", 15},
+                    KeyCase{"N273", 15}, KeyCase{"k247", 15}, KeyCase{"k293", 15},
+                    KeyCase{"k291", 0}, KeyCase{"T6000", 15}, KeyCase{"G570", 15}));
 
 class ShortNameKeyCountTest : public testing::TestWithParam<const char*> {};
 
