@@ -93,6 +93,15 @@ struct BusConnection::Question {
   std::list<Question>::iterator self;
 };
 
+// The answer to a call for a match; the call is forgotten with it.
+struct BusConnection::MatchAnswer {
+  ~MatchAnswer() { sd_bus_slot_unref(slot); }
+
+  sd_bus_slot* slot = nullptr;
+  bool hasCome = false;
+  bool isRefusal = false;
+};
+
 // What sd-bus calls. No exception may go through it.
 struct BusConnection::Callbacks {
   static int onMessage(sd_bus_message* message, void* connection, sd_bus_error*) {
@@ -121,6 +130,13 @@ struct BusConnection::Callbacks {
     } catch (...) {
       self.lost_ = true;
     }
+    return 1;
+  }
+
+  static int onMatchAnswer(sd_bus_message* answer, void* awaited, sd_bus_error*) {
+    auto& match = *static_cast<MatchAnswer*>(awaited);
+    match.hasCome = true;
+    match.isRefusal = sd_bus_message_is_method_error(answer, nullptr) > 0;
     return 1;
   }
 
@@ -174,22 +190,31 @@ BusConnection::~BusConnection() {
   }
 }
 
-BusConnection::Result BusConnection::subscribe(std::string_view address, std::string_view name) {
-  return callAndWait("AddMatch", busMatch(address, name), nullptr);
-}
-
 // Without flags whoever comes later queues for the name, so it is taken until the last has left.
-BusConnection::Result BusConnection::takeAddress(std::string_view address) {
+BusConnection::Result BusConnection::join(std::string_view address, std::string_view name,
+                                          bool isNewAddress) {
   constexpr std::uint32_t kQueue = 0;
-  return callAndWait("RequestName", busName(address), &kQueue);
+  const std::string match = busMatch(address, name);
+  if (!isNewAddress) return callAndWait("AddMatch", match, nullptr);
+
+  // The bus takes both in turn, so one wait is enough: with the second answer the first is here.
+  const Message call = newDaemonCall(bus_.get(), "AddMatch", match);
+  if (!call) return failure(-ENOMEM);
+  MatchAnswer answer;
+  const int code = sd_bus_call_async(bus_.get(), &answer.slot, call.get(), Callbacks::onMatchAnswer,
+                                     &answer, kAnswerLimitUs);
+  if (code < 0) return failure(code);
+  const Result result = callAndWait("RequestName", busName(address), &kQueue);
+  if (result != Result::kDone) return result;
+  while (!answer.hasCome && process()) {
+  }
+  if (lost_) return Result::kLost;
+  return answer.isRefusal ? Result::kFailed : Result::kDone;
 }
 
-void BusConnection::unsubscribe(std::string_view address, std::string_view name) {
+void BusConnection::leave(std::string_view address, std::string_view name, bool isLastOfAddress) {
+  if (isLastOfAddress) callAndForget("ReleaseName", busName(address));
   callAndForget("RemoveMatch", busMatch(address, name));
-}
-
-void BusConnection::releaseAddress(std::string_view address) {
-  callAndForget("ReleaseName", busName(address));
 }
 
 BusConnection::Result BusConnection::send(const SharedNotification& notification, bool ask) {

@@ -54,14 +54,13 @@ class BusConnection {
   /// Reports what is still unanswered as unreached.
   ~BusConnection();
 
-  /// Begins to receive, or to be found at an address. Waits until the bus has done it, so that
-  /// whoever is told by other means that this process is ready reaches it.
-  Result subscribe(std::string_view address, std::string_view name);
-  Result takeAddress(std::string_view address);
+  /// Begins to receive the notifications named `name` to `address`, and to be found at it when it
+  /// is new. Waits until the bus has done so: whoever is told by other means that this process is
+  /// ready reaches it.
+  Result join(std::string_view address, std::string_view name, bool isNewAddress);
 
   /// The reverse. The bus does it in its own time.
-  void unsubscribe(std::string_view address, std::string_view name);
-  void releaseAddress(std::string_view address);
+  void leave(std::string_view address, std::string_view name, bool isLastOfAddress);
 
   /// Sends a notification whose payload is in its text; never blocks. With `ask` the bus is asked
   /// behind it whether anybody has the address, and if nobody does the sink is told.
@@ -85,6 +84,7 @@ class BusConnection {
 
  private:
   struct Question;
+  struct MatchAnswer;
   struct Callbacks;
   struct BusCloser {
     void operator()(sd_bus* bus) const;

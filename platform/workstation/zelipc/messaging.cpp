@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdlib>
 #include <utility>
+#include <vector>
 
 #include "workstation/zelipc/bus_config.h"
 
@@ -368,37 +369,32 @@ void Messaging::waitUntilIdle(const Receiver& receiver) {
 
 // False when the bus refuses. One that is lost is found again with everything that is registered.
 bool Messaging::announce(const Registrations::Key& key, const Change& change) {
-  if (!bus_) return true;
-  BusConnection::Result result = BusConnection::Result::kDone;
-  if (change.concernsName) result = bus_->subscribe(key.first, key.second);
-  if (change.concernsAddress && result == BusConnection::Result::kDone) {
-    result = bus_->takeAddress(key.first);
-  }
+  if (!bus_ || !change.concernsName) return true;
+  const BusConnection::Result result = bus_->join(key.first, key.second, change.concernsAddress);
   wakeForBus();
   return result != BusConnection::Result::kFailed;
 }
 
 void Messaging::withdraw(const Registrations::Key& key, const Change& change) {
-  if (!bus_) return;
-  if (change.concernsAddress) bus_->releaseAddress(key.first);
-  if (change.concernsName) bus_->unsubscribe(key.first, key.second);
+  if (!bus_ || !change.concernsName) return;
+  bus_->leave(key.first, key.second, change.concernsAddress);
   wakeForBus();
 }
 
+// What a bus refuses that was accepted by another is only heard of inside the process.
 bool Messaging::announceAll(BusConnection& connection) {
-  Registrations::Keys keys;
+  std::vector<Registrations::Key> keys;
   {
     const std::lock_guard lock(mutex_);
     keys = registrations_.keys();
   }
-  using Result = BusConnection::Result;
-  return std::all_of(keys.names.begin(), keys.names.end(),
-                     [&](const Registrations::Key& key) {
-                       return connection.subscribe(key.first, key.second) != Result::kLost;
-                     }) &&
-         std::all_of(keys.addresses.begin(), keys.addresses.end(), [&](const std::string& address) {
-           return connection.takeAddress(address) != Result::kLost;
-         });
+  // The keys of one address stand together.
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const bool isNewAddress = i == 0 || keys[i - 1].first != keys[i].first;
+    const auto result = connection.join(keys[i].first, keys[i].second, isNewAddress);
+    if (result == BusConnection::Result::kLost) return false;
+  }
+  return true;
 }
 
 void Messaging::dropBus() {

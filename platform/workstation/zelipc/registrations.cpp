@@ -81,10 +81,9 @@ Receivers Registrations::receivers(const Key& key) const {
   return entry == receivers_.end() ? Receivers() : entry->second;
 }
 
-Registrations::Keys Registrations::keys() const {
-  Keys keys;
-  for (const auto& entry : receivers_) keys.names.push_back(entry.first);
-  for (const auto& entry : addresses_) keys.addresses.push_back(entry.first);
+std::vector<Registrations::Key> Registrations::keys() const {
+  std::vector<Key> keys;
+  for (const auto& entry : receivers_) keys.push_back(entry.first);
   return keys;
 }
 

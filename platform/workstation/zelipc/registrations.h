@@ -29,7 +29,7 @@ using Receivers = std::vector<SharedReceiver>;
 struct Change {
   SharedReceiver receiver;       // null: nothing changed
   bool concernsName = false;     // first or last registration of its address and name
-  bool concernsAddress = false;  // first or last registration of its address
+  bool concernsAddress = false;  // first or last of its address, and so of the name
 };
 
 class Registrations {
@@ -49,11 +49,8 @@ class Registrations {
   const Receivers& errorReceivers() const { return errorReceivers_; }
 
   /// Everything that others on the bus are told.
-  struct Keys {
-    std::vector<Key> names;
-    std::vector<std::string> addresses;
-  };
-  Keys keys() const;
+  /// All addresses and names with a registration, in order.
+  std::vector<Key> keys() const;
 
  private:
   std::map<Key, Receivers> receivers_;            // no entry is empty
