@@ -7,14 +7,10 @@
 namespace wzapp {
 namespace {
 
-// The thread's entry. It ends by giving up its own reference, moved out of the object first:
-// letting go of the last one destroys the object with every member it has.
+// The thread's entry. Its reference is let go of outside the object, which may be destroyed by that
+// with every member it has.
 void* appThreadMain(void* manager) noexcept {
-  WZAppManager& app = *static_cast<WZAppManager*>(manager);
-  runApplication(app);
-
-  const counted_ptr<WZApp> last(app.self);
-  app.self.reset();
+  const counted_ptr<WZApp> last = runApplication(*static_cast<WZAppManager*>(manager));
   return nullptr;
 }
 
@@ -54,7 +50,6 @@ bool WZAppManager::start(counted_ptr<WZApp>& handle) {
   handle = self;
   if (DetachedAttributes().createThread(appThreadMain, this)) return true;
   self.reset();
-  handle.reset();  // The last reference: nothing of this object may be touched any more.
   return false;
 }
 

@@ -26,9 +26,9 @@ class WZAppManager final : public WZApp {
   WZAppManager() = default;
   ~WZAppManager() override;
 
-  // Starts the detached thread that runs the application and lets `handle` and `self` refer to
-  // this object, which must have been made with `new`. When the thread cannot be created, both are
-  // emptied again, which destroys the object, and the result is false.
+  // Lets `handle` and `self` refer to this object, which must have been made with `new`, and starts
+  // the detached thread that runs the application. When the thread cannot be created the result is
+  // false and `handle` holds the only reference.
   [[nodiscard]] bool start(counted_ptr<WZApp>& handle);
 
   // Asks the application to end, as soon as it has an invocation that can be cancelled, and waits

@@ -92,7 +92,9 @@ RunResult launch(counted_ptr<WZApp>& handle, const RunRequest& request) {
   if (entry.startFile.empty()) return kNoStartFile;
   // From here on the object belongs to the references to it.
   WZAppManager* const app = makeApp(request, entry).release();
-  return app->start(handle) ? kStarted : kNoThread;
+  if (app->start(handle)) return kStarted;
+  handle.reset();
+  return kNoThread;
 }
 
 }  // namespace

@@ -162,7 +162,7 @@ void tellHost(const WZAppManager& app) {
 
 }  // namespace
 
-void runApplication(WZAppManager& app) noexcept {
+counted_ptr<WZApp> runApplication(WZAppManager& app) noexcept {
   setLocalProperties(true);
   configureBrowser(app);
   const LaunchData launch = logLaunch(app);
@@ -183,6 +183,10 @@ void runApplication(WZAppManager& app) noexcept {
   app.running = false;
   pthread_cond_broadcast(&app.cond);
   pthread_mutex_unlock(&app.mutex);
+
+  counted_ptr<WZApp> self(app.self);
+  app.self.reset();
+  return self;
 }
 
 }  // namespace wzapp

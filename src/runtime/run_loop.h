@@ -2,6 +2,8 @@
 #ifndef WZAPP_RUNTIME_RUN_LOOP_H
 #define WZAPP_RUNTIME_RUN_LOOP_H
 
+#include "wzapp/wzapp.h"
+
 namespace wzapp {
 
 class WZAppManager;
@@ -12,7 +14,10 @@ class WZAppManager;
 //
 // Where memory runs out, the step concerned is left out: a page that cannot be invoked or waited
 // for has ended with -1. The host is told once in every case.
-void runApplication(WZAppManager& app) noexcept;
+//
+// Hands out the reference that `app` has had to itself. It may be the last one, so that `app` lives
+// no longer than the result.
+[[nodiscard]] counted_ptr<WZApp> runApplication(WZAppManager& app) noexcept;
 
 }  // namespace wzapp
 

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -25,7 +26,7 @@ using wzapp_test::sentRecords;
 constexpr std::size_t kLimit = 40960;
 constexpr std::size_t kFlatSize = 202;
 constexpr std::size_t kLaunchSize =
-    kFlatSize + std::strlen("Application launched") + std::strlen("LAUNCH");
+    kFlatSize + std::string_view("Application launched").size() + std::string_view("LAUNCH").size();
 
 // As a script processor calls that knows more levels than this library. Not checked: the level is
 // not to be a valid one.
