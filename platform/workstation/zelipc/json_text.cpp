@@ -119,14 +119,14 @@ std::size_t numberEnd(std::string_view text, const std::size_t position) {
 }
 
 // Replaces the number at `position` by 0e000..., behind which no part of a number may follow, and
-// returns the position behind it.
+// returns the position behind it. A sign stays, as it ends a number before it.
 std::size_t tameNumber(std::string& text, std::size_t position) {
   const std::size_t end = numberEnd(text, position);
   if (end == position) return position + 1;
-  if (end - position >= kShortestTamed) {
-    text.replace(position, end - position, end - position, '0');
-    text[position + 1] = 'e';
-  }
+  if (end - position < kShortestTamed) return end;
+  const std::size_t digits = text[position] == '-' ? position + 1 : position;
+  text.replace(digits, end - digits, end - digits, '0');
+  text[digits + 1] = 'e';
   return end;
 }
 
