@@ -233,10 +233,19 @@ void Invocation::endWithoutBrowser(const std::string& error) {
 
 // Disposing of the context also ends a page that loops or stands still.
 void Invocation::close() {
-  if (context_.empty()) return;  // onContextCreated comes back to it
+  const auto self = shared_from_this();
+  if (context_.empty()) {
+    // onContextCreated comes back to it, unless the browser does not answer at all.
+    return connection_->call(
+        "", "Browser.getVersion", JsonObject(),
+        [self](const CdpReply& reply) {
+          if (!reply.ok) self->finish();
+        },
+        kCloseDeadline);
+  }
   connection_->call(
       "", "Target.disposeBrowserContext", JsonObject().add("browserContextId", context_),
-      [self = shared_from_this()](const CdpReply&) { self->finish(); }, kCloseDeadline);
+      [self](const CdpReply&) { self->finish(); }, kCloseDeadline);
 }
 
 void Invocation::finish() {
