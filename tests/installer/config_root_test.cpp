@@ -13,9 +13,9 @@
 
 #include "installer/directories.h"
 #include "support/install_log.h"
+#include "tests/builders/collected_log.h"
 #include "tests/builders/test_terminal.h"
 #include "tests/builders/wrapped_calls.h"
-#include "tests/installer/collected_log.h"
 
 namespace wzapp {
 namespace {

@@ -4,27 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdarg>
-#include <cstdio>
-#include <string>
 #include <thread>
-#include <vector>
+
+#include "tests/builders/collected_log.h"
 
 namespace wzapp {
 namespace {
 
 using testing::ElementsAre;
-
-using Lines = std::vector<std::string>;
-
-void collect(void* user, const char* format, ...) {
-  char line[256];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
-  va_end(arguments);
-  static_cast<Lines*>(user)->emplace_back(line);
-}
+using wzapp_test::collectLine;
+using wzapp_test::Lines;
 
 class InstallLogTest : public testing::Test {
  protected:
@@ -40,7 +29,7 @@ TEST_F(InstallLogTest, IsSilentUntilToldOtherwise) {
 
 TEST_F(InstallLogTest, HandsAMessageOverWithItsArguments) {
   Lines lines;
-  setInstallLog(collect, &lines);
+  setInstallLog(collectLine, &lines);
 
   report("plain\n");
   report("Failed to move %s to %s\n", "a", "b");
@@ -53,8 +42,8 @@ TEST_F(InstallLogTest, HandsAMessageOverWithItsArguments) {
 TEST_F(InstallLogTest, GoesToTheLastSink) {
   Lines first;
   Lines second;
-  setInstallLog(collect, &first);
-  setInstallLog(collect, &second);
+  setInstallLog(collectLine, &first);
+  setInstallLog(collectLine, &second);
 
   report("one\n");
 
@@ -64,7 +53,7 @@ TEST_F(InstallLogTest, GoesToTheLastSink) {
 
 TEST_F(InstallLogTest, ANullCallbackIsTheSilentSink) {
   Lines lines;
-  setInstallLog(collect, &lines);
+  setInstallLog(collectLine, &lines);
 
   setInstallLog(nullptr, &lines);
   report("one\n");
@@ -73,7 +62,7 @@ TEST_F(InstallLogTest, ANullCallbackIsTheSilentSink) {
   EXPECT_EQ(installSink().log, silentInstallLog);
 }
 
-void replaceSink(void* user, const char* /*format*/, ...) { setInstallLog(collect, user); }
+void replaceSink(void* user, const char* /*format*/, ...) { setInstallLog(collectLine, user); }
 
 TEST_F(InstallLogTest, MayBeReplacedByTheCallback) {
   Lines lines;

@@ -1,6 +1,6 @@
 // A log callback that keeps what it is told.
-#ifndef WZAPP_TESTS_INSTALLER_COLLECTED_LOG_H
-#define WZAPP_TESTS_INSTALLER_COLLECTED_LOG_H
+#ifndef WZAPP_TESTS_BUILDERS_COLLECTED_LOG_H
+#define WZAPP_TESTS_BUILDERS_COLLECTED_LOG_H
 
 #include <cstdarg>
 #include <cstdio>
@@ -23,4 +23,4 @@ inline void collectLine(void* user, const char* format, ...) {
 
 }  // namespace wzapp_test
 
-#endif  // WZAPP_TESTS_INSTALLER_COLLECTED_LOG_H
+#endif  // WZAPP_TESTS_BUILDERS_COLLECTED_LOG_H
