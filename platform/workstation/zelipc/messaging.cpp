@@ -65,7 +65,6 @@ Messaging& Messaging::instance() {
 }
 
 // ---- Life of the dispatcher
-// ----------------------------------------------------------------------
 
 int Messaging::start() {
   const std::lock_guard lock(startMutex_);
@@ -139,7 +138,6 @@ bool Messaging::isStopping() {
 }
 
 // ---- Steps of the dispatcher
-// ---------------------------------------------------------------------
 
 // Connecting may take its time, so the connection is made without a lock and shown when complete.
 void Messaging::lookForBus() {
@@ -234,7 +232,6 @@ void Messaging::call(const Receiver& receiver, const Notification& notification)
 }
 
 // ---- Sending
-// -------------------------------------------------------------------------------------
 
 int Messaging::notify(const std::string& to, const std::string& name,
                       const zelipc::JSObject& payload, unsigned flags, const std::string& from) {
@@ -295,7 +292,6 @@ void Messaging::unreached(SharedNotification notification) {
 }
 
 // ---- Registrations
-// -------------------------------------------------------------------------------
 
 int Messaging::registerReceiver(const Registrations::Key& key,
                                 zelipc::NotificationCallback callback, void* data) {
@@ -365,7 +361,6 @@ void Messaging::waitUntilIdle(const Receiver& receiver) {
 }
 
 // ---- The bus, under busMutex_
-// --------------------------------------------------------------------
 
 // False when the bus refuses. One that is lost is found again with everything that is registered.
 bool Messaging::announce(const Registrations::Key& key, const Change& change) {
