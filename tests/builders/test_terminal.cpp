@@ -1,12 +1,12 @@
 #include "tests/builders/test_terminal.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -68,26 +68,31 @@ void removeFolder(const std::string& folder) {
   fs::remove(folder);
 }
 
-int runInside(const std::string& directory, int argc, char** argv) {
-  // Whoever ends the parent ends this too.
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  std::string error;
-  if (!workstation::enterTerminal(directory, error)) {
-    std::fprintf(stderr, "%s\n", error.c_str());
-    return 1;
+// Removes `folder` when this process has ended, however it did: a process of its own waits for the
+// end of a pipe that only this one, and whom it forks, can write to. This one stays what it is,
+// since under a sanitizer a forked process may have threads from the start, and could not enter.
+void removeAtEnd(const std::string& folder) {
+  int life[2];
+  if (pipe2(life, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe2");
+  const pid_t child = fork();
+  if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
+  if (child > 0) {
+    close(life[0]);
+    waitpid(child, nullptr, 0);
+    return;
   }
-  testing::InitGoogleMock(&argc, argv);
-  return RUN_ALL_TESTS();
-}
-
-int waitFor(pid_t child) {
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) return 1;
+  if (fork() != 0) _exit(0);  // so that no test has a child that it did not make
+  setsid();
+  const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+  for (const int standard : {0, 1, 2}) dup2(nothing, standard);
+  dup2(life[0], 3);
+  close_range(4, ~0U, 0);
+  char octet = 0;
+  while (read(3, &octet, 1) < 0 && errno == EINTR) {
   }
-  if (WIFEXITED(status)) return WEXITSTATUS(status);
-  std::fprintf(stderr, "the test program was ended by signal %d\n", WTERMSIG(status));
-  return 1;
+  std::error_code ignored;
+  if (fs::exists(folder, ignored)) removeFolder(folder);
+  _exit(0);
 }
 
 }  // namespace
@@ -168,11 +173,14 @@ bool TestTerminal::exists(const std::string& path) const {
 int testTerminalMain(int argc, char** argv) {
   const std::string directory = makeTemporaryFolder();
   fillTerminal(directory, testProfile());
-  const pid_t child = forkSingleThread();
-  if (child == 0) return runInside(directory, argc, argv);
-  // The terminal's interrupt key reaches both; the parent stays to tidy up.
-  std::signal(SIGINT, SIG_IGN);
-  const int result = child < 0 ? 1 : waitFor(child);
+  removeAtEnd(directory);
+  std::string error;
+  if (!workstation::enterTerminal(directory, error)) {
+    std::fprintf(stderr, "%s\n", error.c_str());
+    return 1;
+  }
+  testing::InitGoogleMock(&argc, argv);
+  const int result = RUN_ALL_TESTS();
   removeFolder(directory);
   return result;
 }
