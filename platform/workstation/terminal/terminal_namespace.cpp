@@ -98,8 +98,9 @@ bool checkPlace(Entry& entry) {
     const std::string name =
         inside.substr(root.size(), inside.find('/', root.size()) - root.size());
     if (!isTerminalPath(folder, name)) continue;
-    entry.error = entry.terminal + " cannot be a terminal directory: the terminal's own " + root +
-                  name + " hides it; move it elsewhere";
+    const std::string hiding = root + name;
+    entry.error = entry.terminal + " cannot be a terminal directory: the terminal's own " + hiding +
+                  " hides it; move it elsewhere";
     return false;
   }
   return true;

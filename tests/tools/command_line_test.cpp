@@ -1,0 +1,220 @@
+// What a user meets before anything happens: help, wrong command lines, machines that do not allow.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/builders/test_terminal.h"
+#include "tests/tools/program.h"
+
+namespace wzapp_test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using Arguments = std::vector<std::string>;
+
+constexpr int kUsage = 2, kEnvironment = 3;
+
+void withoutTerminal() { unsetenv("WZ_TERMINAL"); }
+
+class HelpTest : public testing::TestWithParam<Arguments> {};
+
+TEST_P(HelpTest, ShowsTwoExamplesAndTheExitCodes) {
+  Arguments arguments = GetParam();
+  arguments.push_back("--help");
+
+  const ProgramResult result = runWz(arguments);
+
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_THAT(result.out, AllOf(HasSubstr("Examples:\n  wz "), HasSubstr("Exit codes:\n  0  "),
+                                HasSubstr("\n  1  "), HasSubstr("\n  2  "), HasSubstr("\n  3  ")));
+  int examples = 0;
+  for (const std::string& line : linesOf(result.out)) examples += line.rfind("  wz ", 0) == 0;
+  EXPECT_EQ(examples, 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, HelpTest,
+                         testing::Values(Arguments{}, Arguments{"terminal"},
+                                         Arguments{"terminal", "create"}, Arguments{"run"},
+                                         Arguments{"listen"}, Arguments{"notify"},
+                                         Arguments{"reply"}, Arguments{"exec"}));
+
+TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
+  const ProgramResult result = runWz({"--version"});
+
+  EXPECT_EQ(result.code, 0);
+  EXPECT_THAT(result.out, StartsWith("wz " WZ_VERSION "\n"));
+}
+
+struct WrongCommandLine {
+  const char* name;
+  Arguments arguments;
+  const char* message;
+};
+
+void PrintTo(const WrongCommandLine& row, std::ostream* out) { *out << row.name; }
+
+class WrongCommandLineTest : public testing::TestWithParam<WrongCommandLine> {};
+
+TEST_P(WrongCommandLineTest, IsExplained) {
+  const ProgramResult result = runWz(GetParam().arguments, withoutTerminal);
+
+  EXPECT_EQ(result.code, kUsage);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.errors, HasSubstr(GetParam().message));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, WrongCommandLineTest,
+    testing::Values(
+        WrongCommandLine{"Nothing", {}, "subcommand"},
+        WrongCommandLine{"Unknown", {"fly"}, "there is no command fly"},
+        WrongCommandLine{"UnknownOption", {"run", "shop", "--fast"}, "--fast"},
+        WrongCommandLine{"TerminalAlone", {"terminal"}, "subcommand"},
+        WrongCommandLine{"NoDirectory", {"terminal", "create"}, "DIR"},
+        WrongCommandLine{"NoApplication", {"run"}, "APP"},
+        WrongCommandLine{"NoName", {"listen", "till"}, "NAME"},
+        WrongCommandLine{"NoJson", {"reply", "till", "PAY"}, "JSON"},
+        WrongCommandLine{"TimeoutZero", {"run", "shop", "--timeout", "0"}, "--timeout"},
+        WrongCommandLine{"TimeoutText", {"listen", "a", "b", "--timeout", "soon"}, "--timeout"},
+        WrongCommandLine{"CountNegative", {"listen", "a", "b", "--count", "-1"}, "--count"},
+        WrongCommandLine{
+            "Parameter", {"run", "shop", "--param", "colour"}, "--param is KEY=VALUE, not colour"},
+        WrongCommandLine{
+            "EmptyKey", {"run", "shop", "--param", "=red"}, "--param is KEY=VALUE, not =red"},
+        WrongCommandLine{"NotifyJson",
+                         {"notify", "till", "PAY", "{\"amount\":"},
+                         "not a JSON value: {\"amount\":"},
+        WrongCommandLine{
+            "ReplyJson", {"reply", "till", "PAY", "true false"}, "not a JSON value: true false"},
+        WrongCommandLine{"ControlCharacters",
+                         {"reply", "till", "PAY", "\x1b[2J"},
+                         "not a JSON value: \\x1b[2J\n"},
+        WrongCommandLine{"Display",
+                         {"terminal", "create", "/nowhere/t", "--display", "480"},
+                         "--display is WIDTHxHEIGHT in pixels, such as 480x800, not 480"},
+        WrongCommandLine{
+            "DisplayRest", {"terminal", "create", "/nowhere/t", "--display", "4x8x2"}, "not 4x8x2"},
+        WrongCommandLine{"Sponsor",
+                         {"terminal", "create", "/nowhere/t", "--sponsor", "12"},
+                         "\"sponsor.id\" must be six digits"},
+        WrongCommandLine{
+            "Memory", {"terminal", "create", "/nowhere/t", "--memory", "lots"}, "--memory"}),
+    [](const testing::TestParamInfo<WrongCommandLine>& row) { return row.param.name; });
+
+TEST(EnvironmentTest, ACommandNeedsATerminal) {
+  for (const Arguments& arguments :
+       {Arguments{"run", "shop"}, Arguments{"listen", "till", "PAID"},
+        Arguments{"notify", "till", "PAID"}, Arguments{"reply", "till", "PAY", "1"}}) {
+    const ProgramResult result = runWz(arguments, withoutTerminal);
+
+    EXPECT_EQ(result.code, kEnvironment) << arguments.front();
+    EXPECT_THAT(result.errors, HasSubstr("which terminal? Name its folder with --terminal DIR"));
+  }
+}
+
+TEST(EnvironmentTest, AFolderThatIsNoTerminalIsNamed) {
+  const ProgramResult result = runWz({"listen", "till", "PAID", "--terminal", "/usr"});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors,
+            "wz: /usr is no terminal directory: it has no folder flash; make one with: wz terminal "
+            "create DIR\n");
+}
+
+TEST(EnvironmentTest, AWrongProfileIsNamedWithItsLine) {
+  const TemporaryTerminal terminal;
+  std::ofstream(terminal.directory() + "/terminal.json") << "{\n  \"keys\": \"many\"\n}";
+
+  const ProgramResult result =
+      runWz({"listen", "till", "PAID", "--terminal", terminal.directory()});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: " + terminal.directory() +
+                               "/terminal.json:2:11: \"keys\" must be a whole number, not a "
+                               "text\n");
+}
+
+// As on a machine whose administrator allows no user namespaces: inside one that allows no further.
+TEST(EnvironmentTest, AMachineWithoutPrivateNamespacesIsExplained) {
+  const TemporaryTerminal terminal;
+  const auto forbidNamespaces = [&] {
+    execlp("unshare", "unshare", "--user", "--map-root-user", "sh", "-c",
+           "echo 0 >/proc/sys/user/max_user_namespaces && exec \"$0\" \"$@\"", WZ_PROGRAM, "listen",
+           "till", "PAID", "--terminal", terminal.directory().c_str(), nullptr);
+  };
+
+  const ProgramResult result = runWz({}, forbidNamespaces);
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, StartsWith("wz: this machine does not let an ordinary user make a "
+                                        "private namespace (unshare: No space left on device); "));
+  EXPECT_EQ(linesOf(result.errors).size(), 1U);
+}
+
+TEST(CreateTest, MakesATerminalThatCanBeUsed) {
+  const TemporaryTerminal place;  // only to have a folder that goes again
+  const std::string desk = place.directory() + "/desk";
+
+  const ProgramResult made =
+      runWz({"terminal", "create", desk, "--model", "N255k", "--display", "320x240", "--monochrome",
+             "--sponsor", "654321", "--sponsor-text", "Café", "--trigger", "PAY", "--trigger",
+             "VOID", "--interface", "print"});
+
+  EXPECT_EQ(made.code, 0) << made.errors;
+  EXPECT_EQ(made.out, "made the terminal " + desk + "\n");
+  workstation::TerminalProfile profile;
+  workstation::ProfileError error;
+  ASSERT_TRUE(workstation::loadTerminalProfile(desk, profile, error)) << error.text();
+  EXPECT_EQ(profile.model, "N255k");
+  EXPECT_EQ(profile.displayWidth, 320);
+  EXPECT_EQ(profile.displayHeight, 240);
+  EXPECT_FALSE(profile.displayColour);
+  EXPECT_EQ(profile.sponsorId, "654321");
+  EXPECT_EQ(profile.sponsorText, "Café");
+  std::ifstream file(desk + "/home/sys1/www/terminal-software.mft");
+  const std::string manifest((std::istreambuf_iterator<char>(file)),
+                             std::istreambuf_iterator<char>());
+  EXPECT_THAT(manifest, AllOf(HasSubstr("\"PAY\""), HasSubstr("\"VOID\""), HasSubstr("\"print\""),
+                              Not(HasSubstr("RECEIPT"))));
+  EXPECT_EQ(runWz({"listen", "a", "b", "--terminal", desk, "--timeout", "0.01"}).code, 0);
+}
+
+TEST(CreateTest, WithoutASponsor) {
+  const TemporaryTerminal place;
+  const std::string desk = place.directory() + "/desk";
+
+  ASSERT_EQ(runWz({"terminal", "create", desk, "--sponsor", ""}).code, 0);
+
+  workstation::TerminalProfile profile;
+  workstation::ProfileError error;
+  ASSERT_TRUE(workstation::loadTerminalProfile(desk, profile, error)) << error.text();
+  EXPECT_EQ(profile.sponsorId, "");
+  EXPECT_EQ(profile.sponsorText, "");
+}
+
+TEST(CreateTest, AFolderInUseIsLeftAlone) {
+  const TemporaryTerminal terminal;
+
+  const ProgramResult result = runWz({"terminal", "create", terminal.directory()});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: " + terminal.directory() +
+                               ": is not empty; a terminal needs a folder of its own\n");
+}
+
+}  // namespace
+}  // namespace wzapp_test

@@ -1,0 +1,336 @@
+// wz run, in a real browser; and wz exec.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tests/builders/test_terminal.h"
+#include "tests/tools/program.h"
+
+namespace wzapp_test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using Arguments = std::vector<std::string>;
+
+constexpr int kDone = 0, kFailed = 1, kUsage = 2, kEnvironment = 3;
+
+constexpr char kAppRoot[] = "/flash/etc/config/wzapp/wz";
+
+class RunTest : public testing::Test {
+ protected:
+  // A folder with the application "shop", whose desktop page runs `script`.
+  std::string shop(const std::string& script) {
+    write("desk/shop/manifest.mft",
+          R"({"application": {"id": "shop", "version": "1.2"}, "desktop": {"file": "index.html"},)"
+          R"( "imports_trigger": [{"id": "PAY", "file": "pay.html"}]})");
+    write("desk/shop/index.html", page(script));
+    write("desk/shop/pay.html", page("wz.exit(0, {page: 'pay'});"));
+    return terminal_.directory() + "/desk/shop";
+  }
+
+  static std::string page(const std::string& script) {
+    return "<!DOCTYPE html><meta charset=utf-8><title>Shop</title><p>Shop</p><script>" + script +
+           "</script>";
+  }
+
+  void write(const std::string& name, const std::string& content) {
+    const fs::path path = fs::path(terminal_.directory()) / name;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+  }
+
+  Arguments run(const std::string& application, Arguments further = {}) const {
+    Arguments arguments{"run", application, "--terminal", terminal_.directory(), "--headless"};
+    arguments.insert(arguments.end(), further.begin(), further.end());
+    return arguments;
+  }
+
+  // What stands in the application root.
+  std::vector<std::string> installed() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(terminal_.directory() + kAppRoot)) {
+      names.push_back(entry.path().filename().string());
+    }
+    return names;
+  }
+
+  TemporaryTerminal terminal_;
+};
+
+constexpr char kWaitForever[] = "console.info('waiting');";
+
+TEST_F(RunTest, ShowsWhatTheApplicationDoesAndHowItEnds) {
+  const std::string folder = shop(
+      "console.warn('low', 7); wz.log('info', 'Opened', 'two tills');"
+      "fetch('missing.json').finally(() => wz.exit(0, {total: '12'}));");
+
+  const ProgramResult result = runWz(run(folder, {"--param", "till=3", "--param", "note=a=b"}));
+
+  EXPECT_EQ(result.code, kDone) << result.errors;
+  const std::vector<std::string> lines = linesOf(result.out);
+  EXPECT_THAT(lines, Contains("shop console warning: low 7"));
+  EXPECT_THAT(lines, Contains("shop log info: Opened two tills"));
+  EXPECT_THAT(lines, Contains(StartsWith("shop request failed: 404 ")));
+  EXPECT_THAT(lines, Contains("shop ended with result 0"));
+  EXPECT_THAT(lines, Contains("  total = 12"));
+  EXPECT_THAT(lines, Contains("  till = 3"));
+  EXPECT_THAT(lines, Contains("  note = a=b"));
+  EXPECT_THAT(lines, Contains("  wz_appVersion = 1.2"));
+  EXPECT_THAT(installed(), ElementsAre());
+}
+
+TEST_F(RunTest, ThePublishedLogIsShownWhole) {
+  const ProgramResult result = runWz(run(shop("wz.log('notice', 'Opened'); wz.exit();")));
+
+  std::string record;
+  for (const std::string& line : linesOf(result.out)) {
+    if (line.rfind("_WZLog ", 0) == 0) record += line;
+  }
+  EXPECT_THAT(record, HasSubstr("\"LAUNCH\""));
+  EXPECT_THAT(record, HasSubstr("\"Opened\""));
+  EXPECT_THAT(record, HasSubstr("\"EXIT\""));
+}
+
+TEST_F(RunTest, AResultOtherThanZeroIsAFailure) {
+  const ProgramResult result = runWz(run(shop("wz.exit(7);")));
+
+  EXPECT_EQ(result.code, kFailed);
+  EXPECT_THAT(linesOf(result.out), Contains("shop ended with result 7"));
+}
+
+TEST_F(RunTest, AnotherEntryOpensItsOwnPage) {
+  const ProgramResult result = runWz(run(shop("wz.exit(9);"), {"--entry", "PAY"}));
+
+  EXPECT_EQ(result.code, kDone) << result.errors;
+  EXPECT_THAT(linesOf(result.out), Contains("  page = pay"));
+}
+
+TEST_F(RunTest, AMissingStartPageIsNamed) {
+  const std::string folder = shop("");
+  fs::remove(folder + "/index.html");
+
+  const ProgramResult result = runWz(run(folder));
+
+  EXPECT_EQ(result.code, kFailed);
+  EXPECT_THAT(result.out, HasSubstr("shop ended with result -3: there is no file index.html in "));
+}
+
+// In a view of the machine from which the browser's folder is gone.
+TEST_F(RunTest, AMachineWithoutBrowserIsNoFaultOfTheApplication) {
+  const std::string folder = shop("");
+  const auto hideBrowser = [&] {
+    execlp("unshare", "unshare", "--user", "--map-root-user", "--mount", "sh", "-c",
+           "mount -t tmpfs none /usr/lib/chromium && exec \"$0\" \"$@\"", WZ_PROGRAM, "run",
+           "--headless", folder.c_str(), "--terminal", terminal_.directory().c_str(), nullptr);
+  };
+
+  const ProgramResult result = runWz({}, hideBrowser);
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.out, HasSubstr("shop ended with result -2: "));
+  EXPECT_THAT(result.out, HasSubstr("install the package chromium"));
+}
+
+TEST_F(RunTest, AnEntryWithoutPageIsNamed) {
+  const ProgramResult result = runWz(run(shop(""), {"--entry", "VOID"}));
+
+  EXPECT_EQ(result.code, kFailed);
+  EXPECT_THAT(result.errors, EndsWith("/manifest.mft names no page for the entry VOID\n"));
+  EXPECT_THAT(installed(), ElementsAre());
+}
+
+TEST_F(RunTest, AnApplicationThatIsNowhereIsAWrongCommandLine) {
+  const ProgramResult result = runWz(run("kiosk"));
+
+  EXPECT_EQ(result.code, kUsage);
+  EXPECT_EQ(
+      result.errors,
+      "wz: there is no application kiosk: neither is one of that id installed, nor is there a "
+      "folder of that name\n");
+}
+
+TEST_F(RunTest, AnInstalledApplicationRunsByItsId) {
+  shop("wz.exit(0, {which: 'installed'});");
+  const std::string root = terminal_.directory() + kAppRoot;
+  fs::create_directories(root);
+  fs::rename(terminal_.directory() + "/desk/shop", root + "/shop");
+  fs::rename(root + "/shop/manifest.mft", root + "/SHOP.MFT");
+
+  const ProgramResult result = runWz(run("shop"));
+
+  EXPECT_EQ(result.code, kDone) << result.errors;
+  EXPECT_THAT(linesOf(result.out), Contains("  which = installed"));
+  EXPECT_THAT(installed(), testing::UnorderedElementsAre("shop", "SHOP.MFT"));
+}
+
+TEST_F(RunTest, ApplicationsOfAnOlderLayoutAreMovedBeforeAFolderTakesItsPlace) {
+  write("home/sys13/flash/www/wz/old/index.html", "old");
+
+  const ProgramResult result = runWz(run(shop("wz.exit();")));
+
+  EXPECT_EQ(result.code, kDone) << result.errors;
+  EXPECT_THAT(installed(), ElementsAre("old"));
+}
+
+TEST_F(RunTest, TheTimeLimitCancels) {
+  const ProgramResult result = runWz(run(shop(kWaitForever), {"--timeout", "1"}));
+
+  EXPECT_EQ(result.code, kFailed);
+  EXPECT_THAT(result.errors, HasSubstr("wz: time is up; the application is being cancelled\n"));
+  EXPECT_THAT(linesOf(result.out), Contains(StartsWith("shop ended with result -")));
+  EXPECT_THAT(installed(), ElementsAre());
+}
+
+TEST_F(RunTest, TheFirstInterruptCancelsInOrder) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    Program program(run(shop(kWaitForever)));
+    ASSERT_TRUE(program.awaitOutput("shop console info: waiting")) << program.errors();
+
+    program.signal(signal);
+
+    EXPECT_EQ(program.wait(), kFailed);
+    EXPECT_THAT(program.errors(), HasSubstr("wz: interrupted; the application is being cancelled"));
+    EXPECT_THAT(program.out(), HasSubstr("shop ended with result -"));
+    EXPECT_THAT(program.out(), HasSubstr("\"EXIT\""));
+    EXPECT_THAT(installed(), ElementsAre());
+  }
+}
+
+TEST_F(RunTest, AfterAKillTheNextRunIsAsGoodAsTheFirst) {
+  const std::string folder = shop(kWaitForever);
+  {
+    Program program(run(folder));
+    ASSERT_TRUE(program.awaitOutput("shop console info: waiting")) << program.errors();
+    program.signal(SIGKILL);
+    EXPECT_EQ(program.wait(), -SIGKILL);
+  }
+  ASSERT_THAT(installed(), ElementsAre("shop"));
+  shop("wz.exit();");
+
+  const ProgramResult result = runWz(run(folder));
+
+  EXPECT_EQ(result.code, kDone) << result.errors;
+  EXPECT_THAT(installed(), ElementsAre());
+}
+
+TEST_F(RunTest, TwoRunsOfOneIdAreNotMixed) {
+  const std::string folder = shop(kWaitForever);
+  Program first(run(folder));
+  ASSERT_TRUE(first.awaitOutput("shop console info: waiting")) << first.errors();
+
+  const ProgramResult second = runWz(run(folder));
+
+  EXPECT_EQ(second.code, kEnvironment);
+  EXPECT_EQ(second.errors,
+            "wz: the application shop is being run from a folder already; end that one first\n");
+  EXPECT_THAT(installed(), ElementsAre("shop"));
+  first.signal(SIGINT);
+  EXPECT_EQ(first.wait(), kFailed);
+}
+
+TEST_F(RunTest, APictureShowsThePage) {
+  const std::string picture = terminal_.directory() + "/picture.png";
+
+  const ProgramResult result =
+      runWz(run(shop("setTimeout(() => wz.exit(), 1000);"), {"--screenshot", picture}));
+
+  EXPECT_EQ(result.code, kDone) << result.errors;
+  std::ifstream file(picture, std::ios::binary);
+  const std::string content((std::istreambuf_iterator<char>(file)),
+                            std::istreambuf_iterator<char>());
+  ASSERT_GT(content.size(), 24U);
+  EXPECT_EQ(content.substr(0, 8), "\x89PNG\r\n\x1a\n");
+  EXPECT_EQ(content.substr(16, 8), std::string("\0\0\x01\xe0\0\0\x03\x20", 8));  // 480 x 800
+}
+
+TEST_F(RunTest, APictureThatCannotBeSavedIsAFailure) {
+  const ProgramResult result = runWz(
+      run(shop("setTimeout(() => wz.exit(), 1000);"), {"--screenshot", "/nowhere/picture.png"}));
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, HasSubstr("wz: no picture: "));
+}
+
+TEST_F(RunTest, WhatAnApplicationWritesCannotActOnTheUsersTerminal) {
+  const ProgramResult result = runWz(run(shop(
+      R"(console.log('\u001b]0;owned\u0007\n\u202e'); wz.exit(0, {'\u001b[2J': '\u009b'});)")));
+
+  EXPECT_THAT(linesOf(result.out), Contains("shop console info: \\x1b]0;owned\\x07\\n\\u{202e}"));
+  EXPECT_THAT(linesOf(result.out), Contains("  \\x1b[2J = \\u{009b}"));
+  EXPECT_THAT(result.out + result.errors, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(RunTest, AnApplicationAndAnotherProgramTalkOverTheBus) {
+  Program desk({"reply", "desk", "LOOKUP", "{\"known\": true}", "--count", "1", "--terminal",
+                terminal_.directory()});
+  ASSERT_TRUE(desk.awaitOutput("answering LOOKUP at desk"));
+
+  const ProgramResult result =
+      runWz(run(shop("wz.notifyAndWait('desk', 'LOOKUP', {card: 7})"
+                     ".then(reply => wz.exit(0, {known: String(reply.known)}));")));
+
+  EXPECT_EQ(result.code, kDone) << result.errors;
+  EXPECT_THAT(linesOf(result.out), Contains("  known = true"));
+  EXPECT_EQ(desk.wait(), kDone);
+  EXPECT_EQ(desk.out(), "shop -> desk LOOKUP {\"card\":7}\n");
+}
+
+class ExecTest : public testing::Test {
+ protected:
+  ProgramResult exec(Arguments command) const {
+    Arguments arguments{"exec", "--terminal", terminal_.directory(), "--"};
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    return runWz(arguments);
+  }
+
+  TemporaryTerminal terminal_;
+};
+
+TEST_F(ExecTest, AProgramSeesTheTerminalAndItsBus) {
+  const ProgramResult result =
+      exec({"sh", "-c", "echo one >/mnt/flash/file; test -S \"$WZ_TERMINAL/run/bus\" && echo bus"});
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_EQ(result.out, "bus\n");
+  EXPECT_TRUE(fs::exists(terminal_.directory() + "/flash/file"));
+}
+
+TEST_F(ExecTest, TheProgramsEndIsPassedOn) {
+  EXPECT_EQ(exec({"sh", "-c", "exit 42"}).code, 42);
+  EXPECT_EQ(exec({"sh", "-c", "kill -9 $$"}).code, 128 + SIGKILL);
+}
+
+TEST_F(ExecTest, AMissingProgramIsNamed) {
+  const ProgramResult result = exec({"/nowhere/program"});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: cannot start /nowhere/program: No such file or directory\n");
+}
+
+TEST_F(ExecTest, ASignalReachesTheProgram) {
+  Program program({"exec", "--terminal", terminal_.directory(), "--", "sh", "-c",
+                   "trap 'echo caught; exit 5' TERM; echo ready; while :; do sleep 0.01; done"});
+  ASSERT_TRUE(program.awaitOutput("ready"));
+
+  program.signal(SIGTERM);
+
+  EXPECT_EQ(program.wait(), 5);
+  EXPECT_THAT(program.out(), HasSubstr("caught"));
+}
+
+}  // namespace
+}  // namespace wzapp_test

@@ -1,0 +1,24 @@
+/// The terminal that a command works on.
+#ifndef WZ_SESSION_H
+#define WZ_SESSION_H
+
+#include <string>
+
+#include "workstation/terminal/bus_daemon.h"
+
+namespace wz {
+
+/// Being inside a terminal, with its message bus running. There is one in a process.
+class Session {
+ public:
+  /// Enters `terminalDir`, or the terminal that WZ_TERMINAL names when that is empty, and sees to
+  /// it that its bus runs. To be called before the process has threads. False after a message.
+  [[nodiscard]] bool begin(const std::string& terminalDir);
+
+ private:
+  workstation::BusUse bus_;
+};
+
+}  // namespace wz
+
+#endif  // WZ_SESSION_H
