@@ -1,9 +1,12 @@
 #include "tests/end_to_end/station.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 
+#include "tests/end_to_end/processes.h"
 #include "workstation/terminal/terminal_profile.h"
 
 namespace wzapp_test {
@@ -44,11 +47,16 @@ class StationEnvironment : public testing::Environment {
     workstation::setPageObserver(nullptr, nullptr);
     EXPECT_EQ(zelipc::ipcUnregisterNotificationCB(kRecordName, onRecord, nullptr, kRecordAddress),
               0);
+    // Whoever removes the terminal's folder now must find nobody who still writes there.
     station().endBus();
-    // The daemon's socket goes last; the terminal's folder may be removed then.
     const std::string socket = workstation::busPath(workstation::terminalDirectory());
     struct stat status {};
     EXPECT_TRUE(eventually([&] { return stat(socket.c_str(), &status) != 0; }));
+    const pid_t browser = browserOf(getpid());
+    if (browser < 0) return;
+    WatchedProcesses processes(descendantsOf(browser));
+    kill(browser, SIGKILL);
+    EXPECT_TRUE(processes.awaitEnd());
   }
 };
 

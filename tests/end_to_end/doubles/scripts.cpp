@@ -1,0 +1,82 @@
+// HTML engine and script processor without pages: runPage makes the calls that a page would.
+
+#include <ctime>
+#include <map>
+
+#include "js/jsproc.h"
+#include "tests/end_to_end/doubles/platform.h"
+#include "zelhtml/zelhtml.h"
+
+namespace {
+
+// Set once, before any application runs.
+js::JSNotify onNotify;
+js::JSNotifyAndWait onNotifyAndWait;
+js::JSTrace onTrace;
+js::JSLog onLog;
+
+}  // namespace
+
+namespace zelhtml {
+
+void htmlSetScriptProcessor(const std::string& type, ScriptProcessor processor, void* user) {
+  const bool isOwn = processor == js::jsProcessorExt && user == nullptr;
+  platform_double::tell("processor " + type + (isOwn ? " own" : " other"));
+}
+
+TimeStamp::TimeStamp() : seconds_(0), nanoseconds_(0) {}
+TimeStamp::TimeStamp(long seconds, long nanoseconds)
+    : seconds_(seconds + nanoseconds / 1000000000), nanoseconds_(nanoseconds % 1000000000) {}
+TimeStamp TimeStamp::Monotonic() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return TimeStamp(now.tv_sec, now.tv_nsec);
+}
+long TimeStamp::seconds() const { return seconds_; }
+long TimeStamp::nanoseconds() const { return nanoseconds_; }
+TimeStamp TimeStamp::operator+(const TimeStamp& other) const {
+  return TimeStamp(seconds_ + other.seconds_, nanoseconds_ + other.nanoseconds_);
+}
+
+}  // namespace zelhtml
+
+namespace js {
+
+bool jsProcessorExt(void*, const std::string&, std::map<std::string, std::string>&) {
+  return false;
+}
+
+void jsSetNotify(JSNotify callback, void*) {
+  platform_double::tell("set notify");
+  onNotify = callback;
+}
+void jsSetNotifyAndWait(JSNotifyAndWait callback, void*) {
+  platform_double::tell("set notifyAndWait");
+  onNotifyAndWait = callback;
+}
+void jsSetTrace(JSTrace callback, void*) {
+  platform_double::tell("set trace");
+  onTrace = callback;
+}
+void jsSetLog(JSLog callback, void*) {
+  platform_double::tell("set log");
+  onLog = callback;
+}
+
+}  // namespace js
+
+namespace platform_double {
+
+void runPage(const std::string& appId) {
+  onLog(nullptr, appId, js::JS_LOG_INFO, {"from the page"});
+  std::map<std::string, std::string> request = {{"url", "u:"}, {"status", "500"}};
+  onTrace(nullptr, js::JS_TRACE_PAGE, appId, request);
+  tell("notify returned " +
+       std::to_string(onNotify(nullptr, "till", "PAID", "{}", 3, appId.c_str())));
+  std::string reply;
+  const int code =
+      onNotifyAndWait(nullptr, "club", "ASK", "{}", 0, appId.c_str(), "ASK_reply", reply, 10000);
+  tell("notifyAndWait returned " + std::to_string(code) + " " + reply);
+}
+
+}  // namespace platform_double
