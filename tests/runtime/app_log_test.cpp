@@ -11,6 +11,7 @@
 
 #include "tests/runtime/host_program.h"
 #include "tests/runtime/log_reader.h"
+#include "tests/runtime/stubs/lock_recorder.h"
 
 namespace wzapp {
 namespace {
@@ -390,6 +391,22 @@ TEST_F(AppLogTest, ApplicationThatStartsAgainBeginsAnew) {
   openAppLog("shop", launch);
 
   EXPECT_THAT(lines(), IsEmpty());
+}
+
+TEST_F(AppLogTest, CallbacksTakeNoOtherLock) {
+  const std::vector<stubs::NamedMutex> mutexes = {{stubs::logMutex(), "log"}};
+  std::map<std::string, std::string> info = {{"status", "500"}};
+  platform().reset();
+
+  stubs::recordLocks(true);
+  onScriptLog(nullptr, "shop", js::JS_LOG_INFO, {"a line"});
+  onScriptTrace(nullptr, js::JS_TRACE_PAGE, "shop", info);
+  stubs::recordLocks(false);
+
+  // Of other mutexes there would be more lines before they are named.
+  EXPECT_THAT(platform().calls(), SizeIs(4));
+  EXPECT_THAT(stubs::withMutexNames(platform().calls(), mutexes),
+              ElementsAre("lock log", "unlock log", "lock log", "unlock log"));
 }
 
 TEST_F(AppLogTest, LinesAndEndsMayComeFromManyThreads) {

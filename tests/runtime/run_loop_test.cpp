@@ -21,9 +21,7 @@ namespace {
 using stubs::platform;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Pair;
-using testing::UnorderedElementsAre;
 
 class RunLoopTest : public RuntimeTest {
  protected:
