@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <sstream>
 #include <system_error>
 
 #include "tests/end_to_end/waiting.h"
@@ -19,9 +20,12 @@
 namespace wzapp_test {
 namespace {
 
+// What could be read of a file: a process may end in between, which is a read error.
 std::string readWhole(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
 }
 
 // The parent of a process; 0 for one that has ended. proc(5): "PID (NAME) STATE PARENT ...".

@@ -138,9 +138,10 @@ std::vector<int> processesWith(const std::string& text) {
   for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
     const int pid = std::atoi(entry.path().filename().c_str());
     if (pid <= 0) continue;
-    // A zombie has no command line any more.
+    // A zombie has no command line any more, and one that ends meanwhile gives a read error.
     std::ifstream file(entry.path() / "cmdline", std::ios::binary);
-    const std::string line(std::istreambuf_iterator<char>(file), {});
+    std::string line;
+    std::getline(file, line);
     if (line.find(text) != std::string::npos) found.push_back(pid);
   }
   return found;
