@@ -16,7 +16,7 @@ inline constexpr std::string_view kBusSocket = "/run/bus";
 
 /// The longest message that the bus takes, in octets with its header; whoever sends a longer one is
 /// disconnected. The daemon's own default, so that it also holds on a bus configured otherwise.
-inline constexpr std::size_t kBusMessageLimit = 32 * 1024 * 1024;
+inline constexpr std::size_t kBusMessageLimit = std::size_t{32} * 1024 * 1024;
 
 /// The D-Bus address of a socket: octets outside the set that may stand plain are percent-encoded.
 inline std::string busAddress(std::string_view socketPath) {

@@ -1,6 +1,25 @@
-// The members of JSObject but for reading and writing JSON text.
+// The members of JSObject but for reading and writing JSON text, and what may be relied upon beyond
+// the public header:
 //
-// No value at all stands for {}, so that a JSObject which is only made to be assigned to costs no
+// - Members keep the order in which their names first appeared; of two with one name in a text the
+//   last counts. A reference to a member or element stays good while others are added, until what
+//   holds it is assigned to, parsed into, made something else or destroyed. A value may be assigned
+//   its own part, or become its own part.
+// - Arrays and objects nest 512 levels deep at most. A deeper text is refused. What code puts
+// deeper
+//   is lost: of a copied value it becomes null, and `[]` and `append` there give a place that
+//   belongs to nothing.
+// - Integers are those of long long; a literal beyond, or with fraction or exponent, is a double,
+//   and one beyond all doubles the largest of them. asInt() of a double gives its integer part, or
+//   the nearest integer that there is.
+// - Texts are any octets. dump() writes what is not UTF-8 as U+FFFD, and infinities and NaN as
+// null.
+//   A text that parse() takes is UTF-8 (without octet order mark); the escape of half a surrogate
+//   pair reads as U+FFFD.
+// - Several threads may read one value. Without memory parse() fails like on a malformed text, and
+//   everything else throws std::bad_alloc and leaves the value as it was.
+//
+// No Value at all stands for {}, so that a JSObject which is only made to be assigned to costs no
 // allocation.
 
 #include <cmath>

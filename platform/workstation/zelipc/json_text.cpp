@@ -49,9 +49,7 @@ bool isBeyondDoubles(std::string_view literal) {
 // followed by `tail` octets, of which the first lies between `low` and `high` and the others are 80
 // to BF.
 struct Utf8Row {
-  unsigned char first, last;
-  std::size_t tail;
-  unsigned char low, high;
+  unsigned char first, last, tail, low, high;
 };
 
 constexpr Utf8Row kUtf8Rows[] = {
@@ -78,7 +76,7 @@ Sequence readSequence(std::string_view text, std::size_t position) {
       low = 0x80;
       high = 0xBF;
     }
-    return {row.tail + 1, true};
+    return {std::size_t{row.tail} + 1, true};
   }
   return {1, false};
 }

@@ -36,7 +36,7 @@ class Writer final : public JsonWriter {
 
 }  // namespace
 
-/// Writes one value; `depth` of recursion is that of the tree.
+/// Writes one value, recursing as deep as the tree is.
 struct JSObject::Value::Writing {
   Writer& writer;
 

@@ -14,10 +14,11 @@ namespace workstation {
 namespace {
 
 constexpr const char* kTerminalVariable = "WZ_TERMINAL";
-constexpr std::chrono::milliseconds kLookAgain{250};    // for a bus that is not there
-constexpr std::chrono::milliseconds kFlushAtExit{500};  // for what was sent last
-constexpr std::chrono::seconds kEndLimit{1};            // for that and a callback that still runs
-constexpr int kDeliveriesAtOnce = 64;                   // before the bus is served again
+constexpr std::chrono::milliseconds kLookAgain{250};  // for a bus that is not there
+constexpr std::chrono::seconds kCallbackAtExit{1};    // for a callback that still runs
+constexpr std::chrono::seconds kFlushAtExit{2};       // for what was sent last
+constexpr std::chrono::seconds kCloseAtExit{1};       // for the rest
+constexpr int kDeliveriesAtOnce = 64;                 // before the bus is served again
 
 thread_local bool isDispatcher = false;
 
@@ -101,7 +102,11 @@ void Messaging::stop() {
   wakeEvent_.notify();
   // A callback that ends the process, or waits for something of the thread that does, must not keep
   // it.
-  const bool ended = !isDispatcher && changed_.wait_for(lock, kEndLimit, [this] { return ended_; });
+  const bool ended = !isDispatcher && changed_.wait_for(lock, kCallbackAtExit, [this] {
+    return stage_ != Stage::kServing;
+  }) && changed_.wait_for(lock, kFlushAtExit + kCloseAtExit, [this] {
+    return stage_ == Stage::kEnded;
+  });
   lock.unlock();
   if (ended) {
     pthread_join(thread, nullptr);
@@ -126,9 +131,14 @@ void Messaging::dispatch() {
       // No memory: what was at hand is lost, the next may go well.
     }
   }
+  setStage(Stage::kLeaving);
   leaveBus();
+  setStage(Stage::kEnded);
+}
+
+void Messaging::setStage(Stage stage) {
   const std::lock_guard lock(mutex_);
-  ended_ = true;
+  stage_ = stage;
   changed_.notify_all();
 }
 

@@ -5,6 +5,10 @@
 // and theirs come in. Without WZ_TERMINAL, or while nobody serves the bus, messaging works inside
 // the process only; the dispatcher looks for the bus again and again.
 //
+// A registration gets what is sent after it, and is complete when its call returns: other processes
+// find it. What nobody is there for comes back when the bus says so, also when the bus dies before.
+// A name that nobody wants at an address where somebody is registered is no error.
+//
 // All public functions may be called by any thread, from callbacks too. They throw std::bad_alloc.
 #ifndef WORKSTATION_ZELIPC_MESSAGING_H
 #define WORKSTATION_ZELIPC_MESSAGING_H
@@ -57,6 +61,7 @@ class Messaging final : private BusSink {
  private:
   using Clock = std::chrono::steady_clock;
   enum class State { kIdle, kRunning, kEnded };
+  enum class Stage { kServing, kLeaving, kEnded };
 
   // Something to tell receivers of this process.
   struct Delivery {
@@ -81,6 +86,7 @@ class Messaging final : private BusSink {
   static void* runDispatcher(void* messaging);
   void dispatch();
   bool isStopping();
+  void setStage(Stage stage);
 
   // Steps of the dispatcher.
   void lookForBus();
@@ -122,14 +128,14 @@ class Messaging final : private BusSink {
   Clock::time_point nextLook_;          // the dispatcher's own
 
   std::mutex mutex_;
-  std::condition_variable changed_;    // running_ or ended_
+  std::condition_variable changed_;    // running_ or stage_
   Registrations registrations_;        // GUARDED_BY(mutex_)
   std::deque<Delivery> queue_;         // GUARDED_BY(mutex_)
   std::uint64_t lastNumber_ = 0;       // GUARDED_BY(mutex_): of registrations and deliveries
   const Receiver* running_ = nullptr;  // GUARDED_BY(mutex_): whose callback runs
   bool sleeping_ = false;              // GUARDED_BY(mutex_): the dispatcher waits for wakeEvent_
   bool stopping_ = false;              // GUARDED_BY(mutex_)
-  bool ended_ = false;                 // GUARDED_BY(mutex_)
+  Stage stage_ = Stage::kServing;      // GUARDED_BY(mutex_): of the dispatcher
 };
 
 }  // namespace workstation
