@@ -166,7 +166,21 @@ TEST_F(BrowserEndTest, ProgramThatIsNoBrowserEndsTheInvocation) {
   HostProgram program(application.directory(), temporary.path(), options);
   program.order("wait");
 
-  EXPECT_THAT(program.readLine(), StartsWith("ended " + std::to_string(workstation::kBrowserLost)));
+  EXPECT_THAT(program.readLine(), HasSubstr("the browser has ended"));
+}
+
+TEST_F(BrowserEndTest, LastWordsOfTheBrowserAreTold) {
+  const TestApplication application("");
+  const TemporaryDirectory temporary;
+  const std::string browser = temporary.write("browser", "#!/bin/sh\necho 'no screws' >&2\n");
+  std::filesystem::permissions(browser, std::filesystem::perms::owner_all);
+  HostOptions options;
+  options.browser = browser;
+  HostProgram program(application.directory(), temporary.path(), options);
+  program.order("wait");
+
+  // Refused or ended, whichever is first.
+  EXPECT_THAT(program.readLine(), HasSubstr("the browser has ended: no screws"));
 }
 
 void writeText(const char* path, const std::string& text) { std::ofstream(path) << text; }

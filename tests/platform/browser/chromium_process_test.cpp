@@ -98,6 +98,30 @@ TEST_F(ChromiumProcessTest, EndOfTheProgramEndsWhatItHasStarted) {
   EXPECT_EQ(readAll(process->events.get()), "started\n");
 }
 
+TEST_F(ChromiumProcessTest, ForkedChildOfTheHostKeepsNothingAlive) {
+  auto process = start("echo started >&4; sleep 1000");
+  ASSERT_TRUE(process) << error;
+  const UniqueFd events = std::move(process->events);
+  char line[8];
+  ASSERT_EQ(::read(events.get(), line, sizeof line), 8);
+  int gate[2];
+  ASSERT_EQ(::pipe(gate), 0);
+  const pid_t child = ::fork();  // holds all descriptors of its parent
+  if (child == 0) {
+    char c = 0;
+    ::close(gate[1]);
+    (void)!::read(gate[0], &c, 1);
+    ::_exit(0);
+  }
+
+  process.reset();
+
+  EXPECT_EQ(readAll(events.get()), "");
+  ::close(gate[0]);
+  ::close(gate[1]);
+  EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+}
+
 TEST_F(ChromiumProcessTest, HostsChildrenAreItsOwn) {
   const auto process = start("true");
   ASSERT_TRUE(process) << error;

@@ -9,8 +9,10 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/builders/test_terminal.h"
 #include "tests/platform/browser/browser_fixture.h"
 #include "tests/platform/browser/host_program.h"
+#include "workstation/terminal/terminal_namespace.h"
 
 namespace wzapp_test {
 namespace {
@@ -49,6 +51,23 @@ std::string pictureSize(const std::string& path) {
 }
 
 class DisplayTest : public BrowserTest {};
+
+TEST_F(DisplayTest, WorksInsideOfATerminal) {
+  const TestApplication application("console.log(innerWidth + 'x' + innerHeight)");
+  const TemporaryTerminal terminal;
+  HostOptions options;
+  options.prepare = [&] {
+    std::string error;
+    return workstation::enterTerminal(terminal.directory(), error);
+  };
+  HostProgram program(application.directory(), "/tmp", options);
+
+  EXPECT_EQ(program.readLine(), "shown 480x800");
+  program.order("return");
+  program.waitForEnd();
+  for (const auto& entry : std::filesystem::directory_iterator(terminal.directory() + "/run"))
+    EXPECT_EQ(entry.path().filename().string().rfind("browser", 0), std::string::npos);
+}
 
 TEST_F(DisplayTest, WithoutTerminalItIsSmall) {
   EXPECT_EQ(valueOf("finish([innerWidth, innerHeight, screen.width, screen.height])"),

@@ -218,6 +218,9 @@ TEST_F(PageCallsTest, TooManyWaitingCallsAreRefused) {
   const Ended ended = run(application);
 
   EXPECT_EQ(ended.result, 5);
+  // All that were not refused have come and go now, after their page.
+  EXPECT_TRUE(
+      host.waitUntil([](const HostRecord& record) { return record.notifications.size() == 256; }));
   go.open();
 }
 

@@ -1,6 +1,7 @@
 #include "workstation/browser/engine/browser.h"
 
 #include <chrono>
+#include <fstream>
 #include <future>
 #include <utility>
 #include <vector>
@@ -39,6 +40,16 @@ void eraseValue(Map& map, const Invocation* invocation) {
 Invocation* findIn(const std::map<std::string, Invocation*>& map, const std::string& key) {
   const auto found = map.find(key);
   return found == map.end() ? nullptr : found->second;
+}
+
+// The last line of a file that has one.
+std::string lastLine(const std::string& path) {
+  std::ifstream file(path);
+  std::string last;
+  for (std::string line; std::getline(file, line);) {
+    if (!line.empty()) last = line;
+  }
+  return last;
 }
 
 // The host of the page that a request came from, where it says so.
@@ -84,15 +95,18 @@ Browser::~Browser() {
 }
 
 bool Browser::open(std::shared_ptr<InvocationOutcome> outcome, std::shared_ptr<CallQueue> queue,
-                   InvocationPlan plan) {
-  plan.headless = headless_;
-  auto invocation =
-      std::make_shared<Invocation>(static_cast<InvocationHost&>(*this), connection_,
-                                   std::move(outcome), std::move(queue), std::move(plan));
+                   const InvocationPlan& plan) {
+  auto invocation = std::make_shared<Invocation>(static_cast<InvocationHost&>(*this), connection_,
+                                                 std::move(outcome), std::move(queue), plan);
   return connection_->post([this, invocation] {
     invocations_[invocation->id()] = invocation;
     invocation->start();
   });
+}
+
+std::string Browser::whyEnded() {
+  connection_->stop();
+  return whyEnded_;
 }
 
 void Browser::cancel(int invocation) {
@@ -184,10 +198,11 @@ void Browser::onTargetEvent(const std::string& method, const JsonValue& params) 
 }
 
 void Browser::onClosed() {
+  const std::string complaint = lastLine(profile_->errorFile());
+  whyEnded_ = complaint.empty() ? "the browser has ended" : "the browser has ended: " + complaint;
   ended_ = true;
   const auto invocations = invocations_;
-  for (const auto& [id, invocation] : invocations)
-    invocation->endWithoutBrowser("the browser has ended");
+  for (const auto& [id, invocation] : invocations) invocation->endWithoutBrowser(whyEnded_);
 }
 
 // ---- Requests ----

@@ -29,7 +29,7 @@ class Browser : private InvocationHost {
 
   /// Opens an invocation. False when the browser has ended; the invocation then has not begun.
   bool open(std::shared_ptr<InvocationOutcome> outcome, std::shared_ptr<CallQueue> queue,
-            InvocationPlan plan);
+            const InvocationPlan& plan);
 
   /// Ends an invocation if it still runs.
   void cancel(int invocation);
@@ -39,6 +39,9 @@ class Browser : private InvocationHost {
 
   bool isHeadless() const { return headless_; }
   bool hasEnded() const { return ended_; }
+
+  /// Why open() has failed. Not for several threads at once.
+  std::string whyEnded();
 
  private:
   Browser() = default;
@@ -64,6 +67,7 @@ class Browser : private InvocationHost {
   std::unique_ptr<FileServer> files_;
   bool headless_ = true;
   std::atomic<bool> ended_{false};
+  std::string whyEnded_;  // set by the connection's thread as it ends
 
   // The connection's thread's.
   std::map<int, std::shared_ptr<Invocation>> invocations_;

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include <unistd.h>
 
@@ -23,13 +24,14 @@
 namespace workstation {
 namespace {
 
-constexpr int kExitPatienceMs = 2000;
+constexpr int kExitPatienceMs = 1000;
 
 struct Service {
   std::mutex mutex;  // guards what follows
   BrowserOptions options;
   std::shared_ptr<Browser> browser;
   pid_t owner = 0;  // the process that started the browser
+  std::vector<std::shared_ptr<Browser>> abandoned;
 
   HostNames hosts;  // minds itself
 };
@@ -49,20 +51,25 @@ void endBrowser() {
     if (service().owner == ::getpid()) browser.swap(service().browser);
   }
   if (!browser) return;
+  // What observer and callbacks would use may have gone with main().
+  setPageObserver(nullptr, nullptr);
+  invocationTable().silenceAll();
   browser.reset();
   invocationTable().waitForAll(kExitPatienceMs);
 }
 
-// With the service's lock held. The reference may be the last one when the browser has ended
-// meanwhile, so it is given up outside of the connection's thread only.
-std::shared_ptr<Browser> runningBrowser(std::string& error) {
+// With the service's lock held. `fresh` turns true when the browser has been started for this. The
+// reference may be the last one when the browser has ended meanwhile, so it is given up outside of
+// the connection's thread only.
+std::shared_ptr<Browser> runningBrowser(bool& fresh, std::string& error) {
   Service& shared = service();
   if (shared.owner != 0 && shared.owner != ::getpid()) {
     // Forked: the threads behind this browser are the parent's. It is not ours to destroy.
-    new std::shared_ptr<Browser>(std::move(shared.browser));
+    shared.abandoned.push_back(std::move(shared.browser));
   }
   if (shared.browser && !shared.browser->hasEnded()) return shared.browser;
   shared.browser.reset();
+  fresh = true;
   shared.browser = Browser::start(shared.options, terminalDirectory(), error);
   if (!shared.browser) return nullptr;
   if (shared.owner == 0) std::atexit(endBrowser);
@@ -90,8 +97,8 @@ std::string applicationName(const InvokeRequest& request) {
 
 // Gives the invocation its host for as long as its plan needs it.
 void leaseHost(const InvokeRequest& request, InvocationPlan& plan) {
-  plan.host = service().hosts.acquire(applicationName(request),
-                                      canonicalPath(request.applicationDir));
+  plan.host =
+      service().hosts.acquire(applicationName(request), canonicalPath(request.applicationDir));
   const auto giveBack = [host = plan.host](const void*) { service().hosts.release(host); };
   plan.hostLease = std::shared_ptr<const void>(&service(), giveBack);
 }
@@ -145,10 +152,15 @@ int startInvocation(InvokeRequest request, std::string& error) {
   {
     const std::lock_guard<std::mutex> lock(service().mutex);
     plan.devtools = service().options.devtools;
-    const std::shared_ptr<Browser> browser = runningBrowser(error);
-    if (browser && browser->open(outcome, queue, std::move(plan))) return outcome->id();
+    for (bool fresh = false; !fresh;) {
+      const std::shared_ptr<Browser> browser = runningBrowser(fresh, error);
+      if (!browser) break;
+      plan.headless = browser->isHeadless();
+      if (browser->open(outcome, queue, plan)) return outcome->id();
+      // One that has died unnoticed is replaced, one that dies at once is not.
+      error = browser->whyEnded();
+    }
   }
-  if (error.empty()) error = "the browser has ended";
   queue->finish([] {});
   invocationTable().remove(outcome->id());
   return kNoBrowser;

@@ -98,7 +98,7 @@ WATCHER_CODE bool setUpNamespaces(const WatcherPlan& plan) {
   syscall(SYS_dup3, plan.lifeRead, kLife, 0);
   syscall(SYS_dup3, plan.host, kHost, 0);
   syscall(SYS_close_range, kBrowser + 1, ~0U, 0);
-  pollfd fds[3] = {{kBrowser, POLLIN, 0}, {kLife, 0, 0}, {kHost, POLLIN, 0}};
+  pollfd fds[3] = {{kBrowser, POLLIN, 0}, {kLife, POLLIN, 0}, {kHost, POLLIN, 0}};
   while (syscall(SYS_ppoll, fds, 3, nullptr, nullptr, 0) <= 0) {
   }
   if (plan.namespaces == 0) {

@@ -19,7 +19,7 @@ struct WatcherPlan {
   unsigned long namespaces;  ///< CLONE_NEW... flags; with any of them CLONE_NEWUSER is one.
   PlanText uidMap, gidMap;   ///< For the user namespace.
   int commandRead, eventWrite;
-  int lifeRead;     ///< Its end tells the watcher to end.
+  int lifeRead;     ///< An octet in it, or its end, tells the watcher to end.
   int statusWrite;  ///< Takes one WatcherFailure; nothing when the browser's program runs.
   int null, errors;
   int host;  ///< pidfd of the host.

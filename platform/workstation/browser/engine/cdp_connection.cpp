@@ -22,12 +22,9 @@ constexpr std::size_t kLargestMessage = 64U << 20;
 
 constexpr int kPipeSize = 1 << 20;
 
-const JsonValue& nullValue() {
-  static const JsonValue kNull;
-  return kNull;
+std::string sessionTail(const std::string& session) {
+  return ",\"sessionId\":\"" + session + "\"}";
 }
-
-std::string sessionTail(const std::string& session) { return ",\"sessionId\":\"" + session + "\"}"; }
 
 void makeNonBlocking(int fd) { ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK); }
 
@@ -75,7 +72,7 @@ void CdpConnection::call(const std::string& session, const char* method, const J
       if (handler) pending_[id] = {handler, Clock::now() + deadline};
     }
   }
-  if (ended && handler) return handler({false, "the browser has ended", nullValue()});
+  if (ended && handler) return handler({false, "the browser has ended", jsonNull()});
   wake();
 }
 
@@ -181,9 +178,7 @@ bool CdpConnection::isMuted(const std::string& text) const {
   return tail != std::string::npos && muted_.count(text.substr(tail)) != 0;
 }
 
-void CdpConnection::muteConsole(const std::string& session) {
-  muted_.insert(sessionTail(session));
-}
+void CdpConnection::muteConsole(const std::string& session) { muted_.insert(sessionTail(session)); }
 
 void CdpConnection::forgetSession(const std::string& session) {
   muted_.erase(sessionTail(session));
@@ -200,7 +195,7 @@ void CdpConnection::dispatch(std::string&& text) {
   }
   const JsonValue& error = jsonMember(message, "error");
   if (error.IsNull()) return answer(id, {true, "", jsonMember(message, "result")});
-  answer(id, {false, jsonString(error, "message"), nullValue()});
+  answer(id, {false, jsonString(error, "message"), jsonNull()});
 }
 
 void CdpConnection::answer(int id, const CdpReply& reply) {
@@ -224,7 +219,7 @@ void CdpConnection::expireCalls() {
       if (call.deadline <= now) expired.push_back(id);
     }
   }
-  for (const int id : expired) answer(id, {false, "no answer in time", nullValue()});
+  for (const int id : expired) answer(id, {false, "no answer in time", jsonNull()});
 }
 
 void CdpConnection::runTasks() {
@@ -245,12 +240,11 @@ void CdpConnection::end() {
   }
   room_.notify_all();
   runTasks();
-  for (const auto& [id, call] : pending)
-    call.handler({false, "the browser has ended", nullValue()});
+  onClosed_();
+  for (const auto& [id, call] : pending) call.handler({false, "the browser has ended", jsonNull()});
   // The pipes are closed here and not in the destructor: their end is what the browser leaves by.
   commands_.reset();
   events_.reset();
-  onClosed_();
 }
 
 }  // namespace workstation

@@ -53,8 +53,8 @@ class CdpConnection {
   CdpConnection(const CdpConnection&) = delete;
   CdpConnection& operator=(const CdpConnection&) = delete;
 
-  /// Starts the thread. `onClosed` is the last handler that runs; every call has been answered by
-  /// then. False when there can be no thread.
+  /// Starts the thread. `onClosed` runs once at the end; calls that are still open then are
+  /// answered after it. False when there can be no thread.
   [[nodiscard]] bool start(EventHandler onEvent, Task onClosed);
 
   /// Sends a command; its handler, if any, runs exactly once, after `deadline` at the latest.
@@ -66,8 +66,8 @@ class CdpConnection {
   bool post(Task task);
 
   /// From now on drops what a page of `session` prints to its console, without looking into it: a
-  /// page can print faster than anybody reads, and everybody's events come through the same pipe. On
-  /// the connection's thread.
+  /// page can print faster than anybody reads, and everybody's events come through the same pipe.
+  /// On the connection's thread.
   void muteConsole(const std::string& session);
   void forgetSession(const std::string& session);
 

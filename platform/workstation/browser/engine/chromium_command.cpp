@@ -121,6 +121,8 @@ ChromiumCommand chromiumCommand(const std::string& program, const ProfileDirecto
   command.arguments.assign(std::begin(kSwitches), std::end(kSwitches));
   command.arguments.push_back("--user-data-dir=" + profile.path() + "/profile");
   if (headless) command.arguments.emplace_back("--headless");
+  if (!headless && environmentValue("DISPLAY").empty())
+    command.arguments.emplace_back("--ozone-platform=wayland");
   if (sharedMemoryIsSmall()) command.arguments.emplace_back("--disable-dev-shm-usage");
   command.environment = browserEnvironment(profile);
   command.errorFile = profile.errorFile();

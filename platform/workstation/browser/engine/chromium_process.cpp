@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,6 +34,15 @@ UniqueFd movedUp(int fd) {
 bool makePipe(Pipe& made) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+  made.read = movedUp(ends[0]);
+  made.write = movedUp(ends[1]);
+  return made.read && made.write;
+}
+
+// A pipe that can be written to without a signal when nobody reads.
+bool makeLifeLine(Pipe& made) {
+  int ends[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
   made.read = movedUp(ends[0]);
   made.write = movedUp(ends[1]);
   return made.read && made.write;
@@ -64,7 +74,7 @@ std::string ownIdMap(unsigned id) {
 }
 
 bool Preparation::prepare(const ChromiumCommand& command) {
-  if (!makePipe(commands) || !makePipe(events) || !makePipe(life) || !makePipe(status))
+  if (!makePipe(commands) || !makePipe(events) || !makeLifeLine(life) || !makePipe(status))
     return false;
   null = movedUp(::open("/dev/null", O_RDWR | O_CLOEXEC));
   errors = movedUp(::open(command.errorFile.c_str(),
@@ -172,9 +182,9 @@ std::unique_ptr<ChromiumProcess> ChromiumProcess::start(const ChromiumCommand& c
 
 ChromiumProcess::~ChromiumProcess() {
   if (!watcher_) return;
-  // In a PID namespace the watcher's end takes everything along; without one it needs the chance to
-  // kill the browser's process group itself, which the end of the life pipe tells it to do.
-  life_.reset();
+  // A word and not just the pipe's end, which does not come while a child that the host has forked
+  // holds it open.
+  (void)::send(life_.get(), "", 1, MSG_NOSIGNAL);  // nobody hears it when the watcher has gone
   waitForEnd(watcher_.get());
 }
 

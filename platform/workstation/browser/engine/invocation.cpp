@@ -47,7 +47,11 @@ void Invocation::send(const char* method, const JsonObject& params) {
 void Invocation::start() {
   connection_->call("", "Target.createBrowserContext", JsonObject().add("disposeOnDetach", true),
                     [self = shared_from_this()](const CdpReply& reply) {
-                      if (!reply.ok) return self->endWithoutBrowser(reply.error);
+                      if (!reply.ok) {
+                        self->endWithoutBrowser(reply.error);
+                        // One that cannot even do this serves nobody; the next one may.
+                        return self->connection_->close();
+                      }
                       self->onContextCreated(jsonString(reply.result, "browserContextId"));
                     });
 }
@@ -123,6 +127,7 @@ void Invocation::onTargetCreated(const std::string& target, const std::string& t
   if (isWindow)
     return connection_->call("", "Target.closeTarget", JsonObject().add("targetId", target));
   host_.addFrame(target, *this);
+  if (type != "iframe") workers_.insert(target);
 }
 
 void Invocation::attach(const std::string& target) {
@@ -275,6 +280,7 @@ void Invocation::onTargetCrashed(const std::string& target) {
 }
 
 void Invocation::onTargetGone(const std::string& target) {
+  if (workers_.erase(target) != 0) host_.removeFrame(target);
   if (target == target_) end(kWindowClosed, "");
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "workstation/browser/browser_control.h"
@@ -32,9 +33,9 @@ struct WindowShape {
 
 /// What an invocation begins with.
 struct InvocationPlan {
-  std::string host;                        ///< "shop.invalid", this application's alone
+  std::string host;                       ///< "shop.invalid", this application's alone
   std::shared_ptr<const void> hostLease;  ///< as long as this is held.
-  std::string target;                       ///< The start page's path, query and fragment.
+  std::string target;                     ///< The start page's path, query and fragment.
   std::shared_ptr<const ApplicationFiles> files;
   zelgui::UIProperties properties;
   WindowShape shape;
@@ -160,7 +161,8 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
 
   State state_ = State::kOpen;
   std::string context_, launcher_, target_, session_;
-  std::string document_;  // the browser's id of what the window shows
+  std::set<std::string> workers_;  // targets without a window
+  std::string document_;           // the browser's id of what the window shows
   bool painted_ = false;
   bool logRefusalReported_ = false;
   long long droppedLines_ = 0;

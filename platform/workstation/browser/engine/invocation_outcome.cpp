@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <utility>
-#include <vector>
 
 namespace workstation {
 namespace {
@@ -14,12 +13,14 @@ constexpr std::size_t kMostUncollected = 1000;
 
 void InvocationOutcome::complete(InvocationEnd end) {
   const int result = end.result;
+  zelgui::UICallback callback = nullptr;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
+    callback = callback_;
     end_ = std::move(end);
     completing_ = std::this_thread::get_id();
   }
-  if (callback_ != nullptr) callback_(user_, id_, result);
+  if (callback != nullptr) callback(user_, id_, result);
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     complete_ = true;
@@ -39,9 +40,9 @@ bool InvocationOutcome::wait(int timeoutMs, InvocationEnd& end) {
   return true;
 }
 
-bool InvocationOutcome::isComplete() {
+void InvocationOutcome::silence() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return complete_;
+  callback_ = nullptr;
 }
 
 std::shared_ptr<InvocationOutcome> InvocationTable::add(zelgui::UICallback callback, void* user) {
@@ -70,15 +71,21 @@ void InvocationTable::noteEnd(int id) {
   ended_.pop_front();
 }
 
-void InvocationTable::waitForAll(int timeoutMs) {
+std::vector<std::shared_ptr<InvocationOutcome>> InvocationTable::all() {
+  const std::lock_guard<std::mutex> lock(mutex_);
   std::vector<std::shared_ptr<InvocationOutcome>> outcomes;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    for (const auto& [id, outcome] : outcomes_) outcomes.push_back(outcome);
-  }
+  for (const auto& [id, outcome] : outcomes_) outcomes.push_back(outcome);
+  return outcomes;
+}
+
+void InvocationTable::silenceAll() {
+  for (const auto& outcome : all()) outcome->silence();
+}
+
+void InvocationTable::waitForAll(int timeoutMs) {
   using Clock = std::chrono::steady_clock;
   const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-  for (const auto& outcome : outcomes) {
+  for (const auto& outcome : all()) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
     InvocationEnd end;

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "zelgui/zelgui.h"
 
@@ -25,24 +26,26 @@ struct InvocationEnd {
 class InvocationOutcome {
  public:
   InvocationOutcome(int id, zelgui::UICallback callback, void* user)
-      : id_(id), callback_(callback), user_(user) {}
+      : id_(id), user_(user), callback_(callback) {}
 
   /// Called once: calls the callback, then lets those go who wait.
   void complete(InvocationEnd end);
+
+  /// From now on the callback is not called: what it would use is going with the process.
+  void silence();
 
   /// Waits at most `timeoutMs`, without limit if negative. False when the invocation is still
   /// running. Inside of the callback it returns at once.
   bool wait(int timeoutMs, InvocationEnd& end);
 
-  bool isComplete();
   int id() const { return id_; }
 
  private:
   const int id_;
-  const zelgui::UICallback callback_;
   void* const user_;
 
   std::mutex mutex_;  // guards what follows
+  zelgui::UICallback callback_;
   std::condition_variable completed_;
   bool complete_ = false;
   std::thread::id completing_;
@@ -59,6 +62,9 @@ class InvocationTable {
   /// Notes that an invocation has ended; the longest ended ones that nobody collects are forgotten.
   void noteEnd(int id);
 
+  /// Silences all invocations.
+  void silenceAll();
+
   /// Waits at most `timeoutMs` in all for the invocations that are still running.
   void waitForAll(int timeoutMs);
 
@@ -67,6 +73,8 @@ class InvocationTable {
   int nextId_ = 0;
   std::map<int, std::shared_ptr<InvocationOutcome>> outcomes_;
   std::deque<int> ended_;
+
+  std::vector<std::shared_ptr<InvocationOutcome>> all();
 };
 
 /// The process's table; lives as long as the process.

@@ -55,11 +55,16 @@ bool parseJson(std::string text, JsonDocument& document) {
   return !document.HasParseError();
 }
 
+const JsonValue& jsonNull() {
+  // Never destroyed: threads may still ask while the process ends.
+  static const auto* const kNull = new JsonValue;
+  return *kNull;
+}
+
 const JsonValue& jsonMember(const JsonValue& object, const char* name) {
-  static const JsonValue kNull;
-  if (!object.IsObject()) return kNull;
+  if (!object.IsObject()) return jsonNull();
   const auto member = object.FindMember(name);
-  return member == object.MemberEnd() ? kNull : member->value;
+  return member == object.MemberEnd() ? jsonNull() : member->value;
 }
 
 std::string jsonString(const JsonValue& value) {

@@ -21,6 +21,9 @@ using JsonDocument = rapidjson::Document;
 /// Replaces each escaped half of a surrogate pair in a JSON text by an escaped U+FFFD.
 void repairSurrogates(std::string& json);
 
+/// The shared null.
+const JsonValue& jsonNull();
+
 /// The member `name` of an object; a shared null for anything else.
 const JsonValue& jsonMember(const JsonValue& object, const char* name);
 

@@ -166,7 +166,7 @@
         text = fetchHeld(id);
       } catch (error) {
         send(`{"op":"drop","id":${id}}`);
-        throw new WzError("the page's own policy forbids blocking calls", NOT_DELIVERED);
+        throw new WzError("the page's policy or state forbids blocking calls", NOT_DELIVERED);
       }
       let outcome;
       try {
