@@ -26,7 +26,7 @@ struct MemoryRow {
   int value;
 };
 
-constexpr MemoryRow kMemoryRows[] = {{524288, 256000}, {262144, 71680}, {1, 10240}, {0, 0}};
+constexpr MemoryRow kMemoryRows[] = {{524288, 256000}, {262144, 71680}, {1, 10240}};
 
 int memoryProperty() {
   const unsigned int memoryKB = memorySizeKB();
