@@ -1,5 +1,7 @@
 #include "workstation/zelsec/sponsor_record.h"
 
+#include <array>
+#include <bit>
 #include <cstddef>
 
 namespace workstation {
@@ -13,8 +15,9 @@ constexpr std::uint8_t kIdentifier[] = {0x02, 0x03, 0x20, 0x08, 0x21, 0xC5};
 // In the machine's order of octets.
 void appendLength(Record& record, std::size_t length) {
   const auto value = static_cast<std::uint32_t>(length);
-  const auto* const octets = reinterpret_cast<const std::uint8_t*>(&value);
-  record.insert(record.end(), octets, octets + sizeof(value));
+  for (const std::uint8_t octet : std::bit_cast<std::array<std::uint8_t, sizeof value>>(value)) {
+    record.push_back(octet);
+  }
 }
 
 }  // namespace
