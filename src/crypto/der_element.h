@@ -1,0 +1,84 @@
+/// One element of a DER text (ITU-T X.690): its header, read and placed.
+///
+/// A record refers into the buffer that it was read from and stays good as long as those octets.
+/// The reader takes more than DER allows (padded lengths, the indefinite form) and less (lengths up
+/// to 32766, identifiers up to three octets). Everything here may be used from any thread.
+#ifndef WZAPP_CRYPTO_DER_ELEMENT_H
+#define WZAPP_CRYPTO_DER_ELEMENT_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "crypto/der_error.h"
+#include "support/byte_view.h"
+
+namespace wzapp {
+
+/// Content length that stands for the indefinite form; the largest real one is one less.
+inline constexpr std::int32_t kIndefiniteLength = 32767;
+
+/// Identifier octets that the parsers ask for.
+enum DerIdentifier : std::uint32_t {
+  kDerBoolean = 0x01,
+  kDerInteger = 0x02,
+  kDerBitString = 0x03,
+  kDerOctetString = 0x04,
+  kDerNull = 0x05,
+  kDerObjectIdentifier = 0x06,
+  kDerPrintableString = 0x13,
+  kDerT61String = 0x14,
+  kDerIA5String = 0x16,
+  kDerSequence = 0x30,
+};
+
+struct DerElement {
+  std::int32_t status = kDerBadHeader;  ///< 0 once the element has been read completely
+  ByteView buffer;                      ///< what is walked
+  std::size_t offset = 0;               ///< of the identifier octet in the buffer
+  std::uint32_t identifier = 0;   ///< the whole first octet, class and constructed bits included
+  std::uint32_t constructed = 0;  ///< identifier & 0x20
+  std::uint32_t classBits = 0;    ///< identifier & 0xC0
+  std::int32_t tagNumber = 0;
+  std::int32_t contentLength = 0;  ///< in octets, or kIndefiniteLength
+  std::int32_t headerLength = 0;   ///< in octets
+  std::uint32_t depth = 0;         ///< 0: outermost
+  std::uint32_t index = 0;         ///< elements passed before it inside the same parent
+
+  [[nodiscard]] bool isValid() const { return status == 0; }
+  [[nodiscard]] bool isIndefinite() const { return contentLength == kIndefiniteLength; }
+
+  /// Whether content() and encoding() have something to show: the extent of an indefinite element
+  /// is not known before its end has been walked to, so no view is ever made of one.
+  [[nodiscard]] bool hasView() const { return isValid() && !isIndefinite(); }
+
+  /// The content octets; empty without hasView().
+  [[nodiscard]] ByteView content() const {
+    if (!hasView()) return {};
+    return buffer.subspan(offset + static_cast<std::size_t>(headerLength),
+                          static_cast<std::size_t>(contentLength));
+  }
+
+  /// Header and content; empty without hasView().
+  [[nodiscard]] ByteView encoding() const {
+    if (!hasView()) return {};
+    return buffer.subspan(offset, static_cast<std::size_t>(headerLength + contentLength));
+  }
+};
+
+/// Reads the identifier and the length at `offset` into the fields that they decide; status, depth
+/// and index are left alone. The content need not lie in the buffer.
+/// \return 0; kDerTooLong for an identifier or a length beyond the limits; kDerBadHeader when the
+///         buffer ends inside the header.
+[[nodiscard]] int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element);
+
+/// Decodes the content as a signed number in two's complement, of 1 to 4 octets.
+/// \return 0, or kDerBadInteger and `value` is left alone. The identifier is not looked at.
+[[nodiscard]] int readInteger(const DerElement& element, std::int32_t& value);
+
+/// \param value  0 for the octet 0x00, 1 for any other.
+/// \return 0, or kDerBadBoolean and `value` is left alone. The identifier is not looked at.
+[[nodiscard]] int readBoolean(const DerElement& element, std::int32_t& value);
+
+}  // namespace wzapp
+
+#endif  // WZAPP_CRYPTO_DER_ELEMENT_H
