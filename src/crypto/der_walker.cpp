@@ -53,10 +53,10 @@ int DerWalker::steps(std::size_t count, DerElement& element) {
 
 int DerWalker::step(bool descends, DerElement& element) {
   element.status = kDerBadHeader;
-  if (state_.position == buffer_.size()) return kDerEnd;
-  if (readDerHeader(buffer_, state_.position, element) != 0) return kDerBadHeader;
   element.depth = static_cast<std::uint32_t>(state_.depth);
   element.index = state_.levels[state_.depth].children;
+  if (state_.position == buffer_.size()) return kDerEnd;
+  if (readDerHeader(buffer_, state_.position, element) != 0) return kDerBadHeader;
 
   const bool isConstructed = element.constructed != 0;
   const bool isIndefinite = element.isIndefinite();
@@ -119,6 +119,12 @@ void DerWalker::closeLevel() {
   const std::size_t consumed = state_.levels[state_.depth].consumed;
   --state_.depth;
   state_.levels[state_.depth].consumed += consumed;
+}
+
+ByteView outermostElement(ByteView der) {
+  DerElement element;
+  if (DerWalker(der).first(element) != 0 || element.isIndefinite()) return der;
+  return element.encoding();
 }
 
 std::size_t countParts(const DerElement& element) {

@@ -46,7 +46,7 @@ class DerWalker {
   ///         the end of the buffer; kDerBadHeader for a header that cannot be read or content that
   ///         would end outside the buffer; kDerTooLong for more than kLevels levels;
   ///         kDerIndefinitePrimitive. After a failure the walk stands where it stood before the
-  ///         step that failed.
+  ///         step that failed, and depth and index of `element` say where that is.
   [[nodiscard]] int walk(WalkMode mode, std::size_t n, DerElement& element);
 
   /// walk() in one mode each.
@@ -83,6 +83,10 @@ class DerWalker {
   State state_;
   State snapshot_;  // state_ before that step
 };
+
+/// `der` without the octets behind its first element. All of it where that element is of indefinite
+/// length or cannot be read.
+[[nodiscard]] ByteView outermostElement(ByteView der);
 
 /// How many elements lie below `element`, counted in pre-order until its end or until they can no
 /// longer be read. All descendants count, not only direct parts.
