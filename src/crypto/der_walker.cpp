@@ -122,9 +122,14 @@ void DerWalker::closeLevel() {
 }
 
 ByteView outermostElement(ByteView der) {
+  DerWalker walker(der);
   DerElement element;
-  if (DerWalker(der).first(element) != 0 || element.isIndefinite()) return der;
-  return element.encoding();
+  if (walker.first(element) != 0) return der;
+  if (!element.isIndefinite()) return element.encoding();
+  while (walker.next(element) == 0) {
+    if (element.depth == 0) return der.first(element.offset);
+  }
+  return der;
 }
 
 std::size_t countParts(const DerElement& element) {

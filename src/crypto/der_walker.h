@@ -39,6 +39,8 @@ class DerWalker {
 
   /// Walks `buffer`, which must outlive the walker and its elements.
   explicit DerWalker(ByteView buffer) : buffer_(buffer) { restart(); }
+  DerWalker(const DerWalker&) = delete;
+  DerWalker& operator=(const DerWalker&) = delete;
 
   /// Steps and fills `element` with the one at which it stops.
   /// \param n  for kRestart and kToIndex the element to stop at; the other modes ignore it.
@@ -84,8 +86,8 @@ class DerWalker {
   State snapshot_;  // state_ before that step
 };
 
-/// `der` without the octets behind its first element. All of it where that element is of indefinite
-/// length or cannot be read.
+/// `der` without the octets behind its first element; all of it where that element cannot be read
+/// to its end.
 [[nodiscard]] ByteView outermostElement(ByteView der);
 
 /// How many elements lie below `element`, counted in pre-order until its end or until they can no

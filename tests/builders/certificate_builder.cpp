@@ -4,15 +4,15 @@ namespace wzapp_test {
 
 namespace {
 
-DerBuilder algorithmIdentifier(std::string_view oid) {
-  return DerBuilder().sequence(DerBuilder().oid(oid).null());
-}
-
 DerBuilder timeElement(std::string_view text) {
   return text.size() == 15 ? DerBuilder().generalizedTime(text) : DerBuilder().utcTime(text);
 }
 
 }  // namespace
+
+DerBuilder algorithmIdentifier(std::string_view oid) {
+  return DerBuilder().sequence(DerBuilder().oid(oid).null());
+}
 
 DerBuilder attribute(std::string_view oid, const DerBuilder& value) {
   return DerBuilder().set(DerBuilder().sequence(DerBuilder().oid(oid).raw(value)));

@@ -75,6 +75,9 @@ class CertificateBuilder {
   DerBuilder signature_;
 };
 
+/// SEQUENCE { OBJECT IDENTIFIER, NULL }
+DerBuilder algorithmIdentifier(std::string_view oid);
+
 /// One relative name of a subject: an attribute and its value.
 DerBuilder attribute(std::string_view oid, const DerBuilder& value);
 
