@@ -20,9 +20,28 @@ class RandomCases {
 
   std::uint32_t word() { return static_cast<std::uint32_t>(generator_()); }
 
+  bool oneIn(std::size_t chances) { return below(chances) == 0; }
+
   Octets octets(std::size_t size) {
     Octets result(size);
     for (std::uint8_t& octet : result) octet = static_cast<std::uint8_t>(generator_());
+    return result;
+  }
+
+  // Octets in which carries and borrows run far: long runs of 00 and FF, of whole words mostly,
+  // with ordinary ones among them.
+  Octets runs(std::size_t size) {
+    Octets result;
+    while (result.size() < size) {
+      const std::size_t length = 4 * (1 + below(8)) - (oneIn(4) ? below(4) : 0);
+      const std::size_t kind = below(4);
+      for (std::size_t i = 0; i < length; ++i) {
+        result.push_back(kind == 0   ? 0
+                         : kind == 1 ? 0xff
+                                     : static_cast<std::uint8_t>(generator_()));
+      }
+    }
+    result.resize(size);
     return result;
   }
 
