@@ -23,8 +23,8 @@ int readSubjectKeyId(ExtensionValue& value, CertificateRecord& record) {
 int readKeyUsage(ExtensionValue& value, CertificateRecord& record) {
   const ByteView content = value.element().content();
   if (!value.is(kDerBitString) || content.size() < 2 || content.size() > 3) return kBadKeyUsage;
-  const unsigned last = content.size() == 3 ? content[2] : 0;
-  unsigned bits = (content[1] << 8) | last;
+  const unsigned last = content.size() == 3 ? content[2] : 0U;
+  unsigned bits = (unsigned{content[1]} << 8) | last;
   for (std::uint8_t& usage : record.keyUsage) {
     usage = (bits & 0x8000U) != 0 ? 1 : 0;
     bits <<= 1;
