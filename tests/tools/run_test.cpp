@@ -1,4 +1,4 @@
-// wz run, in a real browser; and wz exec.
+// wz run, in a real browser.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -287,49 +287,6 @@ TEST_F(RunTest, AnApplicationAndAnotherProgramTalkOverTheBus) {
   EXPECT_THAT(linesOf(result.out), Contains("  known = true"));
   EXPECT_EQ(desk.wait(), kDone);
   EXPECT_EQ(desk.out(), "shop -> desk LOOKUP {\"card\":7}\n");
-}
-
-class ExecTest : public testing::Test {
- protected:
-  ProgramResult exec(Arguments command) const {
-    Arguments arguments{"exec", "--terminal", terminal_.directory(), "--"};
-    arguments.insert(arguments.end(), command.begin(), command.end());
-    return runWz(arguments);
-  }
-
-  TemporaryTerminal terminal_;
-};
-
-TEST_F(ExecTest, AProgramSeesTheTerminalAndItsBus) {
-  const ProgramResult result =
-      exec({"sh", "-c", "echo one >/mnt/flash/file; test -S \"$WZ_TERMINAL/run/bus\" && echo bus"});
-
-  EXPECT_EQ(result.code, 0) << result.errors;
-  EXPECT_EQ(result.out, "bus\n");
-  EXPECT_TRUE(fs::exists(terminal_.directory() + "/flash/file"));
-}
-
-TEST_F(ExecTest, TheProgramsEndIsPassedOn) {
-  EXPECT_EQ(exec({"sh", "-c", "exit 42"}).code, 42);
-  EXPECT_EQ(exec({"sh", "-c", "kill -9 $$"}).code, 128 + SIGKILL);
-}
-
-TEST_F(ExecTest, AMissingProgramIsNamed) {
-  const ProgramResult result = exec({"/nowhere/program"});
-
-  EXPECT_EQ(result.code, kEnvironment);
-  EXPECT_EQ(result.errors, "wz: cannot start /nowhere/program: No such file or directory\n");
-}
-
-TEST_F(ExecTest, ASignalReachesTheProgram) {
-  Program program({"exec", "--terminal", terminal_.directory(), "--", "sh", "-c",
-                   "trap 'echo caught; exit 5' TERM; echo ready; while :; do sleep 0.01; done"});
-  ASSERT_TRUE(program.awaitOutput("ready"));
-
-  program.signal(SIGTERM);
-
-  EXPECT_EQ(program.wait(), 5);
-  EXPECT_THAT(program.out(), HasSubstr("caught"));
 }
 
 }  // namespace
