@@ -7,7 +7,6 @@
 
 #include "crypto/der_writer.h"
 #include "crypto/digest.h"
-#include "crypto/montgomery.h"
 
 namespace wzapp {
 
@@ -65,13 +64,13 @@ ModulusSized signatureBlock(ByteView signature, std::size_t size) {
   return block;
 }
 
-bool opensTo(const SignatureCheck& check, ByteView expected) {
+bool opensTo(const SignatureCheck& check, ByteView expected, const MontgomeryKernel& kernel) {
   const std::size_t size = check.modulus.size();
   const ModulusSized input = signatureBlock(check.signature, size);
   ModulusSized result;
   std::size_t resultSize = 0;
   if (!publicOperation(ByteView(input).first(size), exponentOf(check.publicExponent), check.modulus,
-                       std::span(result).first(size), resultSize)) {
+                       std::span(result).first(size), resultSize, kernel)) {
     return false;
   }
   ModulusSized padded = {};
@@ -108,7 +107,8 @@ bool suitsMontgomery(Word exponent, const BigNumber& modulus, std::size_t words)
 }  // namespace
 
 bool publicOperation(ByteView input, Word exponent, ByteView modulus,
-                     std::span<std::uint8_t> output, std::size_t& resultSize) {
+                     std::span<std::uint8_t> output, std::size_t& resultSize,
+                     const MontgomeryKernel& kernel) {
   BigNumber base;
   BigNumber n;
   decode(base, input);
@@ -118,7 +118,7 @@ bool publicOperation(ByteView input, Word exponent, ByteView modulus,
 
   BigNumber power;
   if (suitsMontgomery(exponent, n, words)) {
-    powerModuloOdd(montgomeryKernel(), power, base, exponent, n, words);
+    powerModuloOdd(kernel, power, base, exponent, n, words);
   } else {
     powerByDivision(power, base, exponent, n, words);
   }
@@ -133,7 +133,7 @@ bool publicOperation(ByteView input, Word exponent, ByteView modulus,
   return true;
 }
 
-int verify(const SignatureCheck& check) {
+int verify(const SignatureCheck& check, const MontgomeryKernel& kernel) {
   const std::size_t digestOctets = digestSize(check.digestOid);
   if (digestOctets == 0) return kSignatureUnknownDigest;
   const Buffer digest(check.prehashed ? check.data.size() : digestOctets);
@@ -150,7 +150,7 @@ int verify(const SignatureCheck& check) {
   if (expected.isMissing()) return kSignatureNoMemory;
   fillExpectedBlock(expected, digestInfo.encoding());
   if (size > kMaxModulusSize) return kSignatureKeyTooLong;
-  return opensTo(check, expected.view()) ? kSignatureValid : kSignatureInvalid;
+  return opensTo(check, expected.view(), kernel) ? kSignatureValid : kSignatureInvalid;
 }
 
 }  // namespace wzapp

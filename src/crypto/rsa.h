@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "crypto/big_number.h"
+#include "crypto/montgomery.h"
 #include "support/byte_view.h"
 
 namespace wzapp {
@@ -38,7 +39,8 @@ struct SignatureCheck {
 // Returns kSignatureValid, kSignatureInvalid or one of the negative codes above; never use it as a
 // bool. The signature's own length does not count: of a longer one the first octets are taken, and
 // a shorter one counts as followed by zero octets.
-[[nodiscard]] int verify(const SignatureCheck& check);
+[[nodiscard]] int verify(const SignatureCheck& check,
+                         const MontgomeryKernel& kernel = montgomeryKernel());
 
 // input to the power exponent, modulo the modulus, all big-endian. `output`, which has at least the
 // size of the modulus, takes the result without leading zero octets; what is left of the modulus'
@@ -49,7 +51,8 @@ struct SignatureCheck {
 // ones. An input that is greater than the modulus then gives no result: `resultSize` and `output`
 // stay as they are and false is returned.
 [[nodiscard]] bool publicOperation(ByteView input, Word exponent, ByteView modulus,
-                                   std::span<std::uint8_t> output, std::size_t& resultSize);
+                                   std::span<std::uint8_t> output, std::size_t& resultSize,
+                                   const MontgomeryKernel& kernel = montgomeryKernel());
 
 }  // namespace wzapp
 
