@@ -9,6 +9,7 @@
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -200,7 +201,7 @@ void callInside(benchmark::State& state) {
   zelipc::ipcRegisterNotificationCB(kAsk, answer, nullptr, 0, kShop);
   Caller caller("app");
   Sign there, back;
-  bool over = false;
+  std::atomic<bool> over{false};
   std::thread other([&] {
     for (there.await(); !over; there.await()) back.give();
   });
