@@ -162,8 +162,6 @@ void Browser::addFrame(const std::string& frame, Invocation& invocation) {
 void Browser::removeFrame(const std::string& frame) { frames_.erase(frame); }
 
 void Browser::remove(Invocation& invocation) {
-  // Others would wait for what a page with many large files has still asked for.
-  files_->forget(*invocation.files());
   eraseValue(contexts_, &invocation);
   eraseValue(sessions_, &invocation);
   eraseValue(frames_, &invocation);

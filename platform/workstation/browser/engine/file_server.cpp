@@ -68,12 +68,6 @@ void FileServer::add(FileRequest request) {
   wakeUp_.notify_one();
 }
 
-void FileServer::forget(const ApplicationFiles& files) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  std::erase_if(requests_,
-                [&](const FileRequest& request) { return request.files.get() == &files; });
-}
-
 void FileServer::stop() {
   {
     const std::lock_guard<std::mutex> lock(mutex_);

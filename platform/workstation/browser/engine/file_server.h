@@ -42,10 +42,6 @@ class FileServer {
 
   void add(FileRequest request);
 
-  /// Leaves the waiting requests for these files without an answer, when nobody is there to take
-  /// it.
-  void forget(const ApplicationFiles& files);
-
   /// Forgets what is waiting and ends the threads. The connection must be closed or still running.
   void stop();
 
