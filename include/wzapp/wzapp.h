@@ -26,7 +26,8 @@ class WZAPP_API WZApp : public counted {
   virtual ~WZApp();
 };
 
-/// Starts an installed application on a thread of its own and returns as soon as that thread exists.
+/// Starts an installed application on a thread of its own and returns as soon as that thread
+/// exists.
 ///
 /// \param app       emptied first, whatever the outcome; refers to the application on success.
 ///                  Dropping it does not stop the application.

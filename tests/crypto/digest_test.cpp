@@ -94,7 +94,7 @@ TYPED_TEST(DigestTest, GivesThePublishedDigestsAtOnceAndInPieces) {
     ASSERT_EQ(message.size(), row["len"].GetUint());
 
     EXPECT_EQ(this->digestOf(message), digest);
-    for (const std::size_t piece : {1, 7, 63, 64, 65}) {
+    for (const std::size_t piece : {1U, 7U, 63U, 64U, 65U}) {
       auto context = this->started();
       ByteView rest = message;
       while (!rest.empty()) {

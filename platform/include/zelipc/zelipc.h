@@ -2,10 +2,10 @@
 ///
 /// A notification reaches every registration of its name whose `from` (the registrant's own
 /// address) equals its `to`. One whose `to` has no registrant comes back to the sender's
-/// unicast-error callbacks with the sender's `from`, `to` and `name`. Callbacks run on the messaging
-/// library's own thread, never inside the call that sends, so a sender may hold its locks. After an
-/// unregister call has returned, that registration's callback is not running and will not run
-/// again; called from inside that very callback it returns at once.
+/// unicast-error callbacks with the sender's `from`, `to` and `name`. Callbacks run on the
+/// messaging library's own thread, never inside the call that sends, so a sender may hold its
+/// locks. After an unregister call has returned, that registration's callback is not running and
+/// will not run again; called from inside that very callback it returns at once.
 #ifndef ZELIPC_ZELIPC_H
 #define ZELIPC_ZELIPC_H
 
@@ -50,12 +50,12 @@ class JSObject {
   bool has(const std::string& key) const;  ///< False unless an object with that member.
   std::vector<std::string> keys() const;
   const JSObject& operator[](const std::string& key) const;  ///< Missing: a shared null value.
-  JSObject& operator[](const std::string& key);  ///< Makes it an object, inserts null.
-  const JSObject& at(std::size_t index) const;   ///< Out of range: a shared null value.
-  JSObject& append(const JSObject& value);       ///< Makes it an array.
+  JSObject& operator[](const std::string& key);              ///< Makes it an object, inserts null.
+  const JSObject& at(std::size_t index) const;               ///< Out of range: a shared null value.
+  JSObject& append(const JSObject& value);                   ///< Makes it an array.
 
-  /// Reads one JSON value with the white space around it. Returns the octets consumed, or -1 when no
-  /// value could be read; the object is then empty.
+  /// Reads one JSON value with the white space around it. Returns the octets consumed, or -1 when
+  /// no value could be read; the object is then empty.
   int parse(const char* text);
 
   std::string dump() const;  ///< Compact JSON text, UTF-8.

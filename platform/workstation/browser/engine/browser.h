@@ -17,7 +17,7 @@ namespace workstation {
 
 /// The public members may be called from any thread but the connection's; the browser's state is
 /// that thread's alone.
-class Browser : private InvocationHost {
+class Browser final : private InvocationHost {
  public:
   /// Starts a browser without waiting until it answers. Null, with the reason in `error`, on
   /// failure.

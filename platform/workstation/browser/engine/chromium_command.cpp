@@ -30,8 +30,8 @@ constexpr const char* kSwitches[] = {
     "--password-store=basic",
     "--log-level=3",
     // Parts of a desktop's browser that cost every page 300 ms and 36 MB.
-    "--disable-features=WebUIOmniboxPopup,WebUIOmniboxAimPopup,WebUIOmniboxFullPopup,"
-    "SpareRendererForSitePerProcess",
+    ("--disable-features=WebUIOmniboxPopup,WebUIOmniboxAimPopup,WebUIOmniboxFullPopup,"
+     "SpareRendererForSitePerProcess"),
     // What is not answered from the application's folder goes nowhere, also where the browser has
     // no network namespace of its own.
     "--host-resolver-rules=MAP * ~NOTFOUND",
