@@ -29,7 +29,8 @@ std::atomic<long> sent{0};
 
 // One registration at a time is all that is measured.
 std::mutex replyMutex;
-std::condition_variable replyWanted;
+// Never destroyed: the thread that answers waits for it to the end of the process.
+std::condition_variable& replyWanted = *new std::condition_variable;
 zelipc::NotificationCallback replyCallback = nullptr;
 void* replyData = nullptr;
 bool isAnswering = false;
