@@ -99,6 +99,7 @@ bool Browser::open(std::shared_ptr<InvocationOutcome> outcome, std::shared_ptr<C
   auto invocation = std::make_shared<Invocation>(static_cast<InvocationHost&>(*this), connection_,
                                                  std::move(outcome), std::move(queue), plan);
   return connection_->post([this, invocation] {
+    if (ended_) return invocation->endWithoutBrowser(whyEnded_);
     invocations_[invocation->id()] = invocation;
     invocation->start();
   });

@@ -239,8 +239,8 @@ void CdpConnection::end() {
     pending.swap(pending_);
   }
   room_.notify_all();
-  runTasks();
   onClosed_();
+  runTasks();
   for (const auto& [id, call] : pending) call.handler({false, "the browser has ended", jsonNull()});
   // The pipes are closed here and not in the destructor: their end is what the browser leaves by.
   commands_.reset();
