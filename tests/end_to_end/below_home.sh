@@ -70,11 +70,14 @@ END
 run_application() {
   wz=/home/tester/kit/bin/wz
   "$wz" terminal create desk --serial 20000000002 >create.txt || fail "no terminal"
-  "$wz" reply --terminal desk club ASK 35 --count 1 --timeout 60 >reply.txt &
+  "$wz" reply --terminal desk club ASK 35 --timeout 100 >reply.txt &
   reply=$!
   "$wz" run --terminal desk ./shop --headless --timeout 60 --param till=7 >run.txt ||
     fail "wz run failed: $(cat run.txt)"
-  wait "$reply" || fail "wz reply failed"
+  # It answers as often as it is asked: the first answer may be to a question whose asker has just
+  # been told that nobody is there.
+  kill "$reply"
+  wait "$reply" || true
 }
 
 check_outcome() {
