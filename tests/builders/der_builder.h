@@ -24,7 +24,8 @@ Octets fromText(std::string_view text);
 class DerBuilder {
  public:
   DerBuilder() = default;
-  DerBuilder(Octets octets) : octets_(std::move(octets)) {}  // NOLINT: octets pass as a builder
+  // Not explicit: octets pass as a builder.
+  DerBuilder(Octets octets) : octets_(std::move(octets)) {}
 
   /// An element whose length takes as few octets as it can.
   DerBuilder& element(std::uint8_t identifier, const DerBuilder& content);

@@ -69,7 +69,7 @@ class JSObject::Value::Builder {
   /// The text has an escape for half a surrogate pair, which RapidJSON does not always refuse.
   bool sawSurrogate() const { return sawSurrogate_; }
 
-  // NOLINTBEGIN(readability-identifier-naming): RapidJSON's names
+  // The names are those that RapidJSON calls.
   bool Null() { return place().content = Value::Null(), true; }
   bool Bool(bool value) { return place().content = value, true; }
   bool RawNumber(const char*, rapidjson::SizeType length, bool) {
@@ -93,7 +93,6 @@ class JSObject::Value::Builder {
   bool StartArray() { return open(Array()); }
   bool EndObject(rapidjson::SizeType) { return close(); }
   bool EndArray(rapidjson::SizeType) { return close(); }
-  // NOLINTEND(readability-identifier-naming)
 
   // Never called, as numbers come as texts.
   bool Int(int) { return false; }
