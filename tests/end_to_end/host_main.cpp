@@ -73,7 +73,8 @@ int main(int argc, char** argv) {
     next += 2;
   }
   if (next + 2 > argc) return 2;
-  static Ending ending;  // an application that is left behind still refers to it
+  // Never destroyed: an application that is left behind still refers to it.
+  static Ending& ending = *new Ending;
   wzapp::counted_ptr<wzapp::WZApp> app;
   const int code = wzapp::wzAppRun(app, 0, argv[next], argv[next + 1],
                                    propertiesIn(argv + next + 2, argv + argc), onExit, &ending);

@@ -55,13 +55,13 @@ TEST_P(InstallResultTest, ProgressLeavesItAsItIs) {
   EXPECT_EQ(installResult(), GetParam().before);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Results, InstallResultTest,
-    testing::Values(Change{kInstallOk, kInstallError, kInstallWarning},
-                    Change{kInstallNoPackage, kInstallError, kInstallNoPackage},
-                    Change{kInstallError, kInstallError, kInstallError},
-                    Change{kInstallWarning, kInstallError, kInstallWarning}),
-    [](const auto& row) { return "From" + std::to_string(row.param.before); });
+INSTANTIATE_TEST_SUITE_P(Results, InstallResultTest,
+                         testing::Values(Change{kInstallOk, kInstallError, kInstallWarning},
+                                         Change{kInstallNoPackage, kInstallError,
+                                                kInstallNoPackage},
+                                         Change{kInstallError, kInstallError, kInstallError},
+                                         Change{kInstallWarning, kInstallError, kInstallWarning}),
+                         [](const auto& row) { return "From" + std::to_string(row.param.before); });
 
 // Seen from inside the callback: a host that looks at the result while a message arrives sees what
 // the message says.

@@ -183,6 +183,12 @@ TEST_F(BrowserEndTest, LastWordsOfTheBrowserAreTold) {
   EXPECT_THAT(program.readLine(), HasSubstr("the browser has ended: no screws"));
 }
 
+#if defined(__SANITIZE_THREAD__)
+constexpr bool hasThreadOfASanitizer = true;
+#else
+constexpr bool hasThreadOfASanitizer = false;
+#endif
+
 void writeText(const char* path, const std::string& text) { std::ofstream(path) << text; }
 
 // Makes this process one that may not make user namespaces, with its own user as `inside`.
@@ -198,6 +204,7 @@ bool forbidNamespaces(unsigned inside) {
 }
 
 TEST_F(BrowserEndTest, RootWithoutNamespacesIsToldTheCure) {
+  if (hasThreadOfASanitizer) GTEST_SKIP() << "a process with a second thread cannot change users";
   const TestApplication application("");
   const TemporaryDirectory temporary;
   HostOptions options;
@@ -209,6 +216,7 @@ TEST_F(BrowserEndTest, RootWithoutNamespacesIsToldTheCure) {
 }
 
 TEST_F(BrowserEndTest, OrdinaryUserWithoutNamespacesIsNotLeftWaiting) {
+  if (hasThreadOfASanitizer) GTEST_SKIP() << "a process with a second thread cannot change users";
   // Whether the browser runs then depends on the machine: it needs a sandbox of the old kind.
   const TestApplication application("console.log('here'); wz.exit(0)");
   const TemporaryDirectory temporary;
