@@ -137,7 +137,7 @@ bool writeFile(const std::string& path, const std::string& octets, std::string& 
 
 }  // namespace
 
-int startInvocation(InvokeRequest request, std::string& error) {
+int startInvocation(const InvokeRequest& request, std::string& error) {
   InvocationPlan plan;
   const int refused = planInvocation(request, plan, error);
   if (refused != 0) return refused;

@@ -20,7 +20,7 @@ struct InvokeRequest {
 };
 
 /// Starts an invocation. Its id, or a negative ResultCode with the reason in `error`. Any thread.
-int startInvocation(InvokeRequest request, std::string& error);
+int startInvocation(const InvokeRequest& request, std::string& error);
 
 /// Asks an invocation to end. False when there is no such invocation. Any thread.
 bool cancelInvocation(int invocation);

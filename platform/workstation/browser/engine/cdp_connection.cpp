@@ -56,7 +56,7 @@ bool CdpConnection::start(EventHandler onEvent, Task onClosed) {
 }
 
 void CdpConnection::call(const std::string& session, const char* method, const JsonObject& params,
-                         ReplyHandler handler, std::chrono::milliseconds deadline) {
+                         const ReplyHandler& handler, std::chrono::milliseconds deadline) {
   bool ended = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -59,7 +59,7 @@ class CdpConnection {
 
   /// Sends a command; its handler, if any, runs exactly once, after `deadline` at the latest.
   void call(const std::string& session, const char* method, const JsonObject& params,
-            ReplyHandler handler = nullptr,
+            const ReplyHandler& handler = nullptr,
             std::chrono::milliseconds deadline = std::chrono::seconds(30));
 
   /// Runs `task` on the connection's thread. False, and not run, once the connection has ended.

@@ -92,7 +92,7 @@ std::string searchPath(const std::string& name) {
   const std::string path = environmentValue("PATH");
   for (std::size_t begin = 0; begin <= path.size();) {
     const std::size_t end = std::min(path.find(':', begin), path.size());
-    const std::string candidate = path.substr(begin, end - begin) + '/' + name;
+    std::string candidate = path.substr(begin, end - begin) + '/' + name;
     if (candidate[0] == '/' && ::access(candidate.c_str(), X_OK) == 0) return candidate;
     begin = end + 1;
   }

@@ -98,7 +98,7 @@ int uiInvokeURLAsync(int display, int region, const UIProperties& properties,
     request.properties = properties;
     request.callback = callback;
     request.user = user;
-    return startInvocation(std::move(request), lastError);
+    return startInvocation(request, lastError);
   });
 }
 
