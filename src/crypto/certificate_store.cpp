@@ -1,0 +1,152 @@
+#include "crypto/certificate_store.h"
+
+#include <cstring>
+#include <ctime>
+#include <set>
+
+#include "crypto/certificate_check.h"
+#include "crypto/certificate_summary.h"
+#include "crypto/rsa.h"
+#include "crypto/terminal_certificates.h"
+#include "support/install_result.h"
+
+namespace wzapp {
+
+namespace {
+
+struct PermissionKind {
+  std::string_view permission;
+  CertificateKind kind;
+};
+
+constexpr PermissionKind kPermissionKinds[] = {
+    {"S11", kManifestCertificate},
+    {"S14", kApplicationCertificate},
+};
+
+// Of several permissions that mean something the last one counts. kUndecidedCertificate: none does.
+std::int32_t kindOfPermissions(const CertificateSummary& summary) {
+  std::int32_t kind = kUndecidedCertificate;
+  const char* permission = summary.permissions;
+  while (*permission != '\0') {
+    for (const PermissionKind& row : kPermissionKinds) {
+      if (row.permission == permission) kind = row.kind;
+    }
+    permission += std::strlen(permission) + 1;
+  }
+  return kind;
+}
+
+std::int32_t kindFromIssuer(const Certificate& issuer, const CertificateSummary& issued) {
+  return issuer.kind == kSignerAuthority ? kindOfPermissions(issued) : issuer.kind;
+}
+
+// The costly step. It depends on the octets of the two certificates alone.
+bool isIssuedBy(const Certificate& issuer, ByteView der) {
+  return checkAgainstAuthority(der, issuer.der) == kSignatureValid;
+}
+
+// As a summary writes its times.
+std::string currentTime() {
+  const std::time_t now = std::time(nullptr);
+  struct tm utc {};
+  gmtime_r(&now, &utc);
+  char text[32];
+  return {text, std::strftime(text, sizeof text, "%Y%m%d%H%M%S", &utc)};
+}
+
+// Both conditions, deliberately: a certificate that has run out goes on being accepted, and so does
+// one that is not valid yet. Only one that ends before it begins can ever be refused.
+bool isExpired(const CertificateSummary& summary) {
+  const std::string now = currentTime();
+  return now < summary.validFrom && now > summary.validTo;
+}
+
+// The key identifiers of whatever issued a certificate of the table.
+std::set<std::string, std::less<>> issuersOf(std::span<const Authority> table) {
+  std::set<std::string, std::less<>> issuers;
+  CertificateSummary summary;
+  for (const Authority& authority : table) {
+    if (summariseCertificate(authority.der, summary) == 0) issuers.insert(summary.authorityKeyId);
+  }
+  return issuers;
+}
+
+bool readSummary(const char* displayName, ByteView der, CertificateSummary& summary) {
+  if (der.empty()) {
+    reportWarning("Warning: Failed reading certificate '%s': Empty\n", displayName);
+    return false;
+  }
+  const int result = summariseCertificate(der, summary);
+  if (result < 0) {
+    reportWarning("Warning: Failed reading certificate '%s': Error %d\n", displayName, result);
+  }
+  return result == 0;
+}
+
+}  // namespace
+
+void CertificateStore::rebuild() {
+  certificates_.clear();
+  addTerminalRoots();
+  addAuthorities();
+}
+
+void CertificateStore::addTerminalRoots() {
+  const std::set<std::string, std::less<>> issuers = issuersOf(table_);
+  TerminalCertificates certificates;
+  while (certificates.next()) {
+    const CertificateSummary& summary = certificates.summary();
+    if (!issuers.contains(std::string_view(summary.subjectKeyId))) continue;
+    report("Adding OS certificate SN=%s\n", summary.serial);
+    insert(summary.subjectKeyId, kRootCertificate, certificates.der());
+  }
+}
+
+void CertificateStore::addAuthorities() {
+  CertificateSummary summary;
+  for (const Authority& authority : table_) {
+    if (summariseCertificate(authority.der, summary) != 0) continue;
+    if (find(summary.authorityKeyId) == nullptr) continue;
+    add(std::string("SN=") + summary.serial, authority.der, authority.kind);
+  }
+}
+
+void CertificateStore::add(const std::string& displayName, ByteView der, std::int32_t kind) {
+  const char* const name = displayName.c_str();
+  report("Adding certificate %s\n", name);
+
+  CertificateSummary summary;
+  if (!readSummary(name, der, summary)) return;
+  if (isExpired(summary)) {
+    reportWarning("Warning: Failed adding certificate '%s': Expired\n", name);
+    return;
+  }
+  const std::shared_ptr<const Certificate> issuer = find(summary.authorityKeyId);
+  if (issuer == nullptr) {
+    reportWarning("Warning: Failed adding certificate '%s': CA not found\n", name);
+    return;
+  }
+  if (!isIssuedBy(*issuer, der)) {
+    reportWarning("Warning: Failed adding certificate '%s': Validation failed\n", name);
+    return;
+  }
+  if (kind == kUndecidedCertificate) kind = kindFromIssuer(*issuer, summary);
+  if (kind == kUndecidedCertificate) {
+    reportWarning("Warning: Failed adding certificate '%s': Invalid file type\n", name);
+    return;
+  }
+  insert(summary.subjectKeyId, kind, der);
+}
+
+std::shared_ptr<const Certificate> CertificateStore::find(std::string_view subjectKeyId) const {
+  const auto found = certificates_.find(subjectKeyId);
+  return found == certificates_.end() ? nullptr : found->second;
+}
+
+void CertificateStore::insert(const char* subjectKeyId, std::int32_t kind, ByteView der) {
+  certificates_[subjectKeyId] = std::make_shared<const Certificate>(
+      Certificate{kind, std::vector<std::uint8_t>(der.begin(), der.end())});
+}
+
+}  // namespace wzapp
