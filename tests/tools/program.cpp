@@ -35,8 +35,9 @@ bool appendFrom(int& pipe, std::string& text) {
 
 }  // namespace
 
-Program::Program(const std::vector<std::string>& arguments, const std::function<void()>& prepare) {
-  std::vector<std::string> texts{WZ_PROGRAM};
+Program::Program(const std::vector<std::string>& arguments, const std::function<void()>& prepare,
+                 const std::string& program) {
+  std::vector<std::string> texts{program};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
   for (std::string& text : texts) pointers.push_back(text.data());
@@ -53,7 +54,7 @@ Program::Program(const std::vector<std::string>& arguments, const std::function<
     // Also where this program itself was started to run in the background.
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, SIG_DFL);
     if (prepare) prepare();
-    execv(WZ_PROGRAM, pointers.data());
+    execv(program.c_str(), pointers.data());
     _exit(126);
   }
   close(out[1]);
@@ -99,7 +100,7 @@ int Program::wait() {
   while (readSome()) {
   }
   if (outPipe_ >= 0 || errorPipe_ >= 0) {
-    ADD_FAILURE() << "wz did not end within a minute of silence:\n" << outputs();
+    ADD_FAILURE() << "the program did not end within a minute of silence:\n" << outputs();
     kill(id_, SIGKILL);
   }
   int status = 0;
@@ -111,9 +112,14 @@ int Program::wait() {
 
 ProgramResult runWz(const std::vector<std::string>& arguments,
                     const std::function<void()>& prepare) {
-  Program program(arguments, prepare);
-  const int code = program.wait();
-  return {code, program.out(), program.errors()};
+  return runProgram(WZ_PROGRAM, arguments, prepare);
+}
+
+ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::function<void()>& prepare) {
+  Program running(arguments, prepare, program);
+  const int code = running.wait();
+  return {code, running.out(), running.errors()};
 }
 
 std::vector<std::string> linesOf(const std::string& text) {

@@ -1,4 +1,5 @@
-/// Runs `wz` as a user does: as a program of its own, with its output read back.
+/// Runs `wz`, or a tool of the build, as a user does: as a program of its own, with its output read
+/// back.
 #ifndef WZAPP_TESTS_TOOLS_PROGRAM_H
 #define WZAPP_TESTS_TOOLS_PROGRAM_H
 
@@ -10,12 +11,13 @@
 
 namespace wzapp_test {
 
-/// A running `wz`. What it writes is collected; it is killed when the object goes first.
+/// A running program. What it writes is collected; it is killed when the object goes first.
 class Program {
  public:
-  /// `prepare` runs in the new process before the program does.
+  /// `prepare` runs in the new process before the program does, which is `wz` unless told.
   explicit Program(const std::vector<std::string>& arguments,
-                   const std::function<void()>& prepare = nullptr);
+                   const std::function<void()>& prepare = nullptr,
+                   const std::string& program = WZ_PROGRAM);
   ~Program();
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
@@ -50,6 +52,10 @@ struct ProgramResult {
 
 ProgramResult runWz(const std::vector<std::string>& arguments,
                     const std::function<void()>& prepare = nullptr);
+
+/// The same for another program.
+ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::function<void()>& prepare = nullptr);
 
 /// The lines of `text`, without their line feeds.
 std::vector<std::string> linesOf(const std::string& text);
