@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Usage: authorities.sh SOURCE_DIR COMPILER DEVKEYS GENERATOR
+# What configuring and building make of WZAPP_AUTHORITIES. The generator is the one that the build
+# around this test has made, so that little is compiled.
+set -euo pipefail
+source=$1 compiler=$2 devkeys=$3 generator=$4
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+keys=$scratch/product build=$scratch/build
+
+fail() {
+  printf '%s\n' "$*"
+  cat "$scratch/output"
+  exit 1
+}
+configure() {
+  cmake -S "$source" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DWZAPP_TESTS=OFF \
+    -DWZAPP_AUTHORITY_GENERATOR="$generator" "$@" >"$scratch/output" 2>&1
+}
+build() { cmake --build "$build" --target wzapp_authorities >"$scratch/output" 2>&1; }
+# How many sources the last build compiled.
+compiled() { grep -c 'Building CXX object' "$scratch/output" || true; }
+
+"$devkeys" "$keys"
+
+configure -DWZAPP_AUTHORITIES= || fail "Without WZAPP_AUTHORITIES it does not configure."
+grep -q 'TRUSTS DEVELOPMENT KEYS and is NOT FOR TERMINALS' "$scratch/output" ||
+  fail "Configuring does not say that development keys are trusted."
+
+configure -DWZAPP_AUTHORITIES="$scratch" && fail "A folder without a table configures."
+grep -q "there is no $scratch/authorities.txt" "$scratch/output" || fail "The table is not missed."
+
+configure -DWZAPP_AUTHORITIES="$keys" || fail "A product's authorities do not configure."
+if grep -qi 'development keys' "$scratch/output"; then
+  fail "Development keys are spoken of where a product's authorities are given."
+fi
+build || fail "A product's authorities do not build."
+[ "$(compiled)" -eq 1 ] || fail "More than one source was compiled."
+
+# A comment makes no other table.
+{ echo '# Our own'; cat "$keys/authorities.txt"; } >"$scratch/table"
+cp "$scratch/table" "$keys/authorities.txt"
+build || fail "A comment in the table stops the build."
+[ "$(compiled)" -eq 0 ] || fail "A comment in the table has sources compiled again."
+
+# Another certificate does.
+cp "$keys/authorities/2.der" "$keys/authorities/1.der"
+build || fail "Another certificate does not build."
+[ "$(compiled)" -eq 1 ] || fail "Another certificate was not compiled in."
+
+sed -i '/9.der/d' "$keys/authorities.txt"
+if build; then fail "A table of eight rows builds."; fi
+grep -q "$keys/authorities.txt: has 8 rows" "$scratch/output" || fail "The message is missing."
+
+cp "$scratch/table" "$keys/authorities.txt"
+rm "$keys/authorities/9.der"
+if build; then fail "A table with a missing file builds."; fi
+grep -q "$keys/authorities/9.der: cannot be read" "$scratch/output" || fail "The message is missing."
