@@ -7,13 +7,16 @@
 #include <string>
 
 #include "installer/directories.h"
+#include "tests/builders/failing_memory.h"
 #include "tests/builders/test_terminal.h"
-#include "tests/runtime/stubs/failing_memory.h"
 #include "wzapp/wzapp.h"
 
 namespace wzapp {
 namespace {
 
+using wzapp_test::endShortage;
+using wzapp_test::failAllocation;
+using wzapp_test::Shortage;
 using wzapp_test::TestTerminal;
 
 constexpr int kMoreThanAnyAllocations = 1000;
@@ -27,9 +30,9 @@ TEST(DirectoriesMemoryTest, TheSourceDirectoryCannotBeCreatedWithoutIt) {
     const TestTerminal terminal;
     const char* format = nullptr;
 
-    stubs::failAllocation(nth, stubs::Shortage::kForGood);
+    failAllocation(nth, Shortage::kForGood);
     const int result = wzInstallCreateSourceDir(keepFormat, &format);
-    if (!stubs::endShortage()) {
+    if (!endShortage()) {
       EXPECT_EQ(result, 0);
       break;
     }
@@ -48,13 +51,13 @@ TEST(DirectoriesMemoryTest, TheConfigurationRootIsLeftForAnotherTry) {
     const TestTerminal terminal;
     bool wasThrown = false;
 
-    stubs::failAllocation(nth, stubs::Shortage::kOnce);
+    failAllocation(nth, Shortage::kOnce);
     try {
       static_cast<void>(prepareConfigRoot(nullptr, nullptr));
     } catch (const std::bad_alloc&) {
       wasThrown = true;
     }
-    if (!stubs::endShortage()) break;
+    if (!endShortage()) break;
 
     EXPECT_TRUE(wasThrown) << nth;
     EXPECT_TRUE(prepareConfigRoot(nullptr, nullptr)) << nth;
@@ -67,10 +70,10 @@ TEST(DirectoriesMemoryTest, AnExistingConfigurationRootNeedsNone) {
   const TestTerminal terminal;
   ASSERT_TRUE(prepareConfigRoot(nullptr, nullptr));
 
-  stubs::failAllocation(1, stubs::Shortage::kForGood);
+  failAllocation(1, Shortage::kForGood);
   const bool isUsable = prepareConfigRoot(nullptr, nullptr);
 
-  EXPECT_FALSE(stubs::endShortage());
+  EXPECT_FALSE(endShortage());
   EXPECT_TRUE(isUsable);
 }
 

@@ -7,15 +7,14 @@
 
 #include "runtime/app_log.h"
 #include "runtime/script_bridge.h"
+#include "tests/builders/failing_memory.h"
 #include "tests/runtime/host_program.h"
 #include "tests/runtime/log_reader.h"
-#include "tests/runtime/stubs/failing_memory.h"
 
 namespace wzapp_test {
 namespace {
 
 using stubs::platform;
-using stubs::Shortage;
 using testing::AnyOf;
 using testing::IsEmpty;
 using wzapp::wzAppRun;
@@ -42,10 +41,10 @@ TEST_P(MemoryTest, StartGivesFourAndNoApplication) {
 
   const int allocations = withEachAllocationFailing([&](int nth) {
     HostProgram host;
-    stubs::failAllocation(nth, GetParam());
+    failAllocation(nth, GetParam());
     const int result =
         wzAppRun(host.app, 1, 1, kShopManifest, "desktop", params, HostProgram::onExit, &host);
-    lastHasFailed = stubs::endShortage();
+    lastHasFailed = endShortage();
 
     if (result == 0) {
       host.awaitEnd();
@@ -74,11 +73,11 @@ TEST_P(MemoryTest, RunTellsTheHostOnceAndEndsTheApplication) {
 
   const int allocations = withEachAllocationFailing([&](int nth) {
     platform().answers.localProperties = [&](bool local) {
-      if (local) stubs::failAllocation(nth, GetParam());
+      if (local) failAllocation(nth, GetParam());
     };
     HostProgram host;
     bool failed = false;
-    host.whenTold = [&] { failed = stubs::endShortage(); };
+    host.whenTold = [&] { failed = endShortage(); };
 
     ASSERT_EQ(host.run(kShopManifest, "desktop", params), 0);
     host.awaitEnd();
@@ -100,11 +99,11 @@ TEST_P(MemoryTest, NotifyIsRefused) {
   platform().answers.notify = [](const stubs::Notification&) { return 7; };
 
   const int allocations = withEachAllocationFailing([&](int nth) {
-    stubs::failAllocation(nth, GetParam());
+    failAllocation(nth, GetParam());
     const int result =
         wzapp::onScriptNotify(nullptr, "a rather long name of a receiver",
                               "a rather long name of a notification", "{\"a\":[1,2]}", 0, "shop");
-    lastHasFailed = stubs::endShortage();
+    lastHasFailed = endShortage();
 
     // The parser keeps a single failure to itself: then the empty value is sent.
     if (result != 7 || GetParam() == Shortage::kForGood) {
@@ -123,11 +122,11 @@ TEST_P(MemoryTest, NotifyAndWaitHasNoReplyAndNoRegistrationLeft) {
 
   const int allocations = withEachAllocationFailing([&](int nth) {
     std::string reply = "before";
-    stubs::failAllocation(nth, GetParam());
+    failAllocation(nth, GetParam());
     const int result = wzapp::onScriptNotifyAndWait(
         nullptr, "a rather long name of a receiver", "a rather long name of a notification",
         "{\"a\":[1,2]}", 0, "shop", "a rather long name of a reply", reply, 0);
-    lastHasFailed = stubs::endShortage();
+    lastHasFailed = endShortage();
 
     // What runs out behind the reply's arrival, in unregistering, changes nothing any more.
     if (result == 0) {
@@ -150,9 +149,9 @@ TEST_P(MemoryTest, LineIsLostAndTheLogGoesOn) {
 
   const int allocations = withEachAllocationFailing([&](int nth) {
     const std::vector<std::string> args = {std::string(300, 'x'), std::string(41000, 'x')};
-    stubs::failAllocation(nth, GetParam());
+    failAllocation(nth, GetParam());
     wzapp::onScriptLog(nullptr, "shop", js::JS_LOG_INFO, args);
-    lastHasFailed = stubs::endShortage();
+    lastHasFailed = endShortage();
   });
 
   EXPECT_GT(allocations, 8);

@@ -9,8 +9,8 @@
 #include "runtime/app_log.h"
 #include "runtime/script_bridge.h"
 #include "tests/builders/child_process.h"
+#include "tests/builders/failing_memory.h"
 #include "tests/runtime/host_program.h"
-#include "tests/runtime/stubs/failing_memory.h"
 
 namespace wzapp_test {
 namespace {
@@ -81,9 +81,9 @@ TEST(RegistrationTest, IsMadeUpForWhenMemoryWasOutTheFirstTime) {
   const TestTerminal terminal;
 
   runInChild([] {
-    stubs::failAllocation(1, stubs::Shortage::kForGood);
+    failAllocation(1, Shortage::kForGood);
     const int withoutMemory = runWithoutArguments();
-    stubs::endShortage();
+    endShortage();
     const int withMemory = runWithoutArguments();
 
     EXPECT_EQ(withoutMemory, 4);

@@ -1,8 +1,9 @@
-// Lets memory run out: replaces operator new of the whole program.
-#ifndef WZAPP_TESTS_RUNTIME_STUBS_FAILING_MEMORY_H
-#define WZAPP_TESTS_RUNTIME_STUBS_FAILING_MEMORY_H
+// Lets memory run out: a test program that lists wzapp_failing_memory among its LIBS has its
+// operator new replaced.
+#ifndef WZAPP_TESTS_BUILDERS_FAILING_MEMORY_H
+#define WZAPP_TESTS_BUILDERS_FAILING_MEMORY_H
 
-namespace stubs {
+namespace wzapp_test {
 
 enum class Shortage {
   kOnce,     // one allocation fails
@@ -15,6 +16,6 @@ void failAllocation(int nth, Shortage shortage);
 // Ends the shortage on the calling thread; true if an allocation has failed.
 bool endShortage();
 
-}  // namespace stubs
+}  // namespace wzapp_test
 
-#endif  // WZAPP_TESTS_RUNTIME_STUBS_FAILING_MEMORY_H
+#endif  // WZAPP_TESTS_BUILDERS_FAILING_MEMORY_H

@@ -1,4 +1,4 @@
-#include "tests/runtime/stubs/failing_memory.h"
+#include "tests/builders/failing_memory.h"
 
 #include <cstddef>
 #include <cstdlib>
@@ -19,7 +19,7 @@ bool mustFail() {
 
 }  // namespace
 
-namespace stubs {
+namespace wzapp_test {
 
 void failAllocation(int nth, Shortage shortage) {
   allocationsLeft = nth;
@@ -33,7 +33,7 @@ bool endShortage() {
   return result;
 }
 
-}  // namespace stubs
+}  // namespace wzapp_test
 
 void* operator new(std::size_t size) {
   void* const memory = mustFail() ? nullptr : std::malloc(size == 0 ? 1 : size);
