@@ -68,14 +68,39 @@ SharedNotification readNotification(sd_bus_message* message) {
   return read && !notification->text.empty() ? notification : nullptr;
 }
 
-Message newDaemonCall(sd_bus* bus, const char* method, const std::string& text) {
+Message newDaemonCall(sd_bus* bus, const char* method) {
   sd_bus_message* call = nullptr;
-  if (sd_bus_message_new_method_call(bus, &call, kDaemonName, kDaemonPath, kDaemonName, method) <
-      0) {
+  const int code =
+      sd_bus_message_new_method_call(bus, &call, kDaemonName, kDaemonPath, kDaemonName, method);
+  return code < 0 ? nullptr : Message(call);
+}
+
+Message newDaemonCall(sd_bus* bus, const char* method, const std::string& text) {
+  Message call = newDaemonCall(bus, method);
+  return call && sd_bus_message_append(call.get(), "s", text.c_str()) >= 0 ? std::move(call)
+                                                                           : nullptr;
+}
+
+// The signal that carries a notification, to the owner of its address's name.
+Message newSignal(sd_bus* bus, const Notification& notification) {
+  sd_bus_message* signal = nullptr;
+  if (sd_bus_message_new_signal(bus, &signal, kBusPath, kBusInterface, kBusMember) < 0) {
     return nullptr;
   }
-  Message message(call);
-  return sd_bus_message_append(call, "s", text.c_str()) < 0 ? nullptr : std::move(message);
+  Message message(signal);
+  int code = sd_bus_message_set_destination(signal, busName(notification.to).c_str());
+  if (code >= 0) code = sd_bus_message_set_auto_start(signal, 0);  // there is nothing to start
+  if (code >= 0) {
+    code = sd_bus_message_append(signal, "ss", busKey(notification.to).c_str(),
+                                 busKey(notification.name).c_str());
+  }
+  for (const std::string_view octets :
+       {std::string_view(notification.from), std::string_view(notification.to),
+        std::string_view(notification.name), std::string_view(notification.text)}) {
+    if (code >= 0) code = appendOctets(signal, octets);
+  }
+  if (code >= 0) code = sd_bus_message_append(signal, "u", notification.flags);
+  return code < 0 ? nullptr : std::move(message);
 }
 
 }  // namespace
@@ -87,9 +112,13 @@ std::size_t BusConnection::sizeOf(const Notification& notification) {
          notification.text.size();
 }
 
+// What has become of a notification. The bus says so only where it found nobody; that it has got
+// past the notification shows by the answer to a call behind it.
 struct BusConnection::Question {
   BusConnection& connection;
   SharedNotification notification;
+  std::uint64_t cookie;  // the bus's name for the notification
+  bool isReturned = false;
   std::list<Question>::iterator self;
 };
 
@@ -106,6 +135,7 @@ struct BusConnection::MatchAnswer {
 struct BusConnection::Callbacks {
   static int onMessage(sd_bus_message* message, void* connection, sd_bus_error*) {
     auto& self = *static_cast<BusConnection*>(connection);
+    if (sd_bus_message_is_method_error(message, nullptr) > 0) return onReturned(self, message);
     if (sd_bus_message_is_signal(message, kBusInterface, kBusMember) <= 0) return 0;
     if (isOwn(self, message)) return 1;
     try {
@@ -117,14 +147,23 @@ struct BusConnection::Callbacks {
     return 1;
   }
 
+  // The errors come in the order of the notifications.
+  static int onReturned(BusConnection& self, sd_bus_message* error) {
+    std::uint64_t cookie = 0;
+    if (sd_bus_message_get_reply_cookie(error, &cookie) < 0) return 0;
+    for (Question& question : self.questions_) {
+      if (question.cookie == cookie) question.isReturned = true;
+      if (question.cookie >= cookie) break;
+    }
+    return 1;
+  }
+
   static int onAnswer(sd_bus_message* answer, void* question, sd_bus_error*) {
     auto& asked = *static_cast<Question*>(question);
     BusConnection& self = asked.connection;
     const SharedNotification notification = std::move(asked.notification);
+    const bool reached = !asked.isReturned && sd_bus_message_is_method_error(answer, nullptr) <= 0;
     self.questions_.erase(asked.self);
-    int hasOwner = 0;
-    const bool reached = sd_bus_message_is_method_error(answer, nullptr) <= 0 &&
-                         sd_bus_message_read(answer, "b", &hasOwner) > 0 && hasOwner != 0;
     try {
       if (!reached) self.sink_.unreached(notification);
     } catch (...) {
@@ -218,27 +257,20 @@ void BusConnection::leave(std::string_view address, std::string_view name, bool 
 }
 
 BusConnection::Result BusConnection::send(const SharedNotification& notification, bool ask) {
-  sd_bus_message* signal = nullptr;
-  int code = sd_bus_message_new_signal(bus_.get(), &signal, kBusPath, kBusInterface, kBusMember);
+  const Message signal = newSignal(bus_.get(), *notification);
+  if (!signal) return failure(-ENOMEM);
+  std::uint64_t cookie = 0;
+  const int code = sd_bus_send(bus_.get(), signal.get(), &cookie);
   if (code < 0) return failure(code);
-  const Message message(signal);
-  code = sd_bus_message_append(signal, "ss", busKey(notification->to).c_str(),
-                               busKey(notification->name).c_str());
-  for (const std::string_view octets :
-       {std::string_view(notification->from), std::string_view(notification->to),
-        std::string_view(notification->name), std::string_view(notification->text)}) {
-    if (code >= 0) code = appendOctets(signal, octets);
-  }
-  if (code >= 0) code = sd_bus_message_append(signal, "u", notification->flags);
-  if (code >= 0) code = sd_bus_send(bus_.get(), signal, nullptr);
-  if (code < 0) return failure(code);
-  return ask ? this->ask(notification) : Result::kDone;
+  return ask ? this->ask(notification, cookie) : Result::kDone;
 }
 
-BusConnection::Result BusConnection::ask(const SharedNotification& notification) {
-  const Message call = newDaemonCall(bus_.get(), "NameHasOwner", busName(notification->to));
+// The call has no other purpose than to be answered behind what went before it.
+BusConnection::Result BusConnection::ask(const SharedNotification& notification,
+                                         std::uint64_t cookie) {
+  const Message call = newDaemonCall(bus_.get(), "GetId");
   if (!call) return failure(-ENOMEM);
-  questions_.push_back({*this, notification, {}});
+  questions_.push_back({*this, notification, cookie, false, {}});
   const auto question = std::prev(questions_.end());
   question->self = question;
   const int code = sd_bus_call_async(bus_.get(), nullptr, call.get(), Callbacks::onAnswer,

@@ -2,6 +2,11 @@
 //
 // Not thread-safe: its owner holds one lock around every call. Only poll(2) on pollable() is done
 // without it. What comes in is handed to a BusSink from within process() and the calls that wait.
+//
+// A notification is sent to the bus name of its address. The bus takes it to the name's owner, or
+// sends it back when there is none: one decision at one moment, so that nobody who is just coming
+// or going both gets a notification and is reported as not there. Registrants that queue for the
+// name get theirs by their matches.
 #ifndef WORKSTATION_ZELIPC_BUS_CONNECTION_H
 #define WORKSTATION_ZELIPC_BUS_CONNECTION_H
 
@@ -62,8 +67,8 @@ class BusConnection {
   /// The reverse. The bus does it in its own time.
   void leave(std::string_view address, std::string_view name, bool isLastOfAddress);
 
-  /// Sends a notification whose payload is in its text; never blocks. With `ask` the bus is asked
-  /// behind it whether anybody has the address, and if nobody does the sink is told.
+  /// Sends a notification whose payload is in its text; never blocks. With `ask` the sink is told
+  /// when nobody has the address.
   Result send(const SharedNotification& notification, bool ask);
 
   /// Reads and writes what can be without blocking, up to a few dozen messages. False when the
@@ -92,7 +97,7 @@ class BusConnection {
   using Bus = std::unique_ptr<sd_bus, BusCloser>;
 
   BusConnection(Bus bus, BusSink& sink);
-  Result ask(const SharedNotification& notification);
+  Result ask(const SharedNotification& notification, std::uint64_t cookie);
   Result callAndWait(const char* method, const std::string& text, const std::uint32_t* flags);
   void callAndForget(const char* method, const std::string& text);
   Result failure(int code);

@@ -44,7 +44,7 @@ std::string busName(std::string_view address) { return "zelipc.a" + busKey(addre
 
 std::string busMatch(std::string_view address, std::string_view name) {
   return std::string("type='signal',interface='") + kBusInterface + "',member='" + kBusMember +
-         "',arg0='" + busKey(address) + "',arg1='" + busKey(name) + "'";
+         "',eavesdrop='true',arg0='" + busKey(address) + "',arg1='" + busKey(name) + "'";
 }
 
 }  // namespace workstation

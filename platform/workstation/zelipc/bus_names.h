@@ -12,8 +12,9 @@
 
 namespace workstation {
 
-// Where notifications are found on the bus: signals that carry the keys of the address and the
-// name, then sender, address, name and payload as octets, then the flags.
+// Where notifications are found on the bus: signals to the bus name of the address that carry the
+// keys of the address and the name, then sender, address, name and payload as octets, then the
+// flags.
 inline constexpr const char* kBusPath = "/zelipc";
 inline constexpr const char* kBusInterface = "zelipc.Notifications";
 inline constexpr const char* kBusMember = "Notification";
@@ -24,7 +25,8 @@ std::string busKey(std::string_view text);
 /// The bus name that the processes with a registrant at `address` own or queue for.
 std::string busName(std::string_view address);
 
-/// The match rule for the notifications named `name` to `address`.
+/// The match rule for the notifications named `name` to `address`, also for those that the bus
+/// takes to another process.
 std::string busMatch(std::string_view address, std::string_view name);
 
 }  // namespace workstation

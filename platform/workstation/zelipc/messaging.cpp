@@ -253,6 +253,7 @@ int Messaging::notify(const std::string& to, const std::string& name,
   notification->name = name;
   notification->flags = flags;
   const Audience audience = audienceOf(to);
+  notification->number = audience.number;
 
   bool sent = false;
   if (connected_) {
@@ -272,7 +273,8 @@ int Messaging::notify(const std::string& to, const std::string& name,
 
 Messaging::Audience Messaging::audienceOf(const std::string& address) {
   const std::lock_guard lock(mutex_);
-  return {registrations_.hasAddress(address), !registrations_.errorReceivers().empty()};
+  return {registrations_.hasAddress(address), !registrations_.errorReceivers().empty(),
+          ++lastNumber_};
 }
 
 int Messaging::sendToBus(const SharedNotification& notification, bool ask, bool& sent) {
@@ -287,7 +289,9 @@ int Messaging::sendToBus(const SharedNotification& notification, bool ask, bool&
 
 void Messaging::enqueue(SharedNotification notification, bool isError) {
   const std::lock_guard lock(mutex_);
-  queue_.push_back({std::move(notification), isError, ++lastNumber_});
+  // An error may come long after; who has registered meanwhile has not sent the notification.
+  const std::uint64_t number = isError ? notification->number : ++lastNumber_;
+  queue_.push_back({std::move(notification), isError, number});
   if (!sleeping_) return;
   sleeping_ = false;
   wakeEvent_.notify();

@@ -72,8 +72,9 @@ class Messaging final : private BusSink {
 
   // Who in this process a notification concerns.
   struct Audience {
-    bool isHere;       // somebody has the address
-    bool hearsErrors;  // somebody wants to know that nobody has
+    bool isHere;           // somebody has the address
+    bool hearsErrors;      // somebody wants to know that nobody has
+    std::uint64_t number;  // who registers from now on is not part of it
   };
 
   Messaging() = default;

@@ -2,6 +2,7 @@
 #ifndef WORKSTATION_ZELIPC_NOTIFICATION_H
 #define WORKSTATION_ZELIPC_NOTIFICATION_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -16,6 +17,7 @@ struct Notification {
   unsigned flags = 0;
   zelipc::JSObject payload;  // unless it is still the JSON text below
   std::string text;          // empty: the payload is there
+  std::uint64_t number = 0;  // when this process sent it, beside its registrations
 };
 
 /// One that several hold: the queue, a question to the bus.

@@ -40,7 +40,7 @@ TEST(BusNamesTest, AreOneForEachText) {
 TEST(BusNamesTest, TheMatchAsksForTheKeys) {
   EXPECT_EQ(busMatch("a", "n"),
             "type='signal',interface='zelipc.Notifications',member='Notification',"
-            "arg0='61',arg1='6e'");
+            "eavesdrop='true',arg0='61',arg1='6e'");
 }
 
 TEST(BusNamesTest, ASocketAddressEscapesWhatMayNotStandPlain) {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zelipc/zelipc.h"
@@ -58,6 +59,12 @@ class Inbox {
   }
 
   std::vector<Received> all() { return await(0); }
+
+  /// The same, and forgets it.
+  std::vector<Received> take() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(received_, {});
+  }
 
   static void receive(void* inbox, const std::string& from, const std::string& to,
                       const std::string& name, const zelipc::JSObject& payload, unsigned flags) {

@@ -39,6 +39,62 @@ void serve(const Line& line, const std::string& address, const std::string& name
   line.await();
 }
 
+// A connection that speaks to the bus without this library.
+class Stranger {
+ public:
+  explicit Stranger(const TestBus& bus) {
+    sd_bus_new(&bus_);
+    sd_bus_set_address(bus_, workstation::busAddress(bus.socketPath()).c_str());
+    sd_bus_set_bus_client(bus_, 1);
+    EXPECT_GE(sd_bus_start(bus_), 0);
+  }
+  Stranger(const Stranger&) = delete;
+  Stranger& operator=(const Stranger&) = delete;
+  ~Stranger() { sd_bus_close_unref(bus_); }
+
+  void flush() { EXPECT_GE(sd_bus_flush(bus_), 0); }
+
+  void match(const std::string& rule) {
+    EXPECT_GE(sd_bus_add_filter(bus_, nullptr, &Stranger::count, this), 0);
+    callBus("AddMatch", "s", rule.c_str());
+  }
+  void own(const std::string& name) { EXPECT_GE(sd_bus_request_name(bus_, name.c_str(), 0), 0); }
+
+  /// How many notifications the bus has brought here so far.
+  int received() {
+    callBus("GetId", "");
+    while (sd_bus_process(bus_, nullptr) > 0) {
+    }
+    return received_;
+  }
+
+  template <class... Arguments>
+  void send(const char* types, const Arguments&... arguments) {
+    EXPECT_GE(sd_bus_emit_signal(bus_, workstation::kBusPath, workstation::kBusInterface,
+                                 workstation::kBusMember, types, arguments...),
+              0);
+  }
+
+ private:
+  // With this answer everything that the bus sent before it is here.
+  template <class... Arguments>
+  void callBus(const char* method, const char* types, Arguments... arguments) {
+    EXPECT_GE(
+        sd_bus_call_method(bus_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus", method, nullptr, nullptr, types, arguments...),
+        0);
+  }
+
+  static int count(sd_bus_message* message, void* self, sd_bus_error*) {
+    if (sd_bus_message_is_signal(message, workstation::kBusInterface, workstation::kBusMember) > 0)
+      ++static_cast<Stranger*>(self)->received_;
+    return 0;
+  }
+
+  sd_bus* bus_ = nullptr;
+  int received_ = 0;
+};
+
 class IpcBusTest : public ::testing::Test {
  protected:
   IpcBusTest() { bus_.start(); }
@@ -142,6 +198,43 @@ TEST_F(IpcBusTest, WhatNobodyIsThereForComesBack) {
     EXPECT_EQ(ipcNotify("nobody", "n", JSObject("text"), 3, "me"), 0);
 
     EXPECT_THAT(inbox.await(1), ElementsAre(Received{"me", "nobody", "n", "\"text\"", 3}));
+  });
+}
+
+// A registrant takes its match and its name one after the other. Whoever was told that nobody is
+// there while it had the one and not yet the other must not have reached it: it would answer to
+// nobody.
+TEST_F(IpcBusTest, WhatComesBackHasReachedNobody) {
+  runInChild([this] {
+    Stranger shop(bus_);
+    shop.match(workstation::busMatch("shop", "ask"));
+
+    EXPECT_EQ(Call("shop", "ask", "app").run(JSObject()), Call::Outcome::kUnreached);
+    EXPECT_EQ(shop.received(), 0);
+
+    shop.own(workstation::busName("shop"));
+    Inbox errors;
+    errors.listenForErrors();
+    ipcNotify("shop", "ask", JSObject(), 0, "app");
+    EXPECT_EQ(Call("nobody", "ask", "app").run(JSObject()), Call::Outcome::kUnreached);
+    EXPECT_EQ(shop.received(), 1);
+    EXPECT_THAT(errors.all(), SizeIs(1));  // of the call to nobody
+  });
+}
+
+TEST_F(IpcBusTest, WhatComesBackLateIsNotForThoseWhoListenSince) {
+  runInChild([this] {
+    Inbox before, since;
+    before.listenForErrors();
+    bus_.pause();
+    ipcNotify("nobody", "n", JSObject(1), 0, "me");
+
+    since.listenForErrors();
+    bus_.resume();
+    ASSERT_THAT(before.await(1), SizeIs(1));
+    ipcNotify("nobody", "n", JSObject(2), 0, "me");
+
+    EXPECT_THAT(since.await(1), ElementsAre(Received{"me", "nobody", "n", "2", 0}));
   });
 }
 
@@ -296,32 +389,6 @@ TEST_F(IpcBusTest, AReceiverThatDoesNotReadHoldsNobodyUp) {
 
 // ---- What others may put on the bus
 // --------------------------------------------------------------
-
-// A connection that speaks to the bus without this library.
-class Stranger {
- public:
-  explicit Stranger(const TestBus& bus) {
-    sd_bus_new(&bus_);
-    sd_bus_set_address(bus_, workstation::busAddress(bus.socketPath()).c_str());
-    sd_bus_set_bus_client(bus_, 1);
-    EXPECT_GE(sd_bus_start(bus_), 0);
-  }
-  Stranger(const Stranger&) = delete;
-  Stranger& operator=(const Stranger&) = delete;
-  ~Stranger() { sd_bus_close_unref(bus_); }
-
-  void flush() { EXPECT_GE(sd_bus_flush(bus_), 0); }
-
-  template <class... Arguments>
-  void send(const char* types, const Arguments&... arguments) {
-    EXPECT_GE(sd_bus_emit_signal(bus_, workstation::kBusPath, workstation::kBusInterface,
-                                 workstation::kBusMember, types, arguments...),
-              0);
-  }
-
- private:
-  sd_bus* bus_ = nullptr;
-};
 
 TEST_F(IpcBusTest, WhatIsNoNotificationIsPassedOver) {
   const std::string address = workstation::busKey("a");

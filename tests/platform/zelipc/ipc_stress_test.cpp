@@ -2,6 +2,8 @@
 // two on a bus, with the bus dying in between.
 
 #include <atomic>
+#include <chrono>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +22,7 @@ using zelipc::ipcNotify;
 using zelipc::JSObject;
 using zelipc_test::Call;
 using zelipc_test::Echo;
+using zelipc_test::Inbox;
 using zelipc_test::Line;
 using zelipc_test::Peer;
 using zelipc_test::TestBus;
@@ -125,6 +128,50 @@ TEST(IpcStressTest, RegistrationsThatComeAndGoInTwoProcesses) {
   runInChild(churn);
 
   EXPECT_TRUE(other.await());
+}
+
+// Registers and unregisters at "shop" until the line gives a sign.
+void comeAndGo(const Line& line) {
+  std::atomic<bool> over{false};
+  std::thread watch([&] {
+    line.await();
+    over = true;
+  });
+  while (!over) {
+    const Echo echo("shop", "ask");
+    // Stays for a moment: as long as it takes to hear from the bus.
+    EXPECT_EQ(Call("nobody", "ask", "shop").run(JSObject()), Call::Outcome::kUnreached);
+  }
+  watch.join();
+}
+
+TEST(IpcStressTest, WhatComesBackWasNotAnsweredWhoeverComesAndGoes) {
+  TestBus bus;
+  bus.start();
+  const Peer shop(comeAndGo);
+
+  runInChild([] {
+    constexpr std::size_t kEnough = 50;
+    Inbox inbox;  // of answers, named "ask_reply", and of what comes back, named "ask"
+    inbox.listen("app", "ask_reply");
+    inbox.listenForErrors();
+    std::set<std::string> answered, returned;
+    const auto deadline = std::chrono::steady_clock::now() + zelipc_test::kPatience;
+
+    for (int i = 0; answered.size() < kEnough || returned.size() < kEnough; ++i) {
+      ASSERT_LT(std::chrono::steady_clock::now(), deadline)
+          << answered.size() << " answered, " << returned.size() << " returned";
+      ASSERT_EQ(ipcNotify("shop", "ask", JSObject(i), 0, "app"), 0);
+      EXPECT_EQ(Call("nobody", "look", "app").run(JSObject()), Call::Outcome::kUnreached);
+      for (const auto& received : inbox.take()) {
+        if (received.name == "ask_reply") answered.insert(received.payload);
+        if (received.name == "ask") returned.insert(received.payload);
+      }
+    }
+
+    for (const std::string& call : returned) EXPECT_EQ(answered.count(call), 0U) << call;
+  });
+  shop.give();
 }
 
 TEST(IpcStressTest, TheBusDiesAndComesBackUnderLoad) {
