@@ -28,6 +28,9 @@ std::vector<std::string> profilesOf(pid_t host) {
   return names;
 }
 
+// Nobody else's: what a host publishes as it leaves comes at any time.
+constexpr char kAppId[] = "lobby";
+
 struct PageState {
   const char* name;
   const char* script;  // asks the clerk when it has come there
@@ -35,7 +38,7 @@ struct PageState {
 
 class HostEndTest : public EndToEndTest, public testing::WithParamInterface<PageState> {
  protected:
-  HostEndTest() : shop_("shop") { shop_.script(GetParam().script); }
+  HostEndTest() : shop_(kAppId) { shop_.script(GetParam().script); }
 
   // A host whose application has come to its state.
   static std::vector<std::string> arguments(const Application& application) {
@@ -86,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(HostEnd, StoppedBrowserDoesNotSurviveItsHost) {
   Receiver clerk("clerk", "ASK");
-  Application shop("shop");
+  Application shop(kAppId);
   shop.script("wz.notify('clerk', 'ASK');");
   ChildProgram host("end_to_end_host", {shop.manifestPath(), "desktop"});
   ASSERT_TRUE(clerk.await());

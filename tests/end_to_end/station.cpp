@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <future>
 
 #include "tests/end_to_end/processes.h"
 #include "workstation/terminal/terminal_profile.h"
@@ -20,6 +21,15 @@ constexpr char kRecordAddress[] = "1";
 void onRecord(void*, const std::string& from, const std::string& to, const std::string& name,
               const zelipc::JSObject& payload, unsigned flags) {
   station().records.add({from, to, name, payload, flags});
+}
+
+// Where the station writes to itself.
+constexpr char kOwnAddress[] = "station";
+constexpr char kMark[] = "MARK";
+
+void onMark(void* reached, const std::string&, const std::string&, const std::string&,
+            const zelipc::JSObject&, unsigned) {
+  static_cast<std::promise<void>*>(reached)->set_value();
 }
 
 void onPageEvent(void*, const PageEvent& event) { station().events.add(event); }
@@ -65,6 +75,17 @@ class StationEnvironment : public testing::Environment {
     testing::AddGlobalTestEnvironment(new StationEnvironment);
 
 }  // namespace
+
+// Messages inside of a process are delivered one after another, so a mark comes behind them all.
+void Station::forget() {
+  std::promise<void> reached;
+  ASSERT_EQ(zelipc::ipcRegisterNotificationCB(kMark, onMark, &reached, 0, kOwnAddress), 0);
+  EXPECT_EQ(zelipc::ipcNotify(kOwnAddress, kMark, {}, 0, kOwnAddress), 0);
+  EXPECT_EQ(reached.get_future().wait_for(kPatience), std::future_status::ready);
+  EXPECT_EQ(zelipc::ipcUnregisterNotificationCB(kMark, onMark, &reached, kOwnAddress), 0);
+  records.clear();
+  events.clear();
+}
 
 bool Station::beginBus(std::string& error) {
   return bus_.begin(workstation::terminalDirectory(), error);
@@ -129,9 +150,6 @@ bool awaitLogCall(const std::string& appId, const std::string& text) {
   });
 }
 
-void EndToEndTest::SetUp() {
-  station().records.clear();
-  station().events.clear();
-}
+void EndToEndTest::SetUp() { station().forget(); }
 
 }  // namespace wzapp_test

@@ -29,6 +29,11 @@ using LogMessage = std::map<std::string, std::string>;
 
 class Station {
  public:
+  /// Forgets what has been collected. A record that this process has published is delivered a
+  /// moment later, mostly after the end of its application was told: what is still on its way goes
+  /// too.
+  void forget();
+
   /// Starts the bus anew after its daemon has gone.
   [[nodiscard]] bool beginBus(std::string& error);
   void endBus() { bus_.end(); }
