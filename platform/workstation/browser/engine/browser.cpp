@@ -221,7 +221,8 @@ void Browser::onRequestPaused(const JsonValue& params) {
   if (!isOwn) return refuseRequest(params, url, owner);
   if (answerCall(owner, path, requestId)) return;
   const bool forIcon = path == "/favicon.ico" && jsonString(params, "resourceType") == "Other";
-  files_->add({requestId, jsonString(request, "method"), path, forIcon, owner->files()});
+  files_->add(
+      {requestId, jsonString(request, "method"), path, forIcon, owner->files(), owner->over()});
 }
 
 // Whose page, frame or worker makes a request. One of a frame that nobody has told us about (inside

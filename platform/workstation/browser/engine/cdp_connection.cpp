@@ -86,20 +86,11 @@ bool CdpConnection::post(Task task) {
   return true;
 }
 
-bool CdpConnection::waitForRoom(std::size_t limit) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  room_.wait(lock, [&] {
-    return ended_ || closing_ || outgoing_.size() + (writingSize_ - written_) < limit;
-  });
-  return !ended_ && !closing_;
-}
-
 void CdpConnection::close() {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     closing_ = true;
   }
-  room_.notify_all();
   wake();
 }
 
@@ -127,7 +118,6 @@ void CdpConnection::run() {
       if (closing_) break;
       if (written_ == writing_.size()) {
         writing_ = std::exchange(outgoing_, std::string());
-        writingSize_ = writing_.size();
         written_ = 0;
       }
     }
@@ -152,11 +142,7 @@ bool CdpConnection::writeSome() {
   const ssize_t count =
       ::write(commands_.get(), writing_.data() + written_, writing_.size() - written_);
   if (count < 0) return isTemporary(errno);
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    written_ += static_cast<std::size_t>(count);
-  }
-  room_.notify_all();
+  written_ += static_cast<std::size_t>(count);
   return true;
 }
 
@@ -238,7 +224,6 @@ void CdpConnection::end() {
     ended_ = true;
     pending.swap(pending_);
   }
-  room_.notify_all();
   onClosed_();
   runTasks();
   for (const auto& [id, call] : pending) call.handler({false, "the browser has ended", jsonNull()});

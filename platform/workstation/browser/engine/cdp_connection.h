@@ -7,7 +7,6 @@
 #define WORKSTATION_BROWSER_ENGINE_CDP_CONNECTION_H
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -71,10 +70,6 @@ class CdpConnection {
   void muteConsole(const std::string& session);
   void forgetSession(const std::string& session);
 
-  /// Waits until less than `limit` octets wait to be written, so that answers are not made faster
-  /// than they are taken. False once the connection has ended. Not on the connection's thread.
-  bool waitForRoom(std::size_t limit);
-
   /// Ends the connection; does not wait for that.
   void close();
 
@@ -105,7 +100,6 @@ class CdpConnection {
   std::thread thread_;
 
   std::mutex mutex_;  // guards what follows
-  std::condition_variable room_;
   int nextId_ = 1;
   std::map<int, Pending> pending_;
   std::vector<Task> tasks_;
@@ -113,11 +107,11 @@ class CdpConnection {
   bool closing_ = false;
   bool ended_ = false;
 
-  std::string writing_;      // the thread's own: what is being written, and how much of it is
-  std::size_t written_ = 0;  // guarded by mutex_ too, for waitForRoom
-  std::size_t writingSize_ = 0;
+  // The thread's own.
+  std::string writing_;
+  std::size_t written_ = 0;  // of that
   MessageFraming framing_;
-  std::set<std::string> muted_;  // the thread's own: how messages of muted sessions end
+  std::set<std::string> muted_;  // how messages of muted sessions end
 };
 
 }  // namespace workstation

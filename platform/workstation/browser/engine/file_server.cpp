@@ -12,7 +12,9 @@ namespace workstation {
 namespace {
 
 constexpr int kThreads = 2;
-constexpr std::size_t kMostUnwritten = 32U << 20;
+
+// Octets of answers on their way to the browser: a moment's work for it. A larger one goes alone.
+constexpr std::size_t kMostUnderWay = 2U << 20;
 
 struct StatusText {
   int status;
@@ -38,20 +40,27 @@ std::string header(const char* name, const std::string& value) {
   return JsonObject().add("name", name).add("value", value).text();
 }
 
+constexpr char kAnswer[] = "Fetch.fulfillRequest";
+
+JsonObject answerOf(const std::string& requestId, int status, const std::string& type,
+                    const std::string& body) {
+  const std::string headers = '[' + header("Content-Type", type) + ',' +
+                              header("Cache-Control", "no-store") + ',' +
+                              header("Content-Length", std::to_string(body.size())) + ']';
+  JsonObject answer;
+  answer.add("requestId", requestId)
+      .add("responseCode", status)
+      .add("responsePhrase", statusText(status))
+      .addRaw("responseHeaders", headers)
+      .add("body", base64Encode(body));
+  return answer;
+}
+
 }  // namespace
 
 void answerRequest(CdpConnection& connection, const std::string& requestId, int status,
                    const std::string& type, const std::string& body) {
-  const std::string headers = '[' + header("Content-Type", type) + ',' +
-                              header("Cache-Control", "no-store") + ',' +
-                              header("Content-Length", std::to_string(body.size())) + ']';
-  connection.call("", "Fetch.fulfillRequest",
-                  JsonObject()
-                      .add("requestId", requestId)
-                      .add("responseCode", status)
-                      .add("responsePhrase", statusText(status))
-                      .addRaw("responseHeaders", headers)
-                      .add("body", base64Encode(body)));
+  connection.call("", kAnswer, answerOf(requestId, status, type, body));
 }
 
 bool FileServer::start() {
@@ -75,6 +84,7 @@ void FileServer::stop() {
     requests_.clear();
   }
   wakeUp_.notify_all();
+  taken_.notify_all();
   for (std::thread& thread : threads_) {
     if (thread.joinable()) thread.join();
   }
@@ -92,8 +102,7 @@ void FileServer::run() {
       requests_.pop_front();
     }
     try {
-      // A page may ask faster than the browser takes the answers.
-      if (connection_->waitForRoom(kMostUnwritten)) answer(request);
+      if (!*request.over) answer(request);
     } catch (const std::exception&) {
       // Out of memory: this request stays without an answer, the others get theirs.
     }
@@ -103,8 +112,7 @@ void FileServer::run() {
 void FileServer::answer(const FileRequest& request) {
   const auto plain = [&](int status) {
     const std::string body = std::to_string(status) + ' ' + statusText(status) + '\n';
-    answerRequest(*connection_, request.id, status, "text/plain; charset=utf-8",
-                  status == 204 ? "" : body);
+    send(request, status, "text/plain; charset=utf-8", status == 204 ? "" : body);
   };
   if (request.method != "GET" && request.method != "HEAD") return plain(405);
   std::string file;
@@ -115,7 +123,38 @@ void FileServer::answer(const FileRequest& request) {
   // Most applications have no icon, which is no failure of theirs.
   if (result == FileResult::kMissing) return plain(request.forIcon ? 204 : 404);
   if (request.method == "HEAD") content.clear();
-  answerRequest(*connection_, request.id, 200, contentType(file), content);
+  send(request, 200, contentType(file), content);
+}
+
+void FileServer::send(const FileRequest& request, int status, const std::string& type,
+                      const std::string& body) {
+  // Made before it is its turn, while the browser works through the last.
+  const JsonObject answer = answerOf(request.id, status, type, body);
+  const std::size_t size = answer.size();
+  if (!waitForTurn(request, size)) return;
+  try {
+    connection_->call("", kAnswer, answer, [this, size](const CdpReply&) { onTaken(size); });
+  } catch (...) {
+    onTaken(size);
+    throw;
+  }
+}
+
+// False when nobody wants the answer by then.
+bool FileServer::waitForTurn(const FileRequest& request, std::size_t size) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  taken_.wait(lock, [&] {
+    return stopping_ || *request.over || underWay_ == 0 || underWay_ + size <= kMostUnderWay;
+  });
+  if (stopping_ || *request.over) return false;
+  underWay_ += size;
+  return true;
+}
+
+void FileServer::onTaken(std::size_t size) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  underWay_ -= size;
+  taken_.notify_all();
 }
 
 }  // namespace workstation

@@ -29,6 +29,7 @@ Invocation::Invocation(InvocationHost& host, std::shared_ptr<CdpConnection> conn
       outcome_(std::move(outcome)),
       queue_(std::move(queue)),
       plan_(std::move(plan)),
+      over_(std::make_shared<std::atomic<bool>>(false)),
       waiting_(std::make_shared<std::atomic<int>>(0)) {
   script_.token = randomToken();
   script_.origin = origin();
@@ -223,6 +224,7 @@ void Invocation::onNavigated(const CdpReply& reply) {
 void Invocation::end(int result, const std::string& error) {
   if (!isOpen()) return;
   state_ = State::kClosing;
+  *over_ = true;
   end_.result = result;
   end_.error = error;
   close();
@@ -256,6 +258,7 @@ void Invocation::close() {
 void Invocation::finish() {
   if (state_ == State::kEnded) return;
   state_ = State::kEnded;
+  *over_ = true;
   const auto self = shared_from_this();
   host_.remove(*this);
   connection_->forgetSession(session_);

@@ -97,6 +97,8 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   const std::string& mainTarget() const { return target_; }
   const std::shared_ptr<const ApplicationFiles>& files() const { return plan_.files; }
   int id() const { return outcome_->id(); }
+  /// Whether the page is being closed or has gone; outlives the invocation. Any thread.
+  std::shared_ptr<const std::atomic<bool>> over() const { return over_; }
 
  private:
   enum class State { kOpen, kClosing, kEnded };
@@ -160,6 +162,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   PageScriptConfig script_;
 
   State state_ = State::kOpen;
+  const std::shared_ptr<std::atomic<bool>> over_;  // as soon as it is no longer open
   std::string context_, launcher_, target_, session_;
   std::set<std::string> workers_;  // targets without a window
   std::string document_;           // the browser's id of what the window shows

@@ -7,6 +7,7 @@
 
 #include <rapidjson/document.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -52,6 +53,7 @@ class JsonObject {
   JsonObject& addRaw(std::string_view name, std::string_view json);
 
   std::string text() const { return text_ + '}'; }
+  std::size_t size() const { return text_.size() + 1; }
 
  private:
   void beginMember(std::string_view name);
