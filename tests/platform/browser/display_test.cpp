@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -99,7 +100,7 @@ TEST_F(DisplayTest, BrokenProfileRefusesTheInvocation) {
   EXPECT_THAT(program.readLine(), testing::HasSubstr("terminal.json:1:"));
 }
 
-// A display server of the test's own.
+// A display server of the test's own, which keeps what it shows in a file.
 class DisplayServer {
  public:
   DisplayServer() {
@@ -111,7 +112,7 @@ class DisplayServer {
       const int null = ::open("/dev/null", O_RDWR);
       ::dup2(null, STDERR_FILENO);
       ::execlp("Xvfb", "Xvfb", "-displayfd", "3", "-screen", "0", "1280x1024x24", "-nolisten",
-               "tcp", nullptr);
+               "tcp", "-fbdir", folder_.path().c_str(), nullptr);
       ::_exit(127);
     }
     ::close(ends[1]);
@@ -128,10 +129,65 @@ class DisplayServer {
   bool isRunning() const { return !number_.empty(); }
   std::string variable() const { return "DISPLAY=:" + number_; }
 
+  // The size of the rectangle that is filled with a colour (0xRRGGBB), "240x320", or what is wrong
+  // with it.
+  std::string areaOf(unsigned colour) const;
+
  private:
+  const TemporaryDirectory folder_;
   pid_t pid_ = -1;
   std::string number_;
 };
+
+// The file is an X window dump: a header of 32-bit numbers, the most significant octet first (its
+// own size at 0, columns and rows at 4 and 5, octets a row at 12, colours at 19), twelve octets for
+// each colour, then the rows. A pixel is stored as a number, the least significant octet first.
+std::string DisplayServer::areaOf(unsigned colour) const {
+  std::ifstream file(folder_.path() + "/Xvfb_screen0", std::ios::binary);
+  const std::string octets(std::istreambuf_iterator<char>(file), {});
+  const auto octet = [&](std::size_t at) -> unsigned {
+    return at < octets.size() ? static_cast<unsigned char>(octets[at]) : 0;
+  };
+  const auto number = [&](std::size_t index) {
+    const std::size_t at = 4 * index;
+    return octet(at) << 24 | octet(at + 1) << 16 | octet(at + 2) << 8 | octet(at + 3);
+  };
+  const unsigned columns = number(4), rows = number(5), pixels = number(0) + 12 * number(19);
+  unsigned left = columns, right = 0, top = rows, bottom = 0, count = 0;
+  for (unsigned y = 0; y < rows; ++y) {
+    for (unsigned x = 0; x < columns; ++x) {
+      const std::size_t at = pixels + std::size_t{y} * number(12) + 4 * x;
+      if ((octet(at) | octet(at + 1) << 8 | octet(at + 2) << 16) != colour) continue;
+      left = std::min(left, x);
+      right = std::max(right, x + 1);
+      top = std::min(top, y);
+      bottom = std::max(bottom, y + 1);
+      ++count;
+    }
+  }
+  if (count == 0) return "nothing of that colour";
+  const unsigned width = right - left, height = bottom - top;
+  return std::to_string(width) + 'x' + std::to_string(height) +
+         (count == width * height ? "" : " with holes");
+}
+
+// The page sees the display's size in any case; what the user sees is the window's.
+TEST_F(DisplayTest, WindowShowsTheWholePage) {
+  const DisplayServer server;
+  if (!server.isRunning()) GTEST_SKIP() << "there is no Xvfb on this machine";
+  const TestApplication application(
+      "document.documentElement.style.background = '#0000ff';"
+      "document.body.textContent = '';" +
+      std::string(kSaySize));
+  const SmallTerminal terminal;
+  HostOptions options;
+  options.environment = {terminal.variable(), server.variable()};
+  HostProgram program(application.directory(), "/tmp", options);
+  ASSERT_EQ(program.readLine(), "shown 240x320 240x320");
+
+  EXPECT_TRUE(pollUntil([&] { return server.areaOf(0x0000FF) == "240x320"; }))
+      << server.areaOf(0x0000FF);
+}
 
 TEST_F(DisplayTest, WindowHasTheTerminalsSize) {
   const DisplayServer server;

@@ -140,15 +140,54 @@ void Invocation::attach(const std::string& target) {
                     [self = shared_from_this()](const CdpReply& reply) {
                       if (!reply.ok) return self->end(kPageFailed, reply.error);
                       self->session_ = jsonString(reply.result, "sessionId");
-                      self->setUpPage();
+                      self->showPage();
                     });
+}
+
+void Invocation::showPage() {
+  if (!isOpen()) return;
+  host_.addSession(session_, *this);
+  if (plan_.headless) return setUpPage();
+  fitWindow();
+}
+
+// The window's content is to have exactly the display's size; what the window adds around it
+// depends on the desktop. Measured before setUpPage() makes the page see the display's size
+// whatever the window's is.
+void Invocation::fitWindow() {
+  connection_->call(
+      session_, "Page.getLayoutMetrics", JsonObject(),
+      [self = shared_from_this()](const CdpReply& metrics) {
+        const JsonValue& viewport = jsonMember(metrics.result, "cssLayoutViewport");
+        const int missingWidth = self->plan_.shape.width - jsonInt(viewport, "clientWidth", 0);
+        const int missingHeight = self->plan_.shape.height - jsonInt(viewport, "clientHeight", 0);
+        if (!metrics.ok || (missingWidth == 0 && missingHeight == 0)) return self->setUpPage();
+        self->resizeWindow(missingWidth, missingHeight);
+      });
+}
+
+// A window that cannot be resized shows the page all the same.
+void Invocation::resizeWindow(int missingWidth, int missingHeight) {
+  connection_->call(
+      "", "Browser.getWindowForTarget", JsonObject().add("targetId", target_),
+      [self = shared_from_this(), missingWidth, missingHeight](const CdpReply& window) {
+        if (!window.ok) return self->setUpPage();
+        const JsonValue& bounds = jsonMember(window.result, "bounds");
+        const std::string fitting = JsonObject()
+                                        .add("width", jsonInt(bounds, "width", 0) + missingWidth)
+                                        .add("height", jsonInt(bounds, "height", 0) + missingHeight)
+                                        .text();
+        self->connection_->call("", "Browser.setWindowBounds",
+                                JsonObject()
+                                    .add("windowId", jsonInt(window.result, "windowId", 0))
+                                    .addRaw("bounds", fitting),
+                                [self](const CdpReply&) { self->setUpPage(); });
+      });
 }
 
 // All at once: the browser works through the commands of a session in their order.
 void Invocation::setUpPage() {
   if (!isOpen()) return;
-  host_.addSession(session_, *this);
-  if (!plan_.headless) fitWindow();
   if (plan_.devtools && !plan_.headless)
     connection_->call("", "Target.openDevTools", JsonObject().add("targetId", target_));
   send("Page.enable");
@@ -183,34 +222,6 @@ void Invocation::navigate() {
   connection_->call(
       session_, "Page.navigate", JsonObject().add("url", origin() + plan_.target),
       [self = shared_from_this()](const CdpReply& reply) { self->onNavigated(reply); });
-}
-
-// The window's content is to have exactly the display's size; what the window adds around it
-// depends on the desktop.
-void Invocation::fitWindow() {
-  connection_->call(
-      session_, "Page.getLayoutMetrics", JsonObject(),
-      [self = shared_from_this()](const CdpReply& metrics) {
-        const JsonValue& viewport = jsonMember(metrics.result, "cssLayoutViewport");
-        const int missingWidth = self->plan_.shape.width - jsonInt(viewport, "clientWidth", 0);
-        const int missingHeight = self->plan_.shape.height - jsonInt(viewport, "clientHeight", 0);
-        if (!metrics.ok || (missingWidth == 0 && missingHeight == 0)) return;
-        self->connection_->call(
-            "", "Browser.getWindowForTarget", JsonObject().add("targetId", self->target_),
-            [self, missingWidth, missingHeight](const CdpReply& window) {
-              if (!window.ok) return;
-              const JsonValue& bounds = jsonMember(window.result, "bounds");
-              const std::string fitting =
-                  JsonObject()
-                      .add("width", jsonInt(bounds, "width", 0) + missingWidth)
-                      .add("height", jsonInt(bounds, "height", 0) + missingHeight)
-                      .text();
-              self->connection_->call("", "Browser.setWindowBounds",
-                                      JsonObject()
-                                          .add("windowId", jsonInt(window.result, "windowId", 0))
-                                          .addRaw("bounds", fitting));
-            });
-      });
 }
 
 void Invocation::onNavigated(const CdpReply& reply) {

@@ -109,8 +109,10 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void openLauncher();
   void launchWindow(const std::string& session);
   void attach(const std::string& target);
-  void setUpPage();
+  void showPage();
   void fitWindow();
+  void resizeWindow(int missingWidth, int missingHeight);
+  void setUpPage();
   void navigate();
   void onNavigated(const CdpReply& reply);
 
