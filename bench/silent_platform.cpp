@@ -3,7 +3,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstring>
-#include <ctime>
 #include <map>
 #include <mutex>
 #include <string>
@@ -125,23 +124,6 @@ std::string uiScriptError() { return {}; }
 namespace zelhtml {
 
 void htmlSetScriptProcessor(const std::string&, ScriptProcessor, void*) {}
-
-TimeStamp::TimeStamp(long seconds, long nanoseconds)
-    : seconds_(seconds + nanoseconds / 1000000000), nanoseconds_(nanoseconds % 1000000000) {}
-
-TimeStamp TimeStamp::Monotonic() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return TimeStamp(now.tv_sec, now.tv_nsec);
-}
-
-long TimeStamp::seconds() const { return seconds_; }
-
-long TimeStamp::nanoseconds() const { return nanoseconds_; }
-
-TimeStamp TimeStamp::operator+(const TimeStamp& other) const {
-  return TimeStamp(seconds_ + other.seconds_, nanoseconds_ + other.nanoseconds_);
-}
 
 }  // namespace zelhtml
 

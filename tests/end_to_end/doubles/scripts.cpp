@@ -1,6 +1,5 @@
 // HTML engine and script processor without pages: runPage makes the calls that a page would.
 
-#include <ctime>
 #include <map>
 
 #include "js/jsproc.h"
@@ -22,20 +21,6 @@ namespace zelhtml {
 void htmlSetScriptProcessor(const std::string& type, ScriptProcessor processor, void* user) {
   const bool isOwn = processor == js::jsProcessorExt && user == nullptr;
   platform_double::tell("processor " + type + (isOwn ? " own" : " other"));
-}
-
-TimeStamp::TimeStamp() : seconds_(0), nanoseconds_(0) {}
-TimeStamp::TimeStamp(long seconds, long nanoseconds)
-    : seconds_(seconds + nanoseconds / 1000000000), nanoseconds_(nanoseconds % 1000000000) {}
-TimeStamp TimeStamp::Monotonic() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return TimeStamp(now.tv_sec, now.tv_nsec);
-}
-long TimeStamp::seconds() const { return seconds_; }
-long TimeStamp::nanoseconds() const { return nanoseconds_; }
-TimeStamp TimeStamp::operator+(const TimeStamp& other) const {
-  return TimeStamp(seconds_ + other.seconds_, nanoseconds_ + other.nanoseconds_);
 }
 
 }  // namespace zelhtml

@@ -1,7 +1,6 @@
 // The functions that the library imports from the platform, on top of the recording platform.
 #include <algorithm>
 #include <cstring>
-#include <ctime>
 
 #include "platforminfo/platforminfo.h"
 #include "tests/runtime/stubs/recording_platform.h"
@@ -76,30 +75,6 @@ namespace zelhtml {
 void htmlSetScriptProcessor(const std::string& type, ScriptProcessor processor, void* user) {
   platform().note("htmlSetScriptProcessor " + quoted(type) + (user == nullptr ? "" : " with user"));
   platform().script.processor = processor;
-}
-
-TimeStamp::TimeStamp() : seconds_(0), nanoseconds_(0) {}
-
-TimeStamp::TimeStamp(long seconds, long nanoseconds)
-    : seconds_(seconds + nanoseconds / 1000000000), nanoseconds_(nanoseconds % 1000000000) {
-  if (nanoseconds_ < 0) {
-    nanoseconds_ += 1000000000;
-    --seconds_;
-  }
-}
-
-TimeStamp TimeStamp::Monotonic() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return TimeStamp(now.tv_sec, now.tv_nsec);
-}
-
-long TimeStamp::seconds() const { return seconds_; }
-
-long TimeStamp::nanoseconds() const { return nanoseconds_; }
-
-TimeStamp TimeStamp::operator+(const TimeStamp& other) const {
-  return TimeStamp(seconds_ + other.seconds_, nanoseconds_ + other.nanoseconds_);
 }
 
 }  // namespace zelhtml

@@ -1,11 +1,10 @@
-// The HTML engine's part of the interface: script processors by type, and time stamps.
+// The HTML engine's part of the interface: script processors by type.
 
 // What the interface header declares is what this library exports.
 #pragma GCC visibility push(default)
 #include "zelhtml/zelhtml.h"
 #pragma GCC visibility pop
 
-#include <ctime>
 #include <mutex>
 #include <new>
 #include <utility>
@@ -30,8 +29,6 @@ Registry& registry() {
   return *kRegistry;
 }
 
-constexpr long kNanosecondsPerSecond = 1'000'000'000;
-
 }  // namespace
 
 namespace zelhtml {
@@ -43,31 +40,6 @@ void htmlSetScriptProcessor(const std::string& type, ScriptProcessor processor, 
   } catch (const std::bad_alloc&) {
     // Without memory there is no processor, which its pages are told.
   }
-}
-
-TimeStamp::TimeStamp() : TimeStamp(0, 0) {}
-
-TimeStamp::TimeStamp(long seconds, long nanoseconds)
-    : seconds_(seconds + nanoseconds / kNanosecondsPerSecond),
-      nanoseconds_(nanoseconds % kNanosecondsPerSecond) {
-  if (nanoseconds_ < 0) {
-    nanoseconds_ += kNanosecondsPerSecond;
-    --seconds_;
-  }
-}
-
-TimeStamp TimeStamp::Monotonic() {
-  timespec now = {};
-  ::clock_gettime(CLOCK_MONOTONIC, &now);
-  return TimeStamp(now.tv_sec, now.tv_nsec);
-}
-
-long TimeStamp::seconds() const { return seconds_; }
-
-long TimeStamp::nanoseconds() const { return nanoseconds_; }
-
-TimeStamp TimeStamp::operator+(const TimeStamp& other) const {
-  return TimeStamp(seconds_ + other.seconds_, nanoseconds_ + other.nanoseconds_);
 }
 
 }  // namespace zelhtml
