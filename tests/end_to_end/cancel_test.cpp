@@ -79,17 +79,16 @@ INSTANTIATE_TEST_SUITE_P(
 class CancelInCallTest : public EndToEndTest, public testing::WithParamInterface<const char*> {};
 
 TEST_P(CancelInCallTest, DoesNotWaitForTheReply) {
-  Receiver clerk("clerk", "ASK");  // which never answers
+  Receiver clerk("clerk", "ASK");
   Application shop("shop");
-  shop.script(std::string("wz.") + GetParam() + "('clerk', 'ASK', {}, {timeout: 3000});");
+  shop.script(std::string("wz.") + GetParam() + "('clerk', 'ASK', {}, {timeout: 600000});");
   ApplicationRun run(shop);
   ASSERT_TRUE(clerk.await());
-  const auto start = std::chrono::steady_clock::now();
 
   run.cancel();
 
-  ASSERT_TRUE(run.awaitEnd());
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+  EXPECT_TRUE(run.awaitEnd());
+  clerk.reply("shop", {});  // for the thread that still waits for it
   expectCancelled(run, "shop");
 }
 

@@ -296,21 +296,16 @@ TEST_F(PageCallsTest, LevelsHaveNames) {
   EXPECT_EQ(host.logLines[0].appId, "shop");
 }
 
-TEST_F(PageCallsTest, TenThousandLinesArriveInOrderAndInTime) {
+TEST_F(PageCallsTest, TenThousandLinesArriveInOrder) {
   const TestApplication application(R"(
-    wz.log('info', 'begin');
     for (let i = 0; i < 10000; ++i) wz.log('info', String(i));
     wz.exit(0);)");
-  const int id = open(application);
-  ASSERT_TRUE(waitForLog("begin"));
-  const auto begin = std::chrono::steady_clock::now();
 
-  EXPECT_EQ(wait(id).result, 0);
+  EXPECT_EQ(run(application).result, 0);
 
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
-  ASSERT_EQ(host.logLines.size(), 10'001U);
+  ASSERT_EQ(host.logLines.size(), 10'000U);
   for (std::size_t i = 0; i < 10'000; ++i)
-    ASSERT_EQ(host.logLines[i + 1].texts, std::vector<std::string>{std::to_string(i)});
+    ASSERT_EQ(host.logLines[i].texts, std::vector<std::string>{std::to_string(i)});
 }
 
 TEST_F(PageCallsTest, NotificationsOfOnePageKeepTheirOrder) {

@@ -131,7 +131,7 @@ TEST_F(PageRequestsTest, OtherApplicationsAreForeign) {
     const script = document.createElement('script');
     script.src = 'https://other.invalid/index.html';
     script.onerror = () => fetch('https://other.invalid/index.html', {mode: 'no-cors'})
-      .catch(() => setTimeout(() => finish('refused'), 200));
+      .catch(() => wz.notifyAndWait('1', 'wait')).then(() => finish('refused'));
     document.head.append(script);)");
 
   EXPECT_EQ(value, R"("refused")");
@@ -142,8 +142,14 @@ TEST_F(PageRequestsTest, OtherApplicationsAreForeign) {
 }
 
 TEST_F(PageRequestsTest, NavigationOutOfTheApplicationLeavesThePage) {
+  host.onNotifyAndWait = [&host = host](const Notification&, std::string& reply) {
+    reply = "{}";
+    return host.waitUntil([](const HostRecord& record) { return !record.traces.empty(); }) ? 0
+                                                                                           : -11;
+  };
+
   EXPECT_EQ(valueOf("location.href = 'https://www.example.com/';"
-                    "setTimeout(() => finish('still here'), 300)"),
+                    "wz.notifyAndWait('1', 'refused').then(() => finish('still here'))"),
             R"("still here")");
 
   EXPECT_THAT(host.traces,
