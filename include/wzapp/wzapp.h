@@ -1,6 +1,6 @@
 /// \file
-/// The runtime of the terminal's application platform: runs installed applications and prepares
-/// the directories that packages are dropped into.
+/// The runtime of the terminal's application platform: runs installed applications, prepares the
+/// directories that packages are dropped into and hands out the terminal's certificates.
 ///
 /// No function lets an exception out. Strings are byte strings; the paths that are returned are
 /// static and stay good until the process ends.
@@ -85,6 +85,19 @@ WZAPP_API int wzInstallCreateSourceDir(void (*log)(void* user, const char* forma
 
 /// The same without a report.
 WZAPP_API int wzInstallCreateSourceDir();
+
+/// Replaces `archive` by a POSIX ustar archive of all certificates, one DER file each: first the
+/// terminal's own, named "os", the serial number and ".crt", then the authorities that are compiled
+/// in, named "wz", the serial number and ".crt".
+///
+/// A certificate that does not parse is left out. The archive's size is a multiple of 512 octets
+/// and at least 1024, the two blocks that end it; the string is empty when memory is out. Not to be
+/// called on two threads at once, nor while another thread installs packages.
+///
+/// A serial number stands in a name octet by octet in reverse order, at most eleven of them and up
+/// to the first zero, as the certificate has it: a name may hold any other octet, slashes included,
+/// and two files may share one. Check the names before files of them are made.
+WZAPP_API void wzGetCertificateArchive(std::string& archive);
 
 }  // namespace wzapp
 

@@ -4,6 +4,7 @@
 
 #include "crypto/tar_writer.h"
 #include "crypto/terminal_certificates.h"
+#include "wzapp/wzapp.h"
 
 namespace wzapp {
 
@@ -23,6 +24,14 @@ void writeCertificateArchive(std::span<const Authority> table, std::string& arch
     appendTarFile(archive, certificateFileName(kAuthorityFilePrefix, summary), authority.der, now);
   }
   appendTarEnd(archive);
+}
+
+void wzGetCertificateArchive(std::string& archive) {
+  try {
+    writeCertificateArchive(authorities(), archive);
+  } catch (...) {
+    archive.clear();  // memory is out
+  }
 }
 
 }  // namespace wzapp

@@ -149,4 +149,10 @@ void CertificateStore::insert(const char* subjectKeyId, std::int32_t kind, ByteV
       Certificate{kind, std::vector<std::uint8_t>(der.begin(), der.end())});
 }
 
+CertificateStore& certificateStore() {
+  // Never freed: a thread may still install when static objects go.
+  static auto& store = *new CertificateStore(authorities());
+  return store;
+}
+
 }  // namespace wzapp

@@ -71,6 +71,10 @@ class CertificateStore {
   std::map<std::string, std::shared_ptr<const Certificate>, std::less<>> certificates_;
 };
 
+/// The installer's store, on the compiled-in authorities; empty at first, and there until the
+/// process ends.
+[[nodiscard]] CertificateStore& certificateStore();
+
 }  // namespace wzapp
 
 #endif  // WZAPP_CRYPTO_CERTIFICATE_STORE_H

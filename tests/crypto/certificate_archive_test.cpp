@@ -14,6 +14,7 @@
 #include "tests/crypto/authority_fixtures.h"
 #include "tests/crypto/fake_clock.h"
 #include "tests/crypto/fake_security_service.h"
+#include "wzapp/wzapp.h"
 
 namespace wzapp {
 namespace {
@@ -192,9 +193,7 @@ INSTANTIATE_TEST_SUITE_P(
     Serials, ArchiveName,
     testing::Values(HostileSerial{"A", "osA.crt"}, HostileSerial{"x/..", "os../x.crt"},
                     HostileSerial{"cte/../../", "os/../../etc.crt"},
-                    HostileSerial{std::string("B\0A", 3),
-                                  "osA"
-                                  ".crt"},
+                    HostileSerial{std::string("B\0A", 3), "osA.crt"},
                     HostileSerial{std::string("B\0", 2), "os.crt"},
                     HostileSerial{std::string("\0B", 2), "osB.crt"},
                     HostileSerial{"\n\x1B[2J", "osJ2[\x1B\n.crt"},
@@ -234,6 +233,16 @@ TEST(CertificateArchive, IsTheSameEachTime) {
   const FakeSecurityService service({rootCertificate(0), rootCertificate(1)});
 
   EXPECT_EQ(archiveOf(authorities()), archiveOf(authorities()));
+}
+
+TEST(CertificateArchive, IsExported) {
+  const FakeClock clock(kNow);
+  const FakeSecurityService service({rootCertificate(0), rootCertificate(1)});
+  std::string archive = "what was there before";
+
+  wzGetCertificateArchive(archive);
+
+  EXPECT_EQ(archive, archiveOf(authorities()));
 }
 
 // -------------------------------------------------------------------------------------------------

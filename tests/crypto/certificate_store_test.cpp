@@ -579,5 +579,12 @@ TEST_F(CertificateStoreTest, IsSilentWithoutASink) {
   EXPECT_EQ(kindOf(authorityId(0)), kSignerAuthority);
 }
 
+TEST_F(CertificateStoreTest, TheProcessHasOneOnItsAuthorities) {
+  certificateStore().rebuild();
+
+  EXPECT_EQ(certificateStore().find(hexOf(authorityId(kManifestRow)))->kind, kManifestCertificate);
+  EXPECT_EQ(&certificateStore(), &certificateStore());
+}
+
 }  // namespace
 }  // namespace wzapp

@@ -1,0 +1,84 @@
+// No memory: the exported function hands out nothing rather than a part, and the store can be
+// rebuilt afterwards.
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <string>
+
+#include "crypto/certificate_store.h"
+#include "tests/builders/tar_reader.h"
+#include "tests/crypto/authority_fixtures.h"
+#include "tests/crypto/fake_security_service.h"
+#include "tests/runtime/stubs/failing_memory.h"
+#include "wzapp/wzapp.h"
+
+namespace wzapp {
+namespace {
+
+using wzapp_test::authorityId;
+using wzapp_test::FakeSecurityService;
+using wzapp_test::hexOf;
+using wzapp_test::rootCertificate;
+
+constexpr int kMoreThanAnyAllocations = 1000;
+constexpr std::size_t kMoreThanAnyCalls = 100;
+
+// Without allocations of its own.
+class CertificateMemoryTest : public testing::TestWithParam<stubs::Shortage> {
+ protected:
+  CertificateMemoryTest() { static_cast<void>(authorities()); }
+
+  void SetUp() override { service.calls.reserve(kMoreThanAnyCalls); }
+
+  FakeSecurityService service{{rootCertificate(0), rootCertificate(1)}};
+};
+
+TEST_P(CertificateMemoryTest, AnArchiveIsWholeOrEmpty) {
+  int nth = 1;
+  for (; nth < kMoreThanAnyAllocations; ++nth) {
+    std::string archive(5000, 'x');
+    service.calls.clear();
+
+    stubs::failAllocation(nth, GetParam());
+    wzGetCertificateArchive(archive);
+    if (!stubs::endShortage()) {
+      EXPECT_EQ(wzapp_test::readTar(archive).size(), 2 + kAuthorityCount);
+      break;
+    }
+
+    EXPECT_EQ(archive, "") << nth;
+  }
+  EXPECT_GT(nth, 1);
+  EXPECT_LT(nth, kMoreThanAnyAllocations);
+}
+
+TEST_P(CertificateMemoryTest, AStoreIsRebuiltAfterAFailure) {
+  CertificateStore store(authorities());
+  int nth = 1;
+  for (; nth < kMoreThanAnyAllocations; ++nth) {
+    service.calls.clear();
+    bool wasThrown = false;
+
+    stubs::failAllocation(nth, GetParam());
+    try {
+      store.rebuild();
+    } catch (const std::bad_alloc&) {
+      wasThrown = true;
+    }
+    if (!stubs::endShortage()) break;
+
+    EXPECT_TRUE(wasThrown) << nth;
+  }
+  EXPECT_GT(nth, 1);
+  EXPECT_LT(nth, kMoreThanAnyAllocations);
+  for (std::size_t row = 0; row < kAuthorityCount; ++row) {
+    EXPECT_NE(store.find(hexOf(authorityId(row))), nullptr) << row;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Shortages, CertificateMemoryTest,
+                         testing::Values(stubs::Shortage::kOnce, stubs::Shortage::kForGood));
+
+}  // namespace
+}  // namespace wzapp
