@@ -1,0 +1,224 @@
+#include "archive/unzip.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <new>
+#include <type_traits>
+
+#include "support/file_system.h"
+
+// Behind the system's headers: it would switch them to offsets of 64 bits.
+#include <minizip/unzip.h>
+
+namespace wzapp {
+namespace {
+
+static_assert(std::is_same_v<unzFile, void*>);
+
+constexpr mode_t kFileMode = 0666;
+
+using Block = std::array<std::uint8_t, UnZIP::kBlockSize>;
+
+// Both digests of an entry on their way.
+struct Digests {
+  Sha1Context sha1;
+  Sha256Context sha256;
+};
+
+bool isRegularFile(int descriptor) {
+  struct stat status;
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// False when the octets do not go in, however often they are offered: a full disk, a limit.
+bool writeWhole(int descriptor, ByteView octets) {
+  while (!octets.empty()) {
+    const ssize_t count = write(descriptor, octets.data(), octets.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    octets = octets.subspan(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+}  // namespace
+
+UnZIP::UnZIP(const std::string& path) {
+  // Not blocking: opening a pipe would wait for somebody to write into it.
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return;
+  open(descriptor);
+  ::close(descriptor);
+}
+
+UnZIP::UnZIP(int descriptor) { open(descriptor); }
+
+UnZIP::~UnZIP() { close(); }
+
+void UnZIP::open(int descriptor) {
+  if (!isRegularFile(descriptor)) return;
+  try {
+    const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
+    handle_ = unzOpen(path.c_str());
+    if (handle_ != nullptr && readIndex()) return;
+  } catch (const std::bad_alloc&) {
+    // An index that does not fit into memory is one that cannot be read.
+  }
+  close();
+}
+
+void UnZIP::close() {
+  if (handle_ != nullptr) {
+    closeEntry();
+    unzClose(handle_);
+  }
+  handle_ = nullptr;
+  index_.clear();
+}
+
+// The archive stands at its first entry.
+bool UnZIP::readIndex() {
+  unz_global_info info;
+  if (unzGetGlobalInfo(handle_, &info) != UNZ_OK) return false;
+  for (uLong left = info.number_entry; left > 0; --left) {
+    if (!indexCurrentEntry()) return false;
+    if (left > 1 && unzGoToNextFile(handle_) != UNZ_OK) return false;
+  }
+  return true;
+}
+
+bool UnZIP::indexCurrentEntry() {
+  unz_file_info info;
+  char buffer[kNameLimit];
+  if (unzGetCurrentFileInfo(handle_, &info, buffer, sizeof buffer, nullptr, 0, nullptr, 0) !=
+      UNZ_OK) {
+    return false;
+  }
+  // A name that fills the buffer has not been terminated.
+  if (info.size_filename >= kNameLimit) return false;
+  unz_file_pos position;
+  if (unzGetFilePos(handle_, &position) != UNZ_OK) return false;
+
+  std::string name(buffer);
+  std::ranges::replace(name, '\\', '/');
+  index_[std::move(name)] = {position.pos_in_zip_directory, position.num_of_file};
+  return true;
+}
+
+bool UnZIP::goTo(Entry entry) {
+  if (entry == index_.end()) return false;
+  unz_file_pos position = {entry->second.offset, entry->second.number};
+  return unzGoToFilePos(handle_, &position) == UNZ_OK;
+}
+
+// Closes the entry that an operation before may have left open.
+bool UnZIP::openEntry() { return unzOpenCurrentFile(handle_) == UNZ_OK; }
+
+// What it says about the CRC is not asked for; without an open entry it does nothing.
+void UnZIP::closeEntry() { (void)unzCloseCurrentFile(handle_); }
+
+ReadEnd UnZIP::readOpenEntry(const BlockSink& sink) {
+  Block block;
+  while (true) {
+    const int count = unzReadCurrentFile(handle_, block.data(), block.size());
+    if (count == 0) return ReadEnd::kComplete;
+    if (count < 0) return ReadEnd::kUnreadable;
+    if (!sink(ByteView(block.data(), static_cast<std::size_t>(count)))) return ReadEnd::kStopped;
+  }
+}
+
+bool UnZIP::writeOpenEntry(int descriptor) {
+  return readOpenEntry([descriptor](ByteView block) { return writeWhole(descriptor, block); }) ==
+         ReadEnd::kComplete;
+}
+
+bool UnZIP::extractToFile(Entry entry, const std::string& path) {
+  if (!goTo(entry) || !openEntry()) return false;
+  const int target = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+  bool isWritten = false;
+  if (target >= 0) {
+    isWritten = writeOpenEntry(target);
+    // Some file systems tell of octets that they lost only now.
+    if (::close(target) != 0) isWritten = false;
+  }
+  closeEntry();
+  return isWritten;
+}
+
+bool UnZIP::extractToDescriptor(Entry entry, int descriptor) {
+  if (!goTo(entry) || !openEntry()) return false;
+  const bool isWritten = writeOpenEntry(descriptor);
+  closeEntry();
+  return isWritten;
+}
+
+bool UnZIP::digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
+                        std::span<std::uint8_t, kSha256Size> sha256) {
+  return digestEntry(entry, sha1, sha256, [](ByteView) {});
+}
+
+bool UnZIP::digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
+                        std::span<std::uint8_t, kSha256Size> sha256,
+                        const std::function<void(ByteView block)>& copy) {
+  Digests digests{};
+  digestStart(&digests.sha1);
+  digestStart(&digests.sha256);
+
+  const auto digestAndCopy = [&digests, &copy](ByteView block) {
+    digestAdd(&digests.sha1, &digests.sha256, block);
+    copy(block);
+    return true;
+  };
+  const ReadEnd end = readBlocks(entry, digestAndCopy);
+
+  if (end == ReadEnd::kNotOpened) return false;
+  if (end != ReadEnd::kComplete) {
+    std::ranges::fill(sha1, std::uint8_t{0});
+    std::ranges::fill(sha256, std::uint8_t{0});
+    return false;
+  }
+  digestFinish(&digests.sha1, sha1.data());
+  digestFinish(&digests.sha256, sha256.data());
+  return true;
+}
+
+bool UnZIP::readEntry(Entry entry, std::vector<std::uint8_t>& content) {
+  if (!goTo(entry)) return false;
+  unz_file_info info;
+  if (unzGetCurrentFileInfo(handle_, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK) {
+    return false;
+  }
+  if (info.uncompressed_size > kMaxFileSize) return false;
+  if (!openEntry()) return false;
+  const bool isRead = readStatedOctets(info.uncompressed_size, content);
+  closeEntry();
+  return isRead;
+}
+
+bool UnZIP::readStatedOctets(std::uint64_t size, std::vector<std::uint8_t>& content) {
+  Block block;
+  content.clear();
+  while (content.size() < size) {
+    const std::uint64_t room = std::min<std::uint64_t>(size - content.size(), block.size());
+    const int count = unzReadCurrentFile(handle_, block.data(), static_cast<unsigned>(room));
+    if (count <= 0) return false;
+    try {
+      content.insert(content.end(), block.begin(), block.begin() + count);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+  return true;
+}
+
+ReadEnd UnZIP::readBlocks(Entry entry, const BlockSink& sink) {
+  if (!goTo(entry) || !openEntry()) return ReadEnd::kNotOpened;
+  return readOpenEntry(sink);
+}
+
+}  // namespace wzapp

@@ -1,0 +1,138 @@
+// Reads package archives: ZIP files, by way of minizip and zlib.
+//
+// Nothing here prints or throws (a sink's own exception passes through); a failure is a false
+// result, for the caller to word. Memory that cannot be had is such a failure. An archive is used
+// by one thread at a time, since every operation moves its one current position.
+//
+// An archive is hostile until its digest is verified, and these are the limits that hold:
+// - The index costs memory for each entry that is there, each at least 46 octets of the file; what
+//   the archive states about their number costs nothing. Opening takes time in proportion to the
+//   central directory.
+// - readEntry() keeps at most kMaxFileSize octets; the other operations keep one block.
+// - Reading an entry takes time in proportion to what comes out, which is at most the size that the
+//   archive states and at most 1032 times the octets of the file. Nothing bounds the sum: any
+//   number of entries may show the same octets, so whoever visits them all decides how much is
+//   enough, and a sink can stop at any block.
+// - A file that changes meanwhile gives other octets or failures, nothing worse. Who needs the very
+//   octets that were digested copies them in the same pass.
+#ifndef WZAPP_ARCHIVE_UNZIP_H
+#define WZAPP_ARCHIVE_UNZIP_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "crypto/digest.h"
+#include "support/byte_view.h"
+
+namespace wzapp {
+
+// Where an entry stands in the central directory, as minizip counts it (unz_file_pos; its header
+// stays out of here, since it changes what the system headers behind it declare).
+struct EntryPosition {
+  unsigned long offset;  // of the entry's record, in octets from the beginning of the archive
+  unsigned long number;  // from 0
+};
+
+// How reading an entry in blocks ended.
+enum class ReadEnd {
+  kComplete,    // the whole entry was handed out
+  kNotOpened,   // not an entry of the archive, or it cannot be opened: nothing was handed out
+  kUnreadable,  // damaged, or the file cannot be read: what came before has been handed out
+  kStopped      // the sink wanted no more
+};
+
+// An archive, open for reading from construction to destruction or, when it could not be read,
+// never. It keeps one descriptor of its own, minizip's, which an exec would inherit.
+//
+// An entry is stated by its place in the index; end() stands for a name that is not in the archive,
+// and every operation on it fails. No operation checks an entry's CRC: what is installed is
+// verified by its digests.
+class UnZIP {
+ public:
+  // Names of the entries, in ascending order of their octets. A name is what the archive has up to
+  // the first NUL, every "\" replaced by "/"; of entries with the same name the last counts.
+  // Directories (their names end in "/") are entries like any other.
+  using Index = std::map<std::string, EntryPosition>;
+  using Entry = Index::const_iterator;
+
+  // Takes the next block of an entry, good during the call. False: no more are wanted.
+  using BlockSink = std::function<bool(ByteView block)>;
+
+  // The largest block that a sink is given, in octets.
+  static constexpr std::size_t kBlockSize = 8192;
+
+  // Names of this length in octets or longer make an archive unreadable.
+  static constexpr std::size_t kNameLimit = 256;
+
+  // Opens the archive at `path`. The index is empty when that is no regular file, cannot be opened
+  // or is no archive whose directory can be read to its end; an archive without entries looks the
+  // same. Never waits for the other end of a pipe.
+  explicit UnZIP(const std::string& path);
+
+  // The same for the regular file that `descriptor` shows, whatever its name, also when it has none
+  // any more. The descriptor stays the caller's: its position is neither used nor moved, and it may
+  // be closed at once. The file is opened anew, for reading, by way of /proc/self/fd.
+  explicit UnZIP(int descriptor);
+
+  UnZIP(const UnZIP&) = delete;
+  UnZIP& operator=(const UnZIP&) = delete;
+  virtual ~UnZIP();
+
+  // Stays as it is while the archive lives.
+  [[nodiscard]] const Index& index() const { return index_; }
+
+  // Writes the entry to the file `path`, created (mode 0666 before the process's mask) or cut to
+  // nothing first; its directory must exist. The file is only touched once the entry is open. True
+  // if the whole entry was written; a false result leaves in place what was.
+  [[nodiscard]] bool extractToFile(Entry entry, const std::string& path);
+
+  // Writes the entry to an open file, from its current position. The descriptor stays the caller's
+  // and open. True if the whole entry was written.
+  [[nodiscard]] bool extractToDescriptor(Entry entry, int descriptor);
+
+  // Computes the digests of the entry. True if the whole entry was read. False with both outputs
+  // filled with zero octets if reading failed midway, and with both as they were if the entry could
+  // not be opened. The entry is left open until the next operation or the end of the archive.
+  [[nodiscard]] bool digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
+                                 std::span<std::uint8_t, kSha256Size> sha256);
+
+  // The same, and every block that was digested is handed on to `copy` in the same pass.
+  [[nodiscard]] bool digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
+                                 std::span<std::uint8_t, kSha256Size> sha256,
+                                 const std::function<void(ByteView block)>& copy);
+
+  // Replaces `content` by the entry, cut at the size that the archive states for it. False if
+  // there are fewer octets than that, with `content` holding those that could be read; and, with
+  // `content` as it was, if the entry cannot be opened or is stated to have more than kMaxFileSize
+  // octets. Memory grows as octets arrive.
+  [[nodiscard]] bool readEntry(Entry entry, std::vector<std::uint8_t>& content);
+
+  // Hands the entry to `sink` from its first octet to its last, in blocks of at most kBlockSize
+  // octets, none of them empty. The entry is left open as by digestEntry().
+  [[nodiscard]] ReadEnd readBlocks(Entry entry, const BlockSink& sink);
+
+ private:
+  void open(int descriptor);
+  void close();
+  [[nodiscard]] bool readIndex();
+  [[nodiscard]] bool indexCurrentEntry();
+
+  [[nodiscard]] bool goTo(Entry entry);
+  [[nodiscard]] bool openEntry();
+  void closeEntry();
+  [[nodiscard]] bool readStatedOctets(std::uint64_t size, std::vector<std::uint8_t>& content);
+  [[nodiscard]] ReadEnd readOpenEntry(const BlockSink& sink);
+  [[nodiscard]] bool writeOpenEntry(int descriptor);
+
+  void* handle_ = nullptr;  // minizip's; null when the archive could not be read
+  Index index_;
+};
+
+}  // namespace wzapp
+
+#endif  // WZAPP_ARCHIVE_UNZIP_H

@@ -1,0 +1,223 @@
+// Extracting entries into files.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "tests/archive/archive_calls.h"
+#include "tests/archive/archive_test.h"
+#include "tests/builders/child_process.h"
+
+namespace wzapp {
+namespace {
+
+using wzapp_test::ArchiveCalls;
+using wzapp_test::ArchiveTest;
+using wzapp_test::Call;
+using wzapp_test::letters;
+using wzapp_test::MemoryFile;
+using wzapp_test::noise;
+using wzapp_test::readByName;
+using wzapp_test::readWholeFile;
+using wzapp_test::ZipBuilder;
+using wzapp_test::ZipEntry;
+
+class UnZIPExtractTest : public ArchiveTest {
+ protected:
+  // The data breaks after 30,000 of its octets.
+  [[nodiscard]] std::string writeDamaged(const std::string& content) const {
+    ZipEntry entry;
+    entry.name = "a";
+    entry.content = content;
+    entry.data = wzapp_test::deflated(content).substr(0, 30000) + std::string(3000, '\xFF');
+    return write(ZipBuilder().entry(entry).file("b", "whole"));
+  }
+
+  const std::string target_ = directory_ / "target";
+};
+
+TEST_F(UnZIPExtractTest, FileHoldsTheEntry) {
+  const std::string content = noise(100000);
+  UnZIP archive(write(ZipBuilder().file("a", content)));
+
+  EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
+
+  EXPECT_EQ(readWholeFile(target_), content);
+}
+
+TEST_F(UnZIPExtractTest, EmptyEntryMakesAnEmptyFile) {
+  UnZIP archive(write(ZipBuilder().stored("a", "")));
+
+  EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
+
+  EXPECT_TRUE(std::filesystem::is_empty(target_));
+}
+
+TEST_F(UnZIPExtractTest, LongerFileIsReplaced) {
+  UnZIP archive(write(ZipBuilder().file("a", "short")));
+  directory_.write("target", std::string(10000, 'x'));
+
+  EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
+
+  EXPECT_EQ(readWholeFile(target_), "short");
+}
+
+TEST_F(UnZIPExtractTest, ModeOfTheFileComesFromTheMask) {
+  UnZIP archive(write(ZipBuilder().file("a", "content")));
+  const mode_t mask = umask(027);
+
+  EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
+
+  umask(mask);
+  struct stat status;
+  ASSERT_EQ(stat(target_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0640U);
+}
+
+TEST_F(UnZIPExtractTest, MissingDirectoryFailsAndLeavesTheArchiveUsable) {
+  const ArchiveCalls calls;
+  UnZIP archive(write(ZipBuilder().file("a", "content")));
+
+  EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), directory_ / "missing/target"));
+
+  EXPECT_FALSE(calls.isEntryOpen());
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "missing"));
+  EXPECT_EQ(readByName(archive, "a"), "content");
+  EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
+}
+
+TEST_F(UnZIPExtractTest, TargetOfAnEntryThatCannotBeOpenedIsNotTouched) {
+  ZipEntry entry;
+  entry.name = "a";
+  entry.content = "content";
+  entry.method = 99;
+  UnZIP archive(write(ZipBuilder().entry(entry)));
+  directory_.write("target", "before");
+
+  EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), target_));
+
+  EXPECT_EQ(readWholeFile(target_), "before");
+}
+
+TEST_F(UnZIPExtractTest, DamagedEntryLeavesWhatCameBeforeTheDamage) {
+  const std::string content = letters(100000);
+  const ArchiveCalls calls;
+  UnZIP archive(writeDamaged(content));
+
+  EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), target_));
+
+  EXPECT_FALSE(calls.isEntryOpen());
+  const std::string written = readWholeFile(target_);
+  EXPECT_GT(written.size(), 40000U);
+  EXPECT_LT(written.size(), content.size());
+  EXPECT_EQ(written.substr(0, 40000), content.substr(0, 40000));
+  EXPECT_EQ(readByName(archive, "b"), "whole");
+}
+
+TEST_F(UnZIPExtractTest, DescriptorIsWrittenFromItsPositionAndStaysOpen) {
+  UnZIP archive(write(ZipBuilder().file("a", "content")));
+  const MemoryFile file("0123456789 and more");
+  ASSERT_EQ(lseek(file.descriptor(), 3, SEEK_SET), 3);
+
+  EXPECT_TRUE(archive.extractToDescriptor(archive.index().find("a"), file.descriptor()));
+
+  EXPECT_EQ(file.content(), "012content and more");
+  EXPECT_EQ(lseek(file.descriptor(), 0, SEEK_CUR), 10);
+}
+
+TEST_F(UnZIPExtractTest, DescriptorThatIsNotForWritingFails) {
+  const std::string path = write(ZipBuilder().file("a", "content"));
+  const ArchiveCalls calls;
+  UnZIP archive(path);
+  const int readOnly = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+
+  EXPECT_FALSE(archive.extractToDescriptor(archive.index().find("a"), readOnly));
+  EXPECT_FALSE(archive.extractToDescriptor(archive.index().find("a"), -1));
+
+  EXPECT_FALSE(calls.isEntryOpen());
+  close(readOnly);
+}
+
+// Full and failing disks.
+
+class FullDiskTest : public UnZIPExtractTest, public testing::WithParamInterface<std::size_t> {};
+
+TEST_P(FullDiskTest, IsNoticedForAnEntryOfAnySize) {
+  const ArchiveCalls calls;
+  UnZIP archive(write(ZipBuilder().stored("a", noise(GetParam()))));
+
+  EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), "/dev/full"));
+
+  EXPECT_FALSE(calls.isEntryOpen());
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, FullDiskTest, testing::Values(1, 4096, 8192, 8193, 100000),
+                         testing::PrintToStringParamName());
+
+TEST_F(UnZIPExtractTest, FileThatMayNotGrowKeepsWhatWentIn) {
+  const std::string content = noise(100000);
+  const std::string path = write(ZipBuilder().stored("a", content));
+
+  wzapp_test::runInChild([&] {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {20000, 20000};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    UnZIP archive(path);
+
+    EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), target_));
+    EXPECT_EQ(readByName(archive, "a"), content);
+  });
+
+  EXPECT_EQ(readWholeFile(target_), content.substr(0, 20000));
+}
+
+TEST_F(UnZIPExtractTest, EveryBlockThatCannotBeWrittenFailsAndLeavesTheBlocksBefore) {
+  const std::string content = noise(30000);
+  ArchiveCalls calls;
+  UnZIP archive(write(ZipBuilder().stored("a", content)));
+
+  for (int block = 1; block <= 4; ++block) {
+    calls.fail(Call::kWrite, block);
+    EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), target_));
+    EXPECT_EQ(readWholeFile(target_),
+              content.substr(0, static_cast<std::size_t>(block - 1) * UnZIP::kBlockSize));
+    EXPECT_FALSE(calls.isEntryOpen());
+  }
+
+  calls.failNothing();
+  const int before = calls.count(Call::kWrite);
+  EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
+  EXPECT_EQ(readWholeFile(target_), content);
+  EXPECT_EQ(calls.count(Call::kWrite) - before, 4);
+}
+
+TEST_F(UnZIPExtractTest, WritesCutShortOrInterruptedGoOn) {
+  const std::string content = noise(30000);
+  ArchiveCalls calls;
+  UnZIP archive(write(ZipBuilder().stored("a", content)));
+  calls.limitWrites(1000);
+  calls.interruptWrite();
+
+  EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
+
+  EXPECT_EQ(readWholeFile(target_), content);
+}
+
+TEST_F(UnZIPExtractTest, ClosingThatFailsIsAFailure) {
+  ArchiveCalls calls;
+  UnZIP archive(write(ZipBuilder().stored("a", "content")));
+  calls.fail(Call::kClose, 1);
+
+  EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), target_));
+
+  EXPECT_FALSE(calls.isEntryOpen());
+  EXPECT_EQ(readWholeFile(target_), "content");
+}
+
+}  // namespace
+}  // namespace wzapp
