@@ -87,8 +87,9 @@ class UnZIP {
   [[nodiscard]] const Index& index() const { return index_; }
 
   // Writes the entry to the file `path`, created (mode 0666 before the process's mask) or cut to
-  // nothing first; its directory must exist. The file is only touched once the entry is open. True
-  // if the whole entry was written; a false result leaves in place what was.
+  // nothing first; its directory must exist. A link that lies there is followed: who must not do
+  // that opens the file himself. The file is only touched once the entry is open. True if the whole
+  // entry was written and the file could be closed; a false result leaves in place what was.
   [[nodiscard]] bool extractToFile(Entry entry, const std::string& path);
 
   // Writes the entry to an open file, from its current position. The descriptor stays the caller's

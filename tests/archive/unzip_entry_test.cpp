@@ -90,7 +90,8 @@ TEST_P(EntryContentTest, IsTheSameForEveryOperation) {
 
 std::vector<ContentCase> contentCases() {
   std::vector<ContentCase> cases;
-  for (const std::size_t size : {0, 1, 8191, 8192, 8193, 16383, 16384, 16385, 24576, 300000}) {
+  constexpr std::size_t kSizes[] = {0, 1, 8191, 8192, 8193, 16383, 16384, 16385, 24576, 300000};
+  for (const std::size_t size : kSizes) {
     cases.push_back({"Stored", false, false, size});
     cases.push_back({"Deflated", true, false, size});
     cases.push_back({"DescribedBehindIt", true, true, size});
