@@ -1,0 +1,25 @@
+// Where a path leads, held in a way that no other process can bend.
+#ifndef WZAPP_INSTALLER_PLACE_H
+#define WZAPP_INSTALLER_PLACE_H
+
+#include <string>
+
+#include "installer/file_descriptor.h"
+
+namespace wzapp {
+
+// The name `name`, which may or may not exist, in an open directory: for openat(2) and its like.
+struct Place {
+  FileDescriptor directory;  // opened for nothing but finding names in it
+  std::string name;
+};
+
+// Finds the place of `path`, whose components "/" separates. Below the configuration root no
+// symbolic link is followed on the way; elsewhere, as on the way to the configuration root, they
+// are. False with errno when a directory on the way is missing or is none (ENOTDIR for a link), or
+// when a component is "." or "..". The only exception is std::bad_alloc.
+[[nodiscard]] bool findPlace(const std::string& path, Place& place);
+
+}  // namespace wzapp
+
+#endif  // WZAPP_INSTALLER_PLACE_H

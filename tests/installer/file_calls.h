@@ -1,0 +1,31 @@
+// The file operations of the installer, seen and failed by a test. The functions named below are
+// wrapped in the whole test program.
+#ifndef WZAPP_TESTS_INSTALLER_FILE_CALLS_H
+#define WZAPP_TESTS_INSTALLER_FILE_CALLS_H
+
+#include <functional>
+#include <string>
+
+namespace wzapp_test {
+
+// One operation that is about to happen.
+struct FileCall {
+  std::string function;  // "openat", "unlinkat", "fstatat", "fdopendir", "opendir" or "fopen"
+  std::string name;      // as it is given; of fdopendir nothing
+};
+
+// One at a time; its end takes the hook away. While a hook runs, what it calls is not seen.
+class FileCalls {
+ public:
+  FileCalls();
+  FileCalls(const FileCalls&) = delete;
+  FileCalls& operator=(const FileCalls&) = delete;
+  ~FileCalls();
+
+  // Called before each operation. 0 lets it happen; any other number is the errno it fails with.
+  std::function<int(const FileCall& call)> hook;
+};
+
+}  // namespace wzapp_test
+
+#endif  // WZAPP_TESTS_INSTALLER_FILE_CALLS_H
