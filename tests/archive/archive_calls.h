@@ -51,6 +51,9 @@ class ArchiveCalls {
   [[nodiscard]] int openArchives() const { return archives; }
   [[nodiscard]] bool isEntryOpen() const { return hasOpenEntry; }
 
+  // How many octets the last read of an entry asked for.
+  [[nodiscard]] unsigned lastReadSize() const { return readSize; }
+
   // For the replacements.
   bool mustFail(Call call);
   std::array<int, static_cast<std::size_t>(Call::kCount)> counts{};
@@ -60,6 +63,7 @@ class ArchiveCalls {
   bool isWriteInterrupted = false;
   int archives = 0;
   bool hasOpenEntry = false;
+  unsigned readSize = 0;
 };
 
 }  // namespace wzapp_test

@@ -176,6 +176,7 @@ TEST_F(UnZIPFaultTest, NothingIsReadBehindTheStatedSize) {
 
   EXPECT_EQ(readByName(archive, "a"), content);
   EXPECT_EQ(calls.count(Call::kUnzReadCurrentFile), 4);
+  EXPECT_EQ(calls.lastReadSize(), 30000 - 3 * UnZIP::kBlockSize);
 }
 
 TEST_F(UnZIPFaultTest, ResultOfClosingAnEntryIsIgnored) {
