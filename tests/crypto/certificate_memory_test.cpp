@@ -7,25 +7,28 @@
 #include <string>
 
 #include "crypto/certificate_store.h"
+#include "tests/builders/failing_memory.h"
 #include "tests/builders/tar_reader.h"
 #include "tests/crypto/authority_fixtures.h"
 #include "tests/crypto/fake_security_service.h"
-#include "tests/runtime/stubs/failing_memory.h"
 #include "wzapp/wzapp.h"
 
 namespace wzapp {
 namespace {
 
 using wzapp_test::authorityId;
+using wzapp_test::endShortage;
+using wzapp_test::failAllocation;
 using wzapp_test::FakeSecurityService;
 using wzapp_test::hexOf;
 using wzapp_test::rootCertificate;
+using wzapp_test::Shortage;
 
 constexpr int kMoreThanAnyAllocations = 1000;
 constexpr std::size_t kMoreThanAnyCalls = 100;
 
 // Without allocations of its own.
-class CertificateMemoryTest : public testing::TestWithParam<stubs::Shortage> {
+class CertificateMemoryTest : public testing::TestWithParam<Shortage> {
  protected:
   CertificateMemoryTest() { static_cast<void>(authorities()); }
 
@@ -40,9 +43,9 @@ TEST_P(CertificateMemoryTest, AnArchiveIsWholeOrEmpty) {
     std::string archive(5000, 'x');
     service.calls.clear();
 
-    stubs::failAllocation(nth, GetParam());
+    failAllocation(nth, GetParam());
     wzGetCertificateArchive(archive);
-    if (!stubs::endShortage()) {
+    if (!endShortage()) {
       EXPECT_EQ(wzapp_test::readTar(archive).size(), 2 + kAuthorityCount);
       break;
     }
@@ -60,13 +63,13 @@ TEST_P(CertificateMemoryTest, AStoreIsRebuiltAfterAFailure) {
     service.calls.clear();
     bool wasThrown = false;
 
-    stubs::failAllocation(nth, GetParam());
+    failAllocation(nth, GetParam());
     try {
       store.rebuild();
     } catch (const std::bad_alloc&) {
       wasThrown = true;
     }
-    if (!stubs::endShortage()) break;
+    if (!endShortage()) break;
 
     EXPECT_TRUE(wasThrown) << nth;
   }
@@ -78,7 +81,7 @@ TEST_P(CertificateMemoryTest, AStoreIsRebuiltAfterAFailure) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shortages, CertificateMemoryTest,
-                         testing::Values(stubs::Shortage::kOnce, stubs::Shortage::kForGood));
+                         testing::Values(Shortage::kOnce, Shortage::kForGood));
 
 }  // namespace
 }  // namespace wzapp
