@@ -48,9 +48,13 @@ Answer answerTo(const Partner& partner, const std::string& from, const JSObject&
   return answer;
 }
 
-void onNotification(void* data, const std::string& from, const std::string& to,
-                    const std::string& name, const JSObject& payload, unsigned flags) {
-  Partner& partner = *static_cast<Partner*>(data);
+void hold(Partner& partner, const Answer& answer) {
+  const std::lock_guard<std::mutex> lock(partner.mutex);
+  partner.held.push_back(answer);
+}
+
+void print(const std::string& from, const std::string& to, const std::string& name,
+           const JSObject& payload, unsigned flags) {
   JSObject line;
   line["from"] = JSObject(from);
   line["to"] = JSObject(to);
@@ -59,11 +63,16 @@ void onNotification(void* data, const std::string& from, const std::string& to,
   line["payload"] = payload;
   std::printf("%s\n", line.dump().c_str());
   std::fflush(stdout);
-  if (!partner.answers) return;
-  const Answer answer = answerTo(partner, from, payload);
-  if (!payload["hold"].asBool()) return send(partner, answer);
-  const std::lock_guard<std::mutex> lock(partner.mutex);
-  partner.held.push_back(answer);
+}
+
+// Whoever reads the line may ask for the release at once, so what is held is held before.
+void onNotification(void* data, const std::string& from, const std::string& to,
+                    const std::string& name, const JSObject& payload, unsigned flags) {
+  Partner& partner = *static_cast<Partner*>(data);
+  const bool holds = payload["hold"].asBool();
+  if (partner.answers && holds) hold(partner, answerTo(partner, from, payload));
+  print(from, to, name, payload, flags);
+  if (partner.answers && !holds) send(partner, answerTo(partner, from, payload));
 }
 
 void release(Partner& partner) {
