@@ -1,0 +1,303 @@
+#include "installer/dependency_check.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "installer/application_manifest.h"
+#include "installer/application_removal.h"
+#include "installer/dependency_manifest.h"
+#include "installer/directories.h"
+#include "installer/listing.h"
+#include "installer/messages.h"
+#include "installer/tree_removal.h"
+#include "support/format.h"
+#include "support/install_log.h"
+#include "support/json_file.h"
+#include "support/platform_info.h"
+#include "support/text.h"
+
+namespace wzapp {
+namespace {
+
+constexpr const char* kRuntimeVersion = "2.46.6";
+
+// Directories of other installed software, each a row of sixteen.
+constexpr const char* kExporterDirectories[] = {"/home/usr%d/www", "/home/sys%d/www"};
+constexpr int kExportersPerRow = 16;
+
+// What a terminal is, for applications that do not name its model: "480x800C15T" has 480 by 800
+// pixels in colour (M: monochrome), 15 keys and a touch screen (N: none).
+std::string hardwareDescriptor() {
+  constexpr int kMonochromeDepth = 1;
+  constexpr int kOddWidth = 856;  // a display that applications know by what can be seen of it
+  constexpr int kVisibleWidth = 854;
+
+  int width = 0;
+  int height = 0;
+  int depth = 0;
+  displayInfo(width, height, depth);
+  if (width == kOddWidth) width = kVisibleWidth;
+  std::string descriptor;
+  format(descriptor, "%dx%d%c%d%c", width, height, depth == kMonochromeDepth ? 'M' : 'C',
+         keyCount(), hasTouchScreen() != 0 ? 'T' : 'N');
+  return descriptor;
+}
+
+// One check of all installed applications.
+class DependencyCheck {
+ public:
+  explicit DependencyCheck(AppIds& removed)
+      : removed_(removed), descriptor_(hardwareDescriptor()), model_(modelName()) {}
+
+  void run();
+
+ private:
+  struct Manifest {
+    std::string path;
+    NameTable::Number name;       // without ".MFT"
+    NameTable::Number exportKey;  // exports nothing once this name has failed
+    bool isOnThisPlatform;
+    DependencyManifest content;
+  };
+
+  void readManifests();
+  bool readDirectory(const std::string& path);
+  void readManifest(const DirEntry& entry, const std::string& upperName, const std::string& stem);
+
+  void collectExports();
+  [[nodiscard]] bool checkApplications();
+  [[nodiscard]] bool check(const Manifest& manifest) const;
+  [[nodiscard]] bool checkBounds(const Manifest& manifest) const;
+  [[nodiscard]] bool checkFeatures(const Manifest& manifest) const;
+  [[nodiscard]] bool checkPlatform(const Manifest& manifest) const;
+  [[nodiscard]] bool supportsThisPlatform(const DependencyManifest& manifest) const;
+  void fail(const Manifest& manifest);
+
+  [[nodiscard]] bool hasFailed(const std::string& upperName) const;
+  [[nodiscard]] bool isFailedManifest(const std::string& upperName) const;
+  void removeFailed() const;
+
+  AppIds& removed_;
+  const std::string descriptor_;
+  const std::string model_;
+  const Version runtimeVersion_ = Version(kRuntimeVersion);
+
+  // The manifests in the order in which they were read; those of applications come last.
+  std::vector<Manifest> manifests_;
+  std::size_t firstApplication_ = 0;
+  bool isAppRootListed_ = false;
+  FeatureTables features_;
+
+  NameTable names_;            // in upper case
+  std::vector<char> failing_;  // by number of name
+  bool hasAnyFailed_ = false;
+
+  // Rebuilt in every pass.
+  Version triggerVersion_;
+  std::array<std::vector<char>, kFeatureKindCount> exported_;  // by number of feature
+};
+
+// --- Reading ----------------------------------------------------------------------------------
+
+void DependencyCheck::readManifests() {
+  for (const char* const row : kExporterDirectories) {
+    for (int number = 1; number <= kExportersPerRow; ++number) {
+      std::string directory;
+      format(directory, row, number);
+      static_cast<void>(readDirectory(directory));  // most do not exist
+    }
+  }
+  firstApplication_ = manifests_.size();
+  isAppRootListed_ = readDirectory(kAppRoot);
+
+  failing_.assign(names_.size(), 0);
+  for (std::size_t kind = 0; kind < kFeatureKindCount; ++kind) {
+    exported_[kind].assign(features_[kind].size(), 0);
+  }
+}
+
+// False when the directory cannot be listed.
+bool DependencyCheck::readDirectory(const std::string& path) {
+  std::vector<DirEntry> entries;
+  if (!listDirectory(path, entries)) return false;
+  for (const DirEntry& entry : entries) {
+    const std::string upperName = toUpper(entry.name);
+    if (const std::optional<std::string> stem = manifestStem(upperName)) {
+      readManifest(entry, upperName, *stem);
+    }
+  }
+  return true;
+}
+
+void DependencyCheck::readManifest(const DirEntry& entry, const std::string& upperName,
+                                   const std::string& stem) {
+  // One character more than the suffix, which is meant: the exports of SHOP.MFT end with SHO.
+  constexpr std::size_t kExportSuffixLength = 5;
+
+  zelipc::JSObject root;
+  // Opening a pipe would wait for somebody who writes.
+  if (entry.type == kOtherEntry || !readJSONFile(root, entry.path)) {
+    report("%s not in JSON format, skipping.\n", entry.path.c_str());
+    return;
+  }
+  report("Reading %s\n", entry.path.c_str());
+  Manifest manifest;
+  manifest.path = entry.path;
+  manifest.name = names_.numberOf(stem);
+  manifest.exportKey = names_.numberOf(upperName.substr(0, upperName.size() - kExportSuffixLength));
+  manifest.content = takeDependencies(root, features_);
+  manifest.isOnThisPlatform = supportsThisPlatform(manifest.content);
+  manifests_.push_back(std::move(manifest));
+}
+
+bool DependencyCheck::supportsThisPlatform(const DependencyManifest& manifest) const {
+  if (!manifest.platforms) return true;
+  return std::any_of(manifest.platforms->begin(), manifest.platforms->end(),
+                     [this](const std::string& platform) {
+                       return platform == descriptor_ || platform == model_;
+                     });
+}
+
+// --- A pass -----------------------------------------------------------------------------------
+
+void DependencyCheck::collectExports() {
+  triggerVersion_ = Version();
+  for (std::vector<char>& exported : exported_) std::fill(exported.begin(), exported.end(), 0);
+  const Version* lastVersion = nullptr;
+  for (const Manifest& manifest : manifests_) {
+    if (failing_[manifest.exportKey] != 0) continue;
+    if (manifest.content.exportedVersion) lastVersion = &*manifest.content.exportedVersion;
+    for (std::size_t kind = 0; kind < kFeatureKindCount; ++kind) {
+      for (const NameTable::Number id : manifest.content.exports[kind]) exported_[kind][id] = 1;
+    }
+  }
+  if (lastVersion != nullptr) triggerVersion_ = *lastVersion;
+}
+
+// True when the pass has found applications that fail.
+bool DependencyCheck::checkApplications() {
+  bool hasFound = false;
+  for (std::size_t i = firstApplication_; i < manifests_.size(); ++i) {
+    const Manifest& manifest = manifests_[i];
+    if (failing_[manifest.name] != 0) continue;
+    report(kCheckingLine, manifest.path.c_str());
+    if (check(manifest)) continue;
+    fail(manifest);
+    hasFound = true;
+  }
+  return hasFound;
+}
+
+// Every error of an application is reported, not only the first. None changes the run's result:
+// only the failure of what was just installed does.
+bool DependencyCheck::check(const Manifest& manifest) const {
+  const bool areBoundsKept = checkBounds(manifest);
+  const bool areFeaturesThere = checkFeatures(manifest);
+  const bool isPlatformSupported = checkPlatform(manifest);
+  return areBoundsKept && areFeaturesThere && isPlatformSupported;
+}
+
+bool DependencyCheck::checkBounds(const Manifest& manifest) const {
+  bool areKept = true;
+  for (std::size_t kind = 0; kind < kBoundKindCount; ++kind) {
+    const std::optional<Version>& bound = manifest.content.bounds[kind];
+    if (!bound) continue;
+    const BoundKind& rule = kBoundKinds[kind];
+    const Version& version = rule.isOfRuntime ? runtimeVersion_ : triggerVersion_;
+    if (rule.isMinimum ? version >= *bound : version <= *bound) continue;
+    report(rule.exceeded, version.text().c_str(), bound->text().c_str());
+    areKept = false;
+  }
+  return areKept;
+}
+
+bool DependencyCheck::checkFeatures(const Manifest& manifest) const {
+  bool areThere = true;
+  for (std::size_t kind = 0; kind < kFeatureKindCount; ++kind) {
+    for (const NameTable::Number id : manifest.content.imports[kind]) {
+      if (exported_[kind][id] != 0) continue;
+      report(kFeatureKinds[kind].missing, features_[kind].nameOf(id).c_str());
+      areThere = false;
+    }
+  }
+  return areThere;
+}
+
+bool DependencyCheck::checkPlatform(const Manifest& manifest) const {
+  if (manifest.isOnThisPlatform) return true;
+  report("Error: Platform %s or model %s not supported\n", descriptor_.c_str(), model_.c_str());
+  return false;
+}
+
+void DependencyCheck::fail(const Manifest& manifest) {
+  failing_[manifest.name] = 1;
+  hasAnyFailed_ = true;
+  if (manifest.content.appId) removed_.insert(*manifest.content.appId);
+  report("Removing app %s\n", names_.nameOf(manifest.name).c_str());
+}
+
+// --- Clean-up ---------------------------------------------------------------------------------
+
+bool DependencyCheck::hasFailed(const std::string& upperName) const {
+  const std::optional<NameTable::Number> number = names_.find(upperName);
+  return number && failing_[*number] != 0;
+}
+
+bool DependencyCheck::isFailedManifest(const std::string& upperName) const {
+  const std::optional<std::string> stem = manifestStem(upperName);
+  return stem && hasFailed(*stem);
+}
+
+// The manifest of an application that failed is what makes it fail again in the next run, should
+// this one be cut short; so everything else is removed before it.
+void DependencyCheck::removeFailed() const {
+  if (!hasAnyFailed_) return;
+  std::vector<DirEntry> applications;
+  std::vector<DirEntry> manifests;
+  std::vector<DirEntry> listed;
+  static_cast<void>(listDirectory(kAppRoot, listed));
+  for (DirEntry& entry : listed) {
+    const std::string upperName = toUpper(entry.name);
+    if (isFailedManifest(upperName) || hasFailed(upperName)) {
+      applications.push_back(std::move(entry));
+    }
+  }
+  static_cast<void>(listDirectory(kManifestRoot, listed));
+  for (DirEntry& entry : listed) {
+    if (hasFailed(toUpper(entry.name))) manifests.push_back(std::move(entry));
+  }
+
+  for (const DirEntry& entry : applications) {
+    if (!isFailedManifest(toUpper(entry.name))) removeApplicationInAdvance(entry);
+  }
+  for (const DirEntry& entry : manifests) removeManifestDirectoryInAdvance(entry);
+
+  for (const DirEntry& entry : applications) {
+    if (isFailedManifest(toUpper(entry.name))) {
+      removeTree(entry.path, Quiet::kNothing);
+    } else {
+      removeApplication(entry);
+    }
+  }
+  for (const DirEntry& entry : manifests) removeTree(entry.path, Quiet::kNothing);
+}
+
+void DependencyCheck::run() {
+  report("Checking dependencies\n");
+  readManifests();
+  while (isAppRootListed_) {
+    collectExports();
+    if (!checkApplications()) break;
+    report("Re-checking dependencies after removing apps\n");
+  }
+  removeFailed();
+}
+
+}  // namespace
+
+void checkDependencies(AppIds& removed) { DependencyCheck(removed).run(); }
+
+}  // namespace wzapp

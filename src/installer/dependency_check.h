@@ -1,0 +1,22 @@
+// Whether every installed application finds what it imports: triggers, interfaces, versions and a
+// platform that it supports.
+#ifndef WZAPP_INSTALLER_DEPENDENCY_CHECK_H
+#define WZAPP_INSTALLER_DEPENDENCY_CHECK_H
+
+#include "installer/marketplace_rules.h"
+
+namespace wzapp {
+
+// Removes every installed application whose dependencies fail and, since what is removed may export
+// nothing more, checks the others again until none fails. Adds the ids of those that failed to
+// `removed`. Its errors are reported, but it is for the caller to say what they mean for the run:
+// the result is only changed by warnings of the removal.
+//
+// However many passes it takes, each manifest is read once.
+//
+// Called while the install lock is held, by one thread. The only exception is std::bad_alloc.
+void checkDependencies(AppIds& removed);
+
+}  // namespace wzapp
+
+#endif  // WZAPP_INSTALLER_DEPENDENCY_CHECK_H

@@ -1,0 +1,70 @@
+#include "installer/dependency_manifest.h"
+
+namespace wzapp {
+namespace {
+
+using zelipc::JSObject;
+
+// The elements of an array; none of any other value.
+std::size_t elementCount(const JSObject& value) { return value.isArray() ? value.size() : 0; }
+
+std::optional<std::string> findText(const JSObject& object, const char* key) {
+  if (!object.has(key)) return std::nullopt;
+  return object[key].asString();
+}
+
+std::optional<Version> findVersion(const JSObject& object, const char* key) {
+  if (!object.has(key)) return std::nullopt;
+  return Version(object[key].asString());
+}
+
+// [ { "id": "pay" }, { "id": "print", "optional": true }, ... ]
+std::vector<NameTable::Number> takeIds(const JSObject& list, bool withOptional, NameTable& names) {
+  std::vector<NameTable::Number> numbers;
+  for (std::size_t i = 0; i < elementCount(list); ++i) {
+    const JSObject& element = list.at(i);
+    if (!withOptional && element["optional"].asBool()) continue;
+    numbers.push_back(names.numberOf(element["id"].asString()));
+  }
+  return numbers;
+}
+
+std::optional<std::vector<std::string>> takePlatforms(const JSObject& hardware) {
+  if (!hardware.has("platforms")) return std::nullopt;
+  const JSObject& list = hardware["platforms"];
+  std::vector<std::string> platforms;
+  for (std::size_t i = 0; i < elementCount(list); ++i) platforms.push_back(list.at(i).asString());
+  return platforms;
+}
+
+}  // namespace
+
+NameTable::Number NameTable::numberOf(const std::string& name) {
+  const auto [place, isNew] = numbers_.try_emplace(name, static_cast<Number>(names_.size()));
+  if (isNew) names_.push_back(&place->first);
+  return place->second;
+}
+
+std::optional<NameTable::Number> NameTable::find(const std::string& name) const {
+  const auto place = numbers_.find(name);
+  if (place == numbers_.end()) return std::nullopt;
+  return place->second;
+}
+
+DependencyManifest takeDependencies(const JSObject& root, FeatureTables& features) {
+  DependencyManifest manifest;
+  manifest.exportedVersion = findVersion(root["exports_sdk"], "triggers_version");
+  for (std::size_t kind = 0; kind < kFeatureKindCount; ++kind) {
+    const FeatureKind& keys = kFeatureKinds[kind];
+    manifest.exports[kind] = takeIds(root[keys.exportsKey], true, features[kind]);
+    manifest.imports[kind] = takeIds(root[keys.importsKey], false, features[kind]);
+  }
+  for (std::size_t kind = 0; kind < kBoundKindCount; ++kind) {
+    manifest.bounds[kind] = findVersion(root["imports_sdk"], kBoundKinds[kind].key);
+  }
+  manifest.platforms = takePlatforms(root["imports_hardware"]);
+  manifest.appId = findText(root["application"], "id");
+  return manifest;
+}
+
+}  // namespace wzapp

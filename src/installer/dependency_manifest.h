@@ -1,0 +1,83 @@
+// What one manifest says about dependencies, in a form that is checked often and quickly.
+#ifndef WZAPP_INSTALLER_DEPENDENCY_MANIFEST_H
+#define WZAPP_INSTALLER_DEPENDENCY_MANIFEST_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "installer/version.h"
+#include "zelipc/zelipc.h"
+
+namespace wzapp {
+
+// Numbers for names, from 0 upwards: names are compared once and numbers from then on.
+class NameTable {
+ public:
+  using Number = std::uint32_t;
+
+  // The number of `name`, a new one for a new name.
+  Number numberOf(const std::string& name);
+  [[nodiscard]] std::optional<Number> find(const std::string& name) const;
+  [[nodiscard]] const std::string& nameOf(Number number) const { return *names_[number]; }
+  [[nodiscard]] std::size_t size() const { return names_.size(); }
+
+ private:
+  std::unordered_map<std::string, Number> numbers_;
+  std::vector<const std::string*> names_;  // keys of numbers_
+};
+
+// What manifests export to each other. A row tells where a manifest lists it, and what is reported
+// when it is missing.
+struct FeatureKind {
+  const char* exportsKey;
+  const char* importsKey;
+  const char* missing;  // format: id
+};
+inline constexpr FeatureKind kFeatureKinds[] = {
+    {"exports_trigger", "imports_trigger", "Error: Missing trigger %s\n"},
+    {"exports_api", "imports_api", "Error: Missing api %s\n"},
+};
+inline constexpr std::size_t kFeatureKindCount = std::size(kFeatureKinds);
+
+// The bounds that a manifest sets to versions, in the order in which they are tested.
+struct BoundKind {
+  const char* key;
+  bool isOfRuntime;  // otherwise of the exported triggers
+  bool isMinimum;
+  const char* exceeded;  // format: version, bound
+};
+inline constexpr BoundKind kBoundKinds[] = {
+    {"triggers_min_version", false, true, "Error: trigger version %s less than %s\n"},
+    {"triggers_max_version", false, false, "Error: trigger version %s higher than %s\n"},
+    {"wzruntime_min_version", true, true, "Error: WZ runtime version %s less than %s\n"},
+    {"wzruntime_max_version", true, false, "Error: WZ runtime version %s higher than %s\n"},
+};
+inline constexpr std::size_t kBoundKindCount = std::size(kBoundKinds);
+
+using FeatureTables = std::array<NameTable, kFeatureKindCount>;
+
+struct DependencyManifest {
+  std::optional<Version> exportedVersion;  // of the triggers
+  std::array<std::vector<NameTable::Number>, kFeatureKindCount> exports;
+
+  std::array<std::optional<Version>, kBoundKindCount> bounds;
+  std::array<std::vector<NameTable::Number>, kFeatureKindCount> imports;  // but for optional ones
+  std::optional<std::vector<std::string>> platforms;                      // none: every platform
+  std::optional<std::string> appId;
+};
+
+// Takes from the JSON form of a manifest what it says; a value of another type than expected counts
+// as an empty one. `features` numbers what is exported and imported. The only exception is
+// std::bad_alloc.
+[[nodiscard]] DependencyManifest takeDependencies(const zelipc::JSObject& root,
+                                                  FeatureTables& features);
+
+}  // namespace wzapp
+
+#endif  // WZAPP_INSTALLER_DEPENDENCY_MANIFEST_H
