@@ -66,13 +66,13 @@ struct SignerPlan {
 };
 
 constexpr SignerPlan kSigners[] = {
-    {"application", "Application signer", 0, "500001", "S14"},
-    {"manifest", "Manifest signer", 0, "500002", "S11"},
+    {"application", "application signer", 0, "500001", "S14"},
+    {"manifest", "manifest signer", 0, "500002", "S11"},
 };
 
 const char* kindName(int kind) {
-  if (kind == 3) return "Application";
-  return kind == 4 ? "Manifest" : "Signer";
+  if (kind == 3) return "applications";
+  return kind == 4 ? "manifests" : "signers";
 }
 
 // A terminal shows the octets of a serial number last to first.
@@ -182,7 +182,7 @@ Authorities makeAuthorities(const fs::path& folder, const Authorities& roots) {
   for (const AuthorityPlan& plan : kAuthorities) {
     const std::string number = std::to_string(authorities.size() + 1);
     const Authority& authority = authorities.emplace_back(Authority{
-        {}, std::string("Development authority ") + number + " (" + kindName(plan.kind) + "s)"});
+        {}, std::string("Development authority ") + number + " (" + kindName(plan.kind) + ")"});
     const CertificateOrder order{Role::kAuthority, authority.commonName, serialOctets(plan.serial),
                                  plan.notBefore,   plan.notAfter,        {}};
     const Authority& root = roots[plan.root];
