@@ -75,8 +75,15 @@ bool makeFolders(const fs::path& terminal, std::string& error) {
   return failure ? fail(error, (terminal / kRunFolder).string(), failure) : true;
 }
 
+bool writeRoots(const fs::path& terminal, const std::vector<RootCertificate>& roots,
+                std::string& error) {
+  for (const RootCertificate& root : roots) {
+    if (!writeFile(terminal / kRootsFolder / root.fileName, root.der, error)) return false;
+  }
+  return true;
+}
+
 bool copyRoots(const fs::path& terminal, const std::string& roots, std::string& error) {
-  if (roots.empty()) return true;
   std::error_code failure;
   if (!fs::is_directory(roots, failure)) {
     return fail(error, roots, failure ? failure.message() : "is no folder of certificates");
@@ -129,6 +136,11 @@ std::string manifestText(const TerminalExports& exports) {
   return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
 }
 
+bool placeRoots(const fs::path& terminal, const NewTerminal& wanted, std::string& error) {
+  if (wanted.roots.empty()) return writeRoots(terminal, wanted.ownRoots, error);
+  return copyRoots(terminal, wanted.roots, error);
+}
+
 bool writeManifest(const fs::path& terminal, const TerminalExports& exports, std::string& error) {
   const fs::path manifest = terminal / kTerminalManifest;
   return makeFolder(manifest.parent_path(), error) &&
@@ -165,7 +177,7 @@ bool createTerminal(const std::string& directory, const NewTerminal& terminal, s
   bool isNew = false;
   if (!prepareFolder(folder, isNew, error)) return false;
   // The profile comes last: a folder without one is no terminal yet.
-  if (makeFolders(folder, error) && copyRoots(folder, terminal.roots, error) &&
+  if (makeFolders(folder, error) && placeRoots(folder, terminal, error) &&
       writeManifest(folder, terminal.exports, error) &&
       writeProfile(folder, terminal.profile, error)) {
     return true;

@@ -24,10 +24,17 @@ struct TerminalExports {
   std::vector<std::string> interfaces;
 };
 
+/// A certificate that is to lie among a terminal's own.
+struct RootCertificate {
+  std::string fileName;  // one that a folder of certificates is read by (*.der, *.crt, *.cer)
+  std::string der;
+};
+
 struct NewTerminal {
   TerminalProfile profile;  // its rootsDirectory is not used: a new terminal has its own
   TerminalExports exports;
-  std::string roots;  // folder whose certificate files are copied; empty: a terminal without roots
+  std::string roots;  // folder whose certificate files are copied; empty: ownRoots are written
+  std::vector<RootCertificate> ownRoots;
 };
 
 /// The most octets that a certificate of a terminal may have; the security service hands out none

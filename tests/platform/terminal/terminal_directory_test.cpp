@@ -127,6 +127,33 @@ TEST(TerminalDirectoryTest, CertificatesAreCopiedAndNothingElse) {
   EXPECT_EQ(contentOf(folder / "t/roots/A.CRT"), "A");
 }
 
+TEST(TerminalDirectoryTest, CertificatesThatAreGivenBecomeFiles) {
+  const TemporaryFolder folder;
+  NewTerminal terminal = newTerminal();
+  terminal.ownRoots = {{"a.der", std::string("A\0B", 3)}, {"b.der", "C"}};
+  std::string error;
+
+  ASSERT_TRUE(createTerminal(folder / "t", terminal, error)) << error;
+
+  EXPECT_EQ(certificateFiles(folder / "t/roots"),
+            (std::vector<std::string>{folder / "t/roots/a.der", folder / "t/roots/b.der"}));
+  EXPECT_EQ(contentOf(folder / "t/roots/a.der"), std::string("A\0B", 3));
+}
+
+TEST(TerminalDirectoryTest, AFolderOfCertificatesTakesTheirPlace) {
+  const TemporaryFolder folder;
+  write(folder / "roots/a.der", "A");
+  NewTerminal terminal = newTerminal();
+  terminal.roots = folder / "roots";
+  terminal.ownRoots = {{"b.der", "B"}};
+  std::string error;
+
+  ASSERT_TRUE(createTerminal(folder / "t", terminal, error)) << error;
+
+  EXPECT_EQ(certificateFiles(folder / "t/roots"),
+            std::vector<std::string>{folder / "t/roots/a.der"});
+}
+
 TEST(TerminalDirectoryTest, AnEmptyFolderBecomesATerminal) {
   const TemporaryFolder folder;
   fs::create_directory(folder / "t");
