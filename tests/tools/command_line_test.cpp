@@ -50,7 +50,8 @@ INSTANTIATE_TEST_SUITE_P(Commands, HelpTest,
                          testing::Values(Arguments{}, Arguments{"terminal"},
                                          Arguments{"terminal", "create"}, Arguments{"run"},
                                          Arguments{"listen"}, Arguments{"notify"},
-                                         Arguments{"reply"}, Arguments{"exec"}));
+                                         Arguments{"reply"}, Arguments{"exec"}, Arguments{"keys"},
+                                         Arguments{"keys", "init"}, Arguments{"keys", "show"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
   const ProgramResult result = runWz({"--version"});
@@ -86,6 +87,9 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCommandLine{"TerminalAlone", {"terminal"}, "subcommand"},
         WrongCommandLine{"NoDirectory", {"terminal", "create"}, "DIR"},
         WrongCommandLine{"NoApplication", {"run"}, "APP"},
+        WrongCommandLine{"KeysAlone", {"keys"}, "subcommand"},
+        WrongCommandLine{"NoKeyDirectory", {"keys", "init"}, "DIR"},
+        WrongCommandLine{"NoCertificate", {"keys", "show"}, "FILE"},
         WrongCommandLine{"NoName", {"listen", "till"}, "NAME"},
         WrongCommandLine{"NoJson", {"reply", "till", "PAY"}, "JSON"},
         WrongCommandLine{"TimeoutZero", {"run", "shop", "--timeout", "0"}, "--timeout"},

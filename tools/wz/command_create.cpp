@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "commands.h"
+#include "development_roots.h"
 #include "exit_code.h"
 #include "output.h"
 
@@ -23,6 +24,14 @@ bool readDisplay(const std::string& text, workstation::TerminalProfile& profile)
          readNumber(std::string_view(text).substr(cross + 1), profile.displayHeight);
 }
 
+// So that packages signed with development keys are taken by the terminals of a library that trusts
+// those. With a product's own authorities there are none.
+void addDevelopmentRoots(workstation::NewTerminal& terminal) {
+  for (const DevelopmentRoot& root : developmentRoots()) {
+    terminal.ownRoots.push_back({root.fileName, std::string(root.der.begin(), root.der.end())});
+  }
+}
+
 }  // namespace
 
 int createTerminal(const CreateOptions& options) {
@@ -38,6 +47,7 @@ int createTerminal(const CreateOptions& options) {
     printMessage(profileError.message);
     return kUsage;
   }
+  addDevelopmentRoots(terminal);
   std::string error;
   if (!workstation::createTerminal(options.directory, terminal, error)) {
     printMessage(error);

@@ -6,7 +6,7 @@ namespace {
 constexpr char kExitCodes[] =
     "Exit codes:\n"
     "  0  done\n"
-    "  1  the application failed, or what was waited for did not come\n"
+    "  1  the application failed, the file was rejected, or what was waited for did not come\n"
     "  2  the command line is wrong\n"
     "  3  the terminal, the machine or a file does not allow it";
 

@@ -53,7 +53,8 @@ void addTerminalCommands(CLI::App& app, Action& action) {
   command
       .add_option("--roots", options.terminal.roots,
                   "Folder of DER certificates (*.der, *.crt, *.cer)\n"
-                  "that become the terminal's own (default: none)")
+                  "that become the terminal's own (default: the roots of\n"
+                  "the development keys, where this build trusts those)")
       ->type_name("DIR");
   command
       .add_option("--trigger", exports.triggers,

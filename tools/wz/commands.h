@@ -73,6 +73,19 @@ struct ExecuteOptions {
 /// Returns the program's own exit code, or 128 and the number of the signal that ended it.
 int execute(const ExecuteOptions& options);
 
+struct InitKeysOptions {
+  std::string directory;
+};
+
+int initKeys(const InitKeysOptions& options);
+
+struct ShowKeyOptions {
+  std::string file;
+  bool asJson = false;
+};
+
+int showKey(const ShowKeyOptions& options);
+
 }  // namespace wz
 
 #endif  // WZ_COMMANDS_H

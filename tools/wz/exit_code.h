@@ -5,7 +5,7 @@
 namespace wz {
 
 inline constexpr int kDone = 0;
-inline constexpr int kApplicationFailed = 1;  // or: what was waited for did not come
+inline constexpr int kApplicationFailed = 1;  // or: rejected, or what was waited for did not come
 inline constexpr int kUsage = 2;
 inline constexpr int kEnvironment = 3;  // the terminal, the machine or a file does not allow it
 

@@ -5,15 +5,17 @@
 #include <string>
 
 #include "command_line.h"
+#include "development_roots.h"
 #include "exit_code.h"
 #include "output.h"
+#include "version.h"
 
 namespace {
 
 int runCommandLine(int argc, char** argv) {
   CLI::App app("Makes terminals out of folders, and runs and talks to applications on them.", "wz");
   app.require_subcommand(1);
-  app.set_version_flag("--version", "wz " WZ_VERSION "\nplatform: workstation");
+  app.set_version_flag("--version", wz::versionText(!wz::developmentRoots().empty()));
   app.footer(wz::footer("  wz terminal create desk\n"
                         "  wz run --terminal desk examples/tip\n") +
              "\n\nEvery command has its own --help.");
@@ -21,6 +23,7 @@ int runCommandLine(int argc, char** argv) {
   wz::addTerminalCommands(app, action);
   wz::addRunCommands(app, action);
   wz::addMessageCommands(app, action);
+  wz::addKeyCommands(app, action);
   // What is no command at all is otherwise only called one too few.
   const auto isFirst = [&](const CLI::App* command) { return command->check_name(argv[1]); };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isFirst).empty()) {

@@ -1,0 +1,286 @@
+// wz keys, and what the keys mean to new terminals.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "crypto/authorities.h"
+#include "tests/builders/certificate_builder.h"
+#include "tests/tools/key_files.h"
+#include "tests/tools/program.h"
+#include "tools/wz/development_roots.h"
+
+namespace wzapp_test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr int kRejected = 1, kEnvironment = 3;
+
+std::string textOf(const Octets& octets) { return {octets.begin(), octets.end()}; }
+
+bool hasProductsAuthorities() { return wz::developmentRoots().empty(); }
+
+TEST(KeysInitTest, MakesAKeyDirectory) {
+  const TemporaryDirectory folder;
+
+  const ProgramResult result = runWz({"keys", "init", folder / "keys"});
+
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_THAT(result.out, StartsWith("made the development keys " + (folder / "keys") + "\n"));
+  EXPECT_EQ(contentOf(folder / "keys/authorities.txt"), contentOf(madeKeys() + "/authorities.txt"));
+  for (const char* const file : {"roots/development-root-2.der", "authorities/9.key",
+                                 "signers/application.der", "signers/manifest.key"}) {
+    EXPECT_TRUE(fs::exists(folder / "keys/" + file)) << file;
+  }
+}
+
+TEST(KeysInitTest, LeavesAnExistingFolderAlone) {
+  const TemporaryDirectory folder;
+  fs::create_directory(folder / "keys");
+
+  const ProgramResult result = runWz({"keys", "init", folder / "keys"});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: cannot make " + (folder / "keys") + ": File exists\n");
+  EXPECT_TRUE(fs::is_empty(folder / "keys"));
+}
+
+TEST(KeysShowTest, AnAuthorityThatIsCompiledInIsRecognised) {
+  const TemporaryDirectory folder;
+  const wzapp::ByteView der = wzapp::authorities()[2].der;
+  const std::string file = folder.write("a.der", std::string(der.begin(), der.end()));
+
+  const ProgramResult result = runWz({"keys", "show", file});
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(
+      linesOf(result.out),
+      AllOf(Contains("file              " + file + ", " + std::to_string(der.size()) + " octets"),
+            Contains("kind              3, application certificate, may sign applications"),
+            Contains(StartsWith("acceptance        It is authority 3 of those compiled "
+                                "in; "))));
+}
+
+TEST(KeysShowTest, ExplainsADevelopmentSigner) {
+  if (hasProductsAuthorities()) GTEST_SKIP() << "built with a product's authorities";
+  const std::string file = std::string(DEVELOPMENT_KEYS) + "/signers/manifest.der";
+
+  const ProgramResult result = runWz({"keys", "show", file});
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  const std::vector<std::string> lines = linesOf(result.out);
+  EXPECT_THAT(
+      lines,
+      ElementsAre(
+          StartsWith("file              " + file + ", "),
+          // The keys of a build folder may be older than what makes them now: no whole names.
+          StartsWith("subject           O=Development keys, OU=Not for terminals, CN=Development "),
+          StartsWith("issuer            O=Development keys, OU=Not for terminals, CN=Development "),
+          "serial            500002 (octets 323030303035, which a terminal shows last to first)",
+          StartsWith("subject key id    "), StartsWith("authority key id  "),
+          "valid             from 2020-01-01 00:00:00 to 2110-01-01 00:00:00 UTC",
+          "                  Within its dates. A terminal would also accept it outside of them.",
+          "key               RSA, 2048 bits, public exponent 65537",
+          "signature         sha256WithRSAEncryption", "permissions       S11",
+          "kind              4, manifest certificate, may sign manifest packages (-O.ZIP and "
+          "-U.ZIP)",
+          "acceptance        Accepted by authority 1 of those compiled in."));
+}
+
+TEST(KeysShowTest, ForeignKeysAreNotAccepted) {
+  const ProgramResult result = runWz({"keys", "show", madeKeys() + "/signers/application.der"});
+
+  EXPECT_EQ(result.code, 0);
+  EXPECT_THAT(linesOf(result.out),
+              AllOf(Contains("kind              none"),
+                    Contains(StartsWith("acceptance        Refused: none of the authorities "
+                                        "compiled in has the key identifier "))));
+}
+
+TEST(KeysShowTest, AnExpiredCertificateIsSaidToBeAccepted) {
+  const TemporaryDirectory folder;
+  const std::string file = folder.write(
+      "old.crt",
+      textOf(CertificateBuilder().validity("100101000000Z", "110101000000Z").encoding()));
+
+  EXPECT_THAT(linesOf(runWz({"keys", "show", file}).out),
+              Contains("                  Expired. A terminal accepts it all the same."));
+}
+
+TEST(KeysShowTest, HostileOctetsDoNotReachTheUsersTerminal) {
+  const TemporaryDirectory folder;
+  const std::string evil = "a\x1b[2J\nkind 3\r\xE2\x80\xAE\xFF";
+  const Octets der =
+      CertificateBuilder()
+          .serial(DerBuilder().integer(fromText("\x1b]0;x\a")))
+          .issuer(DerBuilder().sequence(
+              attribute("2.5.4.3", DerBuilder().element(0x14, fromText(evil)))))
+          .subjectAttributes(attribute("2.5.4.3", DerBuilder().element(0x0C, fromText(evil))))
+          .permissions({"S14\x1b[0m"})
+          .encoding();
+  const std::string file = folder.write("evil.crt", textOf(der));
+  const auto isQuiet = [](const std::string& text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return c == '\n' || (c >= 0x20 && c < 0x7F); });
+  };
+
+  const ProgramResult words = runWz({"keys", "show", file});
+  const ProgramResult json = runWz({"keys", "show", "--json", file});
+
+  EXPECT_EQ(words.code, 0);
+  EXPECT_TRUE(isQuiet(words.out)) << words.out;
+  EXPECT_THAT(linesOf(words.out),
+              AllOf(Contains("subject           CN=a\\x1b[2J\\nkind 3\\r\\u{202e}\\xff"),
+                    Contains("permissions       S14\\x1b[0m")));
+  EXPECT_TRUE(isQuiet(json.out)) << json.out;
+  rapidjson::Document document;
+  document.Parse(json.out.c_str());
+  ASSERT_TRUE(document.IsObject());
+  EXPECT_STREQ(document["subject"].GetString(), "CN=a\\x1b[2J\\nkind 3\\r\\u{202e}\\xff");
+}
+
+TEST(KeysShowTest, PrintsJson) {
+  if (hasProductsAuthorities()) GTEST_SKIP() << "built with a product's authorities";
+  const std::string file = std::string(DEVELOPMENT_KEYS) + "/signers/application.der";
+
+  const ProgramResult result = runWz({"keys", "show", file, "--json"});
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  rapidjson::Document document;
+  document.Parse(result.out.c_str());
+  ASSERT_TRUE(document.IsObject());
+  EXPECT_EQ(document["file"].GetString(), file);
+  EXPECT_EQ(document["octets"].GetUint64(), fs::file_size(file));
+  EXPECT_TRUE(document["isCertificate"].GetBool());
+  EXPECT_STREQ(document["serial"].GetString(), "500001");
+  EXPECT_STREQ(document["serialOctets"].GetString(), "313030303035");
+  EXPECT_EQ(document["subjectKeyId"].GetStringLength(), 40U);
+  EXPECT_EQ(document["authorityKeyId"].GetStringLength(), 40U);
+  EXPECT_STREQ(document["validFrom"].GetString(), "2020-01-01T00:00:00Z");
+  EXPECT_STREQ(document["validTo"].GetString(), "2110-01-01T00:00:00Z");
+  EXPECT_STREQ(document["dates"].GetString(), "valid");
+  EXPECT_EQ(document["keyBits"].GetUint64(), 2048U);
+  EXPECT_STREQ(document["publicExponent"].GetString(), "65537");
+  ASSERT_EQ(document["permissions"].Size(), 1U);
+  EXPECT_STREQ(document["permissions"][0].GetString(), "S14");
+  EXPECT_EQ(document["kind"].GetInt(), 3);
+  EXPECT_TRUE(document["accepted"].GetBool());
+  ASSERT_EQ(document["authorities"].Size(), 1U);
+  EXPECT_EQ(document["authorities"][0].GetInt(), 1);
+}
+
+TEST(KeysShowTest, WhatIsNoCertificateIsRejectedInWords) {
+  const TemporaryDirectory folder;
+  const std::string file =
+      folder.write("v1.crt", textOf(CertificateBuilder().version(DerBuilder()).encoding()));
+
+  const ProgramResult words = runWz({"keys", "show", file});
+  const ProgramResult json = runWz({"keys", "show", file, "--json"});
+
+  EXPECT_EQ(words.code, kRejected);
+  EXPECT_EQ(words.out, "");
+  EXPECT_EQ(words.errors, "wz: " + file +
+                              " is no certificate that a terminal reads: it is not of version 3 "
+                              "(-102)\n");
+  EXPECT_EQ(json.code, kRejected);
+  rapidjson::Document document;
+  document.Parse(json.out.c_str());
+  ASSERT_TRUE(document.IsObject());
+  EXPECT_FALSE(document["isCertificate"].GetBool());
+  EXPECT_STREQ(document["refusal"].GetString(), "it is not of version 3 (-102)");
+}
+
+TEST(KeysShowTest, PemTextIsToldFromDer) {
+  const TemporaryDirectory folder;
+  const std::string file = folder.write("a.pem", "-----BEGIN CERTIFICATE-----\nMII=\n");
+
+  const ProgramResult result = runWz({"keys", "show", file});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.errors, HasSubstr("it is PEM text where terminals read DER"));
+}
+
+TEST(KeysShowTest, WhatCannotBeReadIsNamed) {
+  const TemporaryDirectory folder;
+
+  const ProgramResult missing = runWz({"keys", "show", folder / "none.crt"});
+  const ProgramResult directory = runWz({"keys", "show", folder.path()});
+
+  EXPECT_EQ(missing.code, kEnvironment);
+  EXPECT_THAT(missing.errors, StartsWith("wz: " + (folder / "none.crt") + " cannot be read"));
+  EXPECT_EQ(directory.code, kEnvironment);
+  EXPECT_EQ(directory.errors, "wz: " + folder.path() + " is a folder; name a certificate in it\n");
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+TEST(DevelopmentRootsTest, ANewTerminalHasThem) {
+  const TemporaryDirectory folder;
+
+  ASSERT_EQ(runWz({"terminal", "create", folder / "desk"}).code, 0);
+
+  std::vector<std::string> expected;
+  for (const wz::DevelopmentRoot& root : wz::developmentRoots()) {
+    expected.emplace_back(root.fileName);
+    EXPECT_EQ(contentOf(folder / "desk/roots/" + root.fileName),
+              std::string(root.der.begin(), root.der.end()));
+  }
+  EXPECT_EQ(namesIn(folder / "desk/roots"), expected);
+}
+
+TEST(DevelopmentRootsTest, OthersTakeTheirPlace) {
+  const TemporaryDirectory folder;
+  fs::create_directory(folder / "roots");
+  folder.write("roots/ours.der", contentOf(madeKeys() + "/roots/development-root-1.der"));
+
+  ASSERT_EQ(runWz({"terminal", "create", folder / "desk", "--roots", folder / "roots"}).code, 0);
+
+  EXPECT_THAT(namesIn(folder / "desk/roots"), ElementsAre("ours.der"));
+}
+
+TEST(DevelopmentRootsTest, TheirAuthoritiesAreThoseThatAreCompiledIn) {
+  if (hasProductsAuthorities()) GTEST_SKIP() << "built with a product's authorities";
+  const TemporaryDirectory folder;
+  ASSERT_EQ(runWz({"terminal", "create", folder / "desk"}).code, 0);
+
+  const ProgramResult first = runWz({"keys", "show", folder / "desk/roots/development-root-1.der"});
+  const ProgramResult second =
+      runWz({"keys", "show", folder / "desk/roots/development-root-2.der"});
+
+  EXPECT_THAT(first.out, HasSubstr("uses authorities 1, 2, 3 and 4 of those compiled in.\n"));
+  EXPECT_THAT(second.out, HasSubstr("uses authorities 5, 6, 7, 8 and 9 of those compiled in.\n"));
+}
+
+TEST(DevelopmentRootsTest, TheVersionSaysSo) {
+  const bool says = runWz({"--version"})
+                        .out.find(
+                            "authorities: development keys; this build is "
+                            "not for terminals\n") != std::string::npos;
+
+  EXPECT_EQ(says, !hasProductsAuthorities());
+}
+
+}  // namespace
+}  // namespace wzapp_test
