@@ -51,7 +51,8 @@ INSTANTIATE_TEST_SUITE_P(Commands, HelpTest,
                                          Arguments{"terminal", "create"}, Arguments{"run"},
                                          Arguments{"listen"}, Arguments{"notify"},
                                          Arguments{"reply"}, Arguments{"exec"}, Arguments{"keys"},
-                                         Arguments{"keys", "init"}, Arguments{"keys", "show"}));
+                                         Arguments{"keys", "init"}, Arguments{"keys", "show"},
+                                         Arguments{"certs"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
   const ProgramResult result = runWz({"--version"});
@@ -90,6 +91,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCommandLine{"KeysAlone", {"keys"}, "subcommand"},
         WrongCommandLine{"NoKeyDirectory", {"keys", "init"}, "DIR"},
         WrongCommandLine{"NoCertificate", {"keys", "show"}, "FILE"},
+        WrongCommandLine{"NoArchive", {"certs", "--terminal", "desk"}, "--output"},
         WrongCommandLine{"NoName", {"listen", "till"}, "NAME"},
         WrongCommandLine{"NoJson", {"reply", "till", "PAY"}, "JSON"},
         WrongCommandLine{"TimeoutZero", {"run", "shop", "--timeout", "0"}, "--timeout"},
@@ -122,7 +124,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(EnvironmentTest, ACommandNeedsATerminal) {
   for (const Arguments& arguments :
        {Arguments{"run", "shop"}, Arguments{"listen", "till", "PAID"},
-        Arguments{"notify", "till", "PAID"}, Arguments{"reply", "till", "PAY", "1"}}) {
+        Arguments{"notify", "till", "PAID"}, Arguments{"reply", "till", "PAY", "1"},
+        Arguments{"certs", "-o", "-"}}) {
     const ProgramResult result = runWz(arguments, withoutTerminal);
 
     EXPECT_EQ(result.code, kEnvironment) << arguments.front();

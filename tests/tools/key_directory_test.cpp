@@ -243,15 +243,6 @@ TEST(KeyDirectoryTest, EveryKeyIsAnother) {
   EXPECT_EQ(identifiers.size(), expectedCertificates().size());
 }
 
-std::vector<std::string> namesIn(const std::string& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    names.push_back(entry.path().filename().string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 TEST(KeyDirectoryTest, AnExistingFolderIsLeftAlone) {
   const TemporaryDirectory folder;
   fs::create_directory(folder / "keys");

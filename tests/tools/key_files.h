@@ -4,10 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "support/byte_view.h"
 #include "tests/builders/temporary_directory.h"
@@ -24,6 +27,16 @@ inline std::string contentOf(const std::string& path) {
 
 inline wzapp::ByteView viewOf(const std::string& octets) {
   return {reinterpret_cast<const std::uint8_t*>(octets.data()), octets.size()};
+}
+
+/// The names in a folder, sorted.
+inline std::vector<std::string> namesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 /// A key directory, made once for all tests of a program that ask for it.

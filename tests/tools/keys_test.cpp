@@ -227,15 +227,6 @@ TEST(KeysShowTest, WhatCannotBeReadIsNamed) {
   EXPECT_EQ(directory.errors, "wz: " + folder.path() + " is a folder; name a certificate in it\n");
 }
 
-std::vector<std::string> namesIn(const std::string& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    names.push_back(entry.path().filename().string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 TEST(DevelopmentRootsTest, ANewTerminalHasThem) {
   const TemporaryDirectory folder;
 

@@ -24,7 +24,7 @@ void addCount(CLI::App& command, unsigned& count, const std::string& meaning);
 void addTerminalCommands(CLI::App& app, Action& action);  ///< terminal create
 void addRunCommands(CLI::App& app, Action& action);       ///< run, exec
 void addMessageCommands(CLI::App& app, Action& action);   ///< listen, notify, reply
-void addKeyCommands(CLI::App& app, Action& action);       ///< keys init, keys show
+void addKeyCommands(CLI::App& app, Action& action);       ///< keys init, keys show, certs
 
 }  // namespace wz
 

@@ -34,6 +34,22 @@ void addShow(CLI::App& keys, Action& action) {
   command.callback([&action, kept] { action = [kept] { return showKey(*kept); }; });
 }
 
+void addCertificates(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<CertificatesOptions>();
+  CLI::App& command = *app.add_subcommand("certs", "Write a terminal's certificates as an archive");
+  addTerminal(command, kept->terminal);
+  command.add_option("-o,--output", kept->file, "The tar archive; - for standard output")
+      ->required()
+      ->type_name("FILE");
+  command.footer(
+      footer("  wz certs --terminal desk -o certificates.tar\n"
+             "  wz certs --terminal desk -o - | tar -tv\n") +
+      "\n\nThe archive holds the terminal's own certificates (os*.crt) and the authorities that "
+      "are\n"
+      "compiled in (wz*.crt), each named by its serial number. An existing file is replaced.");
+  command.callback([&action, kept] { action = [kept] { return writeCertificates(*kept); }; });
+}
+
 }  // namespace
 
 void addKeyCommands(CLI::App& app, Action& action) {
@@ -44,6 +60,7 @@ void addKeyCommands(CLI::App& app, Action& action) {
              "  wz keys show keys/signers/application.der\n"));
   addInit(keys, action);
   addShow(keys, action);
+  addCertificates(app, action);
 }
 
 }  // namespace wz

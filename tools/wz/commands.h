@@ -86,6 +86,13 @@ struct ShowKeyOptions {
 
 int showKey(const ShowKeyOptions& options);
 
+struct CertificatesOptions {
+  std::string terminal;
+  std::string file;  // "-": standard output
+};
+
+int writeCertificates(const CertificatesOptions& options);
+
 }  // namespace wz
 
 #endif  // WZ_COMMANDS_H

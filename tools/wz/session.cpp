@@ -6,7 +6,7 @@
 
 namespace wz {
 
-bool Session::begin(const std::string& terminalDir) {
+bool enterChosenTerminal(const std::string& terminalDir) {
   const std::string directory =
       terminalDir.empty() ? workstation::terminalDirectory() : terminalDir;
   if (directory.empty()) {
@@ -16,10 +16,15 @@ bool Session::begin(const std::string& terminalDir) {
     return false;
   }
   std::string error;
-  if (workstation::enterTerminal(directory, error) &&
-      bus_.begin(workstation::terminalDirectory(), error)) {
-    return true;
-  }
+  if (workstation::enterTerminal(directory, error)) return true;
+  printMessage(error);
+  return false;
+}
+
+bool Session::begin(const std::string& terminalDir) {
+  if (!enterChosenTerminal(terminalDir)) return false;
+  std::string error;
+  if (bus_.begin(workstation::terminalDirectory(), error)) return true;
   printMessage(error);
   return false;
 }

@@ -8,11 +8,14 @@
 
 namespace wz {
 
+/// Enters `terminalDir`, or the terminal that WZ_TERMINAL names when that is empty. To be called
+/// before the process has threads. False after a message.
+[[nodiscard]] bool enterChosenTerminal(const std::string& terminalDir);
+
 /// Being inside a terminal, with its message bus running. There is one in a process.
 class Session {
  public:
-  /// Enters `terminalDir`, or the terminal that WZ_TERMINAL names when that is empty, and sees to
-  /// it that its bus runs. To be called before the process has threads. False after a message.
+  /// Enters as enterChosenTerminal does, and sees to it that the terminal's bus runs.
   [[nodiscard]] bool begin(const std::string& terminalDir);
 
  private:
