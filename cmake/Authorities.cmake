@@ -28,11 +28,10 @@ else()
     "-- Authorities: development keys, made under the build folder. What is built TRUSTS DEVELOPMENT "
     "KEYS and is NOT FOR TERMINALS; -DWZAPP_AUTHORITIES=DIR names a product's own authorities.")
   set(_keys ${PROJECT_BINARY_DIR}/keys)
-  set(_keys_made ${PROJECT_BINARY_DIR}/keys.made)
+  set(_keys_made ${_keys}/authorities.txt)
   # Once: `devkeys` itself being newer is no reason for other keys.
   add_custom_command(OUTPUT ${_keys_made}
     COMMAND devkeys --once ${_keys}
-    COMMAND ${CMAKE_COMMAND} -E touch ${_keys_made}
     DEPENDS devkeys
     COMMENT "Making development keys"
     VERBATIM)

@@ -23,6 +23,17 @@ compiled() { grep -c 'Building CXX object' "$scratch/output" || true; }
 
 "$devkeys" "$keys"
 
+# For another machine, which here is this one by another name.
+configure_cross() { configure -B "$scratch/cross" -DCMAKE_SYSTEM_NAME=Linux "$@"; }
+configure_cross -DWZAPP_AUTHORITIES= && fail "Cross-compiling with development keys configures."
+grep -q 'Development keys cannot be made while' "$scratch/output" || fail "The message is missing."
+configure_cross -DWZAPP_AUTHORITIES="$keys" -DWZAPP_AUTHORITY_GENERATOR= &&
+  fail "Cross-compiling without a generator configures."
+grep -q 'WZAPP_AUTHORITY_GENERATOR' "$scratch/output" || fail "The generator is not asked for."
+configure_cross -DWZAPP_AUTHORITIES="$keys" -DWZAPP_AUTHORITY_GENERATOR="$generator" ||
+  fail "Cross-compiling does not configure."
+build=$scratch/cross build || fail "Cross-compiling does not build."
+
 configure -DWZAPP_AUTHORITIES= || fail "Without WZAPP_AUTHORITIES it does not configure."
 grep -q 'TRUSTS DEVELOPMENT KEYS and is NOT FOR TERMINALS' "$scratch/output" ||
   fail "Configuring does not say that development keys are trusted."
