@@ -9,7 +9,6 @@
 #include "support/install_result.h"
 #include "support/json_file.h"
 #include "support/text.h"
-#include "zelipc/zelipc.h"
 
 namespace wzapp {
 namespace {
@@ -111,6 +110,10 @@ bool checkConfigFile(const ConfigFile& file, const ModeWords& words, const std::
 }
 
 }  // namespace
+
+bool readManifestJSON(JSObject& root, const std::string& path) {
+  return !isPipeOrDevice(path) && readJSONFile(root, path);
+}
 
 std::string readManifestAppId(const std::string& path) {
   if (isPipeOrDevice(path)) return {};

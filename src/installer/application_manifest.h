@@ -15,6 +15,8 @@
 #include <optional>
 #include <string>
 
+#include "zelipc/zelipc.h"
+
 namespace wzapp {
 
 // Manifests of an application's directory below the manifest root.
@@ -23,6 +25,10 @@ inline constexpr const char* kUninstallManifest = "appuninstall.mft";
 
 // What a sponsor is asked for. The key/value form has a section for each.
 enum class SponsorMode { kInstall, kUninstall };
+
+// Replaces `root` by the JSON form of the manifest at `path`. False when it has none or cannot be
+// read.
+[[nodiscard]] bool readManifestJSON(zelipc::JSObject& root, const std::string& path);
 
 // The application's id: of a key/value manifest the one for installing, or else the one for
 // removing. Empty when there is none or the file cannot be read. Reports nothing.

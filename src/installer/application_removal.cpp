@@ -16,32 +16,35 @@ namespace {
 // refused; one that was accepted must not outlive the uninstall manifest.
 constexpr std::string_view kManifestsInOrder[] = {kMarketplaceManifest, kUninstallManifest};
 
-std::string dataPath(const DirEntry& entry) {
+std::string dataPath(const ListedEntry& entry) {
   return std::string(kFileSystemRoot) + "/" + entry.name;
 }
 
 }  // namespace
 
-void removeApplication(const DirEntry& entry) {
+void removeApplication(const ListedEntry& entry, bool isGone) {
   const std::string data = dataPath(entry);
-  removeTree(data, Quiet::kEverything);  // only the application's own entry leads to it
-  removeTree(entry.path, Quiet::kNothing);
+  bool isDataGone = isGone;
+  if (!isGone) {
+    isDataGone = removeTree(data, Quiet::kEverything);  // only the application's entry leads to it
+    removeTree(entry.path, Quiet::kNothing);
+  }
   report(kRemovingLine, data.c_str());
-  removeTree(data, Quiet::kTop);
+  if (!isDataGone) removeTree(data, Quiet::kTop);
 }
 
-void removeManifestDirectory(const DirEntry& entry) {
-  removeManifestDirectoryInAdvance(entry);
-  removeTree(entry.path, Quiet::kNothing);
+void removeManifestDirectory(const ListedEntry& entry) {
+  if (!removeManifestDirectoryInAdvance(entry)) removeTree(entry.path, Quiet::kNothing);
 }
 
-void removeApplicationInAdvance(const DirEntry& entry) {
-  removeTree(dataPath(entry), Quiet::kEverything);
-  removeTree(entry.path, Quiet::kEverything);
+bool removeApplicationInAdvance(const ListedEntry& entry) {
+  const bool isDataGone = removeTree(dataPath(entry), Quiet::kEverything);
+  const bool isEntryGone = removeTree(entry.path, Quiet::kEverything);
+  return isDataGone && isEntryGone;
 }
 
-void removeManifestDirectoryInAdvance(const DirEntry& entry) {
-  removeTree(entry.path, Quiet::kEverything, kManifestsInOrder);
+bool removeManifestDirectoryInAdvance(const ListedEntry& entry) {
+  return removeTree(entry.path, Quiet::kEverything, kManifestsInOrder);
 }
 
 }  // namespace wzapp

@@ -5,20 +5,21 @@
 #ifndef WZAPP_INSTALLER_APPLICATION_REMOVAL_H
 #define WZAPP_INSTALLER_APPLICATION_REMOVAL_H
 
-#include "support/directory.h"
+#include "installer/listing.h"
 
 namespace wzapp {
 
 // `entry` is one of the application root: removes it, reports the removal of the application's data
-// and removes that.
-void removeApplication(const DirEntry& entry);
+// and removes that. `isGone`: it was all removed in advance.
+void removeApplication(const ListedEntry& entry, bool isGone = false);
 
 // `entry` is one of the manifest root.
-void removeManifestDirectory(const DirEntry& entry);
+void removeManifestDirectory(const ListedEntry& entry);
 
-// The same in advance, for a caller who must keep something else until then.
-void removeApplicationInAdvance(const DirEntry& entry);
-void removeManifestDirectoryInAdvance(const DirEntry& entry);
+// The same in advance, for a caller who must keep something else until then. False when something
+// was left.
+[[nodiscard]] bool removeApplicationInAdvance(const ListedEntry& entry);
+[[nodiscard]] bool removeManifestDirectoryInAdvance(const ListedEntry& entry);
 
 }  // namespace wzapp
 

@@ -15,7 +15,6 @@
 #include "installer/tree_removal.h"
 #include "support/format.h"
 #include "support/install_log.h"
-#include "support/json_file.h"
 #include "support/platform_info.h"
 #include "support/text.h"
 
@@ -63,9 +62,17 @@ class DependencyCheck {
     DependencyManifest content;
   };
 
+  // An entry of a root that is to go.
+  struct Doomed {
+    ListedEntry entry;
+    bool isManifest;  // at the top of the application root
+    bool isGone = false;
+  };
+
   void readManifests();
   bool readDirectory(const std::string& path);
-  void readManifest(const DirEntry& entry, const std::string& upperName, const std::string& stem);
+  void readManifest(const ListedEntry& entry, const std::string& upperName,
+                    const std::string& stem);
 
   void collectExports();
   [[nodiscard]] bool checkApplications();
@@ -78,6 +85,7 @@ class DependencyCheck {
 
   [[nodiscard]] bool hasFailed(const std::string& upperName) const;
   [[nodiscard]] bool isFailedManifest(const std::string& upperName) const;
+  [[nodiscard]] std::vector<Doomed> listFailed(const char* root, bool holdsApplications) const;
   void removeFailed() const;
 
   AppIds& removed_;
@@ -121,9 +129,9 @@ void DependencyCheck::readManifests() {
 
 // False when the directory cannot be listed.
 bool DependencyCheck::readDirectory(const std::string& path) {
-  std::vector<DirEntry> entries;
+  std::vector<ListedEntry> entries;
   if (!listDirectory(path, entries)) return false;
-  for (const DirEntry& entry : entries) {
+  for (const ListedEntry& entry : entries) {
     const std::string upperName = toUpper(entry.name);
     if (const std::optional<std::string> stem = manifestStem(upperName)) {
       readManifest(entry, upperName, *stem);
@@ -132,14 +140,13 @@ bool DependencyCheck::readDirectory(const std::string& path) {
   return true;
 }
 
-void DependencyCheck::readManifest(const DirEntry& entry, const std::string& upperName,
+void DependencyCheck::readManifest(const ListedEntry& entry, const std::string& upperName,
                                    const std::string& stem) {
   // One character more than the suffix, which is meant: the exports of SHOP.MFT end with SHO.
   constexpr std::size_t kExportSuffixLength = 5;
 
   zelipc::JSObject root;
-  // Opening a pipe would wait for somebody who writes.
-  if (entry.type == kOtherEntry || !readJSONFile(root, entry.path)) {
+  if (!readManifestJSON(root, entry.path)) {
     report("%s not in JSON format, skipping.\n", entry.path.c_str());
     return;
   }
@@ -251,38 +258,41 @@ bool DependencyCheck::isFailedManifest(const std::string& upperName) const {
   return stem && hasFailed(*stem);
 }
 
+// The entries of a root that are to go.
+std::vector<DependencyCheck::Doomed> DependencyCheck::listFailed(const char* root,
+                                                                 bool holdsApplications) const {
+  std::vector<ListedEntry> entries;
+  static_cast<void>(listDirectory(root, entries));  // what cannot be listed stays
+  std::vector<Doomed> doomed;
+  for (ListedEntry& entry : entries) {
+    const std::string upperName = toUpper(entry.name);
+    const bool isManifest = holdsApplications && isFailedManifest(upperName);
+    if (isManifest || hasFailed(upperName)) doomed.push_back({std::move(entry), isManifest});
+  }
+  return doomed;
+}
+
 // The manifest of an application that failed is what makes it fail again in the next run, should
 // this one be cut short; so everything else is removed before it.
 void DependencyCheck::removeFailed() const {
   if (!hasAnyFailed_) return;
-  std::vector<DirEntry> applications;
-  std::vector<DirEntry> manifests;
-  std::vector<DirEntry> listed;
-  static_cast<void>(listDirectory(kAppRoot, listed));
-  for (DirEntry& entry : listed) {
-    const std::string upperName = toUpper(entry.name);
-    if (isFailedManifest(upperName) || hasFailed(upperName)) {
-      applications.push_back(std::move(entry));
-    }
+  std::vector<Doomed> applications = listFailed(kAppRoot, true);
+  std::vector<Doomed> manifests = listFailed(kManifestRoot, false);
+  for (Doomed& doomed : applications) {
+    if (!doomed.isManifest) doomed.isGone = removeApplicationInAdvance(doomed.entry);
   }
-  static_cast<void>(listDirectory(kManifestRoot, listed));
-  for (DirEntry& entry : listed) {
-    if (hasFailed(toUpper(entry.name))) manifests.push_back(std::move(entry));
-  }
+  for (Doomed& doomed : manifests) doomed.isGone = removeManifestDirectoryInAdvance(doomed.entry);
 
-  for (const DirEntry& entry : applications) {
-    if (!isFailedManifest(toUpper(entry.name))) removeApplicationInAdvance(entry);
-  }
-  for (const DirEntry& entry : manifests) removeManifestDirectoryInAdvance(entry);
-
-  for (const DirEntry& entry : applications) {
-    if (isFailedManifest(toUpper(entry.name))) {
-      removeTree(entry.path, Quiet::kNothing);
+  for (const Doomed& doomed : applications) {
+    if (doomed.isManifest) {
+      removeTree(doomed.entry.path, Quiet::kNothing);
     } else {
-      removeApplication(entry);
+      removeApplication(doomed.entry, doomed.isGone);
     }
   }
-  for (const DirEntry& entry : manifests) removeTree(entry.path, Quiet::kNothing);
+  for (const Doomed& doomed : manifests) {
+    if (!doomed.isGone) removeTree(doomed.entry.path, Quiet::kNothing);
+  }
 }
 
 void DependencyCheck::run() {

@@ -1,14 +1,25 @@
 #include "installer/listing.h"
 
-namespace wzapp {
+#include <dirent.h>
 
-bool listDirectory(const std::string& path, std::vector<DirEntry>& entries) {
+#include <memory>
+
+namespace wzapp {
+namespace {
+
+struct StreamCloser {
+  void operator()(DIR* stream) const { closedir(stream); }
+};
+
+}  // namespace
+
+bool listDirectory(const std::string& path, std::vector<ListedEntry>& entries) {
   entries.clear();
-  Directory directory;
-  if (!directory.open(path)) return false;
-  DirEntry entry;
-  while (directory.read(entry)) {
-    if (entry.name != "." && entry.name != "..") entries.push_back(entry);
+  const std::unique_ptr<DIR, StreamCloser> stream(opendir(path.c_str()));
+  if (!stream) return false;
+  while (const struct dirent* found = readdir(stream.get())) {
+    const std::string name = found->d_name;
+    if (name != "." && name != "..") entries.push_back({path + "/" + name, name});
   }
   return true;
 }

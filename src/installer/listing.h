@@ -5,13 +5,17 @@
 #include <string>
 #include <vector>
 
-#include "support/directory.h"
-
 namespace wzapp {
 
-// Replaces `entries` by those of the directory, in its own order, without "." and "..". False, with
-// no entries, when it cannot be opened. The only exception is std::bad_alloc.
-[[nodiscard]] bool listDirectory(const std::string& path, std::vector<DirEntry>& entries);
+struct ListedEntry {
+  std::string path;  // the directory's path, "/" and the name
+  std::string name;  // as the directory has it
+};
+
+// Replaces `entries` by those of the directory at `path` (without "/" at its end), in its own
+// order, without "." and "..". False, with no entries, when it cannot be opened. Unlike those of
+// Directory, the entries are not examined. The only exception is std::bad_alloc.
+[[nodiscard]] bool listDirectory(const std::string& path, std::vector<ListedEntry>& entries);
 
 }  // namespace wzapp
 

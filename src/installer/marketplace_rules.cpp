@@ -41,8 +41,8 @@ void giveUp(std::string& appId, AppIds& removed) {
 }
 
 // Sets `appId` to the application that the marketplace manifest admits, or to nothing.
-void readMarketplaceManifest(const DirEntry& entry, const std::string& sponsor, std::string& appId,
-                             AppIds& removed) {
+void readMarketplaceManifest(const ListedEntry& entry, const std::string& sponsor,
+                             std::string& appId, AppIds& removed) {
   const std::string path = entry.path + "/" + kMarketplaceManifest;
   appId.clear();
   if (!exists(path)) {
@@ -52,14 +52,14 @@ void readMarketplaceManifest(const DirEntry& entry, const std::string& sponsor, 
   if (!checkManifestSponsor(SponsorMode::kInstall, path, sponsor, appId)) giveUp(appId, removed);
 }
 
-void checkDirectoryName(const DirEntry& entry, std::string& appId, AppIds& removed) {
+void checkDirectoryName(const ListedEntry& entry, std::string& appId, AppIds& removed) {
   if (appId.empty() || toUpper(appId) == toUpper(entry.name)) return;
   report("Mismatching directory name %s\n", entry.name.c_str());  // not an error of the run
   giveUp(appId, removed);
 }
 
 // A refused uninstall manifest leaves the application installed, though it counts as removed.
-void readUninstallManifest(const DirEntry& entry, const std::string& sponsor, std::string& appId,
+void readUninstallManifest(const ListedEntry& entry, const std::string& sponsor, std::string& appId,
                            AppIds& removed, Verdicts& verdicts) {
   const std::string path = entry.path + "/" + kUninstallManifest;
   if (!exists(path)) return;
@@ -75,10 +75,10 @@ void readUninstallManifest(const DirEntry& entry, const std::string& sponsor, st
   if (!appId.empty()) removed.insert(appId);
 }
 
-Verdicts readManifests(const std::vector<DirEntry>& entries, const std::string& sponsor,
+Verdicts readManifests(const std::vector<ListedEntry>& entries, const std::string& sponsor,
                        AppIds& removed) {
   Verdicts verdicts;
-  for (const DirEntry& entry : entries) {
+  for (const ListedEntry& entry : entries) {
     report(kCheckingLine, entry.name.c_str());
     std::string appId;
     readMarketplaceManifest(entry, sponsor, appId, removed);
@@ -94,9 +94,9 @@ Verdicts readManifests(const std::vector<DirEntry>& entries, const std::string& 
 void reportRemoving(const std::string& path) { report(kRemovingLine, path.c_str()); }
 
 void removeInvalidApplications(const Verdicts& verdicts) {
-  std::vector<DirEntry> entries;
+  std::vector<ListedEntry> entries;
   static_cast<void>(listDirectory(kAppRoot, entries));  // no root: no application
-  for (const DirEntry& entry : entries) {
+  for (const ListedEntry& entry : entries) {
     const std::string upperName = toUpper(entry.name);
     if (const std::optional<std::string> stem = manifestStem(upperName)) {
       if (verdicts.isValid(*stem)) continue;
@@ -115,9 +115,9 @@ void removeInvalidApplications(const Verdicts& verdicts) {
 }
 
 void removeInvalidManifests(const Verdicts& verdicts) {
-  std::vector<DirEntry> entries;
+  std::vector<ListedEntry> entries;
   static_cast<void>(listDirectory(kManifestRoot, entries));
-  for (const DirEntry& entry : entries) {
+  for (const ListedEntry& entry : entries) {
     if (verdicts.isValid(toUpper(entry.name))) continue;
     reportRemoving(entry.path);
     removeManifestDirectory(entry);
@@ -126,9 +126,9 @@ void removeInvalidManifests(const Verdicts& verdicts) {
 
 // Without a manifest root no application may stay.
 void removeAllApplications(AppIds& removed) {
-  std::vector<DirEntry> entries;
+  std::vector<ListedEntry> entries;
   if (!listDirectory(kAppRoot, entries)) return;
-  for (const DirEntry& entry : entries) {
+  for (const ListedEntry& entry : entries) {
     if (!manifestStem(toUpper(entry.name))) {
       // Not an error of the run: its result stays.
       report("Error: No marketplace manifest found for %s\n", entry.name.c_str());
@@ -152,7 +152,7 @@ void applyMarketplaceRules(AppIds& removed) {
   std::string sponsorText;
   getTerminalSponsor(sponsor, sponsorText);
 
-  std::vector<DirEntry> entries;
+  std::vector<ListedEntry> entries;
   if (!listDirectory(kManifestRoot, entries)) {
     removeAllApplications(removed);
     return;

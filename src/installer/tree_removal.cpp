@@ -25,24 +25,28 @@ constexpr std::size_t kMaxOpenLevels = 16;
 struct StreamCloser {
   void operator()(DIR* stream) const { closedir(stream); }
 };
+using Stream = std::unique_ptr<DIR, StreamCloser>;
 
-// Fills `names` with the entries of an open directory, without "." and "..".
-bool listNames(const FileDescriptor& directory, std::vector<std::string>& names) {
-  FileDescriptor copy(fcntl(directory.get(), F_DUPFD_CLOEXEC, 0));
-  if (!copy.isOpen()) return false;
-  const std::unique_ptr<DIR, StreamCloser> stream(fdopendir(copy.get()));
-  if (!stream) return false;
-  static_cast<void>(copy.release());  // the stream closes it
-  while (const struct dirent* entry = readdir(stream.get())) {
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") names.emplace_back(name);
+// An entry as its directory lists it.
+struct Entry {
+  std::string name;
+  unsigned char type = DT_UNKNOWN;  // DT_DIR, DT_REG ... in case the file system tells
+};
+
+// The entries of an open directory, without "." and "..".
+std::vector<Entry> readEntries(DIR* stream) {
+  std::vector<Entry> entries;
+  while (const struct dirent* found = readdir(stream)) {
+    const std::string_view name = found->d_name;
+    if (name != "." && name != "..") entries.push_back({std::string(name), found->d_type});
   }
-  return true;
+  return entries;
 }
 
-void moveToEnd(std::vector<std::string>& names, std::string_view name) {
-  const auto found = std::find(names.begin(), names.end(), name);
-  if (found != names.end()) std::rotate(found, found + 1, names.end());
+void moveToEnd(std::vector<Entry>& entries, std::string_view name) {
+  const auto found = std::find_if(entries.begin(), entries.end(),
+                                  [name](const Entry& entry) { return entry.name == name; });
+  if (found != entries.end()) std::rotate(found, found + 1, entries.end());
 }
 
 // One removal. Goes down and up with a stack of its own: a tree may be deeper than the stack of a
@@ -52,71 +56,85 @@ class TreeRemoval {
   TreeRemoval(std::string path, Quiet quiet, std::span<const std::string_view> last)
       : path_(std::move(path)), quiet_(quiet), last_(last) {}
 
-  void run();
+  // False when something was left.
+  [[nodiscard]] bool run();
 
  private:
   // A directory whose entries are being removed.
   struct Level {
     std::string name;           // in the directory above
-    FileDescriptor descriptor;  // not open while it is too far up
-    dev_t device = 0;
+    Stream stream;              // open unless the directory is, or has been, too far up
+    FileDescriptor descriptor;  // open instead when the directory is near again
+    dev_t device = 0;           // of a directory that was closed
     ino_t inode = 0;
-    std::vector<std::string> names;
-    std::size_t next = 0;  // the first of `names` that was not dealt with
+    std::vector<Entry> entries;
+    std::size_t next = 0;  // the first of `entries` that was not dealt with
+
+    [[nodiscard]] bool isOpen() const { return stream || descriptor.isOpen(); }
+    [[nodiscard]] int number() const { return stream ? dirfd(stream.get()) : descriptor.get(); }
   };
 
   [[nodiscard]] int current() const {
-    return levels_.empty() ? start_.directory.get() : levels_.back().descriptor.get();
+    return levels_.empty() ? start_.directory.get() : levels_.back().number();
   }
   [[nodiscard]] bool isSilent() const {
     return quiet_ == Quiet::kEverything || (quiet_ == Quiet::kTop && levels_.empty());
   }
 
-  void remove(const std::string& name);
+  void remove(const Entry& entry);
   [[nodiscard]] bool enter(const std::string& name);
   void leave();
+  static void closeLevel(Level& level);
   [[nodiscard]] bool reopenAbove();
   void unlink(const std::string& name, int flags);
-  void warnUnreadable() const;
-  void warnNotRemoved(int error) const;
+  [[nodiscard]] bool hasStatus(const std::string& name, struct stat& status) const;
+  void warnUnreadable();
+  void warnNotRemoved(int error);
 
   Place start_;
   std::string path_;  // of what is being removed, for the messages
   Quiet quiet_;
   std::span<const std::string_view> last_;
   std::vector<Level> levels_;
+  bool hasLeftSomething_ = false;
 };
 
-void TreeRemoval::run() {
+bool TreeRemoval::run() {
   if (!findPlace(path_, start_)) {
     const int error = errno;
     struct stat status;
     // A link in the way: what is there is not where its path says.
-    if (linkStat(path_.c_str(), status) == 0 && !isSilent()) warnNotRemoved(error);
-    return;
+    if (linkStat(path_.c_str(), status) == 0) warnNotRemoved(error);
+    return !hasLeftSomething_;
   }
-  remove(start_.name);
+  remove({start_.name, DT_UNKNOWN});
   while (!levels_.empty()) {
     Level& level = levels_.back();
-    if (level.next == level.names.size()) {
+    if (level.next == level.entries.size()) {
       leave();
       continue;
     }
-    const std::string& name = level.names[level.next++];
-    path_.append("/").append(name);
-    remove(name);
+    const Entry& entry = level.entries[level.next++];
+    path_.append("/").append(entry.name);
+    remove(entry);
   }
+  return !hasLeftSomething_;
 }
 
-// Removes what path_ names now, or enters it; path_ is cut back unless it was entered.
-void TreeRemoval::remove(const std::string& name) {
-  struct stat status;
+// Removes what path_ names now, or enters it; path_ is cut back unless it was entered. Of what has
+// no status nothing is said, but it is only asked for where it matters.
+void TreeRemoval::remove(const Entry& entry) {
+  const std::string& name = entry.name;
   const std::size_t parentLength = levels_.empty() ? path_.size() : path_.size() - name.size() - 1;
-  if (fstatat(current(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-    if (S_ISDIR(status.st_mode)) {
+  struct stat status;
+  const bool isAsked = entry.type == DT_UNKNOWN;
+  if (!isAsked || hasStatus(name, status)) {
+    if (isAsked ? S_ISDIR(status.st_mode) : entry.type == DT_DIR) {
       if (enter(name)) return;
-      if (!isSilent()) warnUnreadable();
-      unlink(name, AT_REMOVEDIR);
+      if (hasStatus(name, status)) {
+        warnUnreadable();
+        unlink(name, AT_REMOVEDIR);
+      }
     } else {
       unlink(name, 0);
     }
@@ -126,20 +144,18 @@ void TreeRemoval::remove(const std::string& name) {
 
 // Lists the directory before anything in it is removed. False when that is not possible.
 bool TreeRemoval::enter(const std::string& name) {
+  FileDescriptor descriptor(openat(current(), name.c_str(), kDirectoryFlags));
+  if (!descriptor.isOpen()) return false;
   Level level;
   level.name = name;
-  level.descriptor = FileDescriptor(openat(current(), name.c_str(), kDirectoryFlags));
-  struct stat status;
-  if (!level.descriptor.isOpen() || fstat(level.descriptor.get(), &status) != 0) return false;
-  if (!listNames(level.descriptor, level.names)) return false;
-  level.device = status.st_dev;
-  level.inode = status.st_ino;
+  level.stream.reset(fdopendir(descriptor.get()));
+  if (!level.stream) return false;
+  static_cast<void>(descriptor.release());  // the stream closes it
+  level.entries = readEntries(level.stream.get());
   if (levels_.empty()) {
-    for (const std::string_view last : last_) moveToEnd(level.names, last);
+    for (const std::string_view last : last_) moveToEnd(level.entries, last);
   }
-  if (levels_.size() >= kMaxOpenLevels) {
-    levels_[levels_.size() - kMaxOpenLevels].descriptor = FileDescriptor();
-  }
+  if (levels_.size() >= kMaxOpenLevels) closeLevel(levels_[levels_.size() - kMaxOpenLevels]);
   levels_.push_back(std::move(level));
   return true;
 }
@@ -152,12 +168,23 @@ void TreeRemoval::leave() {
   if (isAboveOpen) {
     unlink(name, AT_REMOVEDIR);
   } else {
-    if (!isSilent()) warnNotRemoved(ENOENT);
     // Somebody has moved it elsewhere, and the way back is lost. What is left stays for another
     // run.
+    warnNotRemoved(ENOENT);
     levels_.clear();
   }
   if (!levels_.empty()) path_.resize(path_.size() - name.size() - 1);
+}
+
+// A directory without an identity, device and inode 0, is not found again.
+void TreeRemoval::closeLevel(Level& level) {
+  struct stat status;
+  if (level.isOpen() && fstat(level.number(), &status) == 0) {
+    level.device = status.st_dev;
+    level.inode = status.st_ino;
+  }
+  level.stream.reset();
+  level.descriptor = FileDescriptor();
 }
 
 // Sees to it that the directory above the current one is open. False when it is not the one that
@@ -165,7 +192,7 @@ void TreeRemoval::leave() {
 bool TreeRemoval::reopenAbove() {
   if (levels_.size() < 2) return true;
   Level& above = levels_[levels_.size() - 2];
-  if (above.descriptor.isOpen()) return true;
+  if (above.isOpen()) return true;
   FileDescriptor descriptor(openat(current(), "..", kDirectoryFlags));
   struct stat status;
   if (!descriptor.isOpen() || fstat(descriptor.get(), &status) != 0) return false;
@@ -177,21 +204,28 @@ bool TreeRemoval::reopenAbove() {
 void TreeRemoval::unlink(const std::string& name, int flags) {
   if (unlinkat(current(), name.c_str(), flags) == 0) return;
   const int error = errno;
-  if (!isSilent()) warnNotRemoved(error);
+  struct stat status;
+  if (hasStatus(name, status)) warnNotRemoved(error);
 }
 
-void TreeRemoval::warnUnreadable() const {
-  reportWarning("Warning: Failed to read directory '%s'.\n", path_.c_str());
+bool TreeRemoval::hasStatus(const std::string& name, struct stat& status) const {
+  return fstatat(current(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-void TreeRemoval::warnNotRemoved(int error) const {
+void TreeRemoval::warnUnreadable() {
+  if (!isSilent()) reportWarning("Warning: Failed to read directory '%s'.\n", path_.c_str());
+}
+
+void TreeRemoval::warnNotRemoved(int error) {
+  hasLeftSomething_ = true;
+  if (isSilent()) return;
   reportWarning("Warning: Failed to remove '%s' (errno=%d)\n", path_.c_str(), error);
 }
 
 }  // namespace
 
-void removeTree(const std::string& path, Quiet quiet, std::span<const std::string_view> last) {
-  TreeRemoval(path, quiet, last).run();
+bool removeTree(const std::string& path, Quiet quiet, std::span<const std::string_view> last) {
+  return TreeRemoval(path, quiet, last).run();
 }
 
 bool removeFile(const std::string& path) {

@@ -26,8 +26,9 @@ enum class Quiet {
 // Removes the file or the tree at `path`, whose components "/" separates; does nothing when there
 // is none. A path with "." or ".." in it is not removed. The entries of a directory are listed
 // before the first of them is removed, and removed in that order, but for the top's entries named
-// in `last`: those go behind the others, in their order there.
-void removeTree(const std::string& path, Quiet quiet, std::span<const std::string_view> last = {});
+// in `last`: those go behind the others, in their order there. False when something that could be
+// seen was left.
+bool removeTree(const std::string& path, Quiet quiet, std::span<const std::string_view> last = {});
 
 // Removes the file, or the empty directory, at `path`. False when it cannot be removed; nothing is
 // reported.
