@@ -13,9 +13,9 @@
 #include "installer/dependency_check.h"
 #include "installer/marketplace_rules.h"
 #include "support/install_result.h"
+#include "tests/builders/failing_memory.h"
 #include "tests/installer/file_calls.h"
 #include "tests/installer/rules_fixture.h"
-#include "tests/runtime/stubs/failing_memory.h"
 
 namespace wzapp {
 namespace {
@@ -133,14 +133,14 @@ TEST_F(RulesFaultsTest, OfMemoryLeaveNothingOpenAndAreMadeUpForByTheNextRun) {
     removed.clear();
     bool wasThrown = false;
 
-    stubs::failAllocation(nth, stubs::Shortage::kOnce);
+    wzapp_test::failAllocation(nth, wzapp_test::Shortage::kOnce);
     try {
       applyMarketplaceRules(removed);
       checkDependencies(removed);
     } catch (const std::bad_alloc&) {
       wasThrown = true;
     }
-    if (!stubs::endShortage()) break;
+    if (!wzapp_test::endShortage()) break;
 
     if (wasThrown) {
       applyMarketplaceRules(removed);
