@@ -16,7 +16,7 @@ class HeldDeliveries {
   HeldDeliveries() {
     EXPECT_EQ(zelipc::ipcRegisterNotificationCB("HOLD", hold, this, 0, "dam"), 0);
     EXPECT_EQ(zelipc::ipcNotify("dam", "HOLD", {}, 0, ""), 0);
-    held_.get_future().wait();
+    EXPECT_EQ(held_.get_future().wait_for(kPatience), std::future_status::ready);
   }
   HeldDeliveries(const HeldDeliveries&) = delete;
   HeldDeliveries& operator=(const HeldDeliveries&) = delete;
