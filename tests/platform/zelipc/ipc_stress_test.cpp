@@ -151,7 +151,7 @@ TEST(IpcStressTest, WhatComesBackWasNotAnsweredWhoeverComesAndGoes) {
   const Peer shop(comeAndGo);
 
   runInChild([] {
-    constexpr std::size_t kEnough = 20;
+    constexpr std::size_t kEnough = 100;
     Inbox inbox;  // of answers, named "ask_reply", and of what comes back, named "ask"
     inbox.listen("app", "ask_reply");
     inbox.listenForErrors();
