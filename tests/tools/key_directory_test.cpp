@@ -272,8 +272,20 @@ TEST(KeyDirectoryTest, OnceLeavesAFinishedOneAsItIs) {
 TEST(KeyDirectoryTest, OnceDoesNotTakeAnUnfinishedFolder) {
   const TemporaryDirectory folder;
   fs::create_directory(folder / "keys");
+  folder.write("keys/file", "content");
 
   EXPECT_EQ(runProgram(DEVKEYS_PROGRAM, {"--once", folder / "keys"}).code, 3);
+
+  EXPECT_EQ(contentOf(folder / "keys/file"), "content");
+}
+
+TEST(KeyDirectoryTest, OnceTakesAnEmptyFolder) {
+  const TemporaryDirectory folder;
+  fs::create_directory(folder / "keys");
+
+  EXPECT_EQ(runProgram(DEVKEYS_PROGRAM, {"--once", folder / "keys"}).code, 0);
+
+  EXPECT_TRUE(fs::exists(folder / "keys/authorities.txt"));
 }
 
 TEST(KeyDirectoryTest, TheFolderAboveMustExist) {

@@ -1,5 +1,7 @@
 // `devkeys`: makes a directory of development keys for a build folder.
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -17,7 +19,7 @@ int usage() {
   std::fputs(
       "Usage: devkeys [--once] DIR\n"
       "Makes a directory of development keys. DIR must not exist; with --once, one that was made\n"
-      "before stays as it is and counts as done.\n",
+      "before stays as it is and counts as done, and an empty one is replaced.\n",
       stderr);
   return kUsage;
 }
@@ -33,6 +35,7 @@ int run(int argc, char** argv) {
   if (argc != first + 1 || argv[first][0] == '-' || argv[first][0] == '\0') return usage();
   const std::string directory = argv[first];
   if (once && isMade(directory)) return kDone;
+  if (once) rmdir(directory.c_str());  // empty only: build tools make the folder of what is to come
   std::string error;
   if (devkeys::makeKeyDirectory(directory, error)) return kDone;
   std::fprintf(stderr, "devkeys: %s\n", error.c_str());
