@@ -163,6 +163,9 @@ void Browser::addFrame(const std::string& frame, Invocation& invocation) {
 void Browser::removeFrame(const std::string& frame) { frames_.erase(frame); }
 
 void Browser::remove(Invocation& invocation) {
+  for (const auto& [frame, owner] : frames_) {
+    if (owner == &invocation) goneFrames_.add(frame);
+  }
   eraseValue(contexts_, &invocation);
   eraseValue(sessions_, &invocation);
   eraseValue(frames_, &invocation);
@@ -226,9 +229,13 @@ void Browser::onRequestPaused(const JsonValue& params) {
 }
 
 // Whose page, frame or worker makes a request. One of a frame that nobody has told us about (inside
-// of a sandboxed frame, say) belongs to the page that it names as its origin.
+// of a sandboxed frame, say) belongs to the page that it names as its origin. What an ended
+// application has still asked for is nobody's: the same application may have started anew, and
+// would wait behind it.
 Invocation* Browser::ownerOfRequest(const JsonValue& params, const std::string& host) {
-  if (Invocation* const owner = findIn(frames_, jsonString(params, "frameId"))) return owner;
+  const std::string frame = jsonString(params, "frameId");
+  if (Invocation* const owner = findIn(frames_, frame)) return owner;
+  if (goneFrames_.contains(frame)) return nullptr;
   if (refererHost(jsonMember(params, "request")) != host) return nullptr;
   for (const auto& [id, invocation] : invocations_) {
     if (invocation->host() == host) return invocation.get();

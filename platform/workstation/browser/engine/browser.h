@@ -12,6 +12,7 @@
 #include "workstation/browser/engine/file_server.h"
 #include "workstation/browser/engine/invocation.h"
 #include "workstation/browser/engine/profile_directory.h"
+#include "workstation/browser/engine/recent_names.h"
 
 namespace workstation {
 
@@ -72,6 +73,7 @@ class Browser final : private InvocationHost {
   // The connection's thread's.
   std::map<int, std::shared_ptr<Invocation>> invocations_;
   std::map<std::string, Invocation*> contexts_, sessions_, frames_;
+  RecentNames goneFrames_{4096};  // of invocations that have ended
 };
 
 }  // namespace workstation
