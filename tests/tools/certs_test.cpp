@@ -127,7 +127,8 @@ TEST_F(CertsTest, AFailedWriteLeavesTheOlderFile) {
   });
 
   EXPECT_EQ(result.code, kEnvironment);
-  EXPECT_EQ(result.errors, "wz: cannot write " + file + ": File too large\n");
+  // What counts a program's lines writes files too, and complains behind it.
+  EXPECT_THAT(result.errors, StartsWith("wz: cannot write " + file + ": File too large\n"));
   EXPECT_EQ(contentOf(file), "before");
   EXPECT_THAT(namesIn(folder_.path()), ElementsAre("certs.tar", "desk"));
 }
