@@ -64,19 +64,6 @@ void bothDigests(benchmark::State& state) {
       [&] { openssl.add(data); });
 }
 
-void bothDigestsPortable(benchmark::State& state) {
-  const auto data = block();
-  const OpensslBoth openssl;
-  const wzapp::DigestKernel& kernel = wzapp::portableDigestKernel();
-  wzapp::Sha1Words sha1 = {};
-  wzapp::Sha256Words sha256 = {};
-
-  bench::measureSideBySide(
-      state, kGoalPortable, kRepeats,
-      [&] { kernel.both(sha1, sha256, data.data(), data.size() / wzapp::kDigestBlockSize); },
-      [&] { openssl.add(data); });
-}
-
 void bothDigestsBesideMbedtls(benchmark::State& state) {
   const auto data = block();
   wzapp::Sha1Context sha1;
@@ -117,7 +104,6 @@ void sha256(benchmark::State& state) { oneDigest<wzapp::Sha256Context>(state, EV
 }  // namespace
 
 BENCHMARK(bothDigests)->Name("Sha1AndSha256/8192/openssl")->UseManualTime();
-BENCHMARK(bothDigestsPortable)->Name("Sha1AndSha256Portable/8192/openssl")->UseManualTime();
 BENCHMARK(bothDigestsBesideMbedtls)->Name("Sha1AndSha256/8192/mbedtls")->UseManualTime();
 BENCHMARK(sha1)->Name("Sha1/8192/openssl")->UseManualTime();
 BENCHMARK(sha256)->Name("Sha256/8192/openssl")->UseManualTime();

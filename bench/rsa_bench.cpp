@@ -74,14 +74,13 @@ struct Signed {
             1);
   }
 
-  void verifyOurs(const wzapp::MontgomeryKernel& kernel) const {
+  void verifyOurs() const {
     const int verdict = wzapp::verify({.data = digest,
                                        .prehashed = true,
                                        .signature = signature,
                                        .publicExponent = exponent,
                                        .modulus = modulus,
-                                       .digestOid = wzapp::kSha256Oid},
-                                      kernel);
+                                       .digestOid = wzapp::kSha256Oid});
     require(verdict == wzapp::kSignatureValid);
   }
 
@@ -124,46 +123,27 @@ const Signed& sample() {
   return made;
 }
 
-void fromOctets(benchmark::State& state, const wzapp::MontgomeryKernel& kernel, double goal) {
+void fromOctets(benchmark::State& state) {
+  const double goal = wzapp::cpuFeatures().avx2 ? kGoalWithAvx2 : kGoalPortable;
   bench::measureSideBySide(
-      state, goal, kRepeats, [&] { sample().verifyOurs(kernel); },
-      [&] { sample().verifyOpenssl(sample().makeOpensslKey().get()); });
-}
-
-void fromOctetsChosen(benchmark::State& state) {
-  fromOctets(state, wzapp::montgomeryKernel(),
-             wzapp::cpuFeatures().avx2 ? kGoalWithAvx2 : kGoalPortable);
-}
-
-void fromOctetsPortable(benchmark::State& state) {
-  fromOctets(state, wzapp::portableMontgomeryKernel(), kGoalPortable);
+      state, goal, kRepeats, [] { sample().verifyOurs(); },
+      [] { sample().verifyOpenssl(sample().makeOpensslKey().get()); });
 }
 
 void besidePreparedKey(benchmark::State& state) {
   const Key key = sample().makeOpensslKey();
   bench::measureSideBySide(
-      state, 0, kRepeats, [&] { sample().verifyOurs(wzapp::montgomeryKernel()); },
+      state, 0, kRepeats, [] { sample().verifyOurs(); },
       [&] { sample().verifyOpenssl(key.get()); });
 }
 
 void besideMbedtls(benchmark::State& state) {
   bench::measureSideBySide(
-      state, 0, kRepeats, [&] { sample().verifyOurs(wzapp::montgomeryKernel()); },
-      [&] { sample().verifyMbedtls(); });
-}
-
-void besideMbedtlsPortable(benchmark::State& state) {
-  bench::measureSideBySide(
-      state, 0, kRepeats, [&] { sample().verifyOurs(wzapp::portableMontgomeryKernel()); },
-      [&] { sample().verifyMbedtls(); });
+      state, 0, kRepeats, [] { sample().verifyOurs(); }, [] { sample().verifyMbedtls(); });
 }
 
 }  // namespace
 
-BENCHMARK(fromOctetsChosen)->Name("RsaVerify/2048/openssl_from_octets")->UseManualTime();
-BENCHMARK(fromOctetsPortable)->Name("RsaVerifyPortable/2048/openssl_from_octets")->UseManualTime();
+BENCHMARK(fromOctets)->Name("RsaVerify/2048/openssl_from_octets")->UseManualTime();
 BENCHMARK(besidePreparedKey)->Name("RsaVerify/2048/openssl_prepared_key")->UseManualTime();
 BENCHMARK(besideMbedtls)->Name("RsaVerify/2048/mbedtls_from_octets")->UseManualTime();
-BENCHMARK(besideMbedtlsPortable)
-    ->Name("RsaVerifyPortable/2048/mbedtls_from_octets")
-    ->UseManualTime();
