@@ -32,6 +32,10 @@ enum DerIdentifier : std::uint32_t {
 };
 
 struct DerElement {
+  static constexpr std::uint8_t kConstructedBit = 0x20;
+  static constexpr std::uint8_t kClassBits = 0xC0;
+  static constexpr std::uint8_t kTagBits = 0x1F;  ///< all ones: the tag number follows separately
+
   std::int32_t status = kDerBadHeader;  ///< 0 once the element has been read completely
   ByteView buffer;                      ///< what is walked
   std::size_t offset = 0;               ///< of the identifier octet in the buffer
@@ -65,11 +69,13 @@ struct DerElement {
   }
 };
 
-/// Reads the identifier and the length at `offset` into the fields that they decide; status, depth
-/// and index are left alone. The content need not lie in the buffer.
-/// \return 0; kDerTooLong for an identifier or a length beyond the limits; kDerBadHeader when the
-///         buffer ends inside the header.
-[[nodiscard]] int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element);
+/// Reads the identifier and the length at `offset`, at most the end of the buffer, into the fields
+/// that they decide; status, depth and index are left alone. The content need not lie in the
+/// buffer.
+///
+/// \return 0; or, with `element` left alone, kDerTooLong for an identifier or a length beyond the
+///         limits and kDerBadHeader when the buffer ends inside the header.
+[[nodiscard]] inline int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element);
 
 /// Decodes the content as a signed number in two's complement, of 1 to 4 octets.
 /// \return 0, or kDerBadInteger and `value` is left alone. The identifier is not looked at.
@@ -78,6 +84,54 @@ struct DerElement {
 /// \param value  0 for the octet 0x00, 1 for any other.
 /// \return 0, or kDerBadBoolean and `value` is left alone. The identifier is not looked at.
 [[nodiscard]] int readBoolean(const DerElement& element, std::int32_t& value);
+
+// -------------------------------------------------------------------------------------------------
+
+/// Reads the octets of a tag number, which begin at `position`, and moves it behind them.
+/// \return as readDerHeader().
+[[nodiscard]] int readLongTag(ByteView buffer, std::size_t& position, std::int32_t& tagNumber);
+
+// identifier := short | 0x1F-low-bits more* last
+// length := 0x00-0x7F | 0x80 indefinite | 0x81 octet | 0x82 octet octet, up to 0x7FFE
+//
+// Inline, and without a field written before the end, because every step of every walk does this.
+inline int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element) {
+  constexpr std::uint8_t kIndefiniteForm = 0x80;
+  std::size_t position = offset;
+  if (position == buffer.size()) return kDerBadHeader;
+  const std::uint8_t identifier = buffer[position++];
+  std::int32_t tagNumber = identifier & DerElement::kTagBits;
+  if (tagNumber == DerElement::kTagBits) {
+    std::size_t behind = position;
+    std::int32_t number = 0;
+    if (const int code = readLongTag(buffer, behind, number); code != 0) return code;
+    position = behind;
+    tagNumber = number;
+  }
+
+  if (position == buffer.size()) return kDerBadHeader;
+  const std::uint8_t first = buffer[position++];
+  std::int32_t length = first;
+  if (first >= kIndefiniteForm) {
+    const std::size_t count = first - kIndefiniteForm;
+    if (count > 2) return kDerTooLong;
+    if (count > buffer.size() - position) return kDerBadHeader;
+    length = 0;
+    for (std::size_t i = 0; i < count; ++i) length = (length << 8) | buffer[position++];
+    if (length >= kIndefiniteLength) return kDerTooLong;
+    if (count == 0) length = kIndefiniteLength;
+  }
+
+  element.buffer = buffer;
+  element.offset = offset;
+  element.identifier = identifier;
+  element.constructed = identifier & DerElement::kConstructedBit;
+  element.classBits = identifier & DerElement::kClassBits;
+  element.tagNumber = tagNumber;
+  element.contentLength = length;
+  element.headerLength = static_cast<std::int32_t>(position - offset);
+  return 0;
+}
 
 }  // namespace wzapp
 

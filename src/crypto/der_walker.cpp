@@ -5,121 +5,101 @@
 namespace wzapp {
 
 int DerWalker::walk(WalkMode mode, std::size_t n, DerElement& element) {
-  element.status = kDerBadHeader;
-  if (mode == WalkMode::kNextSibling) {
-    copy(snapshot_, state_);
-    siblingBefore_ = true;
-    return step(false, element);
-  }
+  if (mode == WalkMode::kNext) return next(element);
+  if (mode == WalkMode::kNextSibling) return nextSibling(element);
   // Element n is the one that brings the number of elements passed to n + 1.
-  const bool restarts =
-      mode == WalkMode::kRestart || (mode == WalkMode::kToIndex && n < state_.passed);
-  if (restarts) {
-    restart();
-    return steps(n + 1, element);
-  }
-  std::size_t count = mode == WalkMode::kNext ? 1 : n + 1 - state_.passed;
-  if (siblingBefore_) {
-    // Back to before that step. It is gone through once more, now into what it passed over.
-    ++count;
-    copy(state_, snapshot_);
-    siblingBefore_ = false;
-  }
-  return steps(count, element);
+  if (mode == WalkMode::kRestart || n < state_.passed) restart();
+  if (siblingBefore_) takeBackSibling();
+  return steps(n + 1 - state_.passed, element);
 }
 
-// The levels that are not open hold nothing, so that most copies are short.
-void DerWalker::copy(State& to, const State& from) {
-  to.position = from.position;
-  to.passed = from.passed;
-  to.depth = from.depth;
-  std::copy_n(from.levels.begin(), from.depth + 1, to.levels.begin());
+int DerWalker::next(DerElement& element) {
+  return siblingBefore_ ? stepAgain(element) : step<true>(element);
+}
+
+int DerWalker::nextSibling(DerElement& element) {
+  // Field by field, as they were written: see CMakeLists.txt.
+  snapshot_.position = state_.position;
+  snapshot_.passed = state_.passed;
+  snapshot_.depth = state_.depth;
+  snapshot_.children = state_.children;
+  siblingBefore_ = true;
+  return step<false>(element);
 }
 
 void DerWalker::restart() {
   siblingBefore_ = false;
-  state_.position = 0;
-  state_.passed = 0;
-  state_.depth = 0;
-  state_.levels[0] = {kIndefiniteLength, 0, 0};
+  state_ = {0, 0, 0, 0};
+  ends_[0] = kNoEnd;
 }
 
+void DerWalker::takeBackSibling() {
+  siblingBefore_ = false;
+  state_ = snapshot_;
+}
+
+// The step to a sibling is gone through once more, now into what it passed over. Not a part of
+// next(), which would have to make room for it every time.
+[[gnu::noinline]] int DerWalker::stepAgain(DerElement& element) {
+  takeBackSibling();
+  return steps(2, element);
+}
+
+// None of these follows a step to a sibling.
 int DerWalker::steps(std::size_t count, DerElement& element) {
-  for (; count > 0; --count) {
-    if (const int code = step(true, element); code != 0) return code;
-  }
-  return 0;
+  int code = 0;
+  while (code == 0 && count-- > 0) code = next(element);
+  return code;
 }
 
-int DerWalker::step(bool descends, DerElement& element) {
+template <bool kDescends>
+inline int DerWalker::step(DerElement& element) {
+  const ByteView buffer = buffer_;
+  std::size_t position = state_.position;
   element.status = kDerBadHeader;
   element.depth = static_cast<std::uint32_t>(state_.depth);
-  element.index = state_.levels[state_.depth].children;
-  if (state_.position == buffer_.size()) return kDerEnd;
-  if (readDerHeader(buffer_, state_.position, element) != 0) return kDerBadHeader;
+  element.index = static_cast<std::uint32_t>(state_.children);
+  if (position == buffer.size()) return kDerEnd;
+  if (readDerHeader(buffer, position, element) != 0) return kDerBadHeader;
 
   const bool isConstructed = element.constructed != 0;
   const bool isIndefinite = element.isIndefinite();
+  const auto length = static_cast<std::size_t>(element.contentLength);
+  position += static_cast<std::size_t>(element.headerLength);
   if (isIndefinite && !isConstructed) return kDerIndefinitePrimitive;
-  const std::size_t behind =
-      buffer_.size() - state_.position - static_cast<std::size_t>(element.headerLength);
-  if (!isIndefinite && static_cast<std::size_t>(element.contentLength) > behind) {
-    return kDerBadHeader;
-  }
+  if (!isIndefinite && length > buffer.size() - position) return kDerBadHeader;
 
-  if (isConstructed && (descends || isIndefinite)) {
-    if (const int code = enter(element); code != 0) return code;
+  if (isConstructed && (kDescends || isIndefinite)) {
+    if (length != 0 && state_.depth + 1 == kLevels) return kDerTooLong;
+    ++state_.children;
+    if (length != 0) openLevel(isIndefinite ? kNoEnd : position + length);
   } else {
-    pass(element);
+    position += length;
+    if (isEndOfContents(element)) {
+      closeLevel();
+    } else {
+      ++state_.children;
+    }
   }
-  closeFullLevels();
+  while (position >= ends_[state_.depth]) closeLevel();
+  state_.position = position;
   ++state_.passed;
   element.status = 0;
   return 0;
 }
 
-int DerWalker::enter(const DerElement& element) {
-  const bool opensLevel = element.contentLength != 0;
-  if (opensLevel && state_.depth + 1 == kLevels) return kDerTooLong;
-
-  const auto header = static_cast<std::size_t>(element.headerLength);
-  Level& level = state_.levels[state_.depth];
-  ++level.children;
-  level.consumed += header;
-  state_.position += header;
-  if (opensLevel) state_.levels[++state_.depth] = {element.contentLength, 0, 0};
-  return 0;
+inline bool DerWalker::isEndOfContents(const DerElement& element) const {
+  return element.identifier == 0 && element.contentLength == 0 && element.headerLength == 2 &&
+         state_.depth > 0 && ends_[state_.depth] == kNoEnd;
 }
 
-void DerWalker::pass(const DerElement& element) {
-  const auto length = static_cast<std::size_t>(element.headerLength + element.contentLength);
-  Level& level = state_.levels[state_.depth];
-  level.consumed += length;
-  state_.position += length;
-
-  const bool isEndOfContents = length == 2 && element.identifier == 0;
-  if (isEndOfContents && state_.depth > 0 && level.declared == kIndefiniteLength) {
-    closeLevel();
-    return;
-  }
-  ++level.children;
+inline void DerWalker::openLevel(std::size_t end) {
+  children_[state_.depth] = state_.children;
+  ends_[++state_.depth] = end;
+  state_.children = 0;
 }
 
-// An element may run past its parent; the parent is then full all the same.
-void DerWalker::closeFullLevels() {
-  while (state_.depth > 0) {
-    const Level& level = state_.levels[state_.depth];
-    if (level.declared == kIndefiniteLength) return;
-    if (level.consumed < static_cast<std::size_t>(level.declared)) return;
-    closeLevel();
-  }
-}
-
-void DerWalker::closeLevel() {
-  const std::size_t consumed = state_.levels[state_.depth].consumed;
-  --state_.depth;
-  state_.levels[state_.depth].consumed += consumed;
-}
+inline void DerWalker::closeLevel() { state_.children = children_[--state_.depth]; }
 
 ByteView outermostElement(ByteView der) {
   DerWalker walker(der);

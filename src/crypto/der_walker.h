@@ -53,37 +53,41 @@ class DerWalker {
 
   /// walk() in one mode each.
   [[nodiscard]] int first(DerElement& element) { return walk(WalkMode::kRestart, 0, element); }
-  [[nodiscard]] int next(DerElement& element) { return walk(WalkMode::kNext, 0, element); }
-  [[nodiscard]] int nextSibling(DerElement& element) {
-    return walk(WalkMode::kNextSibling, 0, element);
-  }
+  [[nodiscard]] int next(DerElement& element);
+  [[nodiscard]] int nextSibling(DerElement& element);
 
  private:
-  struct Level {
-    std::int32_t declared;   // content length of the element that this level is inside of
-    std::uint32_t children;  // elements passed at this level
-    std::size_t consumed;    // octets passed at this level
-  };
+  static constexpr std::size_t kNoEnd = SIZE_MAX;
+
   struct State {
     std::size_t position;
-    std::size_t passed;                 // elements returned since the start of the walk
-    std::size_t depth;                  // innermost open level
-    std::array<Level, kLevels> levels;  // those above depth hold nothing
+    std::size_t passed;    // elements returned since the start of the walk
+    std::size_t depth;     // innermost open level
+    std::size_t children;  // elements passed at that level
   };
 
-  static void copy(State& to, const State& from);
   void restart();
+  void takeBackSibling();
+  int stepAgain(DerElement& element);
   int steps(std::size_t count, DerElement& element);
-  int step(bool descends, DerElement& element);
-  int enter(const DerElement& element);
-  void pass(const DerElement& element);
-  void closeFullLevels();
+  template <bool kDescends>
+  int step(DerElement& element);
+  [[nodiscard]] bool isEndOfContents(const DerElement& element) const;
+  void openLevel(std::size_t end);
   void closeLevel();
 
   ByteView buffer_;
-  bool siblingBefore_ = false;  // the last call was a step to the next sibling
   State state_;
-  State snapshot_;  // state_ before that step
+  // state_ before a step to the next sibling. The levels need no copy: such a step either closes
+  // some, which leaves them as they are, or opens one beyond those that were open.
+  State snapshot_;
+  bool siblingBefore_ = false;  // the last call was a step to the next sibling
+
+  // The open levels; what lies beyond the innermost one means nothing. A level is full when the
+  // position has reached its end and no deeper one is open: an element that runs past its parent
+  // takes the position beyond that end.
+  std::array<std::size_t, kLevels> ends_;  // offsets; kNoEnd outermost and for indefinite lengths
+  std::array<std::size_t, kLevels> children_;  // passed before the deeper level was opened
 };
 
 /// `der` without the octets behind its first element; all of it where that element cannot be read
