@@ -76,7 +76,7 @@ int readPrivateExtension5(ExtensionValue& value, CertificateRecord& record) {
 
 struct ExtensionRule {
   ShortOid oid;
-  int (*read)(ExtensionValue& value, CertificateRecord& record);  // 0 or a CertificateError
+  ReadExtension read;
 };
 
 constexpr ExtensionRule kExtensionRules[] = {
@@ -93,12 +93,11 @@ constexpr ExtensionRule kExtensionRules[] = {
 
 }  // namespace
 
-int readExtensionValue(const ShortOid& oid, bool critical, ExtensionValue& value,
-                       CertificateRecord& record) {
+ReadExtension findExtension(const ShortOid& oid) {
   for (const ExtensionRule& rule : kExtensionRules) {
-    if (rule.oid == oid) return rule.read(value, record);
+    if (rule.oid == oid) return rule.read;
   }
-  return critical ? kUnknownCriticalExtension : 0;
+  return nullptr;
 }
 
 }  // namespace wzapp

@@ -45,11 +45,12 @@ class ExtensionValue {
   DerElement element_;
 };
 
-/// Reads the value of a known extension into `record`.
-/// \param value  at its first element.
-/// \return 0 or a CertificateError, kUnknownCriticalExtension for what is critical and not known.
-[[nodiscard]] int readExtensionValue(const ShortOid& oid, bool critical, ExtensionValue& value,
-                                     CertificateRecord& record);
+/// How the value of a known extension is read into a record. The value stands at its first element.
+/// Gives 0 or a CertificateError.
+using ReadExtension = int (*)(ExtensionValue& value, CertificateRecord& record);
+
+/// The reader for an extension; null for one that is not known.
+[[nodiscard]] ReadExtension findExtension(const ShortOid& oid);
 
 }  // namespace wzapp
 

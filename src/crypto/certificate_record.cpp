@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <span>
 
 #include "crypto/certificate_extensions.h"
 #include "crypto/der_walker.h"
@@ -59,14 +58,18 @@ ByteView withoutFirst(ByteView octets) { return octets.empty() ? octets : octets
 // Which of the attributes `element` names, by its content whatever its identifier.
 std::size_t subjectAttribute(const DerElement& element) {
   const ByteView content = element.content();
-  ShortOid oid;
-  if (content.empty() || content[0] != kX500 || ShortOid::read(content, oid) != 0) {
-    return kNoAttribute;
-  }
-  const auto* const found =
-      std::find(std::begin(kSubjectAttributes), std::end(kSubjectAttributes), oid);
-  return static_cast<std::size_t>(found - std::begin(kSubjectAttributes));
+  std::size_t attribute = 0;
+  if (content.empty() || content[0] != kX500) return kNoAttribute;
+  while (attribute < kNoAttribute && !isOid(content, kSubjectAttributes[attribute])) ++attribute;
+  return attribute;
 }
+
+struct AttributeValue {
+  bool isMet = false;
+  std::uint32_t identifier = 0;
+  ByteView content;
+};
+using SubjectValues = std::array<AttributeValue, std::size(kSubjectAttributes)>;
 
 class CertificateParser {
  public:
@@ -127,34 +130,32 @@ class CertificateParser {
 
   // Ends at the first element behind the subject. One that cannot be walked through hides the key.
   int readSubject() {
-    std::array<DerElement, std::size(kSubjectAttributes)> values;
+    SubjectValues values;
     if (!passTo(2, 5) || !next()) return kBadPublicKey;
     while (at_.depth > 2) {
       const std::size_t attribute = subjectAttribute(at_);
       if (!next()) return kBadPublicKey;
-      const bool isNew = attribute != kNoAttribute && !values[attribute].isValid();
-      if (isNew && at_.depth > 2) values[attribute] = at_;
+      if (attribute == kNoAttribute || at_.depth <= 2 || values[attribute].isMet) continue;
+      values[attribute] = {true, at_.identifier, at_.content()};
     }
-    record_.subjectUniqueLabel = withoutFirst(values[kUniqueLabel].content());
+    record_.subjectUniqueLabel = withoutFirst(values[kUniqueLabel].content);
     chooseLabelValue(values);
     return 0;
   }
 
-  void chooseLabelValue(std::span<const DerElement> values) {
+  void chooseLabelValue(const SubjectValues& values) {
     const ByteView label = record_.subjectUniqueLabel;
     if (label.size() < 2 || label[0] != kLabelChoice) return;
     const std::size_t choice = label[1];
     if (choice == kUniqueLabel || choice >= values.size()) return;
-    const DerElement& value = values[choice];
+    const AttributeValue& value = values[choice];
     if (value.identifier != kDerPrintableString && value.identifier != kDerT61String) return;
-    record_.subjectLabelValue = value.content();
+    record_.subjectLabelValue = value.content;
   }
 
   int readPublicKey() {
-    ShortOid algorithm;
     if (!isAt(2, 6) || !next() || !isAt(3, 0) || !next() || !isAt(4, 0)) return kBadPublicKey;
-    if (ShortOid::read(at_.content(), algorithm) != 0) return kBadPublicKey;
-    if (!(algorithm == kRsaEncryption)) return kBadPublicKey;
+    if (!isOid(at_.content(), kRsaEncryption)) return kBadPublicKey;
     if (!next() || !next() || !isAt(3, 1) || !is(kDerBitString)) return kBadPublicKey;
     return readRsaKey(withoutFirst(at_.content()));
   }
@@ -192,16 +193,20 @@ class CertificateParser {
   // Extension ::= SEQUENCE { extnID OBJECT IDENTIFIER, [ critical BOOLEAN, ] extnValue OCTET STRING
   // }
   int readExtension(SeenOids& seen) {
-    const DerElement extension = at_;
-    ShortOid oid;
+    const ByteView extension = at_.encoding();
     if (!nextPart() || !is(kDerObjectIdentifier)) return kBadExtension;
-    if (const int code = ShortOid::read(at_.content(), oid); code != 0) {
-      return code == kDerTruncatedOid ? kBadExtension : kLongExtensionOid;
+    ShortOid oid = ShortOid::ofOctets(at_.content());
+    ReadExtension read = findExtension(oid);
+    if (read == nullptr) {
+      if (const int code = ShortOid::read(at_.content(), oid); code != 0) {
+        return code == kDerTruncatedOid ? kBadExtension : kLongExtensionOid;
+      }
+      read = findExtension(oid);  // a padded one
     }
     std::int32_t critical = 0;
     if (!nextPart()) return kBadExtension;
     if (is(kDerBoolean) && (readBoolean(at_, critical) != 0 || !nextPart())) return kBadExtension;
-    if (!is(kDerOctetString) || !endsTogether(at_, extension)) return kBadExtension;
+    if (!is(kDerOctetString) || !endsTogether(at_.encoding(), extension)) return kBadExtension;
 
     ExtensionValue value(at_.content());
     if (!value.begin()) return kBadExtensionValue;
@@ -213,7 +218,8 @@ class CertificateParser {
       case SeenOids::Result::kNew:
         break;
     }
-    return readExtensionValue(oid, critical != 0, value, record_);
+    if (read != nullptr) return read(value, record_);
+    return critical != 0 ? kUnknownCriticalExtension : 0;
   }
 
   int checkKeyIds() {
@@ -260,11 +266,9 @@ class CertificateParser {
     return at_.identifier == 0 && at_.headerLength == 2 && at_.contentLength == 0;
   }
 
-  // False for a parent of indefinite length.
-  static bool endsTogether(const DerElement& part, const DerElement& whole) {
-    const ByteView inner = part.encoding();
-    const ByteView outer = whole.encoding();
-    return !outer.empty() && inner.data() + inner.size() == outer.data() + outer.size();
+  // False for a whole of indefinite length, which has no view.
+  static bool endsTogether(ByteView part, ByteView whole) {
+    return !whole.empty() && part.data() + part.size() == whole.data() + whole.size();
   }
 
   DerWalker walker_;

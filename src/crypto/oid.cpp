@@ -36,7 +36,7 @@ int readArc(ByteView content, std::size_t& position, std::uint64_t& arc) {
 
 std::size_t countDigits(std::uint64_t number) {
   std::size_t digits = 1;
-  for (; number >= 10; number /= 10) ++digits;
+  for (std::uint64_t bound = 10; number >= bound; bound *= 10) ++digits;
   return digits;
 }
 
@@ -74,19 +74,26 @@ class TextWriter {
 
 int ShortOid::read(ByteView content, ShortOid& oid) {
   if (content.empty()) return kDerTruncatedOid;
-  ShortOid value;
-  value.append(content[0]);
+  ShortOid value(content[0]);
   std::size_t length = 2 + countDigits(splitFirstOctet(content[0]).second);
   for (std::size_t position = 1; position < content.size();) {
     std::uint64_t arc = 0;
     if (const int code = readArc(content, position, arc); code != 0) return code;
     length += 1 + countDigits(arc);
-    // Checked before the arc is kept: 14 octets are the most that a text of this length has.
+    // Checked before the arc is kept: a text of this length has at most kMaxOctets.
     if (length > kMaxOidText) return kDerNotFound;
     value.appendArc(arc);
   }
   oid = value;
   return 0;
+}
+
+bool isOid(ByteView content, const ShortOid& oid) {
+  if (ShortOid::ofOctets(content) == oid) return true;
+  // Another one, unless there is padding in it.
+  if (std::find(content.begin(), content.end(), kMoreBit) == content.end()) return false;
+  ShortOid read;
+  return ShortOid::read(content, read) == 0 && read == oid;
 }
 
 int oidToText(ByteView content, char* text, std::size_t size) {

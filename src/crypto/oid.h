@@ -34,18 +34,26 @@ class ShortOid {
   ///         on success.
   [[nodiscard]] static int read(ByteView content, ShortOid& oid);
 
+  /// Content octets as they stand. Nothing is checked: the result equals one that read() or parse()
+  /// has made only if read() makes the same of these octets, and none where they are no short OID
+  /// or padded. The fast way to recognise a known OID.
+  [[nodiscard]] static constexpr ShortOid ofOctets(ByteView content);
+
   /// The OID with this text; nothing for a text that no content octets convert to, such as "1.40",
   /// "2.05" or one that is too long.
   [[nodiscard]] static constexpr std::optional<ShortOid> parse(std::string_view text);
 
-  /// The octets, from the top of `high` down, and their count in the lowest octet of `low`: a key
-  /// of 128 bits.
+  /// A key of 128 bits: a one, then the octets, the last of them lowest in `low`.
   [[nodiscard]] constexpr std::uint64_t high() const { return high_; }
   [[nodiscard]] constexpr std::uint64_t low() const { return low_; }
 
   friend constexpr bool operator==(const ShortOid&, const ShortOid&) = default;
 
  private:
+  static constexpr std::size_t kMaxOctets = 14;
+
+  explicit constexpr ShortOid(std::uint8_t first) : low_(0x100U | first) {}
+
   constexpr void append(std::uint8_t octet);
   constexpr void appendArc(std::uint64_t arc);
 
@@ -56,11 +64,14 @@ class ShortOid {
 /// The OID with a text known when compiling; a text that is none does not compile.
 consteval ShortOid oid(std::string_view text);
 
+/// Whether content octets are this OID, padded or not.
+[[nodiscard]] bool isOid(ByteView content, const ShortOid& oid);
+
 /// Writes the dotted text and a terminating NUL.
 /// \param size  octets at `text`. With 0 nothing is written and the size needed is returned.
 /// \return the length of the text (with `size` 0: plus 1); kDerNotFound for an arc of more than
-/// five
-///         octets or a text that does not fit, kDerTruncatedOid as above, and then `text` is empty.
+///         five octets or a text that does not fit, kDerTruncatedOid as above, and then `text` is
+///         empty.
 [[nodiscard]] int oidToText(ByteView content, char* text, std::size_t size);
 
 /// The same for the content of an element, whatever its identifier.
@@ -70,13 +81,20 @@ consteval ShortOid oid(std::string_view text);
 // -------------------------------------------------------------------------------------------------
 
 constexpr void ShortOid::append(std::uint8_t octet) {
-  const auto count = static_cast<unsigned>(low_ & 0xFF);
-  if (count < 8) {
-    high_ |= std::uint64_t{octet} << (56 - 8 * count);
-  } else {
-    low_ |= std::uint64_t{octet} << (56 - 8 * (count - 8));
-  }
-  ++low_;
+  high_ = high_ << 8 | low_ >> 56;
+  low_ = low_ << 8 | octet;
+}
+
+constexpr ShortOid ShortOid::ofOctets(ByteView content) {
+  constexpr std::size_t kLowOctets = 8;
+  ShortOid oid;
+  if (content.empty() || content.size() > kMaxOctets) return oid;
+  const bool reachesHigh = content.size() >= kLowOctets;
+  const std::size_t split = reachesHigh ? content.size() - kLowOctets : 0;
+  (reachesHigh ? oid.high_ : oid.low_) = 1;
+  for (const std::uint8_t octet : content.first(split)) oid.high_ = oid.high_ << 8 | octet;
+  for (const std::uint8_t octet : content.subspan(split)) oid.low_ = oid.low_ << 8 | octet;
+  return oid;
 }
 
 constexpr void ShortOid::appendArc(std::uint64_t arc) {
@@ -110,7 +128,7 @@ constexpr std::optional<ShortOid> ShortOid::parse(std::string_view text) {
       root = arc;
     } else if (arcs == 1) {
       if (arc >= kSecondArcLimits[root]) return std::nullopt;
-      oid.append(static_cast<std::uint8_t>(40 * root + arc));
+      oid = ShortOid(static_cast<std::uint8_t>(40 * root + arc));
     } else {
       oid.appendArc(arc);
     }

@@ -25,50 +25,71 @@ std::uint32_t SeenOids::firstDifference(const Key& one, const Key& other) {
 }
 
 SeenOids::Result SeenOids::insert(const ShortOid& oid) {
-  const Key key{oid.high(), oid.low()};
+  const Key key{oid.low(), oid.high()};
+  return tree_ == nullptr ? insertInRow(key) : insertInTree(key);
+}
+
+SeenOids::Result SeenOids::insertInRow(const Key& key) {
+  const std::uint64_t ending = std::uint64_t{1} << (key.low % 64);
+  if ((endings_ & ending) != 0 && isInRow(key)) return Result::kSeenBefore;
+  if (count_ == kInline) return growTree() ? insertInTree(key) : Result::kNoRoom;
+  endings_ |= ending;
+  Key& added = row_[count_++];
+  added.low = key.low;  // one after the other, as they were written: see CMakeLists.txt
+  added.high = key.high;
+  return Result::kNew;
+}
+
+bool SeenOids::isInRow(const Key& key) const {
+  const auto end = row_.begin() + static_cast<std::ptrdiff_t>(count_);
+  return std::find(row_.begin(), end, key) != end;
+}
+
+SeenOids::Result SeenOids::insertInTree(const Key& key) {
   if (count_ == 0) {
-    entries_[count_++].key = key;
+    tree_[count_++].key = key;
     root_ = 1;
     return Result::kNew;
   }
   Link link = root_;
   while (!isLeaf(link)) {
-    const Entry& fork = entries_[link / 2];
+    const Entry& fork = tree_[link / 2];
     link = fork.links[bitOf(key, fork.bit)];
   }
-  const Key& met = entries_[link / 2].key;
+  const Key& met = tree_[link / 2].key;
   if (met == key) return Result::kSeenBefore;
-  return add(key, firstDifference(met, key));
+  if (count_ == most_) return Result::kNoRoom;
+  addToTree(key, firstDifference(met, key));
+  return Result::kNew;
 }
 
 // Forks stand in the order of their bits on every way down; the new one goes before the first that
 // decides on a lower bit than `bit`.
-SeenOids::Result SeenOids::add(const Key& key, std::uint32_t bit) {
-  if (count_ == room_ && !makeRoom()) return Result::kNoRoom;
+void SeenOids::addToTree(const Key& key, std::uint32_t bit) {
   Link* place = &root_;
-  while (!isLeaf(*place) && entries_[*place / 2].bit < bit) {
-    Entry& fork = entries_[*place / 2];
+  while (!isLeaf(*place) && tree_[*place / 2].bit < bit) {
+    Entry& fork = tree_[*place / 2];
     place = &fork.links[bitOf(key, fork.bit)];
   }
   const auto entry = static_cast<Link>(2 * count_);
-  Entry& added = entries_[count_++];
+  Entry& added = tree_[count_++];
   const unsigned side = bitOf(key, bit);
   added.key = key;
   added.bit = bit;
   added.links[side] = entry + 1;
   added.links[1 - side] = *place;
   *place = entry;
-  return Result::kNew;
 }
 
-bool SeenOids::makeRoom() {
+// Takes the memory, and the full row into the tree.
+bool SeenOids::growTree() {
   constexpr std::size_t kMostLinks = UINT32_MAX / 2;
-  if (allocated_ != nullptr || most_ <= room_ || most_ > kMostLinks) return false;
-  allocated_.reset(new (std::nothrow) Entry[most_]);
-  if (allocated_ == nullptr) return false;
-  std::copy_n(entries_, count_, allocated_.get());
-  entries_ = allocated_.get();
-  room_ = most_;
+  if (most_ <= kInline || most_ > kMostLinks) return false;
+  tree_.reset(new (std::nothrow) Entry[most_]);
+  if (tree_ == nullptr) return false;
+  count_ = 0;
+  // Not examined: they differ from each other, and there is room for more of them.
+  for (const Key& key : row_) (void)insertInTree(key);
   return true;
 }
 

@@ -155,8 +155,13 @@ TEST(ShortOid, EqualsByText) {
     const int code = ShortOid::read(content, oid);
 
     ASSERT_EQ(code == 0, length > 0 && length <= 30);
+    // Taken as they stand, the octets never pass for an OID that they are not.
+    const ShortOid unchecked = ShortOid::ofOctets(content);
+    ASSERT_TRUE(unchecked != previous || (code == 0 && oid == previous)) << text;
     if (code != 0) continue;
     EXPECT_EQ(ShortOid::parse(text), oid) << text;
+    EXPECT_TRUE(isOid(content, oid)) << text;
+    EXPECT_EQ(isOid(content, previous), previousText == text) << previousText << " and " << text;
     EXPECT_EQ(previousText == text, previous == oid) << previousText << " and " << text;
     previousText = text;
     previous = oid;
