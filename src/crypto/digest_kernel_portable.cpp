@@ -1,103 +1,279 @@
-// SHA-1 and SHA-256 in plain C++. The words of a round change their roles instead of being moved:
-// five rounds of SHA-1, or eight of SHA-256, bring every word back to its own place.
-#include <bit>
+// SHA-1 and SHA-256 in plain C++.
+//
+// The message schedules of different blocks have nothing to do with each other: those of four
+// blocks are made side by side, in vectors as the compiler knows them on every processor (SSE2 on
+// x86-64, NEON on arm64, words one by one where there is neither). The rounds are chains in which
+// each step waits for the one before, and keep a processor half busy; where both digests are
+// wanted, their rounds are therefore dealt out alternately.
+#include <cstring>
 
 #include "crypto/big_endian.h"
 #include "crypto/digest_kernel.h"
 #include "crypto/sha256_constants.h"
+
+// The state of both digests is meant to stay in registers from the first round to the last, which
+// no call may come between.
+#define WZAPP_ROUND __attribute__((always_inline)) inline
 
 namespace wzapp {
 
 namespace {
 
 using Word = std::uint32_t;
+using FourWords = Word __attribute__((vector_size(16)));
 
-Word choose(Word x, Word y, Word z) { return z ^ (x & (y ^ z)); }
-Word parity(Word x, Word y, Word z) { return x ^ y ^ z; }
-Word majority(Word x, Word y, Word z) { return (x & y) + (z & (x ^ y)); }
+constexpr std::size_t kSha1Inputs = 80;
+constexpr std::size_t kSha256Inputs = 64;
+
+// How many blocks a schedule of this type is made for.
+template <class Lanes>
+constexpr std::size_t kBlocks = sizeof(Lanes) / sizeof(Word);
+
+template <int bits, class T>
+WZAPP_ROUND T rotl(T x) {
+  return (x << bits) | (x >> (32 - bits));
+}
+
+template <int bits, class T>
+WZAPP_ROUND T rotr(T x) {
+  return rotl<32 - bits>(x);
+}
+
+// -- Schedules: what each round takes in, its constant included; one word for each block.
+
+WZAPP_ROUND void loadWord(const std::uint8_t* blocks, Word& word) {
+  word = loadBigEndian32(blocks);
+}
+
+WZAPP_ROUND void loadWord(const std::uint8_t* blocks, FourWords& words) {
+  words = FourWords{loadBigEndian32(blocks), loadBigEndian32(blocks + kDigestBlockSize),
+                    loadBigEndian32(blocks + 2 * kDigestBlockSize),
+                    loadBigEndian32(blocks + 3 * kDigestBlockSize)};
+}
+
+template <class Lanes>
+WZAPP_ROUND void loadMessage(const std::uint8_t* blocks, Lanes* w) {
+  for (std::size_t i = 0; i < 16; ++i) loadWord(blocks + sizeof(Word) * i, w[i]);
+}
+
+template <class Lanes>
+WZAPP_ROUND void storeInput(Word* inputs, std::size_t round, Lanes value) {
+  std::memcpy(inputs + kBlocks<Lanes> * round, &value, sizeof value);
+}
+
+template <class Lanes>
+void sha1Schedule(const Lanes* message, Word* inputs) {
+  constexpr Word kConstants[] = {0x5a827999, 0x6ed9eba1, 0x8f1bbcdc, 0xca62c1d6};
+  Lanes w[kSha1Inputs];
+  std::memcpy(w, message, 16 * sizeof(Lanes));
+  for (std::size_t i = 16; i < kSha1Inputs; ++i) {
+    w[i] = rotl<1>(w[i - 3] ^ w[i - 8] ^ w[i - 14] ^ w[i - 16]);
+  }
+  std::size_t i = 0;
+  for (const Word constant : kConstants) {
+    for (const std::size_t end = i + 20; i < end; ++i) storeInput(inputs, i, w[i] + constant);
+  }
+}
+
+template <class Lanes>
+void sha256Schedule(const Lanes* message, Word* inputs) {
+  Lanes w[kSha256Inputs];
+  std::memcpy(w, message, 16 * sizeof(Lanes));
+  for (std::size_t i = 16; i < kSha256Inputs; ++i) {
+    const Lanes x = w[i - 15];
+    const Lanes y = w[i - 2];
+    w[i] = w[i - 16] + w[i - 7] + (rotr<7>(x) ^ rotr<18>(x) ^ (x >> 3)) +
+           (rotr<17>(y) ^ rotr<19>(y) ^ (y >> 10));
+  }
+  for (std::size_t i = 0; i < kSha256Inputs; ++i) storeInput(inputs, i, w[i] + kSha256Rounds[i]);
+}
+
+// -- Rounds. The words change their roles instead of being moved: five rounds of SHA-1, or eight of
+// SHA-256, bring every word back to its place. Inputs of one block lie `stride` words apart.
+
+WZAPP_ROUND Word choose(Word x, Word y, Word z) { return z ^ (x & (y ^ z)); }
+WZAPP_ROUND Word parity(Word x, Word y, Word z) { return x ^ y ^ z; }
+WZAPP_ROUND Word majority(Word x, Word y, Word z) { return (x & y) + (z & (x ^ y)); }
 
 using Sha1Function = Word (*)(Word, Word, Word);
 
-template <Sha1Function function>
-inline void sha1Round(Word a, Word& b, Word c, Word d, Word& e, Word input) {
-  e += std::rotl(a, 5) + function(b, c, d) + input;
-  b = std::rotl(b, 30);
-}
-
-// Twenty rounds with one function and one constant.
-template <Sha1Function function>
-inline void sha1Phase(Sha1Words& s, const Word* w, Word constant) {
-  for (int i = 0; i < 20; i += 5) {
-    sha1Round<function>(s[0], s[1], s[2], s[3], s[4], w[i] + constant);
-    sha1Round<function>(s[4], s[0], s[1], s[2], s[3], w[i + 1] + constant);
-    sha1Round<function>(s[3], s[4], s[0], s[1], s[2], w[i + 2] + constant);
-    sha1Round<function>(s[2], s[3], s[4], s[0], s[1], w[i + 3] + constant);
-    sha1Round<function>(s[1], s[2], s[3], s[4], s[0], w[i + 4] + constant);
+struct Sha1State {
+  explicit Sha1State(const Sha1Words& w) : a(w[0]), b(w[1]), c(w[2]), d(w[3]), e(w[4]) {}
+  WZAPP_ROUND void addTo(Sha1Words& w) const {
+    w[0] += a;
+    w[1] += b;
+    w[2] += c;
+    w[3] += d;
+    w[4] += e;
   }
+  Word a, b, c, d, e;
+};
+
+template <Sha1Function function>
+WZAPP_ROUND void sha1Round(Word a, Word& b, Word c, Word d, Word& e, Word input) {
+  e += input;
+  e += function(b, c, d);
+  e += rotl<5>(a);
+  b = rotl<30>(b);
 }
 
-void sha1Block(Sha1Words& words, const std::uint8_t* block) {
-  Word w[80];
-  for (int i = 0; i < 16; ++i) w[i] = loadBigEndian32(block + 4 * i);
-  for (int i = 16; i < 80; ++i) {
-    w[i] = std::rotl(w[i - 3] ^ w[i - 8] ^ w[i - 14] ^ w[i - 16], 1);
+struct Sha256State {
+  explicit Sha256State(const Sha256Words& w)
+      : a(w[0]), b(w[1]), c(w[2]), d(w[3]), e(w[4]), f(w[5]), g(w[6]), h(w[7]), bc(b ^ c) {}
+  WZAPP_ROUND void addTo(Sha256Words& w) const {
+    w[0] += a;
+    w[1] += b;
+    w[2] += c;
+    w[3] += d;
+    w[4] += e;
+    w[5] += f;
+    w[6] += g;
+    w[7] += h;
   }
-  Sha1Words s = words;
-  sha1Phase<choose>(s, w, 0x5a827999);
-  sha1Phase<parity>(s, w + 20, 0x6ed9eba1);
-  sha1Phase<majority>(s, w + 40, 0x8f1bbcdc);
-  sha1Phase<parity>(s, w + 60, 0xca62c1d6);
-  for (std::size_t i = 0; i < s.size(); ++i) words[i] += s[i];
-}
+  Word a, b, c, d, e, f, g, h;
+  Word bc;  // b ^ c, which the round before has had as its a ^ b
+};
 
-inline void sha256Round(Word a, Word b, Word c, Word& d, Word e, Word f, Word g, Word& h,
-                        Word input) {
-  h += (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) + choose(e, f, g) + input;
+// The majority of a, b and c is b where b and c agree, and a elsewhere: b ^ ((a ^ b) & (b ^ c)).
+WZAPP_ROUND void sha256Round(Word a, Word b, Word& bc, Word& d, Word e, Word f, Word g, Word& h,
+                             Word input) {
+  h += input;
+  h += choose(e, f, g);
+  const Word ab = a ^ b;
+  const Word sum = rotr<2>(a ^ rotr<11>(a ^ rotr<9>(a))) + (b ^ (bc & ab));  // of 2, 13 and 22
+  bc = ab;
+  h += rotr<6>(e ^ rotr<5>(e) ^ rotr<19>(e));  // of 6, 11 and 25
   d += h;
-  h += (std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22)) + majority(a, b, c);
+  h += sum;
 }
 
-void sha256Block(Sha256Words& words, const std::uint8_t* block) {
-  Word w[64];
-  for (int i = 0; i < 16; ++i) w[i] = loadBigEndian32(block + 4 * i);
-  for (int i = 16; i < 64; ++i) {
-    const Word x = w[i - 15];
-    const Word y = w[i - 2];
-    w[i] = w[i - 16] + w[i - 7] + (std::rotr(x, 7) ^ std::rotr(x, 18) ^ x >> 3) +
-           (std::rotr(y, 17) ^ std::rotr(y, 19) ^ y >> 10);
+template <Sha1Function function, std::size_t stride>
+WZAPP_ROUND void fiveRounds(Sha1State& s, const Word* in) {
+  sha1Round<function>(s.a, s.b, s.c, s.d, s.e, in[0]);
+  sha1Round<function>(s.e, s.a, s.b, s.c, s.d, in[stride]);
+  sha1Round<function>(s.d, s.e, s.a, s.b, s.c, in[2 * stride]);
+  sha1Round<function>(s.c, s.d, s.e, s.a, s.b, in[3 * stride]);
+  sha1Round<function>(s.b, s.c, s.d, s.e, s.a, in[4 * stride]);
+}
+
+template <Sha1Function function, std::size_t stride>
+WZAPP_ROUND void twentyRounds(Sha1State& s, const Word* in) {
+  for (int i = 0; i < 4; ++i, in += 5 * stride) fiveRounds<function, stride>(s, in);
+}
+
+template <std::size_t stride>
+void sha1Rounds(Sha1Words& words, const Word* in) {
+  Sha1State s(words);
+  twentyRounds<choose, stride>(s, in);
+  twentyRounds<parity, stride>(s, in + 20 * stride);
+  twentyRounds<majority, stride>(s, in + 40 * stride);
+  twentyRounds<parity, stride>(s, in + 60 * stride);
+  s.addTo(words);
+}
+
+template <std::size_t stride>
+void sha256Rounds(Sha256Words& words, const Word* in) {
+  Sha256State t(words);
+  for (int i = 0; i < 8; ++i, in += 8 * stride) {
+    sha256Round(t.a, t.b, t.bc, t.d, t.e, t.f, t.g, t.h, in[0]);
+    sha256Round(t.h, t.a, t.bc, t.c, t.d, t.e, t.f, t.g, in[stride]);
+    sha256Round(t.g, t.h, t.bc, t.b, t.c, t.d, t.e, t.f, in[2 * stride]);
+    sha256Round(t.f, t.g, t.bc, t.a, t.b, t.c, t.d, t.e, in[3 * stride]);
+    sha256Round(t.e, t.f, t.bc, t.h, t.a, t.b, t.c, t.d, in[4 * stride]);
+    sha256Round(t.d, t.e, t.bc, t.g, t.h, t.a, t.b, t.c, in[5 * stride]);
+    sha256Round(t.c, t.d, t.bc, t.f, t.g, t.h, t.a, t.b, in[6 * stride]);
+    sha256Round(t.b, t.c, t.bc, t.e, t.f, t.g, t.h, t.a, in[7 * stride]);
   }
-  Sha256Words s = words;
-  const Word* k = kSha256Rounds;
-  for (int i = 0; i < 64; i += 8) {
-    sha256Round(s[0], s[1], s[2], s[3], s[4], s[5], s[6], s[7], w[i] + k[i]);
-    sha256Round(s[7], s[0], s[1], s[2], s[3], s[4], s[5], s[6], w[i + 1] + k[i + 1]);
-    sha256Round(s[6], s[7], s[0], s[1], s[2], s[3], s[4], s[5], w[i + 2] + k[i + 2]);
-    sha256Round(s[5], s[6], s[7], s[0], s[1], s[2], s[3], s[4], w[i + 3] + k[i + 3]);
-    sha256Round(s[4], s[5], s[6], s[7], s[0], s[1], s[2], s[3], w[i + 4] + k[i + 4]);
-    sha256Round(s[3], s[4], s[5], s[6], s[7], s[0], s[1], s[2], w[i + 5] + k[i + 5]);
-    sha256Round(s[2], s[3], s[4], s[5], s[6], s[7], s[0], s[1], w[i + 6] + k[i + 6]);
-    sha256Round(s[1], s[2], s[3], s[4], s[5], s[6], s[7], s[0], w[i + 7] + k[i + 7]);
+  t.addTo(words);
+}
+
+// Eight rounds of SHA-256 with their share of SHA-1: ten.
+template <Sha1Function function, std::size_t stride>
+WZAPP_ROUND void eighteenRounds(Sha1State& s, const Word* in1, Sha256State& t, const Word* in256) {
+  sha256Round(t.a, t.b, t.bc, t.d, t.e, t.f, t.g, t.h, in256[0]);
+  sha1Round<function>(s.a, s.b, s.c, s.d, s.e, in1[0]);
+  sha256Round(t.h, t.a, t.bc, t.c, t.d, t.e, t.f, t.g, in256[stride]);
+  sha1Round<function>(s.e, s.a, s.b, s.c, s.d, in1[stride]);
+  sha256Round(t.g, t.h, t.bc, t.b, t.c, t.d, t.e, t.f, in256[2 * stride]);
+  sha1Round<function>(s.d, s.e, s.a, s.b, s.c, in1[2 * stride]);
+  sha1Round<function>(s.c, s.d, s.e, s.a, s.b, in1[3 * stride]);
+  sha256Round(t.f, t.g, t.bc, t.a, t.b, t.c, t.d, t.e, in256[3 * stride]);
+  sha1Round<function>(s.b, s.c, s.d, s.e, s.a, in1[4 * stride]);
+  sha256Round(t.e, t.f, t.bc, t.h, t.a, t.b, t.c, t.d, in256[4 * stride]);
+  sha1Round<function>(s.a, s.b, s.c, s.d, s.e, in1[5 * stride]);
+  sha256Round(t.d, t.e, t.bc, t.g, t.h, t.a, t.b, t.c, in256[5 * stride]);
+  sha1Round<function>(s.e, s.a, s.b, s.c, s.d, in1[6 * stride]);
+  sha256Round(t.c, t.d, t.bc, t.f, t.g, t.h, t.a, t.b, in256[6 * stride]);
+  sha1Round<function>(s.d, s.e, s.a, s.b, s.c, in1[7 * stride]);
+  sha1Round<function>(s.c, s.d, s.e, s.a, s.b, in1[8 * stride]);
+  sha256Round(t.b, t.c, t.bc, t.e, t.f, t.g, t.h, t.a, in256[7 * stride]);
+  sha1Round<function>(s.b, s.c, s.d, s.e, s.a, in1[9 * stride]);
+}
+
+template <Sha1Function function, std::size_t stride>
+WZAPP_ROUND void quarter(Sha1State& s, const Word* in1, Sha256State& t, const Word* in256) {
+  for (int i = 0; i < 2; ++i, in1 += 10 * stride, in256 += 8 * stride) {
+    eighteenRounds<function, stride>(s, in1, t, in256);
   }
-  for (std::size_t i = 0; i < s.size(); ++i) words[i] += s[i];
 }
 
-void sha1Blocks(Sha1Words& words, const std::uint8_t* blocks, std::size_t count) {
-  for (; count > 0; --count, blocks += kDigestBlockSize) sha1Block(words, blocks);
+template <std::size_t stride>
+void bothRounds(Sha1Words& sha1, const Word* in1, Sha256Words& sha256, const Word* in256) {
+  Sha1State s(sha1);
+  Sha256State t(sha256);
+  quarter<choose, stride>(s, in1, t, in256);
+  quarter<parity, stride>(s, in1 + 20 * stride, t, in256 + 16 * stride);
+  quarter<majority, stride>(s, in1 + 40 * stride, t, in256 + 32 * stride);
+  quarter<parity, stride>(s, in1 + 60 * stride, t, in256 + 48 * stride);
+  s.addTo(sha1);
+  t.addTo(sha256);
 }
 
-void sha256Blocks(Sha256Words& words, const std::uint8_t* blocks, std::size_t count) {
-  for (; count > 0; --count, blocks += kDigestBlockSize) sha256Block(words, blocks);
+// -- Blocks: four at a time, what is left one by one.
+
+template <class Lanes>
+void takeBlocks(Sha1Words& words, const std::uint8_t* blocks) {
+  constexpr std::size_t kCount = kBlocks<Lanes>;
+  Lanes message[16];
+  alignas(Lanes) Word inputs[kCount * kSha1Inputs];
+  loadMessage(blocks, message);
+  sha1Schedule(message, inputs);
+  for (std::size_t i = 0; i < kCount; ++i) sha1Rounds<kCount>(words, inputs + i);
 }
 
-void bothBlocks(Sha1Words& sha1, Sha256Words& sha256, const std::uint8_t* blocks,
-                std::size_t count) {
-  for (; count > 0; --count, blocks += kDigestBlockSize) {
-    sha1Block(sha1, blocks);
-    sha256Block(sha256, blocks);
+template <class Lanes>
+void takeBlocks(Sha256Words& words, const std::uint8_t* blocks) {
+  constexpr std::size_t kCount = kBlocks<Lanes>;
+  Lanes message[16];
+  alignas(Lanes) Word inputs[kCount * kSha256Inputs];
+  loadMessage(blocks, message);
+  sha256Schedule(message, inputs);
+  for (std::size_t i = 0; i < kCount; ++i) sha256Rounds<kCount>(words, inputs + i);
+}
+
+template <class Lanes>
+void takeBlocks(Sha1Words& sha1, Sha256Words& sha256, const std::uint8_t* blocks) {
+  constexpr std::size_t kCount = kBlocks<Lanes>;
+  Lanes message[16];
+  alignas(Lanes) Word in1[kCount * kSha1Inputs];
+  alignas(Lanes) Word in256[kCount * kSha256Inputs];
+  loadMessage(blocks, message);
+  sha1Schedule(message, in1);
+  sha256Schedule(message, in256);
+  for (std::size_t i = 0; i < kCount; ++i) bothRounds<kCount>(sha1, in1 + i, sha256, in256 + i);
+}
+
+template <class... Words>
+void take(Words&... words, const std::uint8_t* blocks, std::size_t count) {
+  for (; count >= kBlocks<FourWords>; count -= kBlocks<FourWords>) {
+    takeBlocks<FourWords>(words..., blocks);
+    blocks += kBlocks<FourWords> * kDigestBlockSize;
   }
+  for (; count > 0; --count, blocks += kDigestBlockSize) takeBlocks<Word>(words..., blocks);
 }
 
-constexpr DigestKernel kPortable = {sha1Blocks, sha256Blocks, bothBlocks};
+constexpr DigestKernel kPortable = {take<Sha1Words>, take<Sha256Words>,
+                                    take<Sha1Words, Sha256Words>};
 
 }  // namespace
 
