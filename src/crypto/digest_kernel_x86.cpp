@@ -3,6 +3,8 @@
 // A group is four rounds. Each digest is one chain of groups that waits on itself: an instruction
 // needs the result of the one before it, while the unit could take several. Where both digests are
 // wanted their groups are therefore dealt out alternately, and the chains nearly hide each other.
+// What is short then is room for anything beside the rounds, and the instructions for the schedule
+// of SHA-1 take more of it than plain ones.
 #include "crypto/cpu_features.h"
 #include "crypto/digest_kernel.h"
 #include "crypto/sha256_constants.h"
@@ -37,7 +39,7 @@ struct Sha1Lanes {
   __m128i abcd;
   __m128i e;         // at the start of a block
   __m128i previous;  // a, b, c, d before the last group: gives e of the next one
-  __m128i w[4];      // the last four groups of the message schedule
+  __m128i w[8];      // the last eight groups of the message schedule
 };
 
 WZAPP_SHA_INLINE void loadWords(Sha1Lanes& lanes, const Sha1Words& words) {
@@ -50,25 +52,40 @@ WZAPP_SHA_INLINE void storeWords(Sha1Words& words, const Sha1Lanes& lanes) {
   words[4] = static_cast<std::uint32_t>(_mm_extract_epi32(lanes.e, 3));
 }
 
+// The schedule of SHA-1 is w[i] = rotl(w[i-3] ^ w[i-8] ^ w[i-14] ^ w[i-16], 1). Put into itself
+// it becomes w[i] = rotl(w[i-6] ^ w[i-16] ^ w[i-28] ^ w[i-32], 2), in which a word no longer needs
+// one of its own group.
 template <int group>
-WZAPP_SHA_INLINE void sha1Group(Sha1Lanes& lanes, const std::uint8_t* block) {
-  __m128i& w = lanes.w[group % 4];
+WZAPP_SHA_INLINE void sha1Schedule(Sha1Lanes& lanes, const std::uint8_t* block) {
+  __m128i* const w = lanes.w;
   if constexpr (group < 4) {
     const __m128i reverse = _mm_set_epi64x(0x0001020304050607, 0x08090a0b0c0d0e0f);
-    w = _mm_shuffle_epi8(load(block + 16 * group), reverse);
+    w[group] = _mm_shuffle_epi8(load(block + 16 * group), reverse);
+  } else if constexpr (group < 8) {
+    const __m128i partly =
+        _mm_xor_si128(_mm_sha1msg1_epu32(w[group - 4], w[group - 3]), w[group - 2]);
+    w[group] = _mm_sha1msg2_epu32(partly, w[group - 1]);
   } else {
-    w = _mm_xor_si128(_mm_sha1msg1_epu32(w, lanes.w[(group + 1) % 4]), lanes.w[(group + 2) % 4]);
-    w = _mm_sha1msg2_epu32(w, lanes.w[(group + 3) % 4]);
+    const __m128i sixBefore = _mm_alignr_epi8(w[(group - 2) % 8], w[(group - 1) % 8], 8);
+    const __m128i sum = _mm_xor_si128(_mm_xor_si128(w[group % 8], w[(group - 7) % 8]),
+                                      _mm_xor_si128(w[(group - 4) % 8], sixBefore));
+    w[group % 8] = _mm_or_si128(_mm_slli_epi32(sum, 2), _mm_srli_epi32(sum, 30));
   }
+}
+
+template <int group>
+WZAPP_SHA_INLINE void sha1Group(Sha1Lanes& lanes, const std::uint8_t* block) {
+  sha1Schedule<group>(lanes, block);
+  const __m128i w = lanes.w[group % 8];
   const __m128i input =
       group == 0 ? _mm_add_epi32(lanes.e, w) : _mm_sha1nexte_epu32(lanes.previous, w);
   lanes.previous = lanes.abcd;
   lanes.abcd = _mm_sha1rnds4_epu32(lanes.abcd, input, group / 5);
 }
 
-WZAPP_SHA_INLINE void endBlock(Sha1Lanes& lanes, const Sha1Lanes& before) {
-  lanes.e = _mm_sha1nexte_epu32(lanes.previous, before.e);
-  lanes.abcd = _mm_add_epi32(lanes.abcd, before.abcd);
+WZAPP_SHA_INLINE void endBlock(Sha1Lanes& lanes, __m128i abcdBefore) {
+  lanes.e = _mm_sha1nexte_epu32(lanes.previous, lanes.e);
+  lanes.abcd = _mm_add_epi32(lanes.abcd, abcdBefore);
 }
 
 // The instructions want the words of SHA-256 as a, b, e, f and c, d, g, h from high to low.
@@ -109,25 +126,26 @@ WZAPP_SHA_INLINE void sha256Group(Sha256Lanes& lanes, const std::uint8_t* block)
   lanes.abef = _mm_sha256rnds2_epu32(lanes.abef, lanes.cdgh, _mm_shuffle_epi32(input, 0x0e));
 }
 
-WZAPP_SHA_INLINE void endBlock(Sha256Lanes& lanes, const Sha256Lanes& before) {
-  lanes.abef = _mm_add_epi32(lanes.abef, before.abef);
-  lanes.cdgh = _mm_add_epi32(lanes.cdgh, before.cdgh);
+WZAPP_SHA_INLINE void endBlock(Sha256Lanes& lanes, __m128i abefBefore, __m128i cdghBefore) {
+  lanes.abef = _mm_add_epi32(lanes.abef, abefBefore);
+  lanes.cdgh = _mm_add_epi32(lanes.cdgh, cdghBefore);
 }
 
 template <int... group>
 WZAPP_SHA_INLINE void sha1Block(Sha1Lanes& lanes, const std::uint8_t* block,
                                 std::integer_sequence<int, group...>) {
-  const Sha1Lanes before = lanes;
+  const __m128i abcd = lanes.abcd;
   (sha1Group<group>(lanes, block), ...);
-  endBlock(lanes, before);
+  endBlock(lanes, abcd);
 }
 
 template <int... group>
 WZAPP_SHA_INLINE void sha256Block(Sha256Lanes& lanes, const std::uint8_t* block,
                                   std::integer_sequence<int, group...>) {
-  const Sha256Lanes before = lanes;
+  const __m128i abef = lanes.abef;
+  const __m128i cdgh = lanes.cdgh;
   (sha256Group<group>(lanes, block), ...);
-  endBlock(lanes, before);
+  endBlock(lanes, abef, cdgh);
 }
 
 // One group of SHA-256 with its share of SHA-1: five groups fall to four of these steps.
@@ -143,11 +161,12 @@ WZAPP_SHA_INLINE void bothStep(Sha1Lanes& sha1, Sha256Lanes& sha256, const std::
 template <int... step>
 WZAPP_SHA_INLINE void bothBlock(Sha1Lanes& sha1, Sha256Lanes& sha256, const std::uint8_t* block,
                                 std::integer_sequence<int, step...>) {
-  const Sha1Lanes sha1Before = sha1;
-  const Sha256Lanes sha256Before = sha256;
+  const __m128i abcd = sha1.abcd;
+  const __m128i abef = sha256.abef;
+  const __m128i cdgh = sha256.cdgh;
   (bothStep<step>(sha1, sha256, block), ...);
-  endBlock(sha1, sha1Before);
-  endBlock(sha256, sha256Before);
+  endBlock(sha1, abcd);
+  endBlock(sha256, abef, cdgh);
 }
 
 WZAPP_SHA_TARGET void sha1Blocks(Sha1Words& words, const std::uint8_t* blocks, std::size_t count) {
