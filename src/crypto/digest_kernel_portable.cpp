@@ -61,31 +61,37 @@ WZAPP_ROUND void storeInput(Word* inputs, std::size_t round, Lanes value) {
   std::memcpy(inputs + kBlocks<Lanes> * round, &value, sizeof value);
 }
 
+// Twenty words from `first` on, with the constant of their rounds.
+template <class Lanes>
+WZAPP_ROUND void sha1Words(Lanes* w, std::size_t first, Word constant, Word* inputs) {
+  for (std::size_t i = first; i < first + 20; ++i) {
+    if (i >= 16) w[i] = rotl<1>(w[i - 3] ^ w[i - 8] ^ w[i - 14] ^ w[i - 16]);
+    storeInput(inputs, i, w[i] + constant);
+  }
+}
+
 template <class Lanes>
 void sha1Schedule(const Lanes* message, Word* inputs) {
-  constexpr Word kConstants[] = {0x5a827999, 0x6ed9eba1, 0x8f1bbcdc, 0xca62c1d6};
   Lanes w[kSha1Inputs];
   std::memcpy(w, message, 16 * sizeof(Lanes));
-  for (std::size_t i = 16; i < kSha1Inputs; ++i) {
-    w[i] = rotl<1>(w[i - 3] ^ w[i - 8] ^ w[i - 14] ^ w[i - 16]);
-  }
-  std::size_t i = 0;
-  for (const Word constant : kConstants) {
-    for (const std::size_t end = i + 20; i < end; ++i) storeInput(inputs, i, w[i] + constant);
-  }
+  sha1Words(w, 0, 0x5a827999, inputs);
+  sha1Words(w, 20, 0x6ed9eba1, inputs);
+  sha1Words(w, 40, 0x8f1bbcdc, inputs);
+  sha1Words(w, 60, 0xca62c1d6, inputs);
 }
 
 template <class Lanes>
 void sha256Schedule(const Lanes* message, Word* inputs) {
   Lanes w[kSha256Inputs];
   std::memcpy(w, message, 16 * sizeof(Lanes));
+  for (std::size_t i = 0; i < 16; ++i) storeInput(inputs, i, w[i] + kSha256Rounds[i]);
   for (std::size_t i = 16; i < kSha256Inputs; ++i) {
     const Lanes x = w[i - 15];
     const Lanes y = w[i - 2];
     w[i] = w[i - 16] + w[i - 7] + (rotr<7>(x) ^ rotr<18>(x) ^ (x >> 3)) +
            (rotr<17>(y) ^ rotr<19>(y) ^ (y >> 10));
+    storeInput(inputs, i, w[i] + kSha256Rounds[i]);
   }
-  for (std::size_t i = 0; i < kSha256Inputs; ++i) storeInput(inputs, i, w[i] + kSha256Rounds[i]);
 }
 
 // -- Rounds. The words change their roles instead of being moved: five rounds of SHA-1, or eight of
