@@ -55,13 +55,20 @@ constexpr std::size_t kMinExtensionLength = 9;
 // What lies behind the first octet, which in a BIT STRING counts unused bits.
 ByteView withoutFirst(ByteView octets) { return octets.empty() ? octets : octets.subspan(1); }
 
+std::size_t findAttribute(const ShortOid& oid) {
+  const auto* const found =
+      std::find(std::begin(kSubjectAttributes), std::end(kSubjectAttributes), oid);
+  return static_cast<std::size_t>(found - std::begin(kSubjectAttributes));
+}
+
 // Which of the attributes `element` names, by its content whatever its identifier.
 std::size_t subjectAttribute(const DerElement& element) {
   const ByteView content = element.content();
-  std::size_t attribute = 0;
   if (content.empty() || content[0] != kX500) return kNoAttribute;
-  while (attribute < kNoAttribute && !isOid(content, kSubjectAttributes[attribute])) ++attribute;
-  return attribute;
+  ShortOid oid = ShortOid::ofOctets(content);
+  const std::size_t attribute = findAttribute(oid);
+  if (attribute != kNoAttribute || ShortOid::read(content, oid) != 0) return attribute;
+  return findAttribute(oid);  // a padded one
 }
 
 struct AttributeValue {
