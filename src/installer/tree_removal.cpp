@@ -1,14 +1,13 @@
 #include "installer/tree_removal.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <vector>
 
+#include "installer/directory_stream.h"
 #include "installer/file_descriptor.h"
 #include "installer/place.h"
 #include "support/file_system.h"
@@ -21,11 +20,6 @@ constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 // Directories above the current one that stay open. Those further up are opened again from below,
 // so that the depth of a tree is no question of descriptors.
 constexpr std::size_t kMaxOpenLevels = 16;
-
-struct StreamCloser {
-  void operator()(DIR* stream) const { closedir(stream); }
-};
-using Stream = std::unique_ptr<DIR, StreamCloser>;
 
 // An entry as its directory lists it.
 struct Entry {
@@ -63,7 +57,7 @@ class TreeRemoval {
   // A directory whose entries are being removed.
   struct Level {
     std::string name;           // in the directory above
-    Stream stream;              // open unless the directory is, or has been, too far up
+    DirectoryStream stream;     // open unless the directory is, or has been, too far up
     FileDescriptor descriptor;  // open instead when the directory is near again
     dev_t device = 0;           // of a directory that was closed
     ino_t inode = 0;

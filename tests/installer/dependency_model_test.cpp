@@ -18,6 +18,7 @@
 
 #include "installer/dependency_check.h"
 #include "support/install_result.h"
+#include "tests/crypto/random_cases.h"
 #include "tests/installer/rules_fixture.h"
 
 namespace wzapp {
@@ -334,9 +335,9 @@ class RandomTerminalTest : public RulesTest {
 };
 
 TEST_F(RandomTerminalTest, FaresAsInTheModel) {
-  constexpr unsigned kTerminals = 400;
+  const std::size_t terminals = wzapp_test::randomCaseCount(400);
   std::size_t mostPasses = 0;
-  for (unsigned seed = 1; seed <= kTerminals; ++seed) {
+  for (unsigned seed = 1; seed <= terminals; ++seed) {
     Dice dice(seed);
     fill(dice);
     lines.clear();
