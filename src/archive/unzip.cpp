@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <new>
 #include <type_traits>
 
@@ -33,17 +32,6 @@ struct Digests {
 bool isRegularFile(int descriptor) {
   struct stat status;
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-// False when the octets do not go in, however often they are offered: a full disk, a limit.
-bool writeWhole(int descriptor, ByteView octets) {
-  while (!octets.empty()) {
-    const ssize_t count = write(descriptor, octets.data(), octets.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    octets = octets.subspan(static_cast<std::size_t>(count));
-  }
-  return true;
 }
 
 }  // namespace
@@ -138,8 +126,14 @@ bool UnZIP::writeOpenEntry(int descriptor) {
 }
 
 bool UnZIP::extractToFile(Entry entry, const std::string& path) {
+  return extractToFile(entry, [&path] {
+    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+  });
+}
+
+bool UnZIP::extractToFile(Entry entry, const FileOpener& openTarget) {
   if (!goTo(entry) || !openEntry()) return false;
-  const int target = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+  const int target = openTarget();
   bool isWritten = false;
   if (target >= 0) {
     isWritten = writeOpenEntry(target);

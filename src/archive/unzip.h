@@ -1,8 +1,8 @@
 // Reads package archives: ZIP files, by way of minizip and zlib.
 //
-// Nothing here prints or throws (a sink's own exception passes through); a failure is a false
-// result, for the caller to word. Memory that cannot be had is such a failure. An archive is used
-// by one thread at a time, since every operation moves its one current position.
+// Nothing here prints or throws (the exception of a sink or an opener passes through); a failure is
+// a false result, for the caller to word. Memory that cannot be had is such a failure. An archive
+// is used by one thread at a time, since every operation moves its one current position.
 //
 // An archive is hostile until its digest is verified, and these are the limits that hold:
 // - The index costs memory for each entry that is there, each at least 46 octets of the file; what
@@ -63,6 +63,9 @@ class UnZIP {
   // Takes the next block of an entry, good during the call. False: no more are wanted.
   using BlockSink = std::function<bool(ByteView block)>;
 
+  // Opens a file for writing and leaves it to the archive: a descriptor, or -1.
+  using FileOpener = std::function<int()>;
+
   // The largest block that a sink is given, in octets.
   static constexpr std::size_t kBlockSize = 8192;
 
@@ -91,6 +94,10 @@ class UnZIP {
   // that opens the file himself. The file is only touched once the entry is open. True if the whole
   // entry was written and the file could be closed; a false result leaves in place what was.
   [[nodiscard]] bool extractToFile(Entry entry, const std::string& path);
+
+  // The same for a file that the caller knows how to open: it is asked once the entry is open, and
+  // what it gives is closed.
+  [[nodiscard]] bool extractToFile(Entry entry, const FileOpener& openTarget);
 
   // Writes the entry to an open file, from its current position. The descriptor stays the caller's
   // and open. True if the whole entry was written.

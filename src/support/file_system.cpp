@@ -1,6 +1,9 @@
 #include "support/file_system.h"
 
+#include <unistd.h>
+
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <string_view>
@@ -119,6 +122,16 @@ bool makePath(const std::string& path) {
 
   for (auto length = missing.rbegin(); length != missing.rend(); ++length) {
     if (!makeDirectory(path.substr(0, *length))) return false;
+  }
+  return true;
+}
+
+bool writeWhole(int descriptor, ByteView octets) {
+  while (!octets.empty()) {
+    const ssize_t count = write(descriptor, octets.data(), octets.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    octets = octets.subspan(static_cast<std::size_t>(count));
   }
   return true;
 }

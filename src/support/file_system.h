@@ -12,6 +12,8 @@
 #include <cstddef>
 #include <string>
 
+#include "support/byte_view.h"
+
 namespace wzapp {
 
 // The most octets that are read whole into memory.
@@ -42,6 +44,10 @@ inline constexpr std::size_t kMaxFileSize = std::size_t{16} << 20;
 // created; parents that were created stay. A path that ends in a separator is created, yet false:
 // give it without.
 [[nodiscard]] bool makePath(const std::string& path);
+
+// Writes all octets to an open file, from its current position. False, with part of them written,
+// when they do not go in however often they are offered: a full disk, a limit.
+[[nodiscard]] bool writeWhole(int descriptor, ByteView octets);
 
 // stat(2) and lstat(2): 0, or -1 with errno.
 [[nodiscard]] int fileStat(const char* path, struct stat& status);

@@ -104,6 +104,28 @@ TEST_F(UnZIPExtractTest, TargetOfAnEntryThatCannotBeOpenedIsNotTouched) {
   EXPECT_EQ(readWholeFile(target_), "before");
 }
 
+TEST_F(UnZIPExtractTest, TargetIsOpenedByTheCallerOnceTheEntryIs) {
+  ZipEntry unknown;
+  unknown.name = "unknown";
+  unknown.method = 99;
+  UnZIP archive(write(ZipBuilder().entry(unknown).file("a", "content")));
+  int opened = 0;
+  const auto openTarget = [this, &opened] {
+    ++opened;
+    return open(target_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  };
+
+  EXPECT_FALSE(archive.extractToFile(archive.index().find("unknown"), openTarget));
+  EXPECT_EQ(opened, 0);
+
+  EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), openTarget));
+  EXPECT_EQ(opened, 1);
+  EXPECT_EQ(readWholeFile(target_), "content");
+
+  EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), openTarget));
+  EXPECT_EQ(opened, 2);
+}
+
 TEST_F(UnZIPExtractTest, DamagedEntryLeavesWhatCameBeforeTheDamage) {
   const std::string content = letters(100000);
   const ArchiveCalls calls;

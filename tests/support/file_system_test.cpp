@@ -382,6 +382,31 @@ TEST(MakePathTest, IsNotExhaustedByManySeparators) {
 
 // --- Status -----------------------------------------------------------------------------------
 
+TEST(WriteWholeTest, WritesFromThePositionOfTheFile) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.write("file", "0123456789");
+  const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_EQ(lseek(file, 3, SEEK_SET), 3);
+  const std::vector<std::uint8_t> octets = {'a', 'b', 'c'};
+
+  EXPECT_TRUE(writeWhole(file, octets));
+  EXPECT_TRUE(writeWhole(file, {}));
+  close(file);
+
+  std::string content;
+  ASSERT_TRUE(readFile(path.c_str(), content));
+  EXPECT_EQ(content, "012abc6789");
+}
+
+TEST(WriteWholeTest, FailsWhereNothingMayBeWritten) {
+  const int file = open("/dev/full", O_WRONLY | O_CLOEXEC);
+  const std::vector<std::uint8_t> octets = {'a'};
+
+  EXPECT_FALSE(writeWhole(file, octets));
+  EXPECT_FALSE(writeWhole(-1, octets));
+  close(file);
+}
+
 TEST(FileStatTest, FollowsLinks) {
   const TemporaryDirectory directory;
   directory.write("file", "12345");
