@@ -86,6 +86,31 @@ WZAPP_API int wzInstallCreateSourceDir(void (*log)(void* user, const char* forma
 /// The same without a report.
 WZAPP_API int wzInstallCreateSourceDir();
 
+/// Installs every package waiting in wzInstallSourceDir(), removes the applications that may no
+/// longer stay, and tells which are installed.
+///
+/// Blocks until the run is over. Runs follow one another but share one log, so call this from one
+/// thread, and not from `log`. What fails before the run begins is reported to the log of the call
+/// before.
+///
+/// A package is installed when its signer's certificate, which it may bring along, is one that the
+/// terminal trusts. The source directory may be written by anybody: the octets that are verified
+/// are copied, in the same pass, to a file that only this process's user can change, and installed
+/// from there. Whatever other users do meanwhile, nothing unverified is installed, and outside the
+/// source directory and the configuration root nothing is written or removed.
+///
+/// Package files are deleted whatever their outcome, once what they brought is on stable storage;
+/// where that cannot be had they stay, and the result is 2. What a run that was cut short has left
+/// to do is done by the next.
+///
+/// \param log   called on this thread, once per message; `format` is printf style and carries its
+///              own line feed. Null: nothing is reported.
+/// \param user  first argument of every call of `log`.
+/// \return 0 packages went in; 1 there were none, or the source directory cannot be listed; 2 at
+///         least one error, memory is out, or the configuration root is unusable; 3 at least one
+///         warning and no error.
+WZAPP_API int wzInstall(void (*log)(void* user, const char* format, ...), void* user);
+
 /// Replaces `archive` by a POSIX ustar archive of all certificates, one DER file each: first the
 /// terminal's own, named "os", the serial number and ".crt", then the authorities that are compiled
 /// in, named "wz", the serial number and ".crt".

@@ -1,6 +1,7 @@
 #include "installer/place.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +15,7 @@ namespace {
 
 // O_PATH asks for the right to pass through a directory only, as the use of a whole path does.
 constexpr int kPassFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr mode_t kDirectoryMode = 0777;
 
 std::vector<std::string> splitPath(std::string_view path) {
   std::vector<std::string> components;
@@ -35,9 +37,21 @@ std::size_t trustedLength(std::string_view path) {
   return path.rfind('/') + 1;
 }
 
-}  // namespace
+using StepInto = FileDescriptor (*)(const FileDescriptor& directory, const std::string& name);
 
-bool findPlace(const std::string& path, Place& place) {
+FileDescriptor openDirectory(const FileDescriptor& directory, const std::string& name) {
+  return FileDescriptor(openat(directory.get(), name.c_str(), kPassFlags | O_NOFOLLOW));
+}
+
+FileDescriptor openOrMakeDirectory(const FileDescriptor& directory, const std::string& name) {
+  FileDescriptor found = openDirectory(directory, name);
+  if (found.isOpen() || errno != ENOENT) return found;
+  // Of no matter who makes it, openDirectory() tells what it is.
+  if (mkdirat(directory.get(), name.c_str(), kDirectoryMode) != 0 && errno != EEXIST) return found;
+  return openDirectory(directory, name);
+}
+
+bool walk(const std::string& path, StepInto stepInto, Place& place) {
   const std::size_t length = trustedLength(path);
   std::vector<std::string> components = splitPath(std::string_view(path).substr(length));
   const bool climbs = std::any_of(components.begin(), components.end(), isRelative);
@@ -53,12 +67,19 @@ bool findPlace(const std::string& path, Place& place) {
   found.directory = FileDescriptor(open(trusted.empty() ? "." : trusted.c_str(), kPassFlags));
   for (const std::string& component : components) {
     if (!found.directory.isOpen()) return false;
-    found.directory =
-        FileDescriptor(openat(found.directory.get(), component.c_str(), kPassFlags | O_NOFOLLOW));
+    found.directory = stepInto(found.directory, component);
   }
   if (!found.directory.isOpen()) return false;
   place = std::move(found);
   return true;
+}
+
+}  // namespace
+
+bool findPlace(const std::string& path, Place& place) { return walk(path, openDirectory, place); }
+
+bool makePlace(const std::string& path, Place& place) {
+  return walk(path, openOrMakeDirectory, place);
 }
 
 }  // namespace wzapp

@@ -20,6 +20,11 @@ struct Place {
 // when a component is "." or "..". The only exception is std::bad_alloc.
 [[nodiscard]] bool findPlace(const std::string& path, Place& place);
 
+// The same for a path below the configuration root, creating the directories that are missing on
+// the way from there, mode 0777 before the process's mask; those stay in any case. False also when
+// one of them cannot be created.
+[[nodiscard]] bool makePlace(const std::string& path, Place& place);
+
 }  // namespace wzapp
 
 #endif  // WZAPP_INSTALLER_PLACE_H

@@ -13,7 +13,7 @@ using Lines = std::vector<std::string>;
 
 // `user` is the Lines that it adds to.
 inline void collectLine(void* user, const char* format, ...) {
-  char line[512];
+  char line[4096];
   va_list arguments;
   va_start(arguments, format);
   std::vsnprintf(line, sizeof line, format, arguments);

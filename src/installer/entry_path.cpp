@@ -1,0 +1,41 @@
+#include "installer/entry_path.h"
+
+#include <algorithm>
+
+#include "support/file_system.h"
+
+namespace wzapp {
+namespace {
+
+constexpr std::string_view kParent = "..";
+constexpr std::string_view kFirstParent = "../";
+constexpr std::string_view kLastParent = "/..";
+constexpr std::string_view kInnerParent = "/../";
+constexpr std::string_view kReplacement = "_";
+
+}  // namespace
+
+std::string sanitizeEntryPath(std::string name) {
+  std::ranges::replace(name, '\\', '/');
+  if (name.size() <= 1) return name;
+  if (name == kParent) return std::string(kReplacement);
+  if (name.starts_with(kFirstParent)) name.replace(0, kParent.size(), kReplacement);
+  if (name.ends_with(kLastParent)) {
+    name.replace(name.size() - kParent.size(), kParent.size(), kReplacement);
+  }
+  // A replacement makes no new parent in front of it, so that the search goes on from there.
+  std::size_t at = name.find(kInnerParent);
+  while (at != std::string::npos) {
+    name.replace(at + 1, kParent.size(), kReplacement);
+    at = name.find(kInnerParent, at + 1);
+  }
+  return name;
+}
+
+bool isBelow(const std::string& path, std::string_view root) {
+  const std::string normalized = normalizePath(path);
+  return normalized.size() > root.size() && normalized.starts_with(root) &&
+         normalized[root.size()] == '/';
+}
+
+}  // namespace wzapp

@@ -1,0 +1,182 @@
+#include "installer/inner_package.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "crypto/certificate_store.h"
+#include "crypto/digest.h"
+#include "crypto/package_signature.h"
+#include "crypto/rsa.h"
+#include "installer/directories.h"
+#include "installer/messages.h"
+#include "installer/package_content.h"
+#include "installer/temporary_file.h"
+#include "support/install_result.h"
+#include "support/text.h"
+
+namespace wzapp {
+namespace {
+
+constexpr std::size_t kEndingSize = 4;  // of ".ZIP"
+
+constexpr const char* kNotManifestSigner =
+    "Error: File '%s' not signed using manifest certificate\n";
+constexpr const char* kNotApplicationSigner =
+    "Error: File '%s' not signed using application certificate\n";
+
+struct PackageKind {
+  std::string_view ending;  // of the upper-cased name
+  std::int32_t signerKind;  // CertificateKind
+  const char* wrongSigner;  // format: upper-cased name
+  ContentTarget target;
+};
+
+// The first row that fits decides.
+constexpr PackageKind kPackageKinds[] = {
+    {"-O.ZIP", kManifestCertificate, kNotManifestSigner, {kManifestRoot, false}},
+    {"-U.ZIP", kManifestCertificate, kNotManifestSigner, {kManifestRoot, false}},
+    {"", kApplicationCertificate, kNotApplicationSigner, {kAppRoot, true}},
+};
+
+const PackageKind& kindOf(const std::string& upperName) {
+  const PackageKind* kind = kPackageKinds;
+  while (!upperName.ends_with(kind->ending)) ++kind;
+  return *kind;
+}
+
+struct Digests {
+  std::array<std::uint8_t, kSha1Size> sha1;
+  std::array<std::uint8_t, kSha256Size> sha256;
+  bool operator==(const Digests& other) const = default;
+};
+
+// One package on its way. Every step reports its own failure and is then false.
+class InnerPackage {
+ public:
+  InnerPackage(PackageFile& file, UnZIP::Entry entry)
+      : file_(file),
+        entry_(entry),
+        name_(entry->first),
+        upperName_(toUpper(name_)),
+        kind_(kindOf(upperName_)) {}
+
+  [[nodiscard]] bool findSignature();
+  [[nodiscard]] bool readSignature();
+  [[nodiscard]] bool findSigner();
+  [[nodiscard]] bool checkSignerKind() const;
+  [[nodiscard]] bool digestWhileCopying(TemporaryFile& copy);
+  [[nodiscard]] bool checkSignature() const;
+  void copyIfGivenUp(TemporaryFile& copy);
+  [[nodiscard]] std::string extract(const TemporaryFile& copy) const;
+
+ private:
+  [[nodiscard]] bool digestInto(TemporaryFile& copy, Digests& digests);
+
+  PackageFile& file_;
+  UnZIP::Entry entry_;
+  const std::string& name_;
+  std::string upperName_;
+  const PackageKind& kind_;
+  UnZIP::Entry signatureEntry_;
+  std::vector<std::uint8_t> signature_;
+  std::shared_ptr<const Certificate> signer_;
+  Digests digests_{};
+};
+
+// Either name will do, and of two entries the one that comes first in the index.
+bool InnerPackage::findSignature() {
+  std::string stem = upperName_.substr(0, upperName_.size() - kEndingSize);
+  const std::string names[] = {stem.append(kSignatureEnding),
+                               std::string(upperName_).append(kSignatureEnding)};
+  bool isFound = false;
+  for (const std::string& name : names) {
+    const auto found = file_.signatures.find(name);
+    if (found == file_.signatures.end()) continue;
+    if (isFound && signatureEntry_->first < found->second->first) continue;
+    signatureEntry_ = found->second;
+    isFound = true;
+  }
+  if (!isFound) reportError("Error: Signature '%s' not found\n", names[0].c_str());
+  return isFound;
+}
+
+bool InnerPackage::readSignature() {
+  if (file_.archive.readEntry(signatureEntry_, signature_) && !signature_.empty()) return true;
+  reportError(kUnreadableEntry, signatureEntry_->first.c_str());
+  return false;
+}
+
+// A signature that cannot be parsed names nobody.
+bool InnerPackage::findSigner() {
+  char keyId[kSignerKeyIdText];
+  if (readSignerKeyId(signature_, keyId) == 0) signer_ = certificateStore().find(keyId);
+  if (signer_) return true;
+  reportError("Error: Signature '%s' using unknown certificate\n", signatureEntry_->first.c_str());
+  return false;
+}
+
+bool InnerPackage::checkSignerKind() const {
+  if (signer_->kind == kind_.signerKind) return true;
+  reportError(kind_.wrongSigner, upperName_.c_str());
+  return false;
+}
+
+bool InnerPackage::digestInto(TemporaryFile& copy, Digests& digests) {
+  return file_.archive.digestEntry(entry_, digests.sha1, digests.sha256,
+                                   [&copy](ByteView block) { copy.append(block); });
+}
+
+bool InnerPackage::digestWhileCopying(TemporaryFile& copy) {
+  copy.begin(TemporaryFile::Space::kAllButReserve);
+  if (digestInto(copy, digests_)) return true;
+  reportError(kUnreadableEntry, name_.c_str());
+  return false;
+}
+
+bool InnerPackage::checkSignature() const {
+  report(kCheckingLine, name_.c_str());
+  if (verifyPackage(signature_, digests_.sha1, digests_.sha256, signer_->der) == kSignatureValid) {
+    return true;
+  }
+  reportError("Error: Invalid signature\n");
+  return false;
+}
+
+// A package that is verified may take all the space that there is. Its file may have been changed
+// since then, so that the copy counts only if it has the same digests. Nothing is reported: without
+// a copy there will be nothing to open.
+void InnerPackage::copyIfGivenUp(TemporaryFile& copy) {
+  if (copy.copy() >= 0) return;
+  Digests digests{};
+  copy.begin(TemporaryFile::Space::kAll);
+  if (!digestInto(copy, digests) || digests != digests_) copy.giveUp();
+}
+
+// Returns the id of the application.
+std::string InnerPackage::extract(const TemporaryFile& copy) const {
+  report("Extracting %s\n", name_.c_str());
+  UnZIP content(copy.copy());
+  if (content.index().empty()) {
+    reportError(kUnreadableArchive, name_.c_str());
+    return "";
+  }
+  return extractContent(content, kind_.target);
+}
+
+}  // namespace
+
+void installInnerPackage(PackageFile& file, UnZIP::Entry entry, AppIds& installed) {
+  InnerPackage package(file, entry);
+  report("Found %s\n", entry->first.c_str());
+  if (!package.findSignature() || !package.readSignature()) return;
+  if (!package.findSigner() || !package.checkSignerKind()) return;
+  TemporaryFile copy;  // gone on every way out from here
+  if (!package.digestWhileCopying(copy) || !package.checkSignature()) return;
+  package.copyIfGivenUp(copy);
+  installed.insert(package.extract(copy));
+}
+
+}  // namespace wzapp

@@ -1,0 +1,159 @@
+#include "installer/install_run.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <mutex>
+#include <string_view>
+
+#include "installer/application_manifest.h"
+#include "installer/dependency_check.h"
+#include "installer/directories.h"
+#include "installer/file_descriptor.h"
+#include "installer/listing.h"
+#include "installer/package_file.h"
+#include "support/install_result.h"
+#include "support/terminal_identity.h"
+#include "support/text.h"
+#include "wzapp/wzapp.h"
+
+namespace wzapp {
+namespace {
+
+constexpr std::string_view kPackageFileEnding = ".ZIP";
+
+// Held by the run that is going on; it guards the result and everything that the run changes.
+std::mutex installMutex;
+
+// --- Packages ---------------------------------------------------------------------------------
+
+bool isPackageFile(const std::string& name) { return toUpper(name).ends_with(kPackageFileEnding); }
+
+void installPackages(const std::vector<DirEntry>& entries, InstallRun& run) {
+  for (const DirEntry& entry : entries) {
+    // What is not longer than the ending is not looked at, and all the same deleted.
+    if (entry.name.size() <= kPackageFileEnding.size()) {
+      run.toDelete.push_back(entry.path);
+      continue;
+    }
+    if (!isPackageFile(entry.name)) continue;
+    report("Install %s\n", entry.path.c_str());
+    installPackageFile(entry.path, run.installed);
+    ++run.packageFiles;
+    run.toDelete.push_back(entry.path);
+  }
+}
+
+void removeWhatMayNotStay(InstallRun& run) {
+  applyMarketplaceRules(run.removed);
+  checkDependencies(run.removed);
+}
+
+// One is enough.
+void reportFailedInstallation(const InstallRun& run) {
+  const auto failed = std::ranges::find_if(
+      run.installed, [&run](const std::string& appId) { return run.removed.contains(appId); });
+  if (failed == run.installed.end()) return;
+  reportError("Error: Installation of %s failed\n", failed->c_str());
+}
+
+// --- Deletion ---------------------------------------------------------------------------------
+
+// Whether everything that was installed is on stable storage.
+bool synchronize() {
+  const FileDescriptor root(open(kConfigRoot, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return root.isOpen() && syncfs(root.get()) == 0;
+}
+
+// What cannot be brought to stable storage is installed once more by the next run.
+void deletePackages(const InstallRun& run) {
+  if (run.toDelete.empty()) return;
+  if (!synchronize()) {
+    noteInstallError();
+    return;
+  }
+  // One that cannot be deleted is processed again by the next run.
+  for (const std::string& path : run.toDelete) static_cast<void>(std::remove(path.c_str()));
+}
+
+// --- The run ----------------------------------------------------------------------------------
+
+void listApplications() {
+  report("List of installed applications:\n");
+  std::vector<DirEntry> entries;
+  if (!listDirectory(kManifestRoot, entries)) return;
+  std::string sponsor;
+  std::string sponsorText;
+  getTerminalSponsor(sponsor, sponsorText);
+  for (const DirEntry& entry : entries) {
+    const std::string path = entry.path + "/" + kMarketplaceManifest;
+    std::string appId;
+    if (!checkManifestSponsor(SponsorMode::kInstall, path, sponsor, appId)) continue;
+    report("%s\n", appId.c_str());
+  }
+}
+
+void runInstallation(InstallRun& run) {
+  report("Installing to %s\n", kAppRoot);
+  std::vector<DirEntry> entries;
+  if (listDirectory(kSourceDir, entries)) {
+    installPackages(entries, run);
+    removeWhatMayNotStay(run);
+    reportFailedInstallation(run);
+    deletePackages(run);
+  } else {
+    static_cast<void>(wzInstallCreateSourceDir());  // for the next run
+    removeWhatMayNotStay(run);
+    setInstallResult(kInstallNoPackage);  // whatever the removals came to
+  }
+  listApplications();
+  if (run.packageFiles == 0 && installResult() == kInstallOk) setInstallResult(kInstallNoPackage);
+}
+
+InstallResult runLocked() {
+  const std::lock_guard<std::mutex> lock(installMutex);
+  setInstallResult(kInstallOk);
+  try {
+    InstallRun run;
+    runInstallation(run);
+  } catch (...) {
+    setInstallResult(kInstallError);  // no memory, or the host's log threw
+  }
+  return installResult();
+}
+
+// --- What hosts see ---------------------------------------------------------------------------
+
+// With the sink of the run before: the caller's own is not in use yet.
+bool prepareWithLastSink() {
+  const InstallSink last = installSink();
+  try {
+    return prepareConfigRoot(last.log, last.user);
+  } catch (...) {
+    return false;  // as above
+  }
+}
+
+constexpr const char* kResultWords[] = {"OK", "NO PACKAGE", "ERROR", "WARNING"};
+
+void reportResult(InstallResult result) {
+  try {
+    report("Overall result: %s\n", kResultWords[result]);
+  } catch (...) {
+    // The host's log threw.
+  }
+}
+
+}  // namespace
+
+int wzInstall(void (*log)(void* user, const char* format, ...), void* user) {
+  if (!prepareWithLastSink()) return kInstallError;
+  setInstallLog(log, user);
+  const InstallResult result = runLocked();
+  reportResult(result);
+  return result;
+}
+
+}  // namespace wzapp

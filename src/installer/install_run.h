@@ -1,0 +1,22 @@
+// What the steps of one installation run share.
+#ifndef WZAPP_INSTALLER_INSTALL_RUN_H
+#define WZAPP_INSTALLER_INSTALL_RUN_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "installer/marketplace_rules.h"
+
+namespace wzapp {
+
+struct InstallRun {
+  std::vector<std::string> toDelete;  // paths, in the order of the source directory
+  std::size_t packageFiles = 0;
+  AppIds installed;  // by a package that was extracted, at least in part; without an id the empty
+  AppIds removed;    // by the rules and the dependency check
+};
+
+}  // namespace wzapp
+
+#endif  // WZAPP_INSTALLER_INSTALL_RUN_H

@@ -1,0 +1,79 @@
+#include "installer/package_file.h"
+
+#include <fcntl.h>
+
+#include <string_view>
+#include <vector>
+
+#include "crypto/certificate_store.h"
+#include "installer/file_descriptor.h"
+#include "installer/inner_package.h"
+#include "installer/messages.h"
+#include "support/install_result.h"
+#include "support/text.h"
+
+namespace wzapp {
+namespace {
+
+constexpr std::string_view kCertificateEnding = ".CRT";
+constexpr std::string_view kPackageEnding = ".ZIP";
+constexpr std::size_t kShortestName = 5;
+
+// Names a file without opening it: a pipe is not waited for, a device notices nothing.
+FileDescriptor findFile(const std::string& path) {
+  return FileDescriptor(open(path.c_str(), O_PATH | O_CLOEXEC));
+}
+
+bool isSkipped(const std::string& name) {
+  return name.size() < kShortestName || name.ends_with('/');
+}
+
+// The entries, in the order of the index, whose upper-cased names end in `ending`.
+std::vector<UnZIP::Entry> entriesEndingIn(std::string_view ending, const UnZIP& archive) {
+  std::vector<UnZIP::Entry> entries;
+  for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
+    if (!isSkipped(entry->first) && toUpper(entry->first).ends_with(ending)) {
+      entries.push_back(entry);
+    }
+  }
+  return entries;
+}
+
+SignatureEntries findSignatures(const UnZIP& archive) {
+  SignatureEntries signatures;
+  for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
+    std::string upperName = toUpper(entry->first);
+    if (upperName.ends_with(kSignatureEnding)) signatures.emplace(std::move(upperName), entry);
+  }
+  return signatures;
+}
+
+void addCertificates(UnZIP& archive) {
+  for (const UnZIP::Entry entry : entriesEndingIn(kCertificateEnding, archive)) {
+    const std::string& name = entry->first;
+    std::vector<std::uint8_t> der;
+    if (!archive.readEntry(entry, der) || der.empty()) {
+      reportError(kUnreadableEntry, name.c_str());
+      continue;
+    }
+    certificateStore().add(name, der);
+  }
+}
+
+}  // namespace
+
+void installPackageFile(const std::string& path, AppIds& installed) {
+  UnZIP archive(findFile(path).get());
+  if (archive.index().empty()) {
+    reportError(kUnreadableArchive, path.c_str());
+    return;
+  }
+  certificateStore().rebuild();
+  addCertificates(archive);
+  PackageFile file{archive, findSignatures(archive)};
+  for (const UnZIP::Entry entry : entriesEndingIn(kPackageEnding, archive)) {
+    installInnerPackage(file, entry, installed);
+  }
+}
+
+}  // namespace wzapp

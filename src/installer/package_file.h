@@ -1,0 +1,43 @@
+// A package file: a ZIP archive in the source directory, which holds inner packages, their
+// signatures and the certificates of the signers.
+//
+//   shop.zip
+//     shop.crt      a signer's certificate, trusted for this package file at most
+//     SHOP.ZIP      an inner package: the application's files
+//     SHOP.P7S      its signature, or else SHOP.ZIP.P7S
+//     SHOP-O.ZIP    another one: the application's marketplace manifest
+//     SHOP-O.P7S
+//
+// What an entry is, is told by the end of its name, in any case and in any folder of the archive.
+#ifndef WZAPP_INSTALLER_PACKAGE_FILE_H
+#define WZAPP_INSTALLER_PACKAGE_FILE_H
+
+#include <string>
+#include <unordered_map>
+
+#include "archive/unzip.h"
+#include "installer/marketplace_rules.h"
+
+namespace wzapp {
+
+// By upper-cased name, of several the first of the index.
+using SignatureEntries = std::unordered_map<std::string, UnZIP::Entry>;
+
+// A package file that is open.
+struct PackageFile {
+  UnZIP& archive;
+  SignatureEntries signatures;
+};
+
+// Trusts the certificates of the package file at `path`, and nothing that an earlier one brought,
+// then installs its inner packages. Adds the ids of those that were extracted to `installed`.
+//
+// Only a regular file is opened, or a link to one; nothing else is touched by finding out. The file
+// is opened once, and may be changed or replaced meanwhile: what is installed is verified.
+//
+// Called while the install lock is held, by one thread. The only exception is std::bad_alloc.
+void installPackageFile(const std::string& path, AppIds& installed);
+
+}  // namespace wzapp
+
+#endif  // WZAPP_INSTALLER_PACKAGE_FILE_H

@@ -1,0 +1,60 @@
+#include "installer/temporary_file.h"
+
+#include <fcntl.h>
+#include <sys/statvfs.h>
+
+#include <cstdio>
+
+#include "installer/directories.h"
+#include "support/file_system.h"
+
+namespace wzapp {
+namespace {
+
+constexpr mode_t kFileMode = 0600;
+// The free space is asked for once for so many octets.
+constexpr std::uint64_t kGrant = std::uint64_t{1} << 20;
+
+// A link is removed itself, and a directory only when it is empty.
+void removeByName() { static_cast<void>(std::remove(kTemporaryFile)); }
+
+}  // namespace
+
+TemporaryFile::~TemporaryFile() { giveUp(); }
+
+void TemporaryFile::begin(Space space) {
+  removeByName();
+  file_ = FileDescriptor(
+      open(kTemporaryFile, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode));
+  space_ = space;
+  granted_ = 0;
+}
+
+void TemporaryFile::append(ByteView octets) {
+  if (!file_.isOpen()) return;
+  if (!hasSpaceFor(octets.size()) || !writeWhole(file_.get(), octets)) giveUp();
+}
+
+bool TemporaryFile::hasSpaceFor(std::uint64_t size) {
+  if (space_ == Space::kAll) return true;
+  if (granted_ < size) {
+    struct statvfs status;
+    if (fstatvfs(file_.get(), &status) != 0) return false;
+    const std::uint64_t free = std::uint64_t{status.f_bavail} * status.f_frsize;
+    if (free < kReserve + kGrant) return false;
+    granted_ = kGrant;
+  }
+  granted_ -= size;
+  return true;
+}
+
+void TemporaryFile::giveUp() {
+  if (file_.isOpen()) {
+    // Somebody may have given it another name.
+    static_cast<void>(ftruncate(file_.get(), 0));
+    file_ = FileDescriptor();
+  }
+  removeByName();
+}
+
+}  // namespace wzapp
