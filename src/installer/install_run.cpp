@@ -31,8 +31,8 @@ std::mutex installMutex;
 
 bool isPackageFile(const std::string& name) { return toUpper(name).ends_with(kPackageFileEnding); }
 
-void installPackages(const std::vector<DirEntry>& entries, InstallRun& run) {
-  for (const DirEntry& entry : entries) {
+void installPackages(const std::vector<ListedEntry>& entries, InstallRun& run) {
+  for (const ListedEntry& entry : entries) {
     // What is not longer than the ending is not looked at, and all the same deleted.
     if (entry.name.size() <= kPackageFileEnding.size()) {
       run.toDelete.push_back(entry.path);
@@ -82,12 +82,12 @@ void deletePackages(const InstallRun& run) {
 
 void listApplications() {
   report("List of installed applications:\n");
-  std::vector<DirEntry> entries;
+  std::vector<ListedEntry> entries;
   if (!listDirectory(kManifestRoot, entries)) return;
   std::string sponsor;
   std::string sponsorText;
   getTerminalSponsor(sponsor, sponsorText);
-  for (const DirEntry& entry : entries) {
+  for (const ListedEntry& entry : entries) {
     const std::string path = entry.path + "/" + kMarketplaceManifest;
     std::string appId;
     if (!checkManifestSponsor(SponsorMode::kInstall, path, sponsor, appId)) continue;
@@ -97,7 +97,7 @@ void listApplications() {
 
 void runInstallation(InstallRun& run) {
   report("Installing to %s\n", kAppRoot);
-  std::vector<DirEntry> entries;
+  std::vector<ListedEntry> entries;
   if (listDirectory(kSourceDir, entries)) {
     installPackages(entries, run);
     removeWhatMayNotStay(run);
