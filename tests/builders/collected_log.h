@@ -11,14 +11,19 @@ namespace wzapp_test {
 
 using Lines = std::vector<std::string>;
 
+// At most 4095 octets.
+inline std::string formatLine(const char* format, va_list arguments) {
+  char line[4096];
+  std::vsnprintf(line, sizeof line, format, arguments);
+  return line;
+}
+
 // `user` is the Lines that it adds to.
 inline void collectLine(void* user, const char* format, ...) {
-  char line[4096];
   va_list arguments;
   va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
+  static_cast<Lines*>(user)->push_back(formatLine(format, arguments));
   va_end(arguments);
-  static_cast<Lines*>(user)->emplace_back(line);
 }
 
 }  // namespace wzapp_test

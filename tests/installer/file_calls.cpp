@@ -3,6 +3,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/types.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -38,6 +40,15 @@ int __real_fstatat(int directory, const char* name, struct stat* status, int fla
 DIR* __real_fdopendir(int directory);
 DIR* __real_opendir(const char* name);
 std::FILE* __real_fopen(const char* name, const char* mode);
+int __real_open(const char* name, int flags, mode_t mode);
+int __real_mkdirat(int directory, const char* name, mode_t mode);
+ssize_t __real_write(int file, const void* octets, std::size_t size);
+int __real_ftruncate(int file, off_t size);
+int __real_fstatvfs(int file, struct statvfs* status);
+int __real_syncfs(int file);
+int __real_remove(const char* name);
+void* __real_unzOpen(const char* name);
+int __real_unzReadCurrentFile(void* archive, void* buffer, unsigned size);
 
 int __wrap_openat(int directory, const char* name, int flags, ...) {
   va_list arguments;
@@ -65,6 +76,44 @@ DIR* __wrap_opendir(const char* name) {
 
 std::FILE* __wrap_fopen(const char* name, const char* mode) {
   return fails("fopen", name) ? nullptr : __real_fopen(name, mode);
+}
+
+int __wrap_open(const char* name, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  return fails("open", name) ? -1 : __real_open(name, flags, mode);
+}
+
+int __wrap_mkdirat(int directory, const char* name, mode_t mode) {
+  return fails("mkdirat", name) ? -1 : __real_mkdirat(directory, name, mode);
+}
+
+ssize_t __wrap_write(int file, const void* octets, std::size_t size) {
+  return fails("write", "") ? -1 : __real_write(file, octets, size);
+}
+
+int __wrap_ftruncate(int file, off_t size) {
+  return fails("ftruncate", "") ? -1 : __real_ftruncate(file, size);
+}
+
+int __wrap_fstatvfs(int file, struct statvfs* status) {
+  return fails("fstatvfs", "") ? -1 : __real_fstatvfs(file, status);
+}
+
+int __wrap_syncfs(int file) { return fails("syncfs", "") ? -1 : __real_syncfs(file); }
+
+int __wrap_remove(const char* name) { return fails("remove", name) ? -1 : __real_remove(name); }
+
+void* __wrap_unzOpen(const char* name) {
+  return fails("unzOpen", name) ? nullptr : __real_unzOpen(name);
+}
+
+int __wrap_unzReadCurrentFile(void* archive, void* buffer, unsigned size) {
+  constexpr int kReadError = -1;
+  return fails("unzReadCurrentFile", "") ? kReadError
+                                         : __real_unzReadCurrentFile(archive, buffer, size);
 }
 
 }  // extern "C"

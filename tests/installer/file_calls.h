@@ -1,5 +1,5 @@
-// The file operations of the installer, seen and failed by a test. The functions named below are
-// wrapped in the whole test program.
+// The file operations of the installer, seen and failed by a test: those that CMakeLists.txt lists
+// are wrapped in the whole test program.
 #ifndef WZAPP_TESTS_INSTALLER_FILE_CALLS_H
 #define WZAPP_TESTS_INSTALLER_FILE_CALLS_H
 
@@ -10,8 +10,8 @@ namespace wzapp_test {
 
 // One operation that is about to happen.
 struct FileCall {
-  std::string function;  // "openat", "unlinkat", "fstatat", "fdopendir", "opendir" or "fopen"
-  std::string name;      // as it is given; of fdopendir nothing
+  std::string function;
+  std::string name;  // as it is given; nothing where the function takes an open file
 };
 
 // One at a time; its end takes the hook away. While a hook runs, what it calls is not seen.

@@ -1,5 +1,9 @@
 #include "tests/installer/install_fixture.h"
 
+#include <cctype>
+#include <cstdarg>
+#include <random>
+
 #include "tests/crypto/authority_fixtures.h"
 #include "wzapp/wzapp.h"
 
@@ -53,6 +57,13 @@ const Signer& strangeSigner() {
 
 Signer signerWithPermissions(const std::vector<std::string_view>& permissions) {
   return makeSigner(authorityId(kSignerRow), 0x74, authorityKey(), permissions);
+}
+
+std::string noise(std::size_t size) {
+  std::mt19937 random(1);
+  std::string octets;
+  while (octets.size() < size) octets += static_cast<char>(random() & 0xFF);
+  return octets;
 }
 
 ZipBuilder applicationArchive(const std::string& id) {
@@ -143,7 +154,16 @@ InstallTest::~InstallTest() { wzapp::setInstallLog(nullptr, nullptr); }
 
 int InstallTest::install() {
   lines.clear();
-  return wzapp::wzInstall(collectLine, &lines);
+  return wzapp::wzInstall(takeLine, this);
+}
+
+void InstallTest::takeLine(void* user, const char* format, ...) {
+  auto* const test = static_cast<InstallTest*>(user);
+  va_list arguments;
+  va_start(arguments, format);
+  test->lines.push_back(formatLine(format, arguments));
+  va_end(arguments);
+  if (test->atLine) test->atLine(test->lines.back());
 }
 
 }  // namespace wzapp_test

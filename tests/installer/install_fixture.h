@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <initializer_list>
 #include <string>
 
@@ -25,6 +26,10 @@ const Signer& strangeSigner();
 
 // A signer below an authority that lets the permissions decide.
 Signer signerWithPermissions(const std::vector<std::string_view>& permissions);
+
+// Octets that do not pack, the same for the same size: more than any buffer between a file and who
+// reads it.
+std::string noise(std::size_t size = std::size_t{1} << 20);
 
 // An application's archive and that of its marketplace manifest.
 ZipBuilder applicationArchive(const std::string& id);
@@ -65,14 +70,20 @@ class InstallTest : public testing::Test {
   }
   void drop(const std::string& name, const PackageBuilder& package) { drop(name, package.build()); }
 
-  // One run; its lines replace those of the one before.
+  // One run; its lines replace those of the one before. `atLine` is called on each line once it is
+  // among them.
   int install();
+  std::function<void(const std::string& line)> atLine;
 
   [[nodiscard]] std::set<std::string> tree() const { return treeOf(kConfig); }
+  [[nodiscard]] std::string read(const std::string& path) const { return terminal.readFile(path); }
   [[nodiscard]] std::set<std::string> dropped() const { return treeOf(kSource); }
 
   TestTerminal terminal;
   Lines lines;
+
+ private:
+  static void takeLine(void* user, const char* format, ...);
 };
 
 }  // namespace wzapp_test

@@ -1,0 +1,392 @@
+// How inner packages are verified and what is reported of each.
+
+#include "installer/inner_package.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "installer/temporary_file.h"
+#include "support/install_result.h"
+#include "tests/installer/file_calls.h"
+#include "tests/installer/install_fixture.h"
+
+namespace wzapp {
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using wzapp_test::applicationArchive;
+using wzapp_test::applicationPackage;
+using wzapp_test::applicationSigner;
+using wzapp_test::beginLines;
+using wzapp_test::endLines;
+using wzapp_test::extractedLines;
+using wzapp_test::FileCall;
+using wzapp_test::FileCalls;
+using wzapp_test::foundLines;
+using wzapp_test::kApps;
+using wzapp_test::kManifests;
+using wzapp_test::kTemporary;
+using wzapp_test::Lines;
+using wzapp_test::logOf;
+using wzapp_test::manifestArchive;
+using wzapp_test::manifestFor;
+using wzapp_test::manifestSigner;
+using wzapp_test::openLines;
+using wzapp_test::PackageBuilder;
+using wzapp_test::rulesLines;
+using wzapp_test::signatureOf;
+using wzapp_test::Signer;
+using wzapp_test::signerLines;
+using wzapp_test::signerWithPermissions;
+using wzapp_test::strangeSigner;
+using wzapp_test::TestKey;
+using wzapp_test::withSigners;
+using wzapp_test::ZipBuilder;
+using wzapp_test::ZipEntry;
+
+class InnerPackageTest : public wzapp_test::InstallTest {
+ protected:
+  // Installs `package` as x.zip and compares the whole log: `expected` are the lines behind the
+  // certificates'. Nothing may have been installed.
+  void expectRefused(const PackageBuilder& package, const Lines& expected) {
+    drop("x.zip", package);
+
+    EXPECT_EQ(install(), kInstallError);
+
+    EXPECT_EQ(lines, logOf({beginLines(), openLines("x.zip"), signerLines(), expected, rulesLines(),
+                            endLines({}, "ERROR")}));
+    EXPECT_THAT(tree(), IsEmpty());
+    EXPECT_THAT(dropped(), IsEmpty());
+  }
+
+  // The same for one that is accepted: the application "shop", without a marketplace manifest.
+  void expectAccepted(const PackageBuilder& package) {
+    terminal.writeFile(kManifests + "/shop/mpmanifest.mft", manifestFor("shop"));
+    drop("x.zip", package);
+
+    EXPECT_EQ(install(), kInstallOk);
+
+    EXPECT_EQ(lines.back(), "Overall result: OK\n");
+    EXPECT_EQ(read(kApps + "/shop/index.html"), "<p>shop");
+  }
+
+  FileCalls calls;
+};
+
+PackageBuilder shop() { return withSigners().inner("SHOP.ZIP", applicationArchive("shop")); }
+
+std::string shopSignature() {
+  return signatureOf(applicationArchive("shop").build(), applicationSigner());
+}
+
+// --- Signature --------------------------------------------------------------------------------
+
+TEST_F(InnerPackageTest, NeedsASignature) {
+  expectRefused(shop().file("SHOP.P7", "").file("OTHER.P7S", "").file("in/SHOP.P7S", ""),
+                {"Found SHOP.ZIP\n", "Error: Signature 'SHOP.P7S' not found\n"});
+}
+
+TEST_F(InnerPackageTest, IsNamedInUpperCaseWhereItsSignatureIsMissing) {
+  expectRefused(withSigners().inner("in/shop.zip", applicationArchive("shop")),
+                {"Found in/shop.zip\n", "Error: Signature 'IN/SHOP.P7S' not found\n"});
+}
+
+TEST_F(InnerPackageTest, TakesASignatureNamedAfterTheWholeName) {
+  expectAccepted(shop().signedBy(applicationSigner(), "SHOP.ZIP.P7S"));
+}
+
+TEST_F(InnerPackageTest, TakesASignatureInAnyCase) {
+  expectAccepted(shop().signedBy(applicationSigner(), "sHoP.p7S"));
+}
+
+TEST_F(InnerPackageTest, TakesTheFirstSignatureOfTheIndex) {
+  expectAccepted(shop().file("SHOP.P7S", shopSignature()).file("SHOP.ZIP.P7S", "bad"));
+  expectAccepted(shop().file("SHOP.ZIP.P7S", shopSignature()).file("shop.p7s", "bad"));
+  expectAccepted(shop().file("SHOP.P7S", shopSignature()).file("Shop.P7S", "bad"));
+}
+
+TEST_F(InnerPackageTest, TakesNoLaterSignatureWhereTheFirstIsBad) {
+  expectRefused(shop().file("SHOP.P7S", "bad").file("SHOP.ZIP.P7S", shopSignature()),
+                {"Found SHOP.ZIP\n", "Error: Signature 'SHOP.P7S' using unknown certificate\n"});
+  expectRefused(
+      shop().file("SHOP.ZIP.P7S", "bad").file("shop.p7s", shopSignature()),
+      {"Found SHOP.ZIP\n", "Error: Signature 'SHOP.ZIP.P7S' using unknown certificate\n"});
+}
+
+TEST_F(InnerPackageTest, NeedsASignatureThatCanBeRead) {
+  ZipEntry unknown;
+  unknown.name = "Shop.p7s";
+  unknown.method = 99;
+  expectRefused(shop().entry(unknown),
+                {"Found SHOP.ZIP\n", "Error: Failed to extract 'Shop.p7s'\n"});
+  expectRefused(shop().file("SHOP.P7S", ""),
+                {"Found SHOP.ZIP\n", "Error: Failed to extract 'SHOP.P7S'\n"});
+}
+
+TEST_F(InnerPackageTest, NeedsACertificateThatIsTrusted) {
+  expectRefused(shop().signedBy(strangeSigner()),
+                {"Found SHOP.ZIP\n", "Error: Signature 'SHOP.P7S' using unknown certificate\n"});
+  expectRefused(
+      shop().file("SHOP.ZIP.P7S", std::string(2 << 20, 'x')),
+      {"Found SHOP.ZIP\n", "Error: Signature 'SHOP.ZIP.P7S' using unknown certificate\n"});
+}
+
+TEST_F(InnerPackageTest, MustBeWhatWasSigned) {
+  expectRefused(shop().file("SHOP.P7S", signatureOf("another archive", applicationSigner())),
+                logOf({foundLines("SHOP.ZIP"), "Error: Invalid signature\n"}));
+}
+
+TEST_F(InnerPackageTest, MustBeSignedByTheKeyOfItsSigner) {
+  static const TestKey otherKey(2048);
+  const Signer withOtherKey = {{}, applicationSigner().keyId, &otherKey};
+
+  expectRefused(shop().signedBy(withOtherKey),
+                logOf({foundLines("SHOP.ZIP"), "Error: Invalid signature\n"}));
+}
+
+TEST_F(InnerPackageTest, MayBeSignedOverSha1) {
+  expectAccepted(shop().file("SHOP.P7S", signatureOf(applicationArchive("shop").build(),
+                                                     applicationSigner(), TestKey::Digest::kSha1)));
+}
+
+// --- Kinds ------------------------------------------------------------------------------------
+
+TEST_F(InnerPackageTest, OfAnApplicationNeedsAnApplicationCertificate) {
+  expectRefused(
+      withSigners().inner("in/shop.zip", applicationArchive("shop")).signedBy(manifestSigner()),
+      {"Found in/shop.zip\n",
+       "Error: File 'IN/SHOP.ZIP' not signed using application certificate\n"});
+}
+
+TEST_F(InnerPackageTest, OfAManifestNeedsAManifestCertificate) {
+  for (const std::string name : {"shop-o.zip", "shop-u.zip", "-O.zip", "-u.ZIP"}) {
+    std::string upperName = name;
+    for (char& c : upperName) c = static_cast<char>(toupper(c));
+    expectRefused(withSigners().inner(name, manifestArchive("shop")).signedBy(applicationSigner()),
+                  {"Found " + name + "\n",
+                   "Error: File '" + upperName + "' not signed using manifest certificate\n"});
+  }
+}
+
+TEST_F(InnerPackageTest, OfTheOtherKindsIsAnApplication) {
+  for (const std::string name : {"SHOP-A.ZIP", "SHOPO.ZIP", "-O.X.ZIP", "O.ZIP"}) {
+    expectAccepted(
+        withSigners().inner(name, applicationArchive("shop")).signedBy(applicationSigner()));
+  }
+}
+
+TEST_F(InnerPackageTest, MayBeSignedByTheLastPermissionOfItsSigner) {
+  const Signer signer = signerWithPermissions({"S11", "S14"});
+  expectAccepted(PackageBuilder()
+                     .certificate("a.crt", signer)
+                     .inner("SHOP.ZIP", applicationArchive("shop"))
+                     .signedBy(signer));
+}
+
+TEST_F(InnerPackageTest, IsSignedByNobodyWhoIsARootOrUnknownAuthority) {
+  const Signer signer = signerWithPermissions({"S99"});
+  drop("x.zip", PackageBuilder()
+                    .certificate("a.crt", signer)
+                    .inner("SHOP.ZIP", applicationArchive("shop"))
+                    .signedBy(signer));
+
+  EXPECT_EQ(install(), kInstallError);
+
+  EXPECT_EQ(lines,
+            logOf({beginLines(), openLines("x.zip"), "Adding certificate a.crt\n",
+                   "Warning: Failed adding certificate 'a.crt': Invalid file type\n",
+                   "Found SHOP.ZIP\n", "Error: Signature 'SHOP.P7S' using unknown certificate\n",
+                   rulesLines(), endLines({}, "ERROR")}));
+}
+
+TEST_F(InnerPackageTest, OfAManifestGoesToTheManifestRoot) {
+  drop("x.zip",
+       withSigners().inner("SHOP-O.ZIP", manifestArchive("shop")).signedBy(manifestSigner()));
+
+  EXPECT_EQ(install(), kInstallOk);
+
+  EXPECT_EQ(lines, logOf({beginLines(), openLines("x.zip"), signerLines(),
+                          extractedLines("SHOP-O.ZIP"), "postinstall\n", "Checking shop\n",
+                          "Checking dependencies\n", endLines({"shop"}, "OK")}));
+  EXPECT_THAT(tree(), ElementsAre("mp/", "mp/shop/", "mp/shop/mpmanifest.mft"));
+}
+
+// --- Damage -----------------------------------------------------------------------------------
+
+TEST_F(InnerPackageTest, ThatCannotBeReadIsNotChecked) {
+  ZipEntry damaged;
+  damaged.name = "SHOP.ZIP";
+  damaged.content = applicationArchive("shop").build();
+  damaged.data = std::string(100, '\xFF');
+  expectRefused(withSigners().entry(damaged).file("SHOP.P7S", shopSignature()),
+                {"Found SHOP.ZIP\n", "Error: Failed to extract 'SHOP.ZIP'\n"});
+}
+
+TEST_F(InnerPackageTest, ThatIsNoArchiveIsReportedOnceItIsVerified) {
+  expectRefused(withSigners().inner("SHOP.ZIP", "no archive").signedBy(applicationSigner()),
+                logOf({extractedLines("SHOP.ZIP"), "Error: Failed reading 'SHOP.ZIP'\n"}));
+}
+
+TEST_F(InnerPackageTest, WithAnErrorKeepsNoOtherFromBeingInstalled) {
+  expectRefused(withSigners()
+                    .inner("A.ZIP", "no archive")
+                    .signedBy(applicationSigner())
+                    .inner("B.ZIP", applicationArchive("b"))
+                    .inner("C.ZIP", applicationArchive("c"))
+                    .signedBy(manifestSigner()),
+                logOf({extractedLines("A.ZIP"), "Error: Failed reading 'A.ZIP'\n", "Found B.ZIP\n",
+                       "Error: Signature 'B.P7S' not found\n", "Found C.ZIP\n",
+                       "Error: File 'C.ZIP' not signed using application certificate\n"}));
+}
+
+TEST_F(InnerPackageTest, ReportsEntriesThatCannotBeExtracted) {
+  terminal.writeFile(kManifests + "/shop/mpmanifest.mft", manifestFor("shop"));
+  drop("x.zip", withSigners()
+                    .inner("SHOP.ZIP", applicationArchive("shop").file("/etc/passwd", "x"))
+                    .signedBy(applicationSigner()));
+
+  EXPECT_EQ(install(), kInstallError);
+
+  EXPECT_EQ(lines,
+            logOf({beginLines(), openLines("x.zip"), signerLines(), extractedLines("SHOP.ZIP"),
+                   "Error: Failed to extract '/etc/passwd' -> '/etc/passwd'\n", rulesLines("shop"),
+                   endLines({"shop"}, "ERROR")}));
+  EXPECT_EQ(read(kApps + "/shop/index.html"), "<p>shop");
+}
+
+// --- The temporary file -----------------------------------------------------------------------
+
+TEST_F(InnerPackageTest, LiesInTheTemporaryFileWhileItIsExtracted) {
+  drop("x.zip", shop().signedBy(applicationSigner()));
+  std::string content;
+  atLine = [&](const std::string& line) {
+    if (line != "Extracting SHOP.ZIP\n") return;
+    content = read(kTemporary);
+    EXPECT_EQ(fs::status(kTemporary).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  };
+
+  static_cast<void>(install());
+
+  EXPECT_EQ(content, applicationArchive("shop").build());
+  EXPECT_FALSE(terminal.exists(kTemporary));
+}
+
+TEST_F(InnerPackageTest, ReplacesWhatIsNamedLikeItsTemporaryFile) {
+  const std::string outside = "/mnt/flash/outside";
+  terminal.writeFile(outside, "kept");
+  fs::create_symlink(outside, kTemporary);
+  expectAccepted(shop().signedBy(applicationSigner()));
+  EXPECT_EQ(read(outside), "kept");
+  EXPECT_FALSE(terminal.exists(kTemporary));
+
+  terminal.makeFolder(kTemporary);
+  expectAccepted(shop().signedBy(applicationSigner()));
+  EXPECT_FALSE(terminal.exists(kTemporary));
+}
+
+TEST_F(InnerPackageTest, CannotBeOpenedWithoutATemporaryFile) {
+  terminal.writeFile(kTemporary + "/file", "in the way");
+  drop("x.zip", shop().signedBy(applicationSigner()));
+
+  EXPECT_EQ(install(), kInstallError);
+
+  EXPECT_EQ(lines,
+            logOf({beginLines(), openLines("x.zip"), signerLines(), extractedLines("SHOP.ZIP"),
+                   "Error: Failed reading 'SHOP.ZIP'\n", rulesLines(), endLines({}, "ERROR")}));
+  EXPECT_THAT(tree(), IsEmpty());
+  EXPECT_TRUE(terminal.exists(kTemporary + "/file"));
+}
+
+TEST_F(InnerPackageTest, ThatIsNotVerifiedLeavesTheReserveFree) {
+  int writes = 0;
+  calls.hook = [&writes](const FileCall& call) {
+    if (call.function == "write") ++writes;
+    return call.function == "fstatvfs" ? EIO : 0;
+  };
+  expectRefused(shop().file("SHOP.P7S", signatureOf("another archive", applicationSigner())),
+                logOf({foundLines("SHOP.ZIP"), "Error: Invalid signature\n"}));
+  EXPECT_EQ(writes, 0);
+}
+
+TEST_F(InnerPackageTest, IsCopiedOnceMoreWhenTheCopyWasGivenUp) {
+  calls.hook = [](const FileCall& call) { return call.function == "fstatvfs" ? EIO : 0; };
+  expectAccepted(shop().signedBy(applicationSigner()));
+  EXPECT_FALSE(terminal.exists(kTemporary));
+}
+
+TEST_F(InnerPackageTest, ThatCannotBeCopiedIsReportedWhereItIsOpened) {
+  calls.hook = [](const FileCall& call) { return call.function == "write" ? ENOSPC : 0; };
+  expectRefused(shop().signedBy(applicationSigner()),
+                logOf({extractedLines("SHOP.ZIP"), "Error: Failed reading 'SHOP.ZIP'\n"}));
+}
+
+// The beginning of an archive may be an archive.
+TEST_F(InnerPackageTest, IsNotOpenedWhenThereIsOnlyAPartOfIt) {
+  ZipBuilder archive = applicationArchive("shop");
+  archive.file("shop/noise", std::string(100000, 'x'));
+  const std::string part = archive.build();
+  int writes = 0;
+  calls.hook = [&writes](const FileCall& call) {
+    return call.function == "write" && ++writes % 2 == 0 ? ENOSPC : 0;
+  };
+  expectRefused(withSigners()
+                    .inner("SHOP.ZIP", part + std::string(20000, '\0'))
+                    .signedBy(applicationSigner()),
+                logOf({extractedLines("SHOP.ZIP"), "Error: Failed reading 'SHOP.ZIP'\n"}));
+}
+
+// --- The copy ---------------------------------------------------------------------------------
+
+class TemporaryFileTest : public wzapp_test::InstallTest {
+ protected:
+  FileCalls calls;
+};
+
+TEST_F(TemporaryFileTest, AsksForTheFreeSpaceOnceAMegabyte) {
+  int asked = 0;
+  calls.hook = [&asked](const FileCall& call) {
+    if (call.function == "fstatvfs") ++asked;
+    return 0;
+  };
+  const std::vector<std::uint8_t> block(8192);
+  TemporaryFile file;
+  file.begin(TemporaryFile::Space::kAllButReserve);
+  for (int i = 0; i < 3 * 128; ++i) file.append(block);
+
+  EXPECT_EQ(asked, 3);
+  EXPECT_GE(file.copy(), 0);
+  EXPECT_EQ(fs::file_size(kTemporary), 3U << 20);
+}
+
+TEST_F(TemporaryFileTest, IsGoneOnceItIsGivenUp) {
+  const std::vector<std::uint8_t> block(8192);
+  TemporaryFile file;
+  file.begin(TemporaryFile::Space::kAll);
+  file.append(block);
+  file.giveUp();
+  file.append(block);
+
+  EXPECT_EQ(file.copy(), -1);
+  EXPECT_FALSE(terminal.exists(kTemporary));
+}
+
+TEST_F(TemporaryFileTest, TakesNoSpaceUnderAnotherName) {
+  {
+    TemporaryFile file;
+    file.begin(TemporaryFile::Space::kAll);
+    file.append(std::vector<std::uint8_t>(8192));
+    fs::rename(kTemporary, wzapp_test::kSource + "/other");
+  }
+
+  EXPECT_EQ(fs::file_size(wzapp_test::kSource + "/other"), 0U);
+}
+
+}  // namespace
+}  // namespace wzapp

@@ -1,0 +1,115 @@
+// Memory that runs out during a run: it ends with an error, and nothing stays locked, open or in
+// the way.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zelsec/zelsec.h"
+
+#include "support/install_result.h"
+#include "tests/builders/failing_memory.h"
+#include "tests/crypto/authority_fixtures.h"
+#include "tests/installer/install_scenario.h"
+#include "wzapp/wzapp.h"
+
+// A security service that needs no memory: two roots, and the sponsor 123456.
+extern "C" int CMDiag(int operation, void* buffer, unsigned short* length) {
+  static const wzapp_test::Octets sponsor =
+      wzapp_test::fromHex("06000000 060504030201 06000000 0203200821C5 04000000 54657374");
+  static const std::vector<const wzapp_test::Octets*> roots = {&wzapp_test::rootCertificate(0),
+                                                               &wzapp_test::rootCertificate(1)};
+  static std::size_t next = 0;
+  constexpr int kEndOfList = -510;
+  if (operation == 2 && next == roots.size()) {
+    next = 0;
+    return kEndOfList;
+  }
+  const wzapp_test::Octets& record = operation == 2 ? *roots[next++] : sponsor;
+  std::copy(record.begin(), record.end(), static_cast<std::uint8_t*>(buffer));
+  *length = static_cast<unsigned short>(record.size());
+  return 0;
+}
+
+namespace wzapp {
+namespace {
+
+namespace fs = std::filesystem;
+
+using wzapp_test::applicationPackage;
+using wzapp_test::endShortage;
+using wzapp_test::failAllocation;
+using wzapp_test::kApps;
+using wzapp_test::kTemporary;
+using wzapp_test::Shortage;
+using wzapp_test::triesEveryPoint;
+
+constexpr int kSampleStep = 7;
+
+// Needs no memory itself.
+struct LastFormat {
+  const char* format = nullptr;
+  static void take(void* user, const char* format, ...) {
+    static_cast<LastFormat*>(user)->format = format;
+  }
+};
+
+std::ptrdiff_t openFiles() {
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
+class InstallMemoryTest : public wzapp_test::InstallTest,
+                          public testing::WithParamInterface<Shortage> {};
+
+TEST_P(InstallMemoryTest, EndsTheRunWithAnError) {
+  const std::string package = applicationPackage("shop").build();
+  drop("shop.zip", package);
+  ASSERT_EQ(install(), kInstallOk);  // what a process keeps is there from now on
+  const int step = triesEveryPoint() ? 1 : kSampleStep;
+  int points = 0;
+  int withError = 0;
+  for (int nth = 1;; nth += step) {
+    fs::remove_all(wzapp_test::kConfig);
+    drop("shop.zip", package);
+    LastFormat last;
+    const std::ptrdiff_t before = openFiles();
+
+    failAllocation(nth, GetParam());
+    const int result = wzInstall(LastFormat::take, &last);
+    if (!endShortage()) break;
+    ++points;
+
+    // The platform's own reader of manifests takes one that it has no memory for as one that is no
+    // JSON; not every step minds.
+    const bool isInstalled = read(kApps + "/shop/index.html") == "<p>shop";
+    ASSERT_TRUE(result == kInstallError || (result == kInstallOk && isInstalled)) << nth;
+    withError += result == kInstallError ? 1 : 0;
+    // Before the run there is no log.
+    ASSERT_TRUE(last.format == nullptr || std::string_view(last.format) == "Overall result: %s\n")
+        << nth;
+    ASSERT_EQ(openFiles(), before) << nth;
+    ASSERT_FALSE(terminal.exists(kTemporary)) << nth;
+
+    drop("shop.zip", package);
+    ASSERT_EQ(install(), kInstallOk) << nth;
+    ASSERT_EQ(read(kApps + "/shop/index.html"), "<p>shop") << nth;
+  }
+  std::cout << "[ POINTS   ] without memory at " << points << " points, " << withError
+            << " of them with an error\n";
+  EXPECT_GT(points * step, 200);
+  EXPECT_GT(withError, points * 4 / 5);
+}
+
+INSTANTIATE_TEST_SUITE_P(Shortages, InstallMemoryTest,
+                         testing::Values(Shortage::kOnce, Shortage::kForGood));
+
+}  // namespace
+}  // namespace wzapp
