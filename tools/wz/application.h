@@ -8,10 +8,12 @@
 
 #include <string>
 
+#include "packaging/application_folder.h"
+
 namespace wz {
 
 /// Name of the manifest in an application's folder.
-inline constexpr char kFolderManifest[] = "manifest.mft";
+using packaging::kFolderManifest;
 
 /// Where the library finds one application.
 struct Application {

@@ -1,0 +1,275 @@
+#include "packaging/application_folder.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "installer/application_manifest.h"
+#include "runtime/manifest_entry.h"
+#include "support/config_file.h"
+#include "support/file_system.h"
+#include "support/json_file.h"
+#include "support/text.h"
+
+namespace packaging {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kManifestEnding = ".MFT";
+// "<id>/appuninstall.mft" is the longest name that a package of every application must have room
+// for.
+constexpr std::size_t kLongestId = kEntryNameLimit - sizeof("/appuninstall.mft");
+
+bool endsInUpperCase(const std::string& text, std::string_view ending) {
+  return text.size() >= ending.size() &&
+         wzapp::toUpper(text.substr(text.size() - ending.size())) == ending;
+}
+
+// ---- Files -------------------------------------------------------------------------------------
+
+class FolderReader {
+ public:
+  FolderReader(std::string root, ApplicationFolder& folder, Findings& findings)
+      : root_(std::move(root)), folder_(folder), findings_(findings) {}
+
+  void readAll() {
+    readFolder("");
+    const auto byName = [](const FolderFile& a, const FolderFile& b) { return a.name < b.name; };
+    std::ranges::sort(folder_.files, byName);
+    std::ranges::sort(folder_.leftOut);
+  }
+
+ private:
+  void readFolder(const std::string& prefix) {
+    std::error_code failure;
+    fs::directory_iterator entry(root_ + "/" + prefix, failure);
+    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+      takeEntry(prefix + entry->path().filename().string(), entry->path().string());
+    }
+    if (failure) refuse(root_ + "/" + prefix, "cannot be read: " + failure.message());
+  }
+
+  void takeEntry(const std::string& name, const std::string& path) {
+    const std::size_t slash = name.rfind('/');
+    if (name[slash == std::string::npos ? 0 : slash + 1] == '.') {
+      folder_.leftOut.push_back(name);
+      return;
+    }
+    std::error_code failure;
+    const fs::file_status status = fs::symlink_status(path, failure);
+    if (fs::is_directory(status)) return readFolder(name + "/");
+    if (!fs::is_regular_file(status)) {
+      refuse(path, fs::is_symlink(status) ? "is a symbolic link; put a copy of the file there"
+                                          : "is neither a file nor a folder; take it away");
+      return;
+    }
+    takeFile(name, path);
+  }
+
+  void takeFile(const std::string& name, const std::string& path) {
+    if (access(path.c_str(), R_OK) != 0) {
+      refuse(path, std::string("cannot be read: ") + std::strerror(errno));
+    }
+    if (name.find('\\') != std::string::npos) {
+      refuse(path, "has a \\ in its name, which terminals take for a /; rename it");
+    }
+    if (name == kFolderManifest) return;
+    if (name == kOwnerConfiguration) {
+      folder_.ownerConfiguration = path;
+      return;
+    }
+    folder_.files.push_back({name, path});
+  }
+
+  void refuse(const std::string& path, const std::string& why) {
+    findings_.errors.push_back(path + " " + why);
+  }
+
+  std::string root_;
+  ApplicationFolder& folder_;
+  Findings& findings_;
+};
+
+// ---- The manifest ------------------------------------------------------------------------------
+
+// "line 3, column 7": positions count from 1, columns in octets.
+std::string positionIn(const std::string& text, std::size_t offset) {
+  const std::string_view before = std::string_view(text).substr(0, offset);
+  const auto line = 1 + std::ranges::count(before, '\n');
+  const std::size_t start = before.rfind('\n');
+  const std::size_t column = start == std::string_view::npos ? offset + 1 : offset - start;
+  return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+std::string jsonProblem(const std::string& text) {
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(
+      text.data(), text.size());
+  if (!document.HasParseError()) return "JSON that terminals do not read";
+  return std::string("no JSON: ") + rapidjson::GetParseError_En(document.GetParseError()) + " (" +
+         positionIn(text, document.GetErrorOffset()) + ")";
+}
+
+// False after an error for a file that a terminal reads in neither form.
+bool checkForm(const std::string& path, bool isJson, Findings& findings) {
+  if (isJson) return true;
+  std::string text;
+  if (!wzapp::readFile(path.c_str(), text)) {
+    findings.errors.push_back(path +
+                              " cannot be read, or has more than 16 MiB; every application has "
+                              "its manifest there (wz new DIR makes one)");
+    return false;
+  }
+  const std::string trimmedText = wzapp::trim(text);
+  if (!trimmedText.empty() && trimmedText[0] == '{') {
+    findings.errors.push_back(path + " is " + jsonProblem(text));
+    return false;
+  }
+  const wzapp::ConfigFile config(path);
+  if (config.errorLine() != 0) {
+    findings.errors.push_back(path + " is neither JSON nor sections of keys and values (line " +
+                              std::to_string(config.errorLine()) + ")");
+    return false;
+  }
+  findings.warnings.push_back(path +
+                              " is not JSON, so that terminals do not check what the application "
+                              "imports");
+  return true;
+}
+
+void takeSponsors(const std::string& path, bool isJson, const zelipc::JSObject& manifest,
+                  ApplicationFolder& folder) {
+  if (isJson) {
+    const zelipc::JSObject& sponsors = manifest["sponsors"];
+    for (std::size_t i = 0; sponsors.isArray() && i < sponsors.size(); ++i) {
+      folder.sponsors.push_back(sponsors.at(i).asString());
+    }
+    return;
+  }
+  const std::string list = wzapp::ConfigFile(path).getValue("install", "sponsor", "");
+  if (!list.empty()) wzapp::splitString(folder.sponsors, list, ',', true);
+}
+
+// A page as a manifest names it: a file of the folder, perhaps with a query behind it.
+void checkPage(const zelipc::JSObject& entry, const std::string& manifest,
+               const std::string& folderPath, Findings& findings) {
+  const std::string file = entry["file"].asString();
+  if (file.empty() || file.find("://") != std::string::npos) return;
+  const std::string path = wzapp::joinPath(folderPath, file.substr(0, file.find_first_of("?#")));
+  if (access(path.c_str(), R_OK) != 0) {
+    findings.warnings.push_back(manifest + " names the page " + file + ", which is not there");
+  }
+}
+
+void checkPages(const zelipc::JSObject& manifest, const std::string& path,
+                const std::string& folderPath, Findings& findings) {
+  checkPage(manifest["desktop"], path, folderPath, findings);
+  const zelipc::JSObject& triggers = manifest["imports_trigger"];
+  for (std::size_t i = 0; triggers.isArray() && i < triggers.size(); ++i) {
+    checkPage(triggers.at(i), path, folderPath, findings);
+  }
+}
+
+// Installing and running read the id each in a way of its own.
+void takeIdentity(const std::string& path, ApplicationFolder& folder, Findings& findings) {
+  folder.id = wzapp::readManifestAppId(path);
+  const std::string why = whyNoApplicationId(folder.id);
+  if (!why.empty()) {
+    findings.errors.push_back(path + ": the application id " + why);
+    return;
+  }
+  wzapp::ManifestEntry entry;
+  if (!wzapp::readManifestEntry(path.c_str(), "desktop", entry) || entry.appId != folder.id) {
+    findings.errors.push_back(path + ": the application would be installed as " + folder.id +
+                              " and run as " + (entry.appId.empty() ? "nothing" : entry.appId) +
+                              "; write the same id in both places");
+    return;
+  }
+  folder.version = entry.version;
+}
+
+void readManifest(const std::string& folderPath, ApplicationFolder& folder, Findings& findings) {
+  const std::string path = folderPath + "/" + kFolderManifest;
+  folder.manifest = {kFolderManifest, path};
+  zelipc::JSObject manifest;
+  const bool isJson = wzapp::readJSONFile(manifest, path);
+  if (!checkForm(path, isJson, findings)) return;
+  takeIdentity(path, folder, findings);
+  takeSponsors(path, isJson, manifest, folder);
+  checkPages(manifest, path, folderPath, findings);
+}
+
+// ---- Names -------------------------------------------------------------------------------------
+
+void checkEntryNames(const ApplicationFolder& folder, Findings& findings) {
+  for (const FolderFile& file : folder.files) {
+    const std::size_t length = folder.id.size() + 1 + file.name.size();
+    if (length >= kEntryNameLimit) {
+      findings.errors.push_back(
+          file.path + " has a name of " + std::to_string(length) +
+          " octets in the package, its application's folder included, and terminals read at most " +
+          std::to_string(kEntryNameLimit - 1) + "; shorten it");
+    }
+    // The last manifest that a terminal meets tells it which application it has installed.
+    if (endsInUpperCase(file.name, kManifestEnding) &&
+        wzapp::readManifestAppId(file.path) != folder.id) {
+      findings.errors.push_back(file.path +
+                                " would be taken for the application's manifest, and does not say "
+                                "that its id is " +
+                                folder.id + "; give it another ending than .mft");
+    }
+  }
+}
+
+}  // namespace
+
+ApplicationFolder readApplicationFolder(const std::string& path, Findings& findings) {
+  ApplicationFolder folder;
+  std::error_code failure;
+  if (!fs::is_directory(path, failure)) {
+    findings.errors.push_back(path + " is no folder; name the folder of an application");
+    return folder;
+  }
+  FolderReader(path, folder, findings).readAll();
+  readManifest(path, folder, findings);
+  if (findings.errors.empty()) checkEntryNames(folder, findings);
+  return folder;
+}
+
+std::string whyNoApplicationId(const std::string& id) {
+  if (id.empty()) return "is missing; write \"application\": {\"id\": \"...\"}";
+  if (id.size() > kLongestId) {
+    return "has " + std::to_string(id.size()) + " octets; a package has room for " +
+           std::to_string(kLongestId);
+  }
+  if (id == "." || id == "..") return "names no folder";
+  const bool hasControls = std::ranges::any_of(
+      id, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+  if (hasControls || id.find_first_of("/\\") != std::string::npos) {
+    return "has a character in it that cannot stand in a folder's name (/, \\ or a control "
+           "character)";
+  }
+  if (wzapp::isAbsolutePath(id)) return "would be taken for a volume; it must not end in a colon";
+  if (endsInUpperCase(id, kManifestEnding)) {
+    return "ends in .mft, so that its folder would be taken for a manifest";
+  }
+  return {};
+}
+
+std::string whyNoSponsor(const std::string& sponsor) {
+  constexpr std::size_t kDigits = 6;
+  const bool areDigits = std::ranges::all_of(sponsor, [](char c) { return c >= '0' && c <= '9'; });
+  if (sponsor.size() != kDigits || !areDigits) return "is not six digits";
+  if (sponsor == "000000") return "is that of no terminal";
+  return {};
+}
+
+}  // namespace packaging

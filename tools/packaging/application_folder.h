@@ -1,0 +1,53 @@
+/// The folder that an application is made in, as it goes into a package.
+///
+///     DIR/manifest.mft      becomes <id>.MFT beside the application's folder
+///     DIR/confOwner.json    goes into the marketplace package; may be missing
+///     DIR/...               everything else becomes <id>/..., but for names that begin with a dot:
+///                           those are the developer's own and stay out
+#ifndef PACKAGING_APPLICATION_FOLDER_H
+#define PACKAGING_APPLICATION_FOLDER_H
+
+#include <string>
+#include <vector>
+
+namespace packaging {
+
+inline constexpr char kFolderManifest[] = "manifest.mft";
+inline constexpr char kOwnerConfiguration[] = "confOwner.json";
+
+/// Names of this length in octets or longer make an archive unreadable for terminals.
+inline constexpr std::size_t kEntryNameLimit = 256;
+
+struct FolderFile {
+  std::string name;  ///< relative to the folder, parts separated by "/"
+  std::string path;
+};
+
+struct ApplicationFolder {
+  std::string id, version;
+  std::vector<std::string> sponsors;  ///< that its manifest lists
+  FolderFile manifest;
+  std::vector<FolderFile> files;     ///< without the two that have a place of their own; sorted
+  std::string ownerConfiguration;    ///< path; empty: there is none
+  std::vector<std::string> leftOut;  ///< names that begin with a dot, not looked into; sorted
+};
+
+/// What was found out about what is to be packed, each a line of text for the user.
+struct Findings {
+  std::vector<std::string> errors;    ///< a terminal could not read it, or would refuse it
+  std::vector<std::string> warnings;  ///< it would be installed, but may not be what was meant
+};
+
+/// Reads the folder. The result is good when there are no errors.
+[[nodiscard]] ApplicationFolder readApplicationFolder(const std::string& path, Findings& findings);
+
+/// Why `id` cannot be that of an installed application, as the rest of a sentence; empty when it
+/// can.
+[[nodiscard]] std::string whyNoApplicationId(const std::string& id);
+
+/// The same for a sponsor.
+[[nodiscard]] std::string whyNoSponsor(const std::string& sponsor);
+
+}  // namespace packaging
+
+#endif  // PACKAGING_APPLICATION_FOLDER_H
