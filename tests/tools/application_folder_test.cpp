@@ -80,6 +80,16 @@ TEST_F(ApplicationFolderTest, APageThatIsMissingIsOnlyWarnedOf) {
                           HasSubstr("names the page b.html, which is not there")));
 }
 
+TEST_F(ApplicationFolderTest, AnApplicationThatCouldNotBeStartedIsWarnedOf) {
+  app_.write("manifest.mft",
+             R"({"application": {"id": "shop"}, "imports_trigger": [{"id": "T"}]})");
+
+  read();
+
+  EXPECT_THAT(findings_.errors, IsEmpty());
+  EXPECT_THAT(findings_.warnings, ElementsAre(HasSubstr("manifest.mft names no page")));
+}
+
 TEST_F(ApplicationFolderTest, AFolderThatIsNotThereIsNamed) {
   (void)readApplicationFolder(app_ / "nowhere", findings_);
 

@@ -52,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, HelpTest,
                                          Arguments{"listen"}, Arguments{"notify"},
                                          Arguments{"reply"}, Arguments{"exec"}, Arguments{"keys"},
                                          Arguments{"keys", "init"}, Arguments{"keys", "show"},
-                                         Arguments{"certs"}));
+                                         Arguments{"certs"}, Arguments{"new"}, Arguments{"pack"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
   const ProgramResult result = runWz({"--version"});

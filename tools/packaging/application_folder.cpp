@@ -158,23 +158,31 @@ void takeSponsors(const std::string& path, bool isJson, const zelipc::JSObject& 
   if (!list.empty()) wzapp::splitString(folder.sponsors, list, ',', true);
 }
 
-// A page as a manifest names it: a file of the folder, perhaps with a query behind it.
-void checkPage(const zelipc::JSObject& entry, const std::string& manifest,
+// A page as a manifest names it: a file of the folder, perhaps with a query behind it. False when
+// none is named.
+bool checkPage(const zelipc::JSObject& entry, const std::string& manifest,
                const std::string& folderPath, Findings& findings) {
   const std::string file = entry["file"].asString();
-  if (file.empty() || file.find("://") != std::string::npos) return;
+  if (file.empty()) return false;
+  if (file.find("://") != std::string::npos) return true;
   const std::string path = wzapp::joinPath(folderPath, file.substr(0, file.find_first_of("?#")));
   if (access(path.c_str(), R_OK) != 0) {
     findings.warnings.push_back(manifest + " names the page " + file + ", which is not there");
   }
+  return true;
 }
 
 void checkPages(const zelipc::JSObject& manifest, const std::string& path,
                 const std::string& folderPath, Findings& findings) {
-  checkPage(manifest["desktop"], path, folderPath, findings);
+  bool isStartable = checkPage(manifest["desktop"], path, folderPath, findings);
   const zelipc::JSObject& triggers = manifest["imports_trigger"];
   for (std::size_t i = 0; triggers.isArray() && i < triggers.size(); ++i) {
-    checkPage(triggers.at(i), path, folderPath, findings);
+    isStartable = checkPage(triggers.at(i), path, folderPath, findings) || isStartable;
+  }
+  if (!isStartable) {
+    findings.warnings.push_back(path +
+                                " names no page, so that the application could not be started; "
+                                "write \"desktop\": {\"file\": \"index.html\"}");
   }
 }
 
@@ -204,7 +212,7 @@ void readManifest(const std::string& folderPath, ApplicationFolder& folder, Find
   if (!checkForm(path, isJson, findings)) return;
   takeIdentity(path, folder, findings);
   takeSponsors(path, isJson, manifest, folder);
-  checkPages(manifest, path, folderPath, findings);
+  if (isJson) checkPages(manifest, path, folderPath, findings);
 }
 
 // ---- Names -------------------------------------------------------------------------------------

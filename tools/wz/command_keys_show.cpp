@@ -1,6 +1,3 @@
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
@@ -14,6 +11,7 @@
 #include "commands.h"
 #include "crypto/authorities.h"
 #include "exit_code.h"
+#include "json_output.h"
 #include "output.h"
 #include "support/file_system.h"
 
@@ -138,27 +136,7 @@ void printWords(const Report& report) {
 
 // ---- As JSON -----------------------------------------------------------------------------------
 
-// Everything beyond ASCII as \uNNNN.
-using Writer =
-    rapidjson::PrettyWriter<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
-
-void putText(Writer& writer, const char* key, std::string_view value) {
-  const std::string text = escaped(value);  // sound UTF-8, with nothing in it that acts
-  writer.Key(key);
-  writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-}
-
-void putNumber(Writer& writer, const char* key, std::size_t value) {
-  writer.Key(key);
-  writer.Uint64(value);
-}
-
-void putFlag(Writer& writer, const char* key, bool value) {
-  writer.Key(key);
-  writer.Bool(value);
-}
-
-void putFacts(Writer& writer, const CertificateFacts& facts) {
+void putFacts(JsonWriter& writer, const CertificateFacts& facts) {
   putText(writer, "subject", facts.subject);
   putText(writer, "issuer", facts.issuer);
   putText(writer, "serial", facts.serial);
@@ -171,16 +149,10 @@ void putFacts(Writer& writer, const CertificateFacts& facts) {
   putNumber(writer, "keyBits", facts.keyBits);
   putText(writer, "publicExponent", facts.publicExponent);
   putText(writer, "signatureAlgorithm", facts.signatureAlgorithm);
-  writer.Key("permissions");
-  writer.StartArray();
-  for (const std::string& permission : facts.permissions) {
-    const std::string text = escaped(permission);
-    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-  }
-  writer.EndArray();
+  putTexts(writer, "permissions", facts.permissions);
 }
 
-void putAcceptance(Writer& writer, const Report& report) {
+void putAcceptance(JsonWriter& writer, const Report& report) {
   const Acceptance& acceptance = report.acceptance;
   putNumber(writer, "kind", static_cast<std::size_t>(acceptance.kind));
   putFlag(writer, "accepted", acceptance.kind != 0);
@@ -192,25 +164,17 @@ void putAcceptance(Writer& writer, const Report& report) {
 }
 
 void printJson(const Report& report) {
-  rapidjson::StringBuffer buffer;
-  Writer writer(buffer);
-  writer.SetIndent(' ', 2);
-  writer.StartObject();
-  putText(writer, "file", report.file);
-  putNumber(writer, "octets", report.size);
-  putFlag(writer, "isCertificate", report.isCertificate);
-  if (report.isCertificate) {
-    putFacts(writer, report.facts);
-    putAcceptance(writer, report);
-  } else {
-    putText(writer, "refusal", report.refusal);
-  }
-  writer.EndObject();
-  for (std::string_view rest(buffer.GetString(), buffer.GetSize()); !rest.empty();) {
-    const std::size_t end = rest.find('\n');
-    printLine(rest.substr(0, end));
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-  }
+  printJsonObject([&report](JsonWriter& writer) {
+    putText(writer, "file", report.file);
+    putNumber(writer, "octets", report.size);
+    putFlag(writer, "isCertificate", report.isCertificate);
+    if (report.isCertificate) {
+      putFacts(writer, report.facts);
+      putAcceptance(writer, report);
+    } else {
+      putText(writer, "refusal", report.refusal);
+    }
+  });
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ void addTerminalCommands(CLI::App& app, Action& action);  ///< terminal create
 void addRunCommands(CLI::App& app, Action& action);       ///< run, exec
 void addMessageCommands(CLI::App& app, Action& action);   ///< listen, notify, reply
 void addKeyCommands(CLI::App& app, Action& action);       ///< keys init, keys show, certs
+void addPackageCommands(CLI::App& app, Action& action);   ///< new, pack, inspect, install and so on
 
 }  // namespace wz
 

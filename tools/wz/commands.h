@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "signing_options.h"
 #include "workstation/terminal/terminal_directory.h"
 
 namespace wz {
@@ -92,6 +93,25 @@ struct CertificatesOptions {
 };
 
 int writeCertificates(const CertificatesOptions& options);
+
+struct NewOptions {
+  std::string directory;
+  std::string id;  // empty: the folder's name
+  std::string sponsor;
+};
+
+int makeApplication(const NewOptions& options);
+
+struct PackOptions {
+  std::string folder;                 // of an application; or
+  std::vector<std::string> removals;  // ids of applications
+  std::string output;
+  std::vector<std::string> sponsors;
+  SigningOptions signing;
+  bool applicationOnly = false;
+};
+
+int pack(const PackOptions& options);
 
 }  // namespace wz
 

@@ -1,4 +1,4 @@
-// `wz`: makes terminals out of folders, and runs and talks to applications on them.
+// `wz`: makes terminals out of folders; makes, installs, runs and talks to applications on them.
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -13,7 +13,9 @@
 namespace {
 
 int runCommandLine(int argc, char** argv) {
-  CLI::App app("Makes terminals out of folders, and runs and talks to applications on them.", "wz");
+  CLI::App app(
+      "Makes terminals out of folders; makes, installs, runs and talks to applications on them.",
+      "wz");
   app.require_subcommand(1);
   app.set_version_flag("--version", wz::versionText(!wz::developmentRoots().empty()));
   app.footer(wz::footer("  wz terminal create desk\n"
@@ -24,6 +26,7 @@ int runCommandLine(int argc, char** argv) {
   wz::addRunCommands(app, action);
   wz::addMessageCommands(app, action);
   wz::addKeyCommands(app, action);
+  wz::addPackageCommands(app, action);
   // What is no command at all is otherwise only called one too few.
   const auto isFirst = [&](const CLI::App* command) { return command->check_name(argv[1]); };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isFirst).empty()) {

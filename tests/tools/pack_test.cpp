@@ -1,0 +1,303 @@
+// wz pack, and wz new.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "crypto/signature_file.h"
+#include "tests/tools/archive_reader.h"
+#include "tests/tools/key_files.h"
+#include "tests/tools/program.h"
+#include "tests/tools/sample_application.h"
+
+namespace wzapp_test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr int kRejected = 1, kUsage = 2, kEnvironment = 3;
+
+std::vector<std::string> namesOf(const Contents& contents) {
+  std::vector<std::string> names;
+  for (const auto& [name, content] : contents) names.push_back(name);
+  return names;
+}
+
+class PackTest : public testing::Test {
+ protected:
+  // With keys that are nobody else's, unless told.
+  [[nodiscard]] ProgramResult pack(std::vector<std::string> arguments,
+                                   const std::string& keys = madeKeys()) const {
+    arguments.insert(arguments.begin(), "pack");
+    for (const std::string& argument : {std::string("-o"), file_, std::string("--keys"), keys}) {
+      arguments.push_back(argument);
+    }
+    return runWz(arguments);
+  }
+
+  // Keys that a test may spoil.
+  [[nodiscard]] std::string copiedKeys() const {
+    fs::copy(madeKeys(), folder_ / "keys", fs::copy_options::recursive);
+    return folder_ / "keys";
+  }
+
+  // Takes the raw signature out of a signature file of the package.
+  void writeSignature(const std::string& entry, const std::string& name) const {
+    const std::string file = contentsOf(file_).at(entry);
+    wzapp::SignatureInfo info;
+    ASSERT_EQ(wzapp::parseSignatureFile(viewOf(file), info), 0);
+    folder_.write(name, std::string(info.signature.begin(), info.signature.end()));
+  }
+
+  SampleApplication app_;
+  TemporaryDirectory folder_;
+  std::string file_ = folder_ / "shop.zip";
+};
+
+TEST_F(PackTest, MakesAVerifiedPackage) {
+  const ProgramResult result = pack({app_.path(), "--sponsor", "654321"}, DEVELOPMENT_KEYS);
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_EQ(result.errors, "");
+  EXPECT_THAT(linesOf(result.out),
+              ElementsAre(StartsWith("made " + file_ + ", "),
+                          "  shop-O.zip  marketplace manifest of shop, 1 file, signature verified",
+                          "  shop.zip  application of shop, 3 files, signature verified"));
+  EXPECT_THAT(namesOf(contentsOf(file_)),
+              ElementsAre("application.crt", "manifest.crt", "shop-O.p7s", "shop-O.zip", "shop.p7s",
+                          "shop.zip"));
+}
+
+TEST_F(PackTest, TheSponsorsOfTheManifestAreTheDefault) {
+  ASSERT_EQ(pack({app_.path()}).code, 0);
+
+  const std::string inner = folder_.write("o.zip", contentsOf(file_).at("shop-O.zip"));
+  EXPECT_THAT(contentsOf(inner).at("shop/mpmanifest.mft"), HasSubstr("\"123456\""));
+}
+
+TEST_F(PackTest, TheSameInputGivesTheSameOctets) {
+  ASSERT_EQ(pack({app_.path()}).code, 0);
+  const std::string first = contentOf(file_);
+
+  ASSERT_EQ(pack({app_.path()}).code, 0);
+
+  EXPECT_EQ(contentOf(file_), first);
+}
+
+TEST_F(PackTest, KeysWithAuthoritiesOfTheirOwnAreVerifiedByThoseAndSaidSo) {
+  const ProgramResult result = pack({app_.path()});
+
+  EXPECT_EQ(result.code, 0);
+  EXPECT_THAT(result.errors,
+              AllOf(StartsWith("wz: note: " + madeKeys() + " has authorities of its own")));
+}
+
+TEST_F(PackTest, RemovesApplications) {
+  const ProgramResult result =
+      pack({"--uninstall", "shop", "--uninstall", "tip", "--sponsor", "123456"}, DEVELOPMENT_KEYS);
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(namesOf(contentsOf(file_)),
+              ElementsAre("manifest.crt", "shop-U.p7s", "shop-U.zip", "tip-U.p7s", "tip-U.zip"));
+}
+
+TEST_F(PackTest, AProgramThatSignsIsEnough) {
+  const std::string keys = copiedKeys();
+  ASSERT_EQ(pack({app_.path()}).code, 0);
+  const std::string withKeys = contentOf(file_);
+  writeSignature("shop.p7s", "application.raw");
+  writeSignature("shop-O.p7s", "manifest.raw");
+  fs::remove(keys + "/signers/application.key");
+  fs::remove(keys + "/signers/manifest.key");
+
+  const ProgramResult result =
+      pack({app_.path(), "--sign-command", "cat '" + folder_.path() + "'/$WZ_SIGNER.raw"}, keys);
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_EQ(contentOf(file_), withKeys);
+}
+
+// ---- Refusals ----------------------------------------------------------------------------------
+
+TEST_F(PackTest, SignersOfTheWrongKindAreRefused) {
+  const std::string keys = copiedKeys();
+  for (const char* const ending : {".der", ".key"}) {
+    fs::copy_file(keys + "/signers/manifest" + ending, keys + "/signers/application" + ending,
+                  fs::copy_options::overwrite_existing);
+  }
+
+  const ProgramResult result = pack({app_.path()}, keys);
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.errors,
+              AllOf(HasSubstr("wz: shop.zip: signer may sign this: kind 4, needed is 3"),
+                    HasSubstr("terminals would refuse the package, so it was not kept")));
+  EXPECT_THAT(namesIn(folder_.path()), ElementsAre("keys"));
+}
+
+TEST_F(PackTest, SignersOfOtherAuthoritiesAreRefused) {
+  const std::string keys = copiedKeys();
+  fs::remove(keys + "/authorities.txt");  // so that those compiled in count
+
+  const ProgramResult result = pack({app_.path()}, keys);
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.errors, HasSubstr("application.crt: Refused: none of the authorities"));
+  EXPECT_FALSE(fs::exists(file_));
+}
+
+TEST_F(PackTest, WhatIsWrongWithTheApplicationIsSaidAtOnce) {
+  app_.write("data/other.mft", "{}");
+  app_.write(std::string(100, 'a') + "/" + std::string(160, 'b'), "");
+
+  const ProgramResult result = pack({app_.path()});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(linesOf(result.errors),
+              testing::UnorderedElementsAre(HasSubstr("has a name of 266 octets"),
+                                            HasSubstr("give it another ending than .mft")));
+}
+
+TEST_F(PackTest, AControlCharacterInANameDoesNotReachTheUsersTerminal) {
+  app_.write("a\\\x1B[2J", "");
+
+  const ProgramResult result = pack({app_.path()});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.errors, HasSubstr("a\\\\x1b[2J has a \\ in its name"));
+}
+
+TEST_F(PackTest, ASponsorThatIsNoneIsRefused) {
+  const ProgramResult result = pack({app_.path(), "--sponsor", "12345"});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_EQ(result.errors, "wz: the sponsor 12345 is not six digits\n");
+}
+
+TEST_F(PackTest, WithoutASponsorNoTerminalCouldHaveIt) {
+  app_.write("manifest.mft", R"({"application": {"id": "shop"}})");
+
+  const ProgramResult result = pack({app_.path()});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.errors, HasSubstr("which sponsors' terminals may have it?"));
+}
+
+TEST_F(PackTest, OneApplicationIsRemovedOnce) {
+  const ProgramResult result =
+      pack({"--uninstall", "shop", "--uninstall", "SHOP", "--sponsor", "123456"});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.errors, HasSubstr("the application SHOP is named twice"));
+}
+
+TEST_F(PackTest, ANameThatTerminalsPassOverIsWrongUsage) {
+  file_ = folder_ / "shop.pkg";
+
+  EXPECT_EQ(pack({app_.path()}).code, kUsage);
+}
+
+TEST_F(PackTest, EitherAnApplicationOrARemovalIsWanted) {
+  EXPECT_EQ(pack({}).code, kUsage);
+  EXPECT_EQ(pack({app_.path(), "--uninstall", "shop"}).code, kUsage);
+}
+
+TEST_F(PackTest, AMissingKeyDirectoryIsNamed) {
+  const ProgramResult result = pack({app_.path()}, folder_ / "none");
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors,
+              HasSubstr("cannot read the certificate " + (folder_ / "none/signers")));
+}
+
+TEST_F(PackTest, TheKeysCanBeNamedByTheEnvironment) {
+  const ProgramResult result = runWz({"pack", app_.path(), "-o", file_},
+                                     [this] { setenv("WZ_KEYS", (folder_ / "none").c_str(), 1); });
+
+  EXPECT_THAT(result.errors, HasSubstr(folder_ / "none/signers"));
+}
+
+// ---- wz new ------------------------------------------------------------------------------------
+
+class NewTest : public testing::Test {
+ protected:
+  TemporaryDirectory folder_;
+  std::string app_ = folder_ / "corner-shop";
+};
+
+TEST_F(NewTest, WhatItMakesPacksAsItStands) {
+  const ProgramResult made = runWz({"new", app_});
+  ASSERT_EQ(made.code, 0) << made.errors;
+
+  const ProgramResult packed =
+      runWz({"pack", app_, "-o", folder_ / "shop.zip", "--keys", DEVELOPMENT_KEYS});
+
+  EXPECT_EQ(packed.code, 0);
+  EXPECT_EQ(packed.errors, "");
+  const std::string inner =
+      folder_.write("inner.zip", contentsOf(folder_ / "shop.zip").at("corner-shop.zip"));
+  EXPECT_THAT(
+      namesOf(contentsOf(inner)),
+      ElementsAre("corner-shop.MFT", "corner-shop/app.css", "corner-shop/app.js",
+                  "corner-shop/confApp.json", "corner-shop/icon.svg", "corner-shop/index.html"));
+}
+
+TEST_F(NewTest, WhatItMakesRunsAsItStands) {
+  ASSERT_EQ(runWz({"new", app_}).code, 0);
+  ASSERT_EQ(runWz({"terminal", "create", folder_ / "desk"}).code, 0);
+
+  Program wz({"run", "--terminal", folder_ / "desk", "--headless", app_});
+  const bool isPainted = wz.awaitOutput("corner-shop first paint");
+  wz.signal(SIGINT);
+  wz.wait();
+
+  EXPECT_TRUE(isPainted) << wz.out() << wz.errors();
+  EXPECT_THAT(wz.out(), AllOf(Not(HasSubstr(" console ")), Not(HasSubstr(" log ")),
+                              Not(HasSubstr(" request failed"))));
+}
+
+TEST_F(NewTest, TheEditorFindsTypingsAndASchema) {
+  ASSERT_EQ(runWz({"new", app_}).code, 0);
+
+  EXPECT_THAT(namesIn(app_ + "/.wz"), ElementsAre("manifest.schema.json", "wz.d.ts"));
+  EXPECT_THAT(contentOf(app_ + "/manifest.mft"),
+              AllOf(HasSubstr("\"$schema\": \".wz/manifest.schema.json\""),
+                    HasSubstr("\"id\": \"corner-shop\""), HasSubstr("[\"123456\"]")));
+}
+
+TEST_F(NewTest, IdAndSponsorCanBeChosen) {
+  ASSERT_EQ(runWz({"new", app_, "--id", "till", "--sponsor", "654321"}).code, 0);
+
+  EXPECT_THAT(contentOf(app_ + "/manifest.mft"),
+              AllOf(HasSubstr("\"id\": \"till\""), HasSubstr("[\"654321\"]")));
+  EXPECT_THAT(contentOf(app_ + "/index.html"), HasSubstr("<title>till</title>"));
+}
+
+TEST_F(NewTest, AFolderThatIsInUseIsLeftAlone) {
+  folder_.write("mine", "mine");
+
+  const ProgramResult result = runWz({"new", folder_.path(), "--id", "till"});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, HasSubstr("it exists and is not empty"));
+  EXPECT_THAT(namesIn(folder_.path()), ElementsAre("mine"));
+}
+
+TEST_F(NewTest, AnIdThatIsNoneIsWrongUsage) {
+  EXPECT_EQ(runWz({"new", folder_ / "a b"}).code, kUsage);
+  EXPECT_EQ(runWz({"new", app_, "--id", "x.mft"}).code, kUsage);
+  EXPECT_EQ(runWz({"new", app_, "--sponsor", "1"}).code, kUsage);
+  EXPECT_FALSE(fs::exists(app_));
+}
+
+}  // namespace
+}  // namespace wzapp_test

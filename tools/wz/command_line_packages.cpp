@@ -1,0 +1,85 @@
+#include <memory>
+
+#include "command_line.h"
+#include "commands.h"
+
+namespace wz {
+namespace {
+
+void addKeys(CLI::App& command, SigningOptions& signing) {
+  command
+      .add_option("--keys", signing.keys,
+                  "Folder of keys with signers/application and\n"
+                  "signers/manifest (default: what the environment\n"
+                  "variable WZ_KEYS says, or the keys of this build)")
+      ->type_name("DIR");
+  command
+      .add_option("--sign-command", signing.signCommand,
+                  "Program that signs instead of the keys in that folder:\n"
+                  "the octets on its standard input, the raw signature\n"
+                  "(RSA, PKCS #1 v1.5, SHA-256) on its standard output;\n"
+                  "WZ_SIGNER is application or manifest")
+      ->type_name("CMD");
+}
+
+void addNew(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<NewOptions>();
+  kept->sponsor = "123456";
+  CLI::App& command = *app.add_subcommand("new", "Make an application to begin with");
+  command.add_option("DIR", kept->directory, "The new folder; it may exist when it is empty")
+      ->required()
+      ->type_name("");
+  command.add_option("--id", kept->id, "Id of the application (default: the folder's name)");
+  command.add_option("--sponsor", kept->sponsor, "Sponsor whose terminals may have it")
+      ->capture_default_str()
+      ->type_name("ID");
+  command.footer(
+      footer("  wz new shop && wz run --terminal desk shop\n"
+             "  wz new ~/work/shop --id corner-shop --sponsor 654321\n") +
+      "\n\nThe folder .wz in it is for editors: typings of what a page can call, and a JSON\n"
+      "Schema of the manifest. It is not packed.");
+  command.callback([&action, kept] { action = [kept] { return makeApplication(*kept); }; });
+}
+
+void addPack(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<PackOptions>();
+  CLI::App& command = *app.add_subcommand("pack", "Make and sign a package");
+  command.add_option("APPDIR", kept->folder, "Folder of the application, with its manifest.mft")
+      ->type_name("");
+  command.add_option("-o,--output", kept->output, "The package; a name that ends in .zip")
+      ->required()
+      ->type_name("FILE");
+  addKeys(command, kept->signing);
+  command
+      .add_option("--sponsor", kept->sponsors,
+                  "Sponsor whose terminals may have it, six digits; may\n"
+                  "be repeated (default: those in the manifest)")
+      ->type_name("ID")
+      ->expected(1)
+      ->take_all();
+  command.add_flag("--application-only", kept->applicationOnly,
+                   "Leave the marketplace package out, without which a\n"
+                   "terminal that has none removes the application again");
+  command
+      .add_option("--uninstall", kept->removals,
+                  "Instead of APPDIR: make a package that removes this\n"
+                  "application; may be repeated")
+      ->type_name("ID")
+      ->expected(1)
+      ->take_all();
+  command.footer(
+      footer("  wz pack shop -o shop.zip --keys keys --sponsor 123456\n"
+             "  wz pack --uninstall shop -o no-shop.zip --keys keys --sponsor 123456\n") +
+      "\n\nThe same input gives the same octets. What was made is verified, as a terminal does\n"
+      "it, before it takes its place.");
+  command.callback([&action, kept] { action = [kept] { return pack(*kept); }; });
+}
+
+}  // namespace
+
+void addPackageCommands(CLI::App& app, Action& action) {
+  addNew(app, action);
+  addPack(app, action);
+}
+
+}  // namespace wz
