@@ -52,7 +52,9 @@ INSTANTIATE_TEST_SUITE_P(Commands, HelpTest,
                                          Arguments{"listen"}, Arguments{"notify"},
                                          Arguments{"reply"}, Arguments{"exec"}, Arguments{"keys"},
                                          Arguments{"keys", "init"}, Arguments{"keys", "show"},
-                                         Arguments{"certs"}, Arguments{"new"}, Arguments{"pack"}));
+                                         Arguments{"certs"}, Arguments{"new"}, Arguments{"pack"},
+                                         Arguments{"install"},
+                                         Arguments{"list"}, Arguments{"remove"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
   const ProgramResult result = runWz({"--version"});

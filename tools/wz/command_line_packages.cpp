@@ -75,11 +75,59 @@ void addPack(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return pack(*kept); }; });
 }
 
+void addJson(CLI::App& command, bool& asJson) {
+  command.add_flag("--json", asJson, "Print one JSON object");
+}
+
+void addInstall(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<InstallOptions>();
+  CLI::App& command = *app.add_subcommand("install", "Install packages on a terminal");
+  addTerminal(command, kept->terminal);
+  command.add_option("FILE", kept->packages, "The packages; they stay where they are")
+      ->required()
+      ->type_name("");
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz install --terminal desk shop.zip\n"
+             "  wz install --terminal desk --json shop.zip tip.zip\n") +
+      "\n\nThe installation's log is printed as it comes, and then what has changed. A package\n"
+      "counts as rejected when what it was for has not come about.");
+  command.callback([&action, kept] { action = [kept] { return install(*kept); }; });
+}
+
+void addList(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<ListOptions>();
+  CLI::App& command = *app.add_subcommand("list", "List the applications of a terminal");
+  addTerminal(command, kept->terminal);
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz list --terminal desk\n"
+             "  wz list --terminal desk --json\n"));
+  command.callback([&action, kept] { action = [kept] { return listApplications(*kept); }; });
+}
+
+void addRemove(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<RemoveOptions>();
+  CLI::App& command =
+      *app.add_subcommand("remove", "Remove an application from a terminal, by a signed package");
+  addTerminal(command, kept->terminal);
+  command.add_option("ID", kept->id, "Id of the application")->required()->type_name("");
+  addKeys(command, kept->signing);
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz remove --terminal desk shop\n"
+             "  wz remove --terminal desk --keys keys shop\n"));
+  command.callback([&action, kept] { action = [kept] { return removeApplication(*kept); }; });
+}
+
 }  // namespace
 
 void addPackageCommands(CLI::App& app, Action& action) {
   addNew(app, action);
   addPack(app, action);
+  addInstall(app, action);
+  addList(app, action);
+  addRemove(app, action);
 }
 
 }  // namespace wz

@@ -113,6 +113,30 @@ struct PackOptions {
 
 int pack(const PackOptions& options);
 
+struct InstallOptions {
+  std::string terminal;
+  std::vector<std::string> packages;  // files
+  bool asJson = false;
+};
+
+int install(const InstallOptions& options);
+
+struct ListOptions {
+  std::string terminal;
+  bool asJson = false;
+};
+
+int listApplications(const ListOptions& options);
+
+struct RemoveOptions {
+  std::string terminal;
+  std::string id;
+  SigningOptions signing;
+  bool asJson = false;
+};
+
+int removeApplication(const RemoveOptions& options);
+
 }  // namespace wz
 
 #endif  // WZ_COMMANDS_H
