@@ -53,7 +53,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, HelpTest,
                                          Arguments{"reply"}, Arguments{"exec"}, Arguments{"keys"},
                                          Arguments{"keys", "init"}, Arguments{"keys", "show"},
                                          Arguments{"certs"}, Arguments{"new"}, Arguments{"pack"},
-                                         Arguments{"install"},
+                                         Arguments{"inspect"}, Arguments{"install"},
                                          Arguments{"list"}, Arguments{"remove"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {

@@ -79,6 +79,24 @@ void addJson(CLI::App& command, bool& asJson) {
   command.add_flag("--json", asJson, "Print one JSON object");
 }
 
+void addInspect(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<InspectOptions>();
+  CLI::App& command = *app.add_subcommand("inspect", "Explain a package without installing it");
+  command.add_option("FILE", kept->file, "The package")->required()->type_name("");
+  command
+      .add_option("--terminal", kept->terminal,
+                  "Tell also what this terminal would make of it; it is\n"
+                  "tried out on a copy")
+      ->type_name("DIR");
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz inspect shop.zip\n"
+             "  wz inspect shop.zip --terminal desk --json\n") +
+      "\n\nEach archive in the package goes through the checks of a terminal, up to the first\n"
+      "that fails. Without --terminal, every authority compiled in counts as trusted.");
+  command.callback([&action, kept] { action = [kept] { return inspect(*kept); }; });
+}
+
 void addInstall(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<InstallOptions>();
   CLI::App& command = *app.add_subcommand("install", "Install packages on a terminal");
@@ -125,6 +143,7 @@ void addRemove(CLI::App& app, Action& action) {
 void addPackageCommands(CLI::App& app, Action& action) {
   addNew(app, action);
   addPack(app, action);
+  addInspect(app, action);
   addInstall(app, action);
   addList(app, action);
   addRemove(app, action);

@@ -113,6 +113,14 @@ struct PackOptions {
 
 int pack(const PackOptions& options);
 
+struct InspectOptions {
+  std::string file;
+  std::string terminal;  // empty: none
+  bool asJson = false;
+};
+
+int inspect(const InspectOptions& options);
+
 struct InstallOptions {
   std::string terminal;
   std::vector<std::string> packages;  // files
