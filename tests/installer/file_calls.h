@@ -14,7 +14,8 @@ struct FileCall {
   std::string name;  // as it is given; nothing where the function takes an open file
 };
 
-// One at a time; its end takes the hook away. While a hook runs, what it calls is not seen.
+// One at a time; its end takes the hook away. While a hook runs, what it calls is not seen. While
+// there is one, syncfs() has nothing written.
 class FileCalls {
  public:
   FileCalls();

@@ -56,7 +56,6 @@ class InstallDisturbanceTest : public ScenarioTest {
     const wzapp_test::ChildResult child = tryInChild([this, nth] {
       int count = 0;
       bool hasDeleted = false;
-      FileCalls calls;
       calls.hook = [&](const FileCall& call) {
         if (++count == nth) _exit(hasDeleted ? kAmongDeletions : kBeforeDeletion);
         hasDeleted = hasDeleted || isDeletion(call);
@@ -69,6 +68,7 @@ class InstallDisturbanceTest : public ScenarioTest {
     return WEXITSTATUS(child.status);
   }
 
+  FileCalls calls;
   // Of the undisturbed run.
   int result;
   Snapshot after;
@@ -106,15 +106,13 @@ TEST_F(InstallDisturbanceTest, IsReportedWhereverAnOperationFails) {
     int count = 0;
     FileCall failed;
     const std::ptrdiff_t before = openFiles();
-    {
-      FileCalls calls;
-      calls.hook = [&](const FileCall& call) {
-        if (++count != nth) return 0;
-        failed = call;
-        return call.function == "write" ? ENOSPC : EIO;
-      };
-      static_cast<void>(install());
-    }
+    calls.hook = [&](const FileCall& call) {
+      if (++count != nth) return 0;
+      failed = call;
+      return call.function == "write" ? ENOSPC : EIO;
+    };
+    static_cast<void>(install());
+    calls.hook = nullptr;
     if (count < nth) break;
     ++points;
     const std::string where = std::to_string(nth) + ": " + failed.function + " " + failed.name;
