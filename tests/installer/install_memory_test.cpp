@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platforminfo/platforminfo.h"
 #include "zelsec/zelsec.h"
 
 #include "support/install_result.h"
@@ -21,7 +22,13 @@
 #include "tests/installer/install_scenario.h"
 #include "wzapp/wzapp.h"
 
-// A security service that needs no memory: two roots, and the sponsor 123456.
+// The platform, such that it needs no memory: it knows nothing of its hardware,
+extern "C" int platforminfo_get(int /*key*/, void* /*buffer*/, unsigned int /*size*/,
+                                unsigned int* /*length*/) {
+  return -1;
+}
+
+// and its security service has two roots and the sponsor 123456.
 extern "C" int CMDiag(int operation, void* buffer, unsigned short* length) {
   static const wzapp_test::Octets sponsor =
       wzapp_test::fromHex("06000000 060504030201 06000000 0203200821C5 04000000 54657374");
