@@ -14,6 +14,7 @@
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"
 #include "tests/tools/sample_application.h"
+#include "tools/wz/development_roots.h"
 
 namespace wzapp_test {
 namespace {
@@ -37,6 +38,10 @@ class InspectTest : public testing::Test {
       "sponsors": ["123456"], "exports_api": [{"id": "TILL"}],
       "imports_trigger": [{"id": "RECEIPT", "file": "index.html", "optional": true}],
       "imports_sdk": {"wzruntime_min_version": "2.46"}})");
+  }
+
+  void SetUp() override {
+    if (wz::developmentRoots().empty()) GTEST_SKIP() << "built with a product's authorities";
   }
 
   void pack(const std::vector<std::string>& more = {},

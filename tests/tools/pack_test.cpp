@@ -13,6 +13,7 @@
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"
 #include "tests/tools/sample_application.h"
+#include "tools/wz/development_roots.h"
 
 namespace wzapp_test {
 namespace {
@@ -34,6 +35,10 @@ std::vector<std::string> namesOf(const Contents& contents) {
 
 class PackTest : public testing::Test {
  protected:
+  void SetUp() override {
+    if (wz::developmentRoots().empty()) GTEST_SKIP() << "built with a product's authorities";
+  }
+
   // With keys that are nobody else's, unless told.
   [[nodiscard]] ProgramResult pack(std::vector<std::string> arguments,
                                    const std::string& keys = madeKeys()) const {
@@ -230,6 +235,10 @@ TEST_F(PackTest, TheKeysCanBeNamedByTheEnvironment) {
 
 class NewTest : public testing::Test {
  protected:
+  void SetUp() override {
+    if (wz::developmentRoots().empty()) GTEST_SKIP() << "built with a product's authorities";
+  }
+
   TemporaryDirectory folder_;
   std::string app_ = folder_ / "corner-shop";
 };
