@@ -95,9 +95,11 @@ TEST_P(InstallMemoryTest, EndsTheRunWithAnError) {
     ++points;
 
     // The platform's own reader of manifests takes one that it has no memory for as one that is no
-    // JSON; not every step minds.
+    // JSON; not every step minds. An authority whose signature there is no memory to check is left
+    // out with a warning, and need not be this package's.
     const bool isInstalled = read(kApps + "/shop/index.html") == "<p>shop";
-    ASSERT_TRUE(result == kInstallError || (result == kInstallOk && isInstalled)) << nth;
+    const bool isHarmless = result == kInstallOk || result == kInstallWarning;
+    ASSERT_TRUE(result == kInstallError || (isHarmless && isInstalled)) << nth;
     withError += result == kInstallError ? 1 : 0;
     // Before the run there is no log.
     ASSERT_TRUE(last.format == nullptr || std::string_view(last.format) == "Overall result: %s\n")
