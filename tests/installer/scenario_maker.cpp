@@ -269,7 +269,8 @@ void Maker::addCertificates(ArchiveEntries& entries) {
 
 std::string Maker::signatureFile(const std::string& archive, bool isApplication) {
   const auto& all = identities();
-  std::size_t chosen = random_.oneIn(3) ? random_.below(kApplicationIdentities) : 0;
+  const std::size_t fitting = isApplication ? kApplicationIdentities : kManifestIdentities;
+  std::size_t chosen = random_.oneIn(3) ? random_.below(fitting) : 0;
   if (!isApplication) chosen += kApplicationIdentities;
   if (random_.oneIn(8)) chosen = random_.below(all.size());
   const bool isOther = random_.oneIn(20);
