@@ -47,7 +47,8 @@ const std::string& terminal() {
     std::string entered = enterMemoryTerminal();
     for (const std::size_t root : {std::size_t{0}, std::size_t{1}}) {
       const wzapp_test::Octets& der = wzapp_test::rootCertificate(root);
-      write(entered + "/roots/" + std::to_string(root), std::string(der.begin(), der.end()));
+      write(entered + "/roots/" + std::to_string(root) + ".der",
+            std::string(der.begin(), der.end()));
     }
     write(std::string(kOutside) + "/file", "kept");
     fs::create_directories(wzapp::kConfigRoot);
@@ -132,6 +133,15 @@ void keepLast(void* user, const char* format, ...) {
   if (std::string(format) == "Overall result: %s\n") ++log.overallResults;
 }
 
+// Without it, a target that never gets past the signature would look sound.
+void checkThatPackagesAreTrusted() {
+  fillTerminal();
+  write(kPackage,
+        packageOf('\1' + wzapp_test::ZipBuilder().file("shop/probe", "<p>probe").build()));
+  wzapp::wzInstall(nullptr, nullptr);
+  FUZZ_CHECK(fs::exists(std::string(wzapp::kAppRoot) + "/shop/probe"));
+}
+
 }  // namespace
 
 // Before there is a second thread, with which no namespace can be entered.
@@ -143,6 +153,8 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0 || size > kMaxInput) return -1;
   terminal();
+  static const bool isTrusted = (checkThatPackagesAreTrusted(), true);
+  FUZZ_CHECK(isTrusted);
   fillTerminal();
   write(kPackage, packageOf(std::string(reinterpret_cast<const char*>(data), size)));
   static const std::map<std::string, std::string> before = outside();
