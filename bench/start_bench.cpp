@@ -73,7 +73,7 @@ bool awaitFirstPaint(const Program& program) {
 }
 
 void stop(const Program& program) {
-  kill(program.process, SIGINT);
+  kill(program.process, SIGTERM);  // an interrupt may be ignored, as in the background of a shell
   std::fclose(program.output);
   waitpid(program.process, nullptr, 0);
 }

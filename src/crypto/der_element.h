@@ -65,7 +65,8 @@ struct DerElement {
   /// Header and content; empty without hasView().
   [[nodiscard]] ByteView encoding() const {
     if (!hasView()) return {};
-    return buffer.subspan(offset, static_cast<std::size_t>(headerLength + contentLength));
+    return buffer.subspan(
+        offset, static_cast<std::size_t>(headerLength) + static_cast<std::size_t>(contentLength));
   }
 };
 

@@ -115,7 +115,8 @@ ByteView outermostElement(ByteView der) {
 std::size_t countParts(const DerElement& element) {
   if (!element.isValid()) return 0;
   const std::size_t behind = element.buffer.size() - element.offset;
-  const auto length = static_cast<std::size_t>(element.headerLength + element.contentLength);
+  const std::size_t length = static_cast<std::size_t>(element.headerLength) +
+                             static_cast<std::size_t>(element.contentLength);
   DerWalker walker(element.buffer.subspan(element.offset, std::min(length, behind)));
   DerElement part;
   std::size_t count = 0;

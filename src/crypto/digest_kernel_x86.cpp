@@ -60,7 +60,7 @@ WZAPP_SHA_INLINE void sha1Schedule(Sha1Lanes& lanes, const std::uint8_t* block) 
   __m128i* const w = lanes.w;
   if constexpr (group < 4) {
     const __m128i reverse = _mm_set_epi64x(0x0001020304050607, 0x08090a0b0c0d0e0f);
-    w[group] = _mm_shuffle_epi8(load(block + 16 * group), reverse);
+    w[group] = _mm_shuffle_epi8(load(block + std::size_t{16} * group), reverse);
   } else if constexpr (group < 8) {
     const __m128i partly =
         _mm_xor_si128(_mm_sha1msg1_epu32(w[group - 4], w[group - 3]), w[group - 2]);
@@ -114,14 +114,14 @@ WZAPP_SHA_INLINE void sha256Group(Sha256Lanes& lanes, const std::uint8_t* block)
   __m128i& w = lanes.w[group % 4];
   if constexpr (group < 4) {
     const __m128i reverseWords = _mm_set_epi64x(0x0c0d0e0f08090a0b, 0x0405060700010203);
-    w = _mm_shuffle_epi8(load(block + 16 * group), reverseWords);
+    w = _mm_shuffle_epi8(load(block + std::size_t{16} * group), reverseWords);
   } else {
     const __m128i last = lanes.w[(group + 3) % 4];
     w = _mm_sha256msg1_epu32(w, lanes.w[(group + 1) % 4]);
     w = _mm_add_epi32(w, _mm_alignr_epi8(last, lanes.w[(group + 2) % 4], 4));
     w = _mm_sha256msg2_epu32(w, last);
   }
-  const __m128i input = _mm_add_epi32(w, load(kSha256Rounds + 4 * group));
+  const __m128i input = _mm_add_epi32(w, load(kSha256Rounds + std::size_t{4} * group));
   lanes.cdgh = _mm_sha256rnds2_epu32(lanes.cdgh, lanes.abef, input);
   lanes.abef = _mm_sha256rnds2_epu32(lanes.abef, lanes.cdgh, _mm_shuffle_epi32(input, 0x0e));
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <cstring>
 #include <iterator>
 #include <numeric>
 #include <string_view>
@@ -25,12 +24,12 @@ void putNumber(char (&field)[12], std::uint64_t number) {
   std::to_chars(field, std::end(field) - 1, std::min(number, kLargestNumber), 8);
 }
 
-// The octets of the header as unsigned numbers, those of the checksum as blanks.
+// The octets of the header, whose checksum is still zero, as unsigned numbers, those of the
+// checksum counted as blanks.
 unsigned sumOf(const TarHeader& header) {
-  TarHeader blank = header;
-  std::memset(blank.checksum, ' ', sizeof blank.checksum);
-  const auto* const octets = reinterpret_cast<const unsigned char*>(&blank);
-  return std::accumulate(octets, octets + sizeof blank, 0U);
+  constexpr unsigned kBlanks = ' ' * sizeof header.checksum;
+  const auto* const octets = reinterpret_cast<const unsigned char*>(&header);
+  return std::accumulate(octets, octets + sizeof header, kBlanks);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "installer/listing.h"
 
+#include <string_view>
+
 #include "installer/directory_stream.h"
 
 namespace wzapp {
@@ -9,8 +11,9 @@ bool listDirectory(const std::string& path, std::vector<ListedEntry>& entries) {
   const DirectoryStream stream(opendir(path.c_str()));
   if (!stream) return false;
   while (const struct dirent* found = readdir(stream.get())) {
-    const std::string name = found->d_name;
-    if (name != "." && name != "..") entries.push_back({path + "/" + name, name});
+    const std::string_view name = found->d_name;
+    if (name == "." || name == "..") continue;
+    entries.push_back({std::string(path).append("/").append(name), std::string(name)});
   }
   return true;
 }

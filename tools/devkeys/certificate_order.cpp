@@ -140,7 +140,7 @@ std::string derOf(const X509* certificate) {
   unsigned char* octets = nullptr;
   const int size = i2d_X509(certificate, &octets);
   require(size > 0, "the octets of a certificate");
-  const std::string der(reinterpret_cast<const char*>(octets), static_cast<std::size_t>(size));
+  std::string der(reinterpret_cast<const char*>(octets), static_cast<std::size_t>(size));
   OPENSSL_free(octets);
   return der;
 }

@@ -61,6 +61,7 @@ int start(const std::string& command, const std::string& signer, int input, int 
           pid_t& process) {
   std::vector<std::string> variables = environmentFor(signer);
   std::vector<char*> environment;
+  environment.reserve(variables.size() + 1);
   for (std::string& variable : variables) environment.push_back(variable.data());
   environment.push_back(nullptr);
   std::string shell = "sh", option = "-c", text = command;

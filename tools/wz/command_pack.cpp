@@ -33,7 +33,8 @@ void checkSponsors(const std::vector<std::string>& sponsors, Findings& findings)
   }
   for (const std::string& sponsor : sponsors) {
     if (const std::string why = packaging::whyNoSponsor(sponsor); !why.empty()) {
-      findings.errors.push_back("the sponsor " + sponsor + " " + why);
+      findings.errors.push_back(
+          std::string("the sponsor ").append(sponsor).append(" ").append(why));
     }
   }
 }
@@ -128,7 +129,8 @@ int packRemovals(const PackOptions& options, const std::string& keys) {
   std::map<std::string, std::string> seen;
   for (const std::string& id : options.removals) {
     if (const std::string why = packaging::whyNoApplicationId(id); !why.empty()) {
-      findings.errors.push_back("the application id " + id + " " + why);
+      findings.errors.push_back(
+          std::string("the application id ").append(id).append(" ").append(why));
     }
     if (!seen.emplace(wzapp::toUpper(id), id).second) {
       findings.errors.push_back("the application " + id +

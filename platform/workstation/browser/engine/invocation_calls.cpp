@@ -36,7 +36,7 @@ CallResult callProcessor(const ScriptCall& call, Context context) {
 std::size_t sizeOf(const ScriptCall& call) {
   std::size_t size = sizeof(ScriptCall) + call.to.size() + call.name.size() + call.json.size() +
                      call.from.size() + call.replyName.size();
-  for (const std::string& text : call.texts) size += sizeof text + text.size();
+  for (const std::string& text : call.texts) size += sizeof(std::string) + text.size();
   return size;
 }
 
