@@ -442,18 +442,18 @@ TEST_F(MarketplaceRulesTest, RemoveEveryApplicationWithoutAManifestRoot) {
 TEST_F(MarketplaceRulesTest, ReadTheIdWhereTheProcessWorks) {
   terminal.writeFile(kApps + "/shop.mft", manifestFor("inside"));
   terminal.writeFile(kApps + "/none.mft", manifestFor("inside"));
-  terminal.writeFile("/mnt/flash/work/shop.mft", manifestFor("outside"));
-  terminal.writeFile("/mnt/flash/work/none.mft", "{}");
+  terminal.writeFile("/mnt/flash/other/shop.mft", manifestFor("outside"));
+  terminal.writeFile("/mnt/flash/other/none.mft", "{}");
 
   wzapp_test::runInChild([this] {
-    ASSERT_EQ(chdir("/mnt/flash/work"), 0);
+    ASSERT_EQ(chdir("/mnt/flash/other"), 0);
 
     apply();
 
     EXPECT_THAT(removed, ElementsAre("outside"));
     EXPECT_THAT(tree(), IsEmpty());
   });
-  EXPECT_TRUE(terminal.exists("/mnt/flash/work/shop.mft"));
+  EXPECT_TRUE(terminal.exists("/mnt/flash/other/shop.mft"));
 }
 
 TEST_F(MarketplaceRulesTest, TakeAFileInPlaceOfTheManifestRootForNone) {

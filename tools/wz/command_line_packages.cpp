@@ -35,7 +35,7 @@ void addNew(CLI::App& app, Action& action) {
       ->type_name("ID");
   command.footer(
       footer("  wz new shop && wz run --terminal desk shop\n"
-             "  wz new ~/work/shop --id corner-shop --sponsor 654321\n") +
+             "  wz new ~/apps/shop --id corner-shop --sponsor 654321\n") +
       "\n\nThe folder .wz in it is for editors: typings of what a page can call, and a JSON\n"
       "Schema of the manifest. It is not packed.");
   command.callback([&action, kept] { action = [kept] { return makeApplication(*kept); }; });
