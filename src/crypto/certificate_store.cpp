@@ -1,8 +1,8 @@
 #include "crypto/certificate_store.h"
 
+#include <algorithm>
 #include <cstring>
 #include <ctime>
-#include <set>
 
 #include "crypto/certificate_check.h"
 #include "crypto/certificate_summary.h"
@@ -13,6 +13,8 @@
 namespace wzapp {
 
 namespace {
+
+constexpr const char* kAdding = "Adding certificate %s\n";
 
 struct PermissionKind {
   std::string_view permission;
@@ -41,11 +43,6 @@ std::int32_t kindFromIssuer(const Certificate& issuer, const CertificateSummary&
   return issuer.kind == kSignerAuthority ? kindOfPermissions(issued) : issuer.kind;
 }
 
-// The costly step. It depends on the octets of the two certificates alone.
-bool isIssuedBy(const Certificate& issuer, ByteView der) {
-  return checkAgainstAuthority(der, issuer.der) == kSignatureValid;
-}
-
 // As a summary writes its times.
 std::string currentTime() {
   const std::time_t now = std::time(nullptr);
@@ -60,16 +57,6 @@ std::string currentTime() {
 bool isExpired(const CertificateSummary& summary) {
   const std::string now = currentTime();
   return now < summary.validFrom && now > summary.validTo;
-}
-
-// The key identifiers of whatever issued a certificate of the table.
-std::set<std::string, std::less<>> issuersOf(std::span<const Authority> table) {
-  std::set<std::string, std::less<>> issuers;
-  CertificateSummary summary;
-  for (const Authority& authority : table) {
-    if (summariseCertificate(authority.der, summary) == 0) issuers.insert(summary.authorityKeyId);
-  }
-  return issuers;
 }
 
 bool readSummary(const char* displayName, ByteView der, CertificateSummary& summary) {
@@ -88,55 +75,84 @@ bool readSummary(const char* displayName, ByteView der, CertificateSummary& summ
 
 void CertificateStore::rebuild() {
   certificates_.clear();
+  issuances_.startRound();
+  summariseTable();
   addTerminalRoots();
   addAuthorities();
 }
 
+void CertificateStore::summariseTable() {
+  if (!summarisedTable_.empty()) return;
+  summarisedTable_.reserve(table_.size());
+  SummarisedAuthority authority{};
+  for (const Authority& row : table_) {
+    authority.row = &row;
+    if (summariseCertificate(row.der, authority.summary) == 0)
+      summarisedTable_.push_back(authority);
+  }
+}
+
+bool CertificateStore::hasIssuedAuthority(std::string_view subjectKeyId) const {
+  return std::ranges::any_of(summarisedTable_, [subjectKeyId](const SummarisedAuthority& issued) {
+    return subjectKeyId == issued.summary.authorityKeyId;
+  });
+}
+
 void CertificateStore::addTerminalRoots() {
-  const std::set<std::string, std::less<>> issuers = issuersOf(table_);
   TerminalCertificates certificates;
   while (certificates.next()) {
     const CertificateSummary& summary = certificates.summary();
-    if (!issuers.contains(std::string_view(summary.subjectKeyId))) continue;
+    if (!hasIssuedAuthority(summary.subjectKeyId)) continue;
     report("Adding OS certificate SN=%s\n", summary.serial);
     insert(summary.subjectKeyId, kRootCertificate, certificates.der());
   }
 }
 
 void CertificateStore::addAuthorities() {
-  CertificateSummary summary;
-  for (const Authority& authority : table_) {
-    if (summariseCertificate(authority.der, summary) != 0) continue;
+  for (const SummarisedAuthority& authority : summarisedTable_) {
+    const CertificateSummary& summary = authority.summary;
     if (find(summary.authorityKeyId) == nullptr) continue;
-    add(std::string("SN=") + summary.serial, authority.der, authority.kind);
+    const std::string name = std::string("SN=") + summary.serial;
+    report(kAdding, name.c_str());
+    addSummarised(name.c_str(), authority.row->der, summary, authority.row->kind);
   }
 }
 
 void CertificateStore::add(const std::string& displayName, ByteView der, std::int32_t kind) {
   const char* const name = displayName.c_str();
-  report("Adding certificate %s\n", name);
-
+  report(kAdding, name);
   CertificateSummary summary;
-  if (!readSummary(name, der, summary)) return;
+  if (readSummary(name, der, summary)) addSummarised(name, der, summary, kind);
+}
+
+void CertificateStore::addSummarised(const char* displayName, ByteView der,
+                                     const CertificateSummary& summary, std::int32_t kind) {
   if (isExpired(summary)) {
-    reportWarning("Warning: Failed adding certificate '%s': Expired\n", name);
+    reportWarning("Warning: Failed adding certificate '%s': Expired\n", displayName);
     return;
   }
   const std::shared_ptr<const Certificate> issuer = find(summary.authorityKeyId);
   if (issuer == nullptr) {
-    reportWarning("Warning: Failed adding certificate '%s': CA not found\n", name);
+    reportWarning("Warning: Failed adding certificate '%s': CA not found\n", displayName);
     return;
   }
   if (!isIssuedBy(*issuer, der)) {
-    reportWarning("Warning: Failed adding certificate '%s': Validation failed\n", name);
+    reportWarning("Warning: Failed adding certificate '%s': Validation failed\n", displayName);
     return;
   }
   if (kind == kUndecidedCertificate) kind = kindFromIssuer(*issuer, summary);
   if (kind == kUndecidedCertificate) {
-    reportWarning("Warning: Failed adding certificate '%s': Invalid file type\n", name);
+    reportWarning("Warning: Failed adding certificate '%s': Invalid file type\n", displayName);
     return;
   }
   insert(summary.subjectKeyId, kind, der);
+}
+
+bool CertificateStore::isIssuedBy(const Certificate& issuer, ByteView der) {
+  if (issuances_.knows(issuer.der, der)) return true;
+  if (checkAgainstAuthority(der, issuer.der) != kSignatureValid) return false;
+  issuances_.remember(issuer.der, der);
+  return true;
 }
 
 std::shared_ptr<const Certificate> CertificateStore::find(std::string_view subjectKeyId) const {

@@ -16,6 +16,8 @@
 #include <vector>
 
 #include "crypto/authorities.h"
+#include "crypto/certificate_summary.h"
+#include "crypto/issuance_memo.h"
 #include "support/byte_view.h"
 
 namespace wzapp {
@@ -47,6 +49,9 @@ class CertificateStore {
   /// Forgets every certificate, then takes the terminal's roots that have issued an authority of
   /// the table, then the authorities whose issuer is there. A root is trusted as the security
   /// service gives it.
+  ///
+  /// The security service is asked each time. What is kept from the time before depends on octets
+  /// alone: the summaries of the table, and which certificate has signed which.
   void rebuild();
 
   /// Adds a certificate, or reports why not.
@@ -63,11 +68,24 @@ class CertificateStore {
   [[nodiscard]] std::shared_ptr<const Certificate> find(std::string_view subjectKeyId) const;
 
  private:
+  // A row of the table that summarises.
+  struct SummarisedAuthority {
+    const Authority* row;
+    CertificateSummary summary;
+  };
+
+  void summariseTable();
   void addTerminalRoots();
   void addAuthorities();
+  void addSummarised(const char* displayName, ByteView der, const CertificateSummary& summary,
+                     std::int32_t kind);
+  [[nodiscard]] bool isIssuedBy(const Certificate& issuer, ByteView der);
+  [[nodiscard]] bool hasIssuedAuthority(std::string_view subjectKeyId) const;
   void insert(const char* subjectKeyId, std::int32_t kind, ByteView der);
 
   std::span<const Authority> table_;
+  std::vector<SummarisedAuthority> summarisedTable_;  // empty until the first rebuild
+  IssuanceMemo issuances_;
   std::map<std::string, std::shared_ptr<const Certificate>, std::less<>> certificates_;
 };
 

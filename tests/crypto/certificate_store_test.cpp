@@ -147,6 +147,51 @@ TEST_F(CertificateStoreTest, RebuildTakesThePresentTerminal) {
   EXPECT_EQ(kindOf(rootId(0)), -1);
 }
 
+// What was found good once is not verified again; everything else is.
+TEST_F(CertificateStoreTest, RebuildVerifiesAnewUnderAnotherRootOfTheSameIdentifier) {
+  store.rebuild();
+  const CertificateBuilder otherRoot =
+      issuedCertificate(rootId(), rootId(), "000009")
+          .rsaKey(strangerKey().modulus(), strangerKey().exponent());
+  service.records.assign(1, {signedBy(strangerKey(), otherRoot)});
+  lines.clear();
+
+  store.rebuild();
+
+  ASSERT_GT(lines.size(), 3U);
+  EXPECT_EQ(lines[1], "Adding certificate SN=207820\n");
+  EXPECT_EQ(lines[2], "Warning: Failed adding certificate 'SN=207820': Validation failed\n");
+  EXPECT_EQ(kindOf(authorityId(0)), -1);
+}
+
+TEST_F(CertificateStoreTest, RebuiltRefusesAForgeryOfWhatItHadBefore) {
+  store.rebuild();
+  store.add("A.CRT", signedSigner(kApplicationRow));
+  Octets forged = signedSigner(kApplicationRow);
+  forged.back() ^= 1;
+
+  store.rebuild();
+  lines.clear();
+  store.add("A.CRT", forged);
+
+  EXPECT_THAT(lines,
+              ElementsAre("Adding certificate A.CRT\n",
+                          "Warning: Failed adding certificate 'A.CRT': Validation failed\n"));
+  EXPECT_EQ(kindOf(kSignerId), -1);
+}
+
+TEST_F(CertificateStoreTest, RebuiltTakesFromAPackageWhatItTookBefore) {
+  store.rebuild();
+  store.add("A.CRT", signedSigner(kApplicationRow));
+  lines.clear();
+
+  store.rebuild();
+  store.add("B.CRT", signedSigner(kApplicationRow));
+
+  EXPECT_EQ(lines.back(), "Adding certificate B.CRT\n");
+  EXPECT_EQ(kindOf(kSignerId), kApplicationCertificate);
+}
+
 TEST_F(CertificateStoreTest, KeepsACertificateForWhoHoldsIt) {
   store.rebuild();
   store.add("A.CRT", signedSigner(kApplicationRow));

@@ -1,0 +1,39 @@
+#include "crypto/issuance_memo.h"
+
+#include <bit>
+#include <utility>
+
+namespace wzapp {
+
+void IssuanceMemo::startRound() {
+  last_ = std::move(current_);
+  current_.clear();
+}
+
+void IssuanceMemo::remember(ByteView issuer, ByteView certificate) {
+  current_.insert(pairOf(issuer, certificate));
+}
+
+bool IssuanceMemo::knows(ByteView issuer, ByteView certificate) {
+  const Pair pair = pairOf(issuer, certificate);
+  if (current_.contains(pair)) return true;
+  if (!last_.contains(pair)) return false;
+  current_.insert(pair);
+  return true;
+}
+
+// The length in front keeps the border between the two from moving.
+IssuanceMemo::Pair IssuanceMemo::pairOf(ByteView issuer, ByteView certificate) {
+  const auto issuerSize =
+      std::bit_cast<std::array<std::uint8_t, sizeof(std::size_t)>>(issuer.size());
+  Sha256Context context;
+  digestStart(&context);
+  digestAdd(&context, issuerSize);
+  digestAdd(&context, issuer);
+  digestAdd(&context, certificate);
+  Pair pair;
+  digestFinish(&context, pair.data());
+  return pair;
+}
+
+}  // namespace wzapp
