@@ -1,3 +1,4 @@
+/// \file
 /// Intrusive reference counting for the handles of this library.
 ///
 /// An object derived from counted lives as long as at least one counted_ptr refers to it. The count
@@ -15,12 +16,16 @@ namespace wzapp {
 /// counted_ptr points to.
 class counted {
  public:
+  /// Nobody refers to a new object yet: its count is 0.
   counted() : count_(0) {}
 
-  /// Both are atomic read-modify-write operations with a full memory barrier before and after.
+  /// Adds a reference: an atomic read-modify-write operation with a full memory barrier before and
+  /// after.
   void increment() { __sync_fetch_and_add(&count_, 1); }
 
-  /// Returns the count from before the decrement.
+  /// Takes a reference away, by the same kind of operation. Destroys nothing.
+  ///
+  /// \return the count from before.
   std::int32_t decrement() { return __sync_fetch_and_sub(&count_, 1); }
 
  protected:
@@ -37,9 +42,16 @@ class counted {
 template <typename T>
 class counted_ptr {
  public:
+  /// Refers to nothing.
   counted_ptr() : object_(nullptr) {}
+
+  /// Becomes one of the owners of `object`, which may be null.
   explicit counted_ptr(T* object) : object_(object) { acquire(); }
+
+  /// Becomes one more owner of what `other` refers to.
   counted_ptr(const counted_ptr& other) : object_(other.object_) { acquire(); }
+
+  /// Destroys the object when this was its last owner.
   ~counted_ptr() { release(); }
 
   /// Acquires before it releases, so that the source may be owned by what is released.
@@ -59,9 +71,16 @@ class counted_ptr {
     acquire();
   }
 
+  /// The object, or null. It stays good for as long as somebody owns it.
   T* get() const { return object_; }
+
+  /// A member of the object; the pointer is not empty.
   T* operator->() const { return object_; }
+
+  /// The object; the pointer is not empty.
   T& operator*() const { return *object_; }
+
+  /// Whether the pointer refers to an object.
   explicit operator bool() const { return object_ != nullptr; }
 
  private:

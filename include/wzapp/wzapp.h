@@ -12,6 +12,7 @@
 
 #include "wzapp/counted.h"
 
+/// Marks what the library exports.
 #if defined(__GNUC__)
 #define WZAPP_API __attribute__((visibility("default")))
 #else
