@@ -1,5 +1,5 @@
-/// Finds the application that is to be run: an installed one, or a folder that takes an installed
-/// one's place for a while.
+/// Finds the application that is to be run: an installed one, or a folder that is there for a while
+/// like an installed one.
 ///
 /// Everything here is for a process inside a terminal. An installed application's manifest lies in
 /// the application root beside its folder, as NAME.MFT; a folder brings its own as `manifest.mft`.

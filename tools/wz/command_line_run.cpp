@@ -13,8 +13,8 @@ void addRun(CLI::App& app, Action& action) {
   command
       .add_option("APP", options.application,
                   "Id of an installed application; or a folder with a\n"
-                  "manifest.mft, which takes an installed one's place\n"
-                  "while it runs (./NAME is always a folder)")
+                  "manifest.mft, installed for as long as it runs, if none\n"
+                  "of its id is (./NAME is always a folder)")
       ->required()
       ->type_name("");
   addTerminal(command, options.terminal);
