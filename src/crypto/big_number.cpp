@@ -14,9 +14,9 @@ Word shiftedWord(Word high, Word low, int shift) {
   return shift == 0 ? high : high << shift | low >> (kWordBits - shift);
 }
 
-// from << shift. The bits pushed out at the top are the result.
+// from << shift, of at least one word. The bits pushed out at the top are the result.
 Word shiftLeft(Word* to, const Word* from, std::size_t words, int shift) {
-  const Word out = words == 0 ? 0 : shiftedWord(0, from[words - 1], shift);
+  const Word out = shiftedWord(0, from[words - 1], shift);
   for (std::size_t i = words; i-- > 0;) {
     to[i] = shiftedWord(from[i], i == 0 ? 0 : from[i - 1], shift);
   }

@@ -126,7 +126,7 @@ class SignatureFileParser {
   // Two elements on from the set of signers: into the first one, and to its first field.
   int readSignerVersion() {
     if (!reach(kSignerInfos, 2)) return kBadSignatureVersion;
-    if (at_.depth != kSignerDepth || at_.index != 0) return kBadSignatureVersion;
+    if (at_.depth != kSignerDepth) return kBadSignatureVersion;
     return isRequiredVersion() ? 0 : kBadSignatureVersion;
   }
 
