@@ -117,19 +117,21 @@ TEST(CertificateRecord, OuterElementsMayBeOfIndefiniteLength) {
   EXPECT_THAT(parsed.record.toBeSigned, ElementsAreArray(sound.toBeSigned()));
 }
 
+DerBuilder keyIdExtensions() {
+  return DerBuilder(extensionElement("2.5.29.35",
+                                     DerBuilder().sequence(DerBuilder().element(0x80, Octets{1}))))
+      .raw(extensionElement("2.5.29.14", DerBuilder().octetString(Octets{2})));
+}
+
 TEST(CertificateRecord, InnerElementsMayBeOfIndefiniteLength) {
-  const DerBuilder list =
-      DerBuilder(extensionElement("2.5.29.35",
-                                  DerBuilder().sequence(DerBuilder().element(0x80, Octets{1}))))
-          .raw(extensionElement("2.5.29.14", DerBuilder().octetString(Octets{2})));
-  const Parsed parsed(
-      CertificateBuilder()
-          .version(DerBuilder().indefinite(0xA0, DerBuilder().integer(2)))
-          .validity(DerBuilder().indefinite(
-              0x30, DerBuilder().utcTime("200101000000Z").utcTime("300101000000Z")))
-          .subject(DerBuilder().indefinite(
-              0x30, attribute("2.5.4.45", DerBuilder().bitString(Octets{1}))))
-          .extensions(DerBuilder().indefinite(0xA3, DerBuilder().indefinite(0x30, list))));
+  const Parsed parsed(CertificateBuilder()
+                          .version(DerBuilder().indefinite(0xA0, DerBuilder().integer(2)))
+                          .validity(DerBuilder().indefinite(
+                              0x30, DerBuilder().utcTime("200101000000Z").utcTime("300101000000Z")))
+                          .subject(DerBuilder().indefinite(
+                              0x30, attribute("2.5.4.45", DerBuilder().bitString(Octets{1}))))
+                          .extensions(DerBuilder().indefinite(
+                              0xA3, DerBuilder().indefinite(0x30, keyIdExtensions()))));
 
   ASSERT_EQ(parsed.code, 0);
   EXPECT_THAT(parsed.record.subjectUniqueLabel, ElementsAre(1));
@@ -196,7 +198,10 @@ INSTANTIATE_TEST_SUITE_P(
                    CertificateBuilder().validity(DerBuilder().sequence(fromHex("17 83 00 00 00")))},
         BrokenCase{"IndefiniteTime", kNoValidity,
                    CertificateBuilder().validity(
-                       DerBuilder().sequence(DerBuilder().indefinite(0x30, DerBuilder().null())))}),
+                       DerBuilder().sequence(DerBuilder().indefinite(0x30, DerBuilder().null())))},
+        BrokenCase{"IndefiniteEnd", kNoValidity,
+                   CertificateBuilder().validity(DerBuilder().sequence(
+                       DerBuilder().utcTime("200101000000Z").indefinite(0x30, {})))}),
     nameOf);
 
 INSTANTIATE_TEST_SUITE_P(
@@ -238,7 +243,20 @@ INSTANTIATE_TEST_SUITE_P(
                        DerBuilder().element(0x06, fromHex("2A 86")).null(), rsaBits({})))}),
     nameOf);
 
+INSTANTIATE_TEST_SUITE_P(SerialNumber, BrokenCertificate,
+                         testing::Values(BrokenCase{
+                             "Indefinite", kNoSerialNumber,
+                             CertificateBuilder().serial(DerBuilder().indefinite(
+                                 0x24, DerBuilder().octetString(Octets{1})))}),
+                         nameOf);
+
 DerBuilder extensionOf(const DerBuilder& parts) { return DerBuilder().sequence(parts); }
+
+// In a list of indefinite length, behind both key identifiers.
+CertificateBuilder lastInAnOpenList(const Octets& extension) {
+  return CertificateBuilder().extensions(
+      DerBuilder().tagged(3, DerBuilder().indefinite(0x30, keyIdExtensions().raw(extension))));
+}
 
 const char* const kThirtyOne = "1.2.3.4.5.6.7.8.9.10.11.12.1334";
 
@@ -320,7 +338,10 @@ INSTANTIATE_TEST_SUITE_P(
             "TwiceAndUnreadable", kBadExtensionValue,
             CertificateBuilder().extension("1.2.3", DerBuilder().null()).extension("1.2.3", {})},
         BrokenCase{"CannotBeRead", kBadExtension,
-                   CertificateBuilder().rawExtension(fromHex("30 83 00 00 00"))}),
+                   CertificateBuilder().rawExtension(fromHex("30 83 00 00 00"))},
+        BrokenCase{"LikeAnEndWithALongHeader", kBadExtension,
+                   lastInAnOpenList(fromHex("00 81 00"))},
+        BrokenCase{"LikeAnEndWithContent", kBadExtension, lastInAnOpenList(fromHex("00 01 05"))}),
     nameOf);
 
 INSTANTIATE_TEST_SUITE_P(

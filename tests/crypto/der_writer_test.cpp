@@ -132,5 +132,20 @@ TEST(DerWriter, RefusesADigestInfoThatDoesNotFit) {
   EXPECT_EQ(info.encoding().size(), 256U);
 }
 
+TEST(DerWriter, RefusesADigestInfoWhoseAlgorithmLeavesNoRoom) {
+  // Of 247 octets: around it stand 2 of its own, 2 + 2 of the algorithm with its NULL, 2 of an
+  // empty digest.
+  std::string algorithm = "1.2";
+  for (int i = 0; i < 246; ++i) algorithm += ".1";
+  DerBuffer info;
+
+  EXPECT_EQ(makeDigestInfo(algorithm, {}, info), 257);
+  for (int octets = 248; octets < 260; ++octets) {
+    algorithm += ".1";
+    EXPECT_EQ(makeDigestInfo(algorithm, {}, info), kDerNotFound) << octets;
+  }
+  EXPECT_EQ(info.encoding().size(), 257U);
+}
+
 }  // namespace
 }  // namespace wzapp

@@ -360,6 +360,16 @@ TEST_F(BothDigestsTest, FinishedContextIsCorruptedAndTheOtherFed) {
   EXPECT_EQ(sha256_.bitsLow, 4000U);
 }
 
+TEST_F(BothDigestsTest, FinishedSha256IsCorruptedAndSha1Fed) {
+  Octets output(kSha256Size);
+  digestFinish(&sha256_, output.data());
+
+  addAndCompare(Octets(500, 'c'));
+
+  EXPECT_EQ(sha256_.corrupted, kContextFinished);
+  EXPECT_EQ(sha1_.bitsLow, 4000U);
+}
+
 TEST_F(BothDigestsTest, TooLongInputCorruptsTheOneThatIsTooLong) {
   sha1_.bitsHigh = 0xffffffff;
   sha1_.bitsLow = 0xffffff00;

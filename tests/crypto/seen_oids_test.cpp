@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <random>
 #include <set>
 #include <string>
@@ -34,6 +35,21 @@ TEST(SeenOids, DifferByLengthAlone) {
   EXPECT_EQ(seen.insert(oid("0.0.0")), Result::kNew);
   EXPECT_EQ(seen.insert(oid("0.0.0.0")), Result::kNew);
   EXPECT_EQ(seen.insert(oid("0.0.0")), Result::kSeenBefore);
+}
+
+TEST(SeenOids, DifferByAnyOctet) {
+  constexpr std::size_t kOctets = 14;
+  SeenOids seen(kOctets + 1);
+  std::vector<std::uint8_t> octets(kOctets, 1);
+  EXPECT_EQ(seen.insert(ShortOid::ofOctets(octets)), Result::kNew);
+
+  for (std::size_t i = 0; i < kOctets; ++i) {
+    std::vector<std::uint8_t> other = octets;
+    other[i] = 2;
+
+    EXPECT_EQ(seen.insert(ShortOid::ofOctets(other)), Result::kNew) << i;
+    EXPECT_EQ(seen.insert(ShortOid::ofOctets(other)), Result::kSeenBefore) << i;
+  }
 }
 
 TEST(SeenOids, GrowBeyondWhatTheyKeepInside) {

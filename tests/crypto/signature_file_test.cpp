@@ -268,6 +268,18 @@ INSTANTIATE_TEST_SUITE_P(
                        3, signatureAttribute(kSignerKeyId, DerBuilder().indefinite(0x24, {}))))}),
     nameOf);
 
+TEST(SignatureFile, SignedDataMayStandBehindSomethingElse) {
+  const DerBuilder type = DerBuilder().null().oid("1.2.840.113549.1.7.2");
+
+  EXPECT_EQ(Parsed(SignatureFileBuilder().contentType(type)).code, 0);
+}
+
+TEST(SignatureFile, SignedDataMayBeTheFirstPartOfSomethingElse) {
+  const DerBuilder type = DerBuilder().sequence(DerBuilder().oid("1.2.840.113549.1.7.2"));
+
+  EXPECT_EQ(Parsed(SignatureFileBuilder().contentType(type)).code, 0);
+}
+
 TEST(SignatureFile, SignedDataMustNotLieDeepInside) {
   const Octets deep =
       DerBuilder()
