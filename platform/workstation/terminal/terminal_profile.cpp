@@ -257,11 +257,11 @@ void placeError(const std::string& text, std::size_t offset, ProfileError& error
 
 // Reads at most one octet more than a profile may have. 0, or an errno value.
 int readProfileFile(const std::string& file, std::string& text) {
+  text.resize(kMaxProfileSize + 1);  // before there is a descriptor that an exception would leave
   // Without blocking: whatever somebody put there, a pipe included, is only looked at.
   const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) return errno;
   int failure = 0;
-  text.resize(kMaxProfileSize + 1);
   std::size_t size = 0;
   while (size < text.size()) {
     const ssize_t count = read(descriptor, text.data() + size, text.size() - size);
