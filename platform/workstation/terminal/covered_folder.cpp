@@ -1,24 +1,20 @@
 #include "workstation/terminal/covered_folder.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
-#include <memory>
 #include <string_view>
 #include <utility>
+
+#include "workstation/terminal/folder_stream.h"
 
 namespace workstation {
 namespace {
 
 bool isEntryName(const std::string& name) { return !name.empty() && name != "." && name != ".."; }
-
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
 
 }  // namespace
 
@@ -31,7 +27,7 @@ CoveredFolder::~CoveredFolder() {
 }
 
 void CoveredFolder::keepAll(const std::function<bool(const std::string& name)>& wanted) {
-  const std::unique_ptr<DIR, CloseFolder> folder(opendir(path_.c_str()));
+  const FolderStream folder(opendir(path_.c_str()));
   if (folder == nullptr) return;
   while (const dirent* const entry = readdir(folder.get())) {
     const std::string name = entry->d_name;

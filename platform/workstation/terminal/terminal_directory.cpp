@@ -2,16 +2,19 @@
 
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
-#include <sys/un.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "workstation/terminal/bus_daemon.h"
+#include "workstation/terminal/folder_stream.h"
 #include "workstation/terminal/owner_check.h"
 #include "workstation/terminal/terminal_layout.h"
 
@@ -21,6 +24,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kCertificateEndings[] = {".der", ".crt", ".cer"};
+
+char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool fail(std::string& error, const std::string& what, const std::string& why) {
   error = what + ": " + why;
@@ -73,6 +78,22 @@ bool makeFolders(const fs::path& terminal, std::string& error) {
   std::error_code failure;
   fs::permissions(terminal / kRunFolder, fs::perms::owner_all, failure);
   return failure ? fail(error, (terminal / kRunFolder).string(), failure) : true;
+}
+
+// Only a name before the ending makes it one: ".der" is a hidden file.
+bool isCertificateName(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  if (dot == std::string_view::npos || dot == 0) return false;
+  return std::any_of(std::begin(kCertificateEndings), std::end(kCertificateEndings),
+                     [ending = name.substr(dot)](std::string_view known) {
+                       return std::equal(ending.begin(), ending.end(), known.begin(), known.end(),
+                                         [](char a, char b) { return toLower(a) == b; });
+                     });
+}
+
+bool isRegularFile(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 bool writeRoots(const fs::path& terminal, const std::vector<RootCertificate>& roots,
@@ -188,18 +209,12 @@ bool createTerminal(const std::string& directory, const NewTerminal& terminal, s
 
 std::vector<std::string> certificateFiles(const std::string& folder) {
   std::vector<std::string> files;
-  std::error_code failure;
-  for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end;
-       entry.increment(failure)) {
-    std::string ending = entry->path().extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(), [](char c) {
-      return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    const bool isCertificate =
-        std::find(std::begin(kCertificateEndings), std::end(kCertificateEndings), ending) !=
-        std::end(kCertificateEndings);
-    std::error_code ignored;
-    if (isCertificate && entry->is_regular_file(ignored)) files.push_back(entry->path().string());
+  const FolderStream stream(opendir(folder.c_str()));
+  if (stream == nullptr) return files;
+  while (const dirent* const entry = readdir(stream.get())) {
+    if (!isCertificateName(entry->d_name)) continue;
+    std::string path = folder + "/" + entry->d_name;
+    if (isRegularFile(path)) files.push_back(std::move(path));
   }
   std::sort(files.begin(), files.end());
   return files;

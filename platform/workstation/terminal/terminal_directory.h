@@ -51,7 +51,7 @@ inline constexpr char kTerminalManifest[] = "home/sys1/www/terminal-software.mft
                                   std::string& error);
 
 /// The certificate files (*.der, *.crt, *.cer in any case) of a folder, sorted by name, as paths.
-/// Empty when the folder cannot be listed.
+/// Empty when the folder cannot be listed. The only exception is std::bad_alloc.
 std::vector<std::string> certificateFiles(const std::string& folder);
 
 /// The exclusive right to change a terminal, by flock(2) on its folder. It ends with the object

@@ -114,6 +114,7 @@ TEST(TerminalDirectoryTest, CertificatesAreCopiedAndNothingElse) {
   write(folder / "roots/A.CRT", "A");
   write(folder / "roots/c.cer", "C");
   write(folder / "roots/c.key", "private");
+  write(folder / "roots/.der", "hidden");
   NewTerminal terminal = newTerminal();
   terminal.roots = folder / "roots";
   std::string error;
@@ -124,6 +125,7 @@ TEST(TerminalDirectoryTest, CertificatesAreCopiedAndNothingElse) {
             (std::vector<std::string>{folder / "t/roots/A.CRT", folder / "t/roots/b.der",
                                       folder / "t/roots/c.cer"}));
   EXPECT_FALSE(fs::exists(folder / "t/roots/c.key"));
+  EXPECT_FALSE(fs::exists(folder / "t/roots/.der"));
   EXPECT_EQ(contentOf(folder / "t/roots/A.CRT"), "A");
 }
 
