@@ -1,8 +1,10 @@
 // wz keys, and what the keys mean to new terminals.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -213,6 +215,31 @@ TEST(KeysShowTest, PemTextIsToldFromDer) {
 
   EXPECT_EQ(result.code, kRejected);
   EXPECT_THAT(result.errors, HasSubstr("it is PEM text where terminals read DER"));
+}
+
+TEST(KeysShowTest, ACertificateMayComeThroughAPipe) {
+  const std::string file = madeKeys() + "/signers/application.der";
+  const std::string content = contentOf(file);
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  Program program({"keys", "show", "/dev/stdin"}, [&ends] { dup2(ends[0], STDIN_FILENO); });
+
+  EXPECT_EQ(write(ends[1], content.data(), 10), 10);
+  EXPECT_EQ(write(ends[1], content.data() + 10, content.size() - 10),
+            static_cast<ssize_t>(content.size() - 10));
+  close(ends[0]);
+  close(ends[1]);
+
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+  EXPECT_THAT(program.out(), StartsWith("file              /dev/stdin, " +
+                                        std::to_string(content.size()) + " octets\n"));
+}
+
+TEST(KeysShowTest, WhatIsTooLargeForACertificateIsRefused) {
+  const ProgramResult result = runWz({"keys", "show", "/dev/zero"});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: /dev/zero cannot be read, or has more than 16 MiB\n");
 }
 
 TEST(KeysShowTest, WhatCannotBeReadIsNamed) {

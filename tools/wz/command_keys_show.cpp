@@ -1,7 +1,9 @@
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -36,13 +38,24 @@ std::string currentTime() {
   return std::string(text, std::strftime(text, sizeof(text), "%Y%m%d%H%M%S", &utc));
 }
 
+// Unlike what a terminal reads, this may be a pipe that its writer fills while it is read.
+bool readWaiting(const std::string& file, std::string& content) {
+  std::ifstream stream(file, std::ios::binary);
+  std::array<char, 4096> block;
+  while (stream && content.size() <= wzapp::kMaxFileSize) {
+    stream.read(block.data(), block.size());
+    content.append(block.data(), static_cast<std::size_t>(stream.gcount()));
+  }
+  return stream.eof() && content.size() <= wzapp::kMaxFileSize;
+}
+
 bool readInput(const std::string& file, std::string& content) {
   std::error_code failure;
   if (std::filesystem::is_directory(file, failure)) {
     printMessage(file + " is a folder; name a certificate in it");
     return false;
   }
-  if (wzapp::readFile(file.c_str(), content)) return true;
+  if (readWaiting(file, content)) return true;
   printMessage(file + " cannot be read, or has more than 16 MiB");
   return false;
 }
