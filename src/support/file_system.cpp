@@ -1,5 +1,6 @@
 #include "support/file_system.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -19,6 +20,18 @@ constexpr std::size_t kBlockSize = 4096;
 struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
+
+using OpenFile = std::unique_ptr<std::FILE, FileCloser>;
+
+// Without blocking, for whatever somebody put there: a pipe would hold its reader for as long as it
+// has no writer, or one who does not write.
+OpenFile openForReading(const char* path) {
+  const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (descriptor < 0) return nullptr;
+  OpenFile file(fdopen(descriptor, "rb"));
+  if (!file) close(descriptor);
+  return file;
+}
 
 // The components of `path`, the empty ones before, between and behind separators included. None for
 // an empty path.
@@ -44,7 +57,7 @@ bool makeDirectory(const std::string& path) { return mkdir(path.c_str(), kDirect
 
 bool readFile(const char* path, std::string& content) {
   content.clear();
-  const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path, "rbe"));
+  const OpenFile file = openForReading(path);
   if (!file) return false;
 
   std::array<char, kBlockSize> block;

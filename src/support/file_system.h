@@ -21,7 +21,7 @@ inline constexpr std::size_t kMaxFileSize = std::size_t{16} << 20;
 
 // Replaces `content` by the octets of the file. False, with `content` empty, for a file that cannot
 // be opened or holds more than kMaxFileSize octets. A read error ends the content like the end of
-// the file and is not reported.
+// the file and is not reported. Nothing is waited for: of a pipe only what lies in it is read.
 [[nodiscard]] bool readFile(const char* path, std::string& content);
 
 // Whether `path` begins with a separator or its first component ends in ":".

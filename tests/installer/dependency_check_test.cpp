@@ -508,7 +508,7 @@ TEST_F(DependencyCheckTest, ReadsEachManifestOnceHoweverManyPassesThereAre) {
   std::map<std::string, int> reads;
   int listings = 0;
   calls.hook = [&](const FileCall& call) {
-    if (call.function == "fopen" && call.name.ends_with(".mft")) ++reads[call.name];
+    if (call.function == "open" && call.name.ends_with(".mft")) ++reads[call.name];
     if (call.function == "opendir") ++listings;
     return 0;
   };
@@ -630,7 +630,7 @@ TEST_F(DependencyCheckTest, EndsWithAnApplicationRootThatCannotBeListed) {
 
 TEST_F(DependencyCheckTest, SkipsAManifestThatCannotBeOpened) {
   install("shop", kNeedsMore);
-  calls.hook = [](const FileCall& call) { return call.function == "fopen" ? EACCES : 0; };
+  calls.hook = [](const FileCall& call) { return call.function == "open" ? EACCES : 0; };
 
   check();
 

@@ -39,7 +39,6 @@ int __real_unlinkat(int directory, const char* name, int flags);
 int __real_fstatat(int directory, const char* name, struct stat* status, int flags);
 DIR* __real_fdopendir(int directory);
 DIR* __real_opendir(const char* name);
-std::FILE* __real_fopen(const char* name, const char* mode);
 int __real_open(const char* name, int flags, mode_t mode);
 int __real_mkdirat(int directory, const char* name, mode_t mode);
 ssize_t __real_write(int file, const void* octets, std::size_t size);
@@ -72,10 +71,6 @@ DIR* __wrap_fdopendir(int directory) {
 
 DIR* __wrap_opendir(const char* name) {
   return fails("opendir", name) ? nullptr : __real_opendir(name);
-}
-
-std::FILE* __wrap_fopen(const char* name, const char* mode) {
-  return fails("fopen", name) ? nullptr : __real_fopen(name, mode);
 }
 
 int __wrap_open(const char* name, int flags, ...) {
