@@ -9,10 +9,12 @@
 #include <cstdint>
 #include <span>
 
+#include "support/security_list.h"
+
 namespace wzapp {
 
 /// Octets that the buffer of a certificate holds at least.
-inline constexpr std::size_t kCertificateBufferSize = 8192;
+inline constexpr std::size_t kCertificateBufferSize = kSecurityRecordSize;
 
 /// A buffer of fewer octets than that.
 inline constexpr int kCertificateBufferTooSmall = -1;

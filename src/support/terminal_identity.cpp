@@ -10,16 +10,12 @@
 #include <utility>
 #include <vector>
 
-#include "zelsec/zelsec.h"
-
 #include "support/byte_view.h"
 #include "support/format.h"
+#include "support/security_list.h"
 
 namespace wzapp {
 namespace {
-
-constexpr int kSponsorRecords = 4;  // operation of the security service
-constexpr int kListEnded = -510;
 
 constexpr std::size_t kDigitCount = 6;
 constexpr std::size_t kMaxTextSize = 127;
@@ -77,7 +73,7 @@ class SponsorRecords {
     int result = query(length);
     // A look-up that stopped early leaves the service in the middle of its list: once, the end is
     // taken for the beginning.
-    if (result == kListEnded && !std::exchange(hasRetried_, true)) result = query(length);
+    if (result == kSecurityListEnded && !std::exchange(hasRetried_, true)) result = query(length);
     if (result != 0) return std::nullopt;
     return ByteView(buffer_).first(length);
   }
@@ -85,7 +81,7 @@ class SponsorRecords {
  private:
   int query(std::uint16_t& length) {
     length = UINT16_MAX;
-    return CMDiag(kSponsorRecords, buffer_.data(), &length);
+    return readSecurityRecord(SecurityList::kSponsors, buffer_, length);
   }
 
   std::vector<std::uint8_t> buffer_ = std::vector<std::uint8_t>(UINT16_MAX + std::size_t{1});
