@@ -85,9 +85,10 @@ TEST_F(InspectTest, ExplainsAPackage) {
   EXPECT_THAT(linesOf(result.out),
               IsSupersetOf(Lines{
                   "package " + file_, "certificate application.crt",
-                  "  subject     O=Development keys, OU=Not for terminals, CN=Development "
+                  "  subject           O=Development keys, OU=Not for terminals, CN=Development "
                   "application signer",
-                  "  kind        3, application certificate, may sign applications",
+                  "  permissions       S14",
+                  "  kind              3, application certificate, may sign applications",
                   "archive shop-O.zip, marketplace manifest of shop",
                   "archive shop.zip, application of shop", "  passed  signature found: shop.p7s",
                   "  passed  digest of the archive: SHA-256",
@@ -111,6 +112,7 @@ TEST_F(InspectTest, JsonTellsTheSame) {
   EXPECT_TRUE(document["accepted"].GetBool());
   EXPECT_EQ(document["entries"].Size(), 6U);
   EXPECT_EQ(document["certificates"][0]["kind"].GetInt(), 3);
+  EXPECT_STREQ(document["certificates"][0]["permissions"][0].GetString(), "S14");
   const auto& archive = document["archives"][1];
   EXPECT_STREQ(archive["entry"].GetString(), "shop.zip");
   EXPECT_STREQ(archive["id"].GetString(), "shop");
@@ -176,7 +178,7 @@ TEST_F(InspectTest, ACertificateOfAnUnknownAuthorityIsExplained) {
 
   EXPECT_EQ(result.code, kRejected);
   EXPECT_THAT(result.out,
-              AllOf(HasSubstr("acceptance  Refused: none of the authorities compiled in"),
+              AllOf(HasSubstr("acceptance        Refused: none of the authorities compiled in"),
                     HasSubstr("is in the package, but is refused")));
 }
 

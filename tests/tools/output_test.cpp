@@ -48,5 +48,12 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"NoLead", "\xFF", "\\xff"}),
     [](const testing::TestParamInfo<Row>& row) { return row.param.name; });
 
+TEST(JoinedTest, EveryTextKeepsItsPlace) {
+  EXPECT_EQ(joined({}), "");
+  EXPECT_EQ(joined({"a"}), "a");
+  EXPECT_EQ(joined({"a", "b"}), "a, b");
+  EXPECT_EQ(joined({"", "a", ""}, " "), " a ");
+}
+
 }  // namespace
 }  // namespace wz

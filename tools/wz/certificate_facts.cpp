@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <string_view>
 
 #include "certificate_words/certificate_words.h"
@@ -92,6 +93,14 @@ std::string refusalText(const char* words, int code) {
 }
 
 }  // namespace
+
+std::string currentTime() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  gmtime_r(&now, &utc);
+  char text[16];
+  return std::string(text, std::strftime(text, sizeof(text), "%Y%m%d%H%M%S", &utc));
+}
 
 bool readFacts(ByteView der, const std::string& now, CertificateFacts& facts,
                std::string& refusal) {

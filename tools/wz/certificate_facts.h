@@ -34,8 +34,11 @@ struct CertificateFacts {
   std::vector<std::string> permissions;
 };
 
+/// The time by this machine's clock as the dates of certificates are written: UTC, YYYYMMDDhhmmss.
+[[nodiscard]] std::string currentTime();
+
 /// Reads a certificate as the library does.
-/// \param now      UTC, YYYYMMDDhhmmss.
+/// \param now      as currentTime() has it.
 /// \param facts    filled only on success.
 /// \param refusal  on failure why the library refuses it, with its code: a line of text.
 [[nodiscard]] bool readFacts(wzapp::ByteView der, const std::string& now, CertificateFacts& facts,

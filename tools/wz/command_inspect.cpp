@@ -9,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "certificate_output.h"
 #include "commands.h"
 #include "crypto/authorities.h"
 #include "exit_code.h"
@@ -30,18 +31,12 @@ std::string sizeText(std::uint64_t size) {
   return std::to_string(size) + (size == 1 ? " octet" : " octets");
 }
 
-std::string joined(const std::vector<std::string>& texts) {
-  std::string all;
-  for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
-  return all;
-}
-
-std::string joined(const std::vector<Feature>& features) {
-  std::string all;
+std::string joinedIds(const std::vector<Feature>& features) {
+  std::vector<std::string> ids;
   for (const Feature& feature : features) {
-    all += (all.empty() ? "" : ", ") + feature.id + (feature.isOptional ? " (optional)" : "");
+    ids.push_back(feature.id + (feature.isOptional ? " (optional)" : ""));
   }
-  return all;
+  return joined(ids);
 }
 
 void printIfAny(const char* label, const std::string& text) {
@@ -54,29 +49,22 @@ void printManifest(const PackagedManifest& manifest) {
                                               ? "no id: a terminal cannot tell whose it is"
                                               : manifest.id + " " + manifest.version));
   printIfAny("sponsors            ", joined(manifest.sponsors));
-  printIfAny("exports triggers    ", joined(manifest.exportedTriggers));
-  printIfAny("exports interfaces  ", joined(manifest.exportedInterfaces));
-  printIfAny("imports triggers    ", joined(manifest.importedTriggers));
-  printIfAny("imports interfaces  ", joined(manifest.importedInterfaces));
+  printIfAny("exports triggers    ", joinedIds(manifest.exportedTriggers));
+  printIfAny("exports interfaces  ", joinedIds(manifest.exportedInterfaces));
+  printIfAny("imports triggers    ", joinedIds(manifest.importedTriggers));
+  printIfAny("imports interfaces  ", joinedIds(manifest.importedInterfaces));
   printIfAny("versions            ", joined(manifest.versions));
   printIfAny("platforms           ", joined(manifest.platforms));
   if (!manifest.isJson) printLine("    not JSON, so that its dependencies are not checked");
 }
 
-void printCertificate(const PackageCertificate& certificate) {
+void printPackageCertificate(const PackageCertificate& certificate) {
   printLine("certificate " + certificate.entry);
   if (!certificate.isRead) {
     printLine("  refused: " + certificate.refusal);
     return;
   }
-  const CertificateFacts& facts = certificate.facts;
-  printLine("  subject     " + facts.subject);
-  printLine("  issuer      " + facts.issuer + " (" + facts.authorityKeyId + ")");
-  printLine("  key id      " + facts.subjectKeyId);
-  printLine("  kind        " + (certificate.kind == 0 ? "none"
-                                                      : std::to_string(certificate.kind) + ", " +
-                                                            kindText(certificate.kind)));
-  printLine("  acceptance  " + certificate.acceptance);
+  printCertificate(certificate.facts, certificate.kind, certificate.acceptance, "  ");
 }
 
 void printInner(const InnerPackage& inner) {
@@ -102,7 +90,7 @@ void printWords(const PackageReport& report) {
     printLine("  entry " + entry.name + ", " + sizeText(entry.size));
   }
   for (const PackageCertificate& certificate : report.certificates) {
-    printCertificate(certificate);
+    printPackageCertificate(certificate);
   }
   for (const InnerPackage& inner : report.inners) printInner(inner);
   if (report.inners.empty()) printLine("  there is no archive in it, so that nothing is installed");
@@ -150,19 +138,15 @@ void putManifest(JsonWriter& writer, const PackagedManifest& manifest) {
   putTexts(writer, "platforms", manifest.platforms);
 }
 
-void putCertificate(JsonWriter& writer, const PackageCertificate& certificate) {
+void putPackageCertificate(JsonWriter& writer, const PackageCertificate& certificate) {
   putText(writer, "entry", certificate.entry);
   putFlag(writer, "isCertificate", certificate.isRead);
-  putNumber(writer, "kind", static_cast<std::uint64_t>(certificate.kind));
-  if (!certificate.isRead) {
-    putText(writer, "refusal", certificate.refusal);
+  if (certificate.isRead) {
+    putCertificate(writer, certificate.facts, certificate.kind, certificate.acceptance);
     return;
   }
-  putText(writer, "subject", certificate.facts.subject);
-  putText(writer, "issuer", certificate.facts.issuer);
-  putText(writer, "subjectKeyId", certificate.facts.subjectKeyId);
-  putText(writer, "authorityKeyId", certificate.facts.authorityKeyId);
-  putText(writer, "acceptance", certificate.acceptance);
+  putNumber(writer, "kind", 0);
+  putText(writer, "refusal", certificate.refusal);
 }
 
 void putInner(JsonWriter& writer, const InnerPackage& inner) {
@@ -186,9 +170,10 @@ void putReport(JsonWriter& writer, const PackageReport& report) {
   putFlag(writer, "accepted", report.isAccepted());
   if (!report.refusal.empty()) putText(writer, "refusal", report.refusal);
   putEntries(writer, report.entries);
-  putRows(
-      writer, "certificates", report.certificates,
-      [&writer](const PackageCertificate& certificate) { putCertificate(writer, certificate); });
+  putRows(writer, "certificates", report.certificates,
+          [&writer](const PackageCertificate& certificate) {
+            putPackageCertificate(writer, certificate);
+          });
   putRows(writer, "archives", report.inners,
           [&writer](const InnerPackage& inner) { putInner(writer, inner); });
 }

@@ -100,6 +100,15 @@ std::string escaped(std::string_view text) {
   return result;
 }
 
+std::string joined(const std::vector<std::string>& texts, std::string_view between) {
+  std::string all;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if (i > 0) all += between;
+    all += texts[i];
+  }
+  return all;
+}
+
 void printLine(std::string_view line) { writeWhole(STDOUT_FILENO, escaped(line) + "\n"); }
 
 void printMessage(std::string_view message) {

@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace wz {
 
@@ -12,6 +13,9 @@ namespace wz {
 /// direction of writing, and octets that are no UTF-8 stand as \n, \t, \r, \xNN or \u{NNNN}.
 /// A backslash stays one; the result is for eyes, not to be read back.
 std::string escaped(std::string_view text);
+
+/// `texts` one behind the other.
+std::string joined(const std::vector<std::string>& texts, std::string_view between = ", ");
 
 /// Writes `line`, escaped, and a line feed to standard output, in one piece.
 void printLine(std::string_view line);

@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <system_error>
 
@@ -74,14 +73,6 @@ struct Trust {
   std::size_t authorityCount = 0;
   std::vector<std::vector<std::uint8_t>> certificates;  // what the rows behind the first are of
 };
-
-std::string currentTime() {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&now, &utc);
-  char text[16];
-  return std::string(text, std::strftime(text, sizeof(text), "%Y%m%d%H%M%S", &utc));
-}
 
 PackageCertificate examineCertificate(const std::string& name, const std::vector<std::uint8_t>& der,
                                       const Trust& trust) {

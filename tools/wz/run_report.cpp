@@ -18,21 +18,16 @@ const char* levelName(int level) {
   return known ? kNames[level] : "unknown";
 }
 
-std::string joined(const std::vector<std::string>& texts) {
-  std::string line;
-  for (const std::string& text : texts) line += (line.empty() ? "" : " ") + text;
-  return line;
-}
-
 }  // namespace
 
 void reportEvent(const PageEvent& event) {
   switch (event.kind) {
     case PageEvent::Kind::kConsole:
-      printLine(event.appId + " console " + levelName(event.level) + ": " + joined(event.texts));
+      printLine(event.appId + " console " + levelName(event.level) + ": " +
+                joined(event.texts, " "));
       break;
     case PageEvent::Kind::kLog:
-      printLine(event.appId + " log " + levelName(event.level) + ": " + joined(event.texts));
+      printLine(event.appId + " log " + levelName(event.level) + ": " + joined(event.texts, " "));
       break;
     case PageEvent::Kind::kFailedRequest:
       printLine(event.appId + " request failed: " + event.status + " " + event.url);
