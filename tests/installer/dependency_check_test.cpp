@@ -26,30 +26,13 @@ namespace fs = std::filesystem;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using wzapp_test::FileCall;
-using wzapp_test::FileCalls;
-using wzapp_test::kApps;
-using wzapp_test::kConfig;
-using wzapp_test::kData;
-using wzapp_test::kManifests;
-using wzapp_test::Lines;
-using wzapp_test::listed;
-using wzapp_test::manifestFor;
-using wzapp_test::RulesTest;
-using wzapp_test::treeOf;
+using namespace wzapp_test;
 
 const std::string kExporter = "/home/sys1/www/terminal.mft";
 
 class DependencyCheckTest : public RulesTest {
  protected:
   void check() { checkDependencies(removed); }
-
-  // Installs `name` with everything that belongs to it.
-  void install(const std::string& name, const std::string& manifest) {
-    installApplication(name);
-    terminal.writeFile(kApps + "/" + name + ".mft", manifest);
-    writeMarketplaceManifest(name, manifestFor(name));
-  }
 
   // What is reported of the application "shop", and of nothing else, in the first pass and behind
   // it.
@@ -590,9 +573,6 @@ TEST_F(DependencyCheckTest, ReportsFaultsAtTheirTurn) {
   calls.hook = [](const FileCall& call) {
     return call.function == "unlinkat" && call.name != "shop" ? EPERM : 0;
   };
-  const auto notRemoved = [](const std::string& path, int error) {
-    return "Warning: Failed to remove '" + path + "' (errno=" + std::to_string(error) + ")\n";
-  };
   Lines expected;
   for (const std::string& name : listed(kApps)) {
     if (name == "shop.mft") {
@@ -645,7 +625,7 @@ TEST_F(DependencyCheckTest, LeavesTheManifestThatFailsForLast) {
   for (;; ++nth) {
     fs::remove_all(kConfig);
     install("shop", kNeedsMore);
-    const auto result = wzapp_test::tryInChild([&] {
+    const auto result = tryInChild([&] {
       int count = 0;
       calls.hook = [&](const FileCall& call) {
         if (call.function == "unlinkat" && ++count == nth) _exit(kCut);

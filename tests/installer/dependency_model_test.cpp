@@ -26,13 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using wzapp_test::kApps;
-using wzapp_test::kConfig;
-using wzapp_test::kData;
-using wzapp_test::kManifests;
-using wzapp_test::Lines;
-using wzapp_test::listed;
-using wzapp_test::RulesTest;
+using namespace wzapp_test;
 
 // --- Manifests --------------------------------------------------------------------------------
 
@@ -335,7 +329,7 @@ class RandomTerminalTest : public RulesTest {
 };
 
 TEST_F(RandomTerminalTest, FaresAsInTheModel) {
-  const std::size_t terminals = wzapp_test::randomCaseCount(400);
+  const std::size_t terminals = randomCaseCount(400);
   std::size_t mostPasses = 0;
   for (unsigned seed = 1; seed <= terminals; ++seed) {
     Dice dice(seed);

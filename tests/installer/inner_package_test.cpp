@@ -21,35 +21,7 @@ namespace fs = std::filesystem;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using wzapp_test::applicationArchive;
-using wzapp_test::applicationPackage;
-using wzapp_test::applicationSigner;
-using wzapp_test::beginLines;
-using wzapp_test::endLines;
-using wzapp_test::extractedLines;
-using wzapp_test::FileCall;
-using wzapp_test::FileCalls;
-using wzapp_test::foundLines;
-using wzapp_test::kApps;
-using wzapp_test::kManifests;
-using wzapp_test::kTemporary;
-using wzapp_test::Lines;
-using wzapp_test::logOf;
-using wzapp_test::manifestArchive;
-using wzapp_test::manifestFor;
-using wzapp_test::manifestSigner;
-using wzapp_test::openLines;
-using wzapp_test::PackageBuilder;
-using wzapp_test::rulesLines;
-using wzapp_test::signatureOf;
-using wzapp_test::Signer;
-using wzapp_test::signerLines;
-using wzapp_test::signerWithPermissions;
-using wzapp_test::strangeSigner;
-using wzapp_test::TestKey;
-using wzapp_test::withSigners;
-using wzapp_test::ZipBuilder;
-using wzapp_test::ZipEntry;
+using namespace wzapp_test;
 
 class InnerPackageTest : public wzapp_test::InstallTest {
  protected:
@@ -382,10 +354,10 @@ TEST_F(TemporaryFileTest, TakesNoSpaceUnderAnotherName) {
     TemporaryFile file;
     file.begin(TemporaryFile::Space::kAll);
     file.append(std::vector<std::uint8_t>(8192));
-    fs::rename(kTemporary, wzapp_test::kSource + "/other");
+    fs::rename(kTemporary, kSource + "/other");
   }
 
-  EXPECT_EQ(fs::file_size(wzapp_test::kSource + "/other"), 0U);
+  EXPECT_EQ(fs::file_size(kSource + "/other"), 0U);
 }
 
 }  // namespace

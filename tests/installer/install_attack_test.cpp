@@ -26,34 +26,7 @@ namespace fs = std::filesystem;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using wzapp_test::applicationArchive;
-using wzapp_test::applicationPackage;
-using wzapp_test::applicationSigner;
-using wzapp_test::beginLines;
-using wzapp_test::endLines;
-using wzapp_test::extractedLines;
-using wzapp_test::FileCall;
-using wzapp_test::FileCalls;
-using wzapp_test::foundLines;
-using wzapp_test::kApps;
-using wzapp_test::kConfig;
-using wzapp_test::kManifests;
-using wzapp_test::kSource;
-using wzapp_test::kTemporary;
-using wzapp_test::Lines;
-using wzapp_test::logOf;
-using wzapp_test::manifestArchive;
-using wzapp_test::manifestFor;
-using wzapp_test::manifestSigner;
-using wzapp_test::noise;
-using wzapp_test::openLines;
-using wzapp_test::packageLines;
-using wzapp_test::rulesLines;
-using wzapp_test::signatureOf;
-using wzapp_test::signerLines;
-using wzapp_test::treeOf;
-using wzapp_test::withSigners;
-using wzapp_test::ZipBuilder;
+using namespace wzapp_test;
 
 const std::string kPackage = kSource + "/shop.zip";
 const std::string kOutside = "/mnt/flash/outside";
@@ -149,7 +122,7 @@ TEST_F(InstallAttackTest, APackageFileChangesBetweenTwoPasses) {
     };
     const std::string archive = archiveWith(text);
     const std::string honest = archiveWith("good");
-    return wzapp_test::ZipBuilder()
+    return ZipBuilder()
         .stored("SHOP.P7S", signatureOf(honest, applicationSigner()))
         .stored("SHOP.ZIP", archive)
         .stored("a.crt", std::string(applicationSigner().certificate.begin(),

@@ -26,32 +26,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
-using wzapp_test::applicationArchive;
-using wzapp_test::applicationPackage;
-using wzapp_test::applicationSigner;
-using wzapp_test::beginLines;
-using wzapp_test::collectLine;
-using wzapp_test::endLines;
-using wzapp_test::extractedLines;
-using wzapp_test::FileCall;
-using wzapp_test::FileCalls;
-using wzapp_test::kApps;
-using wzapp_test::kConfig;
-using wzapp_test::kData;
-using wzapp_test::kManifests;
-using wzapp_test::kSource;
-using wzapp_test::Lines;
-using wzapp_test::listed;
-using wzapp_test::logOf;
-using wzapp_test::manifestArchive;
-using wzapp_test::manifestFor;
-using wzapp_test::manifestSigner;
-using wzapp_test::openLines;
-using wzapp_test::packageLines;
-using wzapp_test::rulesLines;
-using wzapp_test::signerLines;
-using wzapp_test::withSigners;
-using wzapp_test::ZipBuilder;
+using namespace wzapp_test;
 
 class InstallRunTest : public wzapp_test::InstallTest {
  protected:
@@ -137,7 +112,7 @@ TEST_F(InstallRunTest, ReportsAnUnusableRootToTheLogOfTheRunBefore) {
 
 TEST_F(InstallRunTest, ReportsAnUnusableRootToNobodyInTheFirstRun) {
   terminal.writeFile(kConfig, "a file");
-  wzapp_test::runInChild([this] {
+  runInChild([this] {
     EXPECT_EQ(install(), kInstallError);
     EXPECT_THAT(lines, IsEmpty());
 
@@ -417,7 +392,7 @@ TEST_F(InstallRunTest, LetsNoExceptionOfTheLogOut) {
 
     EXPECT_EQ(result, at == "Overall" ? kInstallOk : kInstallError) << at;
     EXPECT_TRUE(lines.back().starts_with("Overall")) << at;
-    EXPECT_FALSE(terminal.exists(wzapp_test::kTemporary)) << at;
+    EXPECT_FALSE(terminal.exists(kTemporary)) << at;
     EXPECT_EQ(terminal.exists(kSource + "/shop.zip"), at != "Overall") << at;
   }
 }

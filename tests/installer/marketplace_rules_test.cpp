@@ -26,17 +26,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-using wzapp_test::FileCall;
-using wzapp_test::FileCalls;
-using wzapp_test::kApps;
-using wzapp_test::kConfig;
-using wzapp_test::kData;
-using wzapp_test::kManifests;
-using wzapp_test::Lines;
-using wzapp_test::listed;
-using wzapp_test::manifestFor;
-using wzapp_test::RulesTest;
-using wzapp_test::treeOf;
+using namespace wzapp_test;
 
 class MarketplaceRulesTest : public RulesTest {
  protected:
@@ -445,7 +435,7 @@ TEST_F(MarketplaceRulesTest, ReadTheIdWhereTheProcessWorks) {
   terminal.writeFile("/mnt/flash/other/shop.mft", manifestFor("outside"));
   terminal.writeFile("/mnt/flash/other/none.mft", "{}");
 
-  wzapp_test::runInChild([this] {
+  runInChild([this] {
     ASSERT_EQ(chdir("/mnt/flash/other"), 0);
 
     apply();
@@ -514,16 +504,12 @@ TEST_F(MarketplaceRulesTest, ReportFaultsAtTheirTurn) {
 
   apply();
 
-  const std::string notEmpty = "' (errno=" + std::to_string(ENOTEMPTY) + ")\n";
-  const std::string denied = "' (errno=" + std::to_string(EPERM) + ")\n";
   EXPECT_THAT(lines,
               ElementsAre("postinstall\n", "Error: No valid marketplace manifest found for SHOP\n",
-                          "Removing " + kApps + "/shop\n",
-                          "Warning: Failed to remove '" + kApps + "/shop/page" + denied,
-                          "Warning: Failed to remove '" + kApps + "/shop" + notEmpty,
-                          "Removing " + kData + "/shop\n",
-                          "Warning: Failed to remove '" + kData + "/shop/a/data" + denied,
-                          "Warning: Failed to remove '" + kData + "/shop/a" + notEmpty));
+                          "Removing " + kApps + "/shop\n", notRemoved(kApps + "/shop/page", EPERM),
+                          notRemoved(kApps + "/shop", ENOTEMPTY), "Removing " + kData + "/shop\n",
+                          notRemoved(kData + "/shop/a/data", EPERM),
+                          notRemoved(kData + "/shop/a", ENOTEMPTY)));
   EXPECT_EQ(installResult(), kInstallWarning);
 }
 
@@ -534,8 +520,7 @@ TEST_F(MarketplaceRulesTest, ReportFaultsInAManifestDirectoryInTheOrderOfItsList
   }
   Lines expected;
   for (const std::string& name : listed(kManifests + "/shop")) {
-    expected.push_back("Warning: Failed to remove '" + kManifests + "/shop/" + name +
-                       "' (errno=" + std::to_string(EPERM) + ")\n");
+    expected.push_back(notRemoved(kManifests + "/shop/" + name, EPERM));
   }
   calls.hook = [](const FileCall& call) {
     return call.function == "unlinkat" && call.name != "shop" ? EPERM : 0;
@@ -555,7 +540,7 @@ class CutRunTest : public MarketplaceRulesTest {
   // True when the run was cut.
   bool applyCut(int nth) {
     constexpr int kCut = 99;
-    const auto result = wzapp_test::tryInChild([&] {
+    const auto result = tryInChild([&] {
       int count = 0;
       calls.hook = [&](const FileCall& call) {
         if (call.function == "unlinkat" && ++count == nth) _exit(kCut);

@@ -23,15 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using testing::ElementsAre;
-using wzapp_test::FileCall;
-using wzapp_test::FileCalls;
-using wzapp_test::kApps;
-using wzapp_test::kConfig;
-using wzapp_test::kManifests;
-using wzapp_test::Lines;
-using wzapp_test::listed;
-using wzapp_test::manifestFor;
-using wzapp_test::RulesTest;
+using namespace wzapp_test;
 
 class RulesFaultsTest : public RulesTest {
  protected:
@@ -46,12 +38,6 @@ class RulesFaultsTest : public RulesTest {
     install("refused", "{}");
     writeMarketplaceManifest("refused", manifestFor("refused", "1"));
     installApplication("unknown");
-  }
-
-  void install(const std::string& name, const std::string& manifest) {
-    installApplication(name);
-    terminal.writeFile(kApps + "/" + name + ".mft", manifest);
-    writeMarketplaceManifest(name, manifestFor(name));
   }
 
   void run() {
@@ -133,14 +119,14 @@ TEST_F(RulesFaultsTest, OfMemoryLeaveNothingOpenAndAreMadeUpForByTheNextRun) {
     removed.clear();
     bool wasThrown = false;
 
-    wzapp_test::failAllocation(nth, wzapp_test::Shortage::kOnce);
+    failAllocation(nth, Shortage::kOnce);
     try {
       applyMarketplaceRules(removed);
       checkDependencies(removed);
     } catch (const std::bad_alloc&) {
       wasThrown = true;
     }
-    if (!wzapp_test::endShortage()) break;
+    if (!endShortage()) break;
 
     if (wasThrown) {
       applyMarketplaceRules(removed);

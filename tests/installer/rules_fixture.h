@@ -54,6 +54,11 @@ inline std::string manifestFor(const std::string& id, const std::string& sponsor
   return R"({"application":{"id":")" + id + R"("},"sponsors":[")" + sponsor + R"("]})";
 }
 
+// What is reported of a file that stays.
+inline std::string notRemoved(const std::string& path, int error) {
+  return "Warning: Failed to remove '" + path + "' (errno=" + std::to_string(error) + ")\n";
+}
+
 class RulesTest : public testing::Test {
  protected:
   RulesTest() {
@@ -69,6 +74,12 @@ class RulesTest : public testing::Test {
   void installApplication(const std::string& name) {
     terminal.writeFile(kApps + "/" + name + "/index.html", "<p>");
     terminal.writeFile(kData + "/" + name + "/data", "kept");
+  }
+  // The same with everything that belongs to it.
+  void install(const std::string& name, const std::string& manifest) {
+    installApplication(name);
+    terminal.writeFile(kApps + "/" + name + ".mft", manifest);
+    writeMarketplaceManifest(name, manifestFor(name));
   }
   void writeMarketplaceManifest(const std::string& folder, const std::string& content) {
     terminal.writeFile(kManifests + "/" + folder + "/mpmanifest.mft", content);

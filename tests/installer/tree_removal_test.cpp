@@ -25,13 +25,7 @@ namespace fs = std::filesystem;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using wzapp_test::FileCall;
-using wzapp_test::FileCalls;
-using wzapp_test::kApps;
-using wzapp_test::kConfig;
-using wzapp_test::listed;
-using wzapp_test::RulesTest;
-using wzapp_test::treeOf;
+using namespace wzapp_test;
 
 const std::string kTree = kApps + "/shop";
 const std::string kOutside = "/mnt/flash/outside";
@@ -244,10 +238,6 @@ TEST_F(TreeRemovalTest, NeedsFewDescriptorsHoweverDeepATreeIs) {
 
 std::string unreadable(const std::string& path) {
   return "Warning: Failed to read directory '" + path + "'.\n";
-}
-
-std::string notRemoved(const std::string& path, int error) {
-  return "Warning: Failed to remove '" + path + "' (errno=" + std::to_string(error) + ")\n";
 }
 
 TEST_F(TreeRemovalTest, WarnsOfAFileThatCannotBeRemoved) {
