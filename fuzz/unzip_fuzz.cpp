@@ -50,7 +50,7 @@ void checkDigests(UnZIP& archive, UnZIP::Entry entry, ReadEnd end, const std::st
   std::array<std::uint8_t, wzapp::kSha256Size> expectedSha256{};
   sha1.fill(7);
   sha256.fill(7);
-  const ByteView octets(reinterpret_cast<const std::uint8_t*>(content.data()), content.size());
+  const ByteView octets = wzapp::viewOf(content);
   if (end == ReadEnd::kComplete) {
     FUZZ_CHECK(wzapp::digestByOid(wzapp::kSha1Oid, octets, expectedSha1.data()) == 0);
     FUZZ_CHECK(wzapp::digestByOid(wzapp::kSha256Oid, octets, expectedSha256.data()) == 0);

@@ -43,8 +43,7 @@ void readCertificate(CertificateFile& certificate, Findings& findings) {
     findings.errors.push_back(certificate.path + ": cannot be read");
     return;
   }
-  const wzapp::ByteView der(reinterpret_cast<const std::uint8_t*>(certificate.der.data()),
-                            certificate.der.size());
+  const wzapp::ByteView der = wzapp::viewOf(certificate.der);
   wzapp::CertificateRecord record;
   if (const int code = wzapp::parseCertificate(der, record); code != 0) {
     findings.errors.push_back(certificate.path + ": is no certificate that the library reads: " +

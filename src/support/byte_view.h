@@ -7,10 +7,16 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 namespace wzapp {
 
 using ByteView = std::span<const std::uint8_t>;
+
+/// The octets of a text, which are not copied.
+inline ByteView viewOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
 
 }  // namespace wzapp
 

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -25,9 +24,7 @@ inline std::string contentOf(const std::string& path) {
   return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
 }
 
-inline wzapp::ByteView viewOf(const std::string& octets) {
-  return {reinterpret_cast<const std::uint8_t*>(octets.data()), octets.size()};
-}
+using wzapp::viewOf;
 
 /// The names in a folder, sorted.
 inline std::vector<std::string> namesIn(const std::string& folder) {

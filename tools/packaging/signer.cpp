@@ -23,6 +23,7 @@ namespace packaging {
 namespace {
 
 using wzapp::ByteView;
+using wzapp::viewOf;
 
 template <typename T, void (*release)(T*)>
 struct Release {
@@ -33,10 +34,6 @@ using DigestContext = std::unique_ptr<EVP_MD_CTX, Release<EVP_MD_CTX, EVP_MD_CTX
 
 // Terminals know these two exponents, by their lengths.
 constexpr std::size_t kExponentSizes[] = {1, 3};
-
-ByteView viewOf(std::string_view octets) {
-  return {reinterpret_cast<const std::uint8_t*>(octets.data()), octets.size()};
-}
 
 std::string stringOf(ByteView octets) { return {octets.begin(), octets.end()}; }
 

@@ -1,6 +1,5 @@
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -52,7 +51,7 @@ bool readInput(const std::string& file, std::string& content) {
 }
 
 Report examine(const std::string& file, const std::string& content) {
-  const wzapp::ByteView der(reinterpret_cast<const std::uint8_t*>(content.data()), content.size());
+  const wzapp::ByteView der = wzapp::viewOf(content);
   Report report;
   report.file = file;
   report.size = content.size();

@@ -2,24 +2,21 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
+
+#include "support/file_system.h"
 
 namespace wz {
 namespace {
 
 std::mutex writeMutex;  // one line after the other, also where a write takes only a part
 
-void writeWhole(int file, std::string_view text) {
+void writeText(int file, std::string_view text) {
   const std::lock_guard<std::mutex> lock(writeMutex);
-  while (!text.empty()) {
-    const ssize_t count = write(file, text.data(), text.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return;  // nobody reads any more; there is no other place to say so
-    text.remove_prefix(static_cast<std::size_t>(count));
-  }
+  // Where nobody reads any more, there is no other place to say so.
+  static_cast<void>(wzapp::writeWhole(file, wzapp::viewOf(text)));
 }
 
 // The code point at the front of `text` and its length; length 0: no UTF-8 (RFC 3629).
@@ -109,10 +106,10 @@ std::string joined(const std::vector<std::string>& texts, std::string_view betwe
   return all;
 }
 
-void printLine(std::string_view line) { writeWhole(STDOUT_FILENO, escaped(line) + "\n"); }
+void printLine(std::string_view line) { writeText(STDOUT_FILENO, escaped(line) + "\n"); }
 
 void printMessage(std::string_view message) {
-  writeWhole(STDERR_FILENO, "wz: " + escaped(message) + "\n");
+  writeText(STDERR_FILENO, "wz: " + escaped(message) + "\n");
 }
 
 }  // namespace wz

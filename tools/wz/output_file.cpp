@@ -6,21 +6,17 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
 #include <filesystem>
+
+#include "support/file_system.h"
 
 namespace wz {
 namespace {
 
-bool writeWhole(int file, std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t count = write(file, content.data(), content.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return false;
-    content.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
+// False with errno.
+bool writeText(int file, std::string_view content) {
+  return wzapp::writeWhole(file, wzapp::viewOf(content));
 }
 
 // Closes the file; false with errno when that fails, or when its content had failed already.
@@ -55,7 +51,7 @@ bool OutputFile::choose(const std::string& path, std::string& error) {
 }
 
 bool OutputFile::write(std::string_view content, std::string& error) {
-  const bool written = isStandardOutput_ ? writeWhole(STDOUT_FILENO, content) : replace(content);
+  const bool written = isStandardOutput_ ? writeText(STDOUT_FILENO, content) : replace(content);
   if (!written) {
     error = "cannot write " + (isStandardOutput_ ? std::string("to standard output") : path_) +
             ": " + std::strerror(errno);
@@ -69,13 +65,13 @@ bool OutputFile::replace(std::string_view content) const {
   struct stat status {};
   if (fstatat(folder_, name_.c_str(), &status, 0) == 0 && !S_ISREG(status.st_mode)) {
     const int file = openat(folder_, name_.c_str(), O_WRONLY | O_CLOEXEC);
-    return file >= 0 && finish(file, writeWhole(file, content));
+    return file >= 0 && finish(file, writeText(file, content));
   }
   const std::string temporary = "." + name_ + "." + std::to_string(getpid());
   const int file =
       openat(folder_, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (file < 0) return false;
-  if (finish(file, writeWhole(file, content)) &&
+  if (finish(file, writeText(file, content)) &&
       renameat(folder_, temporary.c_str(), folder_, name_.c_str()) == 0) {
     return true;
   }

@@ -7,36 +7,28 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <string_view>
 
 #include "crypto/authorities.h"
 #include "exit_code.h"
 #include "output.h"
+#include "support/file_system.h"
 #include "wzapp/wzapp.h"
 
 namespace wz {
 namespace {
 
-bool writeWhole(int file, std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t count = write(file, content.data(), content.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return false;
-    content.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
-}
-
 // False with errno.
 bool copyContent(int from, int to) {
-  std::array<char, 65536> block;
+  std::array<std::uint8_t, 65536> block;
   for (off_t position = 0;;) {
     const ssize_t count = pread(from, block.data(), block.size(), position);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return count == 0;
-    if (!writeWhole(to, {block.data(), static_cast<std::size_t>(count)})) return false;
+    const wzapp::ByteView octets(block.data(), static_cast<std::size_t>(count));
+    if (!wzapp::writeWhole(to, octets)) return false;
     position += count;
   }
 }

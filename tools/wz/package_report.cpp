@@ -174,8 +174,7 @@ class InnerExamination {
     bool isWritten = true;
     const bool isRead = archive_.digestEntry(entry_, sha1_, sha256_, [&](ByteView block) {
       size_ += block.size();
-      isWritten = isWritten && write(file_.get(), block.data(), block.size()) ==
-                                   static_cast<ssize_t>(block.size());
+      isWritten = isWritten && wzapp::writeWhole(file_.get(), block);
     });
     if (!isRead || !isWritten) return false;
     UnZIP content(file_.get());

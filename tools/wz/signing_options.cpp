@@ -37,8 +37,7 @@ bool SigningAuthorities::load(const std::string& keyDirectory) {
   if (!findings.errors.empty()) return false;
   for (const authority_table::TableRow& row : table) ders_.push_back(row.certificate.der);
   for (std::size_t i = 0; i < table.size(); ++i) {
-    const auto* const octets = reinterpret_cast<const std::uint8_t*>(ders_[i].data());
-    rows_.push_back({table[i].kind, wzapp::ByteView(octets, ders_[i].size())});
+    rows_.push_back({table[i].kind, wzapp::viewOf(ders_[i])});
   }
   return true;
 }
