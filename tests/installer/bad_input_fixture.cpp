@@ -103,6 +103,7 @@ BadInputTest::BadInputTest() {
     if (line != "postinstall\n") return;
     extracted = tree();
     extractedApps = listed(kApps);
+    extractedManifests = listed(kManifests);
   };
 }
 
@@ -133,9 +134,13 @@ Lines BadInputTest::packagesLines(const std::vector<std::string>& order,
   return expected;
 }
 
-// Only the sound application has a marketplace manifest.
 Lines BadInputTest::goodRulesLines() const {
-  Lines expected = {"postinstall\n", "Checking good\n"};
+  Lines expected = {"postinstall\n"};
+  for (const std::string& name : extractedManifests) {
+    expected.push_back("Checking " + name + "\n");
+    if (name == kGood) continue;
+    expected.push_back("Warning: " + kManifests + "/" + name + "/mpmanifest.mft not found\n");
+  }
   for (const std::string& name : extractedApps) {
     if (isOfGood(name)) continue;
     const std::string removing = "Removing " + kApps + "/" + name + "\n";
@@ -145,6 +150,9 @@ Lines BadInputTest::goodRulesLines() const {
       append(expected, {"Error: No valid marketplace manifest found for " + upper(name) + "\n",
                         removing, "Removing " + kData + "/" + name + "\n"});
     }
+  }
+  for (const std::string& name : extractedManifests) {
+    if (name != kGood) expected.push_back("Removing " + kManifests + "/" + name + "\n");
   }
   append(expected, {"Checking dependencies\n", "Reading " + kApps + "/good.MFT\n",
                     "Checking " + kApps + "/good.MFT\n"});

@@ -70,6 +70,8 @@ class BadInputTest : public InstallTest {
   std::vector<std::string> dropInOrder(const std::vector<BadPackage>& packages);
   static Lines packagesLines(const std::vector<std::string>& order,
                              const std::vector<BadPackage>& packages);
+  // Of rules that keep the sound application and nothing else. No manifest root holds another
+  // marketplace manifest.
   [[nodiscard]] Lines goodRulesLines() const;
 
   // Fails at the first line that differs.
@@ -77,7 +79,9 @@ class BadInputTest : public InstallTest {
 
   // What was there when the packages were done, before the rules removed anything.
   std::set<std::string> extracted;
-  std::vector<std::string> extractedApps;  // the top of the application root as it is listed
+  // The tops of the roots, as they are listed.
+  std::vector<std::string> extractedApps;
+  std::vector<std::string> extractedManifests;
 
   FileCalls calls;  // so that nothing waits for the disk
 };
