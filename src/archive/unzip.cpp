@@ -144,13 +144,6 @@ bool UnZIP::extractToFile(Entry entry, const FileOpener& openTarget) {
   return isWritten;
 }
 
-bool UnZIP::extractToDescriptor(Entry entry, int descriptor) {
-  if (!goTo(entry) || !openEntry()) return false;
-  const bool isWritten = writeOpenEntry(descriptor);
-  closeEntry();
-  return isWritten;
-}
-
 bool UnZIP::digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
                         std::span<std::uint8_t, kSha256Size> sha256) {
   return digestEntry(entry, sha1, sha256, [](ByteView) {});

@@ -99,10 +99,6 @@ class UnZIP {
   // what it gives is closed.
   [[nodiscard]] bool extractToFile(Entry entry, const FileOpener& openTarget);
 
-  // Writes the entry to an open file, from its current position. The descriptor stays the caller's
-  // and open. True if the whole entry was written.
-  [[nodiscard]] bool extractToDescriptor(Entry entry, int descriptor);
-
   // Computes the digests of the entry. True if the whole entry was read. False with both outputs
   // filled with zero octets if reading failed midway, and with both as they were if the entry could
   // not be opened. The entry is left open until the next operation or the end of the archive.

@@ -1,5 +1,6 @@
 #include "tests/archive/archive_test.h"
 
+#include <fcntl.h>
 #include <openssl/evp.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -48,6 +49,10 @@ void MemoryFile::assign(const std::string& content) const {
       lseek(descriptor_, 0, SEEK_SET) != 0) {
     throw std::runtime_error("cannot fill a memory file");
   }
+}
+
+wzapp::UnZIP::FileOpener MemoryFile::opener() const {
+  return [this] { return fcntl(descriptor_, F_DUPFD_CLOEXEC, 0); };
 }
 
 std::string MemoryFile::content() const {

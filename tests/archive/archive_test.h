@@ -31,6 +31,9 @@ class MemoryFile {
   void assign(const std::string& content) const;
   [[nodiscard]] std::string content() const;
 
+  // Opens it once more, for an archive to write to.
+  [[nodiscard]] wzapp::UnZIP::FileOpener opener() const;
+
  private:
   int descriptor_;
 };

@@ -53,7 +53,7 @@ void expectOperationsToAgree(UnZIP& archive, const MemoryFile& target) {
     const auto digests = digestByName(archive, entry->first);
     std::vector<std::uint8_t> content;
     const bool isRead = archive.readEntry(entry, content);
-    const bool isExtracted = archive.extractToDescriptor(entry, target.descriptor());
+    const bool isExtracted = archive.extractToFile(entry, target.opener());
 
     EXPECT_EQ(digests.has_value(), end == ReadEnd::kComplete);
     EXPECT_EQ(isExtracted, end == ReadEnd::kComplete);

@@ -79,7 +79,7 @@ TEST_P(EntryContentTest, IsTheSameForEveryOperation) {
   EXPECT_EQ(digestByName(archive, "entry"), opensslDigests(entry.content));
   EXPECT_EQ(readByName(archive, "entry"), entry.content);
   const Blocks blocks = blocksOf(archive, "entry");
-  EXPECT_TRUE(archive.extractToDescriptor(archive.index().find("entry"), target.descriptor()));
+  EXPECT_TRUE(archive.extractToFile(archive.index().find("entry"), target.opener()));
 
   EXPECT_EQ(blocks.end, ReadEnd::kComplete);
   EXPECT_EQ(blocks.content, entry.content);

@@ -20,7 +20,6 @@ using wzapp_test::ArchiveCalls;
 using wzapp_test::ArchiveTest;
 using wzapp_test::Call;
 using wzapp_test::letters;
-using wzapp_test::MemoryFile;
 using wzapp_test::noise;
 using wzapp_test::readByName;
 using wzapp_test::readWholeFile;
@@ -139,30 +138,6 @@ TEST_F(UnZIPExtractTest, DamagedEntryLeavesWhatCameBeforeTheDamage) {
   EXPECT_LT(written.size(), content.size());
   EXPECT_EQ(written.substr(0, 40000), content.substr(0, 40000));
   EXPECT_EQ(readByName(archive, "b"), "whole");
-}
-
-TEST_F(UnZIPExtractTest, DescriptorIsWrittenFromItsPositionAndStaysOpen) {
-  UnZIP archive(write(ZipBuilder().file("a", "content")));
-  const MemoryFile file("0123456789 and more");
-  ASSERT_EQ(lseek(file.descriptor(), 3, SEEK_SET), 3);
-
-  EXPECT_TRUE(archive.extractToDescriptor(archive.index().find("a"), file.descriptor()));
-
-  EXPECT_EQ(file.content(), "012content and more");
-  EXPECT_EQ(lseek(file.descriptor(), 0, SEEK_CUR), 10);
-}
-
-TEST_F(UnZIPExtractTest, DescriptorThatIsNotForWritingFails) {
-  const std::string path = write(ZipBuilder().file("a", "content"));
-  const ArchiveCalls calls;
-  UnZIP archive(path);
-  const int readOnly = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-
-  EXPECT_FALSE(archive.extractToDescriptor(archive.index().find("a"), readOnly));
-  EXPECT_FALSE(archive.extractToDescriptor(archive.index().find("a"), -1));
-
-  EXPECT_FALSE(calls.isEntryOpen());
-  close(readOnly);
 }
 
 // Full and failing disks.

@@ -38,7 +38,7 @@ void expectEveryOperationFails(UnZIP& archive, const std::string& target) {
   const MemoryFile file("before");
 
   EXPECT_FALSE(archive.extractToFile(end, target));
-  EXPECT_FALSE(archive.extractToDescriptor(end, file.descriptor()));
+  EXPECT_FALSE(archive.extractToFile(end, file.opener()));
   EXPECT_FALSE(archive.digestEntry(end, sha1, sha256));
   EXPECT_FALSE(archive.readEntry(end, content));
   EXPECT_EQ(archive.readBlocks(end, [](ByteView) { return true; }), ReadEnd::kNotOpened);

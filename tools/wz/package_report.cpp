@@ -199,7 +199,7 @@ class InnerExamination {
   // The id of the last manifest is the one that the terminal takes for the package.
   void readManifest(UnZIP& content, UnZIP::Entry entry) {
     const UnnamedFile file;
-    if (file.get() < 0 || !content.extractToDescriptor(entry, file.get())) return;
+    if (file.get() < 0 || !content.extractToFile(entry, file.path())) return;
     inner_.manifests.push_back(readPackagedManifest(file.path(), entry->first));
     inner_.id = inner_.manifests.back().id;
   }
