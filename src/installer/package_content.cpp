@@ -58,11 +58,11 @@ int replaceFile(const Place& place) {
 }
 
 bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const std::string& destination,
-                  const char* root) {
+                  const char* root, FilePlaces& places) {
   if (!isBelow(destination, root)) return false;
-  Place place;
-  if (!makePlace(normalizePath(destination), place)) return false;
-  return archive.extractToFile(entry, [&place] { return replaceFile(place); });
+  const Place* const place = places.make(normalizePath(destination));
+  if (place == nullptr) return false;
+  return archive.extractToFile(entry, [place] { return replaceFile(*place); });
 }
 
 bool isManifest(const std::string& path) { return toUpper(path).ends_with(kManifestEnding); }
@@ -72,11 +72,12 @@ bool isManifest(const std::string& path) { return toUpper(path).ends_with(kManif
 std::string extractContent(UnZIP& archive, const ContentTarget& target) {
   if (target.isReplaced) removePreviousVersion(archive.index(), target.root);
   std::string appId;
+  FilePlaces places;
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
     const std::string& name = entry->first;
     if (name.ends_with('/')) continue;
     const std::string destination = destinationOf(name, target.root);
-    if (!extractEntry(archive, entry, destination, target.root)) {
+    if (!extractEntry(archive, entry, destination, target.root, places)) {
       reportError("Error: Failed to extract '%s' -> '%s'\n", name.c_str(), destination.c_str());
       continue;
     }

@@ -82,4 +82,19 @@ bool makePlace(const std::string& path, Place& place) {
   return walk(path, openOrMakeDirectory, place);
 }
 
+const Place* FilePlaces::make(const std::string& path) {
+  const std::size_t length = path.rfind('/') + 1;  // 0: there is no "/"
+  const std::string_view directory = std::string_view(path).substr(0, length);
+  std::string name = path.substr(length);
+  const bool isName = !name.empty() && !isRelative(name);
+  if (isName && !directory.empty() && directory == directory_) {
+    place_.name = std::move(name);
+    return &place_;
+  }
+  directory_.clear();
+  if (!makePlace(path, place_)) return nullptr;
+  if (isName) directory_ = directory;
+  return &place_;
+}
+
 }  // namespace wzapp

@@ -25,6 +25,20 @@ struct Place {
 // one of them cannot be created.
 [[nodiscard]] bool makePlace(const std::string& path, Place& place);
 
+// Makes the places of many files one after the other. The directory of the last one stays open, so
+// that files of the same directory find it at once. Meanwhile nobody can put another one in its
+// place: one that is moved takes the files that follow with it, as it takes those before. Moving it
+// takes the right to write to the directory above, which is the process's own user's.
+class FilePlaces {
+ public:
+  // The same as makePlace(), but for the place being good until the next call, and null for false.
+  [[nodiscard]] const Place* make(const std::string& path);
+
+ private:
+  std::string directory_;  // path of place_.directory with the "/" behind it; empty: there is none
+  Place place_;
+};
+
 }  // namespace wzapp
 
 #endif  // WZAPP_INSTALLER_PLACE_H

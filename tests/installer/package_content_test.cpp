@@ -67,6 +67,52 @@ TEST_F(PackageContentTest, GoesBelowTheRootWithItsFolders) {
   EXPECT_EQ(installResult(), kInstallOk);
 }
 
+TEST_F(PackageContentTest, FindsADirectoryOnceForTheFilesThatFollowOneAnother) {
+  const auto entered = [this](const ZipBuilder& archive) {
+    int count = 0;
+    calls.hook = [&count](const FileCall& call) {
+      count += call.function == "openat" && call.name == "pages" ? 1 : 0;
+      return 0;
+    };
+    extract(archive);
+    calls.hook = nullptr;
+    return count;
+  };
+
+  const int forOne = entered(ZipBuilder().file("one/pages/1", ""));
+  const int forThree = entered(
+      ZipBuilder().file("three/pages/1", "").file("three/pages/2", "").file("three/pages/3", ""));
+
+  EXPECT_GT(forOne, 0);
+  EXPECT_EQ(forThree, forOne);
+}
+
+TEST_F(PackageContentTest, ComesBackToADirectoryBehindTheFilesOfAnother) {
+  extract(ZipBuilder().file("a/1", "1").file("a/b/2", "2").file("a/c", "3").file("d", "4"));
+
+  EXPECT_THAT(treeOf(kApps), ElementsAre("a/", "a/1", "a/b/", "a/b/2", "a/c", "d"));
+  EXPECT_EQ(terminal.readFile(kApps + "/a/c"), "3");
+  EXPECT_EQ(terminal.readFile(kApps + "/d"), "4");
+}
+
+// A link takes the place of the directory between two of its files.
+TEST_F(PackageContentTest, GoesOnInADirectoryThatIsMovedAndNotWhereItsNameLeads) {
+  terminal.makeFolder(kOutside);
+  calls.hook = [](const FileCall& call) {
+    if (call.function == "openat" && call.name == "2") {
+      fs::rename(kApps + "/a", kApps + "/moved");
+      fs::create_directory_symlink(kOutside, kApps + "/a");
+    }
+    return 0;
+  };
+
+  extract(ZipBuilder().file("a/1", "").file("a/2", "").file("a/3", ""));
+
+  calls.hook = nullptr;
+  EXPECT_THAT(treeOf(kOutside), IsEmpty());
+  EXPECT_THAT(treeOf(kApps), ElementsAre("a", "moved/", "moved/1", "moved/2", "moved/3"));
+}
+
 TEST_F(PackageContentTest, IsCreatedWithTheRightsOfTheProcessMask) {
   const mode_t mask = umask(027);
   static_cast<void>(extract(ZipBuilder().file("a/b", "x")));
