@@ -8,17 +8,12 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <chrono>
 #include <vector>
 
-namespace bench {
+#include "bench/median.h"
 
-inline double median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
+namespace bench {
 
 // Seconds for `repeats` times the work.
 template <class Work>
