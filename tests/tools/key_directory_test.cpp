@@ -7,6 +7,7 @@
 #include <openssl/x509.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <csignal>
@@ -311,6 +312,34 @@ TEST(KeyDirectoryTest, AFailedWriteLeavesNothing) {
 
   EXPECT_EQ(result.code, 3);
   EXPECT_THAT(result.errors, HasSubstr("File too large"));
+  EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+// The signal for a file that grows too large stands for all that end a process.
+TEST(KeyDirectoryTest, ASignalWhileItIsWrittenLeavesNothing) {
+  const TemporaryDirectory folder;
+  const auto allowSmallFilesOnly = [] {
+    const rlimit limit{900, 900};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, SIG_DFL);
+  };
+
+  const ProgramResult result = runProgram(DEVKEYS_PROGRAM, {folder / "keys"}, allowSmallFilesOnly);
+
+  EXPECT_EQ(result.code, -SIGXFSZ);
+  EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+TEST(KeyDirectoryTest, ASignalWhileKeysAreMadeLeavesNothing) {
+  const TemporaryDirectory folder;
+  const auto endWhileKeysAreMade = [] {
+    const itimerval timer{{}, {0, 100000}};  // of this process's own work; making keys takes more
+    setitimer(ITIMER_VIRTUAL, &timer, nullptr);
+  };
+
+  const ProgramResult result = runProgram(DEVKEYS_PROGRAM, {folder / "keys"}, endWhileKeysAreMade);
+
+  EXPECT_EQ(result.code, -SIGVTALRM);
   EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 

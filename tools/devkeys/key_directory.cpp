@@ -1,6 +1,8 @@
 #include "devkeys/key_directory.h"
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -12,6 +14,7 @@
 #include <deque>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "devkeys/certificate_order.h"
@@ -23,6 +26,11 @@ namespace {
 namespace fs = std::filesystem;
 
 // ---- What is made ------------------------------------------------------------------------------
+
+constexpr char kRootsFolder[] = "roots";
+constexpr char kAuthoritiesFolder[] = "authorities";
+constexpr char kSignersFolder[] = "signers";
+constexpr const char* kFolders[] = {kRootsFolder, kAuthoritiesFolder, kSignersFolder};
 
 constexpr char kAuthorityEnd[] = "21100101000000Z";
 
@@ -146,11 +154,52 @@ class NewFolder {
   std::string path_;
 };
 
-void writePair(const fs::path& folder, const std::string& name, const std::string& certificate,
-               const RsaKey& key) {
-  writeFile(folder / (name + ".der"), certificate, 0644);
-  writeFile(folder / (name + ".key"), key.privatePem(), 0600);
-}
+// While it lives, signals to this thread wait: one that ends the process finds the folder complete,
+// or gone.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
+
+// What becomes a key directory, in memory: making keys takes seconds, writing them an instant.
+class KeyFiles {
+ public:
+  void add(const std::string& name, std::string content, mode_t mode) {
+    files_.push_back({name, std::move(content), mode});
+  }
+
+  void addPair(const std::string& name, const std::string& certificate, const RsaKey& key) {
+    add(name + ".der", certificate, 0644);
+    add(name + ".key", key.privatePem(), 0600);
+  }
+
+  void write(const fs::path& directory) const {
+    const SignalsHeld held;
+    NewFolder folder(directory);
+    for (const char* const name : kFolders) makeFolder(folder / name, S_IRWXU);
+    for (const File& file : files_) writeFile(folder / file.name, file.content, file.mode);
+    folder.finish();
+  }
+
+ private:
+  struct File {
+    std::string name;  // in the directory
+    std::string content;
+    mode_t mode;
+  };
+
+  std::vector<File> files_;
+};
 
 // ---- The steps ---------------------------------------------------------------------------------
 
@@ -162,22 +211,20 @@ struct Authority {
 
 using Authorities = std::deque<Authority>;
 
-Authorities makeRoots(const fs::path& folder) {
-  makeFolder(folder, S_IRWXU);
+Authorities makeRoots(KeyFiles& files) {
   Authorities roots;
   for (const RootPlan& plan : kRoots) {
     const std::string number = std::to_string(roots.size() + 1);
     const Authority& root = roots.emplace_back(Authority{{}, "Development root " + number});
     const CertificateOrder order{Role::kRoot,       root.commonName,   serialOctets(plan.serial),
                                  "20100104000000Z", "21101231000000Z", {}};
-    writePair(folder, plan.name, makeCertificate(order, root.key, {root.key, root.commonName}),
-              root.key);
+    files.addPair(std::string(kRootsFolder) + "/" + plan.name,
+                  makeCertificate(order, root.key, {root.key, root.commonName}), root.key);
   }
   return roots;
 }
 
-Authorities makeAuthorities(const fs::path& folder, const Authorities& roots) {
-  makeFolder(folder, S_IRWXU);
+Authorities makeAuthorities(KeyFiles& files, const Authorities& roots) {
   Authorities authorities;
   for (const AuthorityPlan& plan : kAuthorities) {
     const std::string number = std::to_string(authorities.size() + 1);
@@ -186,14 +233,14 @@ Authorities makeAuthorities(const fs::path& folder, const Authorities& roots) {
     const CertificateOrder order{Role::kAuthority, authority.commonName, serialOctets(plan.serial),
                                  plan.notBefore,   plan.notAfter,        {}};
     const Authority& root = roots[plan.root];
-    writePair(folder, number, makeCertificate(order, authority.key, {root.key, root.commonName}),
-              authority.key);
+    files.addPair(kAuthoritiesFolder + ("/" + number),
+                  makeCertificate(order, authority.key, {root.key, root.commonName}),
+                  authority.key);
   }
   return authorities;
 }
 
-void makeSigners(const fs::path& folder, const Authorities& authorities) {
-  makeFolder(folder, S_IRWXU);
+void makeSigners(KeyFiles& files, const Authorities& authorities) {
   for (const SignerPlan& plan : kSigners) {
     const RsaKey key;
     const CertificateOrder order{Role::kSigner,
@@ -203,8 +250,8 @@ void makeSigners(const fs::path& folder, const Authorities& authorities) {
                                  kAuthorityEnd,
                                  {plan.permission}};
     const Authority& authority = authorities[plan.authority];
-    writePair(folder, plan.name, makeCertificate(order, key, {authority.key, authority.commonName}),
-              key);
+    files.addPair(std::string(kSignersFolder) + "/" + plan.name,
+                  makeCertificate(order, key, {authority.key, authority.commonName}), key);
   }
 }
 
@@ -212,7 +259,8 @@ std::string tableText() {
   std::string text;
   int number = 0;
   for (const AuthorityPlan& plan : kAuthorities) {
-    text += std::to_string(plan.kind) + " authorities/" + std::to_string(++number) + ".der\n";
+    text += std::to_string(plan.kind) + " " + kAuthoritiesFolder + "/" + std::to_string(++number) +
+            ".der\n";
   }
   return text;
 }
@@ -220,12 +268,14 @@ std::string tableText() {
 void makeAll(const fs::path& directory) {
   struct stat status {};
   if (lstat(directory.c_str(), &status) == 0) failAt(directory, EEXIST);
-  NewFolder folder(directory);
-  const Authorities roots = makeRoots(folder / "roots");
-  const Authorities authorities = makeAuthorities(folder / "authorities", roots);
-  makeSigners(folder / "signers", authorities);
-  writeFile(folder / kTableFile, tableText(), 0644);
-  folder.finish();
+  const fs::path above = directory.parent_path();
+  if (access(above.c_str(), W_OK | X_OK) != 0) failAt(directory, errno);
+  KeyFiles files;
+  const Authorities roots = makeRoots(files);
+  const Authorities authorities = makeAuthorities(files, roots);
+  makeSigners(files, authorities);
+  files.add(kTableFile, tableText(), 0644);
+  files.write(directory);
 }
 
 }  // namespace

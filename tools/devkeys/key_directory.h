@@ -21,7 +21,8 @@ namespace devkeys {
 inline constexpr char kTableFile[] = "authorities.txt";
 
 /// Makes the key directory `directory`, which must not exist; the folder above it must. It appears
-/// complete or not at all. False with a line of text in `error` for the user when that failed.
+/// complete or not at all, also when a signal ends the process meanwhile. False with a line of text
+/// in `error` for the user when that failed.
 [[nodiscard]] bool makeKeyDirectory(const std::string& directory, std::string& error);
 
 }  // namespace devkeys
