@@ -3,12 +3,19 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <rapidjson/document.h>
 #include <stdlib.h>
 #include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -302,6 +309,36 @@ TEST_F(InstallTest, APackageThatIsWaitingAlreadyIsNotReplaced) {
   EXPECT_EQ(result.code, kEnvironment);
   EXPECT_THAT(result.errors, HasSubstr("a package of that name is waiting there already"));
   EXPECT_EQ(contentOf(waiting), "waiting");
+}
+
+// In a new process: the system fails to bring anything to stable storage, as bad flash does.
+void failSynchronization() {
+  sock_filter steps[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_syncfs, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EIO),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog filter{std::size(steps), steps};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
+    _exit(126);
+  }
+}
+
+TEST_F(InstallTest, APackageThatTheTerminalKeepsIsRejectedWithTheReason) {
+  const std::string package = pack("shop.zip");
+
+  const ProgramResult result =
+      runWz({"install", "--terminal", terminal_, package}, failSynchronization);
+
+  EXPECT_EQ(result.code, kRejected) << result.errors;
+  EXPECT_THAT(linesOf(result.out),
+              IsSupersetOf(Lines{
+                  "Overall result: ERROR", "installed shop 1.2", "rejected " + package,
+                  "  it is still waiting in /mnt/flash/system/wz/shop.zip: what it brought could "
+                  "not be brought to stable storage, or it could not be deleted"}));
+  EXPECT_TRUE(fs::exists(terminal_ + "/flash/system/wz/shop.zip"));
 }
 
 TEST_F(InstallTest, OneProgramAtATimeChangesATerminal) {
