@@ -13,14 +13,7 @@ int install(const InstallOptions& options) {
   if (const int code = files.open(options.packages); code != kDone) return code;
   TerminalChange change;
   if (!change.begin(options.terminal) || !files.copyIn()) return kEnvironment;
-  const auto display = options.asJson ? InstallLog::Display::kNone : InstallLog::Display::kLines;
-  const InstallOutcome outcome = runInstallation(files.packages(), display);
-  if (options.asJson) {
-    printJsonObject([&outcome](JsonWriter& writer) { putOutcome(writer, outcome); });
-  } else {
-    printOutcome(outcome);
-  }
-  return exitCodeOf(outcome);
+  return installAsCommand(files.packages(), options.asJson);
 }
 
 }  // namespace wz

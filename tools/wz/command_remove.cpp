@@ -76,14 +76,7 @@ int removeApplication(const RemoveOptions& options) {
   if (!orderRemoval(application, order) || !makeWaiting(order, signers, package)) {
     return kEnvironment;
   }
-  const auto display = options.asJson ? InstallLog::Display::kNone : InstallLog::Display::kLines;
-  const InstallOutcome outcome = runInstallation({package}, display);
-  if (options.asJson) {
-    printJsonObject([&outcome](JsonWriter& writer) { putOutcome(writer, outcome); });
-  } else {
-    printOutcome(outcome);
-  }
-  return exitCodeOf(outcome);
+  return installAsCommand({package}, options.asJson);
 }
 
 }  // namespace wz

@@ -222,4 +222,15 @@ int exitCodeOf(const InstallOutcome& outcome) {
   return outcome.isDone() ? kDone : kApplicationFailed;
 }
 
+int installAsCommand(const std::vector<WaitingPackage>& packages, bool asJson) {
+  const auto display = asJson ? InstallLog::Display::kNone : InstallLog::Display::kLines;
+  const InstallOutcome outcome = runInstallation(packages, display);
+  if (asJson) {
+    printJsonObject([&outcome](JsonWriter& writer) { putOutcome(writer, outcome); });
+  } else {
+    printOutcome(outcome);
+  }
+  return exitCodeOf(outcome);
+}
+
 }  // namespace wz

@@ -45,6 +45,10 @@ struct InstallOutcome {
 [[nodiscard]] InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
                                              InstallLog::Display display);
 
+/// The same as a command does it: the log or nothing while it runs, then what it changed, in words
+/// or as an object of JSON. The exit code.
+[[nodiscard]] int installAsCommand(const std::vector<WaitingPackage>& packages, bool asJson);
+
 /// Prints what a run changed, in words or as the members of an object.
 void printOutcome(const InstallOutcome& outcome);
 void putOutcome(JsonWriter& writer, const InstallOutcome& outcome);
