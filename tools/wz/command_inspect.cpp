@@ -187,10 +187,10 @@ void printTrial(const InstallOutcome& outcome) {
 }
 
 // Inside the copy of the terminal, where the package is really installed.
-int installOnCopy(const PackageReport& report, const PackageFiles& files, bool asJson,
-                  const std::string& copy) {
+int installOnCopy(const PackageFiles& files, bool asJson, const std::string& copy) {
   TerminalChange change;
   if (!change.begin(copy) || !files.copyIn()) return kEnvironment;
+  const PackageReport& report = files.packages().front().report;
   const InstallOutcome outcome = runInstallation(files.packages(), InstallLog::Display::kNone);
   if (asJson) {
     printJsonObject([&](JsonWriter& writer) {
@@ -228,16 +228,16 @@ int inChild(const Body& body) {
   return child > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : kEnvironment;
 }
 
-int tryOnTerminal(const PackageReport& report, const InspectOptions& options) {
+int tryOnTerminal(const InspectOptions& options) {
   PackageFiles files;
-  if (const int code = files.open({options.file}); code != kDone) return code;
+  if (const int code = files.open({options.file}, EntrySizes::kCounted); code != kDone) return code;
   TerminalCopy copy;
   std::string error;
   if (!copy.make(options.terminal, error)) {
     printMessage(error);
     return kEnvironment;
   }
-  return inChild([&] { return installOnCopy(report, files, options.asJson, copy.directory()); });
+  return inChild([&] { return installOnCopy(files, options.asJson, copy.directory()); });
 }
 
 }  // namespace
@@ -249,8 +249,9 @@ int inspect(const InspectOptions& options) {
                  (failure ? failure.message() : "it is no file"));
     return kEnvironment;
   }
-  const PackageReport report = examinePackage(options.file, wzapp::authorities());
-  if (!options.terminal.empty()) return tryOnTerminal(report, options);
+  if (!options.terminal.empty()) return tryOnTerminal(options);
+  const PackageReport report =
+      examinePackage(options.file, wzapp::authorities(), EntrySizes::kCounted);
   if (options.asJson) {
     printJsonObject([&report](JsonWriter& writer) { putReport(writer, report); });
   } else {

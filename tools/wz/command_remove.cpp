@@ -54,7 +54,7 @@ bool makeWaiting(const packaging::RemovalOrder& order, const packaging::PackageS
     return false;
   }
   package = {"the removal of " + order.id, kPackageName,
-             examinePackage(path, wzapp::authorities())};
+             examinePackage(path, wzapp::authorities(), EntrySizes::kLeftOut)};
   return true;
 }
 

@@ -58,7 +58,7 @@ PackageFiles::~PackageFiles() {
   for (const int descriptor : descriptors_) close(descriptor);
 }
 
-int PackageFiles::open(const std::vector<std::string>& files) {
+int PackageFiles::open(const std::vector<std::string>& files, EntrySizes sizes) {
   for (const std::string& file : files) {
     const std::string name = std::filesystem::path(file).filename().string();
     if (!isPackageName(file)) {
@@ -82,7 +82,7 @@ int PackageFiles::open(const std::vector<std::string>& files) {
       printMessage(file + " is no file");
       return kEnvironment;
     }
-    packages_.push_back({file, name, examinePackage(file, wzapp::authorities())});
+    packages_.push_back({file, name, examinePackage(file, wzapp::authorities(), sizes)});
   }
   return kDone;
 }

@@ -18,7 +18,8 @@ class PackageFiles {
   PackageFiles& operator=(const PackageFiles&) = delete;
 
   /// Opens the files and examines what they are for. An exit code, after a message unless kDone.
-  [[nodiscard]] int open(const std::vector<std::string>& files);
+  [[nodiscard]] int open(const std::vector<std::string>& files,
+                         EntrySizes sizes = EntrySizes::kLeftOut);
 
   /// Copies the files into the source directory of the terminal that this process is inside of by
   /// now. False after a message, and then none is there.

@@ -40,6 +40,17 @@ bool isLookedAt(const std::string& name) {
   return name.size() >= kShortestName && !name.ends_with('/');
 }
 
+// 0 where sizes are left out.
+std::uint64_t sizeOf(UnZIP& archive, UnZIP::Entry entry, EntrySizes sizes) {
+  std::uint64_t size = 0;
+  if (sizes == EntrySizes::kLeftOut) return size;
+  (void)archive.readBlocks(entry, [&size](ByteView block) {
+    size += block.size();
+    return true;
+  });
+  return size;
+}
+
 // ---- A file without a name ---------------------------------------------------------------------
 
 class UnnamedFile {
@@ -134,9 +145,9 @@ std::string whyNoSignature(int code) {
 // One inner package on its way through the checks; a check that fails ends them.
 class InnerExamination {
  public:
-  InnerExamination(UnZIP& archive, UnZIP::Entry entry, const Trust& trust,
+  InnerExamination(UnZIP& archive, UnZIP::Entry entry, EntrySizes sizes, const Trust& trust,
                    const PackageReport& report)
-      : archive_(archive), entry_(entry), trust_(trust), report_(report) {}
+      : archive_(archive), entry_(entry), sizes_(sizes), trust_(trust), report_(report) {}
 
   InnerPackage run() {
     inner_.entry = entry_->first;
@@ -186,12 +197,7 @@ class InnerExamination {
 
   void listContent(UnZIP& content) {
     for (auto entry = content.index().begin(); entry != content.index().end(); ++entry) {
-      std::uint64_t size = 0;
-      (void)content.readBlocks(entry, [&size](ByteView block) {
-        size += block.size();
-        return true;
-      });
-      inner_.entries.push_back({entry->first, size});
+      inner_.entries.push_back({entry->first, sizeOf(content, entry, sizes_)});
       if (wzapp::toUpper(entry->first).ends_with(".MFT")) readManifest(content, entry);
     }
   }
@@ -316,6 +322,7 @@ class InnerExamination {
 
   UnZIP& archive_;
   UnZIP::Entry entry_;
+  EntrySizes sizes_;
   const Trust& trust_;
   const PackageReport& report_;
 
@@ -332,14 +339,9 @@ class InnerExamination {
   Authority signer_{};
 };
 
-void listEntries(UnZIP& archive, PackageReport& report) {
+void listEntries(UnZIP& archive, EntrySizes sizes, PackageReport& report) {
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
-    std::uint64_t size = 0;
-    (void)archive.readBlocks(entry, [&size](ByteView block) {
-      size += block.size();
-      return true;
-    });
-    report.entries.push_back({entry->first, size});
+    report.entries.push_back({entry->first, sizeOf(archive, entry, sizes)});
   }
 }
 
@@ -376,7 +378,8 @@ bool isPackageName(const std::string& file) {
   return name.size() > kEnding.size() && name.ends_with(kEnding);
 }
 
-PackageReport examinePackage(const std::string& file, std::span<const Authority> authorities) {
+PackageReport examinePackage(const std::string& file, std::span<const Authority> authorities,
+                             EntrySizes sizes) {
   PackageReport report;
   report.file = file;
   UnZIP archive(file);
@@ -384,14 +387,14 @@ PackageReport examinePackage(const std::string& file, std::span<const Authority>
     report.refusal = whyNoArchive(file);
     return report;
   }
-  listEntries(archive, report);
+  listEntries(archive, sizes, report);
   Trust trust;
   trust.rows.assign(authorities.begin(), authorities.end());
   trust.authorityCount = authorities.size();
   examineCertificates(archive, trust, report);
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
     if (!isLookedAt(entry->first) || !wzapp::toUpper(entry->first).ends_with(".ZIP")) continue;
-    report.inners.push_back(InnerExamination(archive, entry, trust, report).run());
+    report.inners.push_back(InnerExamination(archive, entry, sizes, trust, report).run());
   }
   return report;
 }

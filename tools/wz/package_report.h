@@ -15,7 +15,7 @@ namespace wz {
 
 struct PackageEntry {
   std::string name;
-  std::uint64_t size = 0;  ///< octets that came out of it
+  std::uint64_t size = 0;  ///< octets that came out of it; 0 where sizes are left out
 };
 
 struct PackageCertificate {
@@ -83,10 +83,15 @@ struct PackageReport {
 /// before it.
 [[nodiscard]] bool isPackageName(const std::string& file);
 
+/// What a report is to tell of entries. Counting what comes out of them unpacks all there is once
+/// more than the checks do.
+enum class EntrySizes { kCounted, kLeftOut };
+
 /// Examines a package as a terminal does that has the roots of all `authorities`. Archives inside
 /// are unpacked into a file without a name in the machine's folder for temporary files.
 [[nodiscard]] PackageReport examinePackage(const std::string& file,
-                                           std::span<const wzapp::Authority> authorities);
+                                           std::span<const wzapp::Authority> authorities,
+                                           EntrySizes sizes);
 
 }  // namespace wz
 
