@@ -6,11 +6,13 @@
 // of times in the same round, beside their goals. Every run's result and what it installed is
 // checked.
 //
-//     install_bench [--set a|b|c]... [--rounds N]
-//     install_bench --set a|b|c --prepare DIR
+//     install_bench [--set a|b|c]... [--rounds N] [--stored]
+//     install_bench --set a|b|c --prepare DIR [--stored]
 //
-// The programs are looked for beside this one. The second form only makes the existing folder DIR
-// what a run begins with, DIR/packages and DIR/terminal, for a look at one program with a profiler.
+// The programs are looked for beside this one. The archives inside the package files are deflated
+// once more, unless --stored leaves them as the kit packs them. The second form only makes the
+// existing folder DIR what a run begins with, DIR/packages and DIR/terminal, for a look at one
+// program with a profiler.
 
 #include <algorithm>
 #include <charconv>
@@ -48,8 +50,9 @@ constexpr Goals kGoals[] = {
 };
 
 struct Options {
-  std::string sets;     // names; empty: all
-  int rounds = 0;       // 0: those of each set
+  std::string sets;  // names; empty: all
+  int rounds = 0;    // 0: those of each set
+  bench::Packing packing = bench::Packing::kDeflated;
   std::string prepare;  // a folder; empty: measure
 };
 
@@ -73,8 +76,8 @@ using Samples = std::vector<bench::Measured>;
 // Installations of one set of packages.
 class Contest {
  public:
-  Contest(const bench::PackageSet& set, std::string programs, std::string keys,
-          const std::string& folder)
+  Contest(const bench::PackageSet& set, bench::Packing packing, std::string programs,
+          std::string keys, const std::string& folder)
       : set_(set),
         programs_(std::move(programs)),
         keys_(std::move(keys)),
@@ -82,7 +85,7 @@ class Contest {
         terminal_(folder + "/terminal"),
         log_(folder + "/log") {
     fs::create_directory(packages_);
-    bench::makePackages(set, keys_, packages_);
+    bench::makePackages(set, packing, keys_, packages_);
   }
 
   void prepare() { bench::makeTerminal(terminal_, keys_ + "/roots", packages_); }
@@ -174,7 +177,8 @@ void print(const bench::PackageSet& set, const Goals& goals, const Contest& cont
 // --- Command line -----------------------------------------------------------------------------
 
 [[noreturn]] void refuse(const std::string& word) {
-  throw std::runtime_error(word + "? The options are --set a|b|c, --rounds N and --prepare DIR");
+  throw std::runtime_error(word +
+                           "? The options are --set a|b|c, --rounds N, --stored and --prepare DIR");
 }
 
 int positiveNumber(const std::string& text) {
@@ -195,6 +199,10 @@ Options parse(const std::vector<std::string>& words) {
   Options options;
   for (std::size_t i = 0; i < words.size(); ++i) {
     if (words[i].starts_with("--benchmark_")) continue;
+    if (words[i] == "--stored") {
+      options.packing = bench::Packing::kStored;
+      continue;
+    }
     if (i + 1 == words.size()) refuse(words[i]);
     const std::string& value = words[i + 1];
     if (words[i] == "--set" && value.size() == 1 && isSetName(value[0])) {
@@ -221,11 +229,11 @@ unsigned long long neededOctets(const bench::PackageSet& set) {
 void runSet(const bench::PackageSet& set, const Goals& goals, const Options& options,
             const std::string& programs) {
   if (!options.prepare.empty()) {
-    Contest(set, programs, KEY_DIRECTORY, options.prepare).prepare();
+    Contest(set, options.packing, programs, KEY_DIRECTORY, options.prepare).prepare();
     return;
   }
   const bench::WorkFolder folder(neededOctets(set));
-  Contest contest(set, programs, KEY_DIRECTORY, folder.path());
+  Contest contest(set, options.packing, programs, KEY_DIRECTORY, folder.path());
   contest.run(options.rounds > 0 ? options.rounds : goals.rounds);
   print(set, goals, contest);
 }

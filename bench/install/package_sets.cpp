@@ -7,7 +7,9 @@
 #include <stdexcept>
 
 #include "bench/install/file_content.h"
+#include "bench/install/zip_reader.h"
 #include "packaging/package_maker.h"
+#include "packaging/zip_writer.h"
 
 namespace bench {
 namespace {
@@ -88,18 +90,40 @@ packaging::ApplicationFolder writeApplication(const PackageSet& set, int number,
   return application;
 }
 
+void require(bool isDone, const std::string& error) {
+  if (!isDone) throw std::runtime_error(error);
+}
+
 packaging::Signer loadSigner(const std::string& keys, packaging::SignerRole role) {
   packaging::Signer signer;
   std::string error;
-  if (!signer.load(keys, role, "", error)) throw std::runtime_error(error);
+  require(signer.load(keys, role, "", error), error);
   return signer;
+}
+
+// Packs every entry of the archive that is stored, in place.
+void deflateEntries(const std::string& path) {
+  const std::string entryFile = path + ".entry";
+  const std::string newFile = path + ".new";
+  ZipReader archive(path, kBlockSize);
+  packaging::ZipWriter writer;
+  std::string error;
+  require(writer.create(newFile, error), error);
+  for (const ZipReader::Entry& entry : archive.entries()) {
+    archive.writeTo(entry, entryFile);
+    require(writer.addFile(entry.name, entryFile, packaging::ZipMethod::kDeflated, error), error);
+  }
+  require(writer.finish(error), error);
+  fs::remove(entryFile);
+  fs::rename(newFile, path);
 }
 
 bool takeAsItIs(const std::string& /*path*/) { return true; }
 
 }  // namespace
 
-void makePackages(const PackageSet& set, const std::string& keys, const std::string& directory) {
+void makePackages(const PackageSet& set, Packing packing, const std::string& keys,
+                  const std::string& directory) {
   const packaging::PackageSigners signers{
       loadSigner(keys, packaging::SignerRole::kApplication),
       loadSigner(keys, packaging::SignerRole::kManifest),
@@ -114,7 +138,8 @@ void makePackages(const PackageSet& set, const std::string& keys, const std::str
     const std::string target = directory + "/" + order.folder.id + ".zip";
     const bool isMade = packaging::makePackage(order, signers, target, takeAsItIs, error);
     fs::remove_all(folder);
-    if (!isMade) throw std::runtime_error(error);
+    require(isMade, error);
+    if (packing == Packing::kDeflated) deflateEntries(target);
   }
 }
 

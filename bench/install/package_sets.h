@@ -27,11 +27,19 @@ inline constexpr PackageSet kPackageSets[] = {
     {'c', "one application of 1 GB in 8 files", 1, 8, 125'000'000},
 };
 
+/// How a package file holds the archives inside it.
+enum class Packing {
+  kDeflated,  ///< packed once more, as most programs do that do not look at what they pack
+  kStored,    ///< as they are, as the kit does
+};
+
 /// Makes the package files of the set in the existing folder `directory`. Files are written and
-/// packed in blocks; on the way the folder holds each application's files beside its package.
+/// packed in blocks; on the way the folder holds each application's files, or its archive, beside
+/// its package.
 /// \param keys  a key directory (devkeys/key_directory.h).
 /// Throws std::runtime_error.
-void makePackages(const PackageSet& set, const std::string& keys, const std::string& directory);
+void makePackages(const PackageSet& set, Packing packing, const std::string& keys,
+                  const std::string& directory);
 
 }  // namespace bench
 
