@@ -32,7 +32,7 @@ const ModeWords& wordsOf(SponsorMode mode) {
   return mode == SponsorMode::kInstall ? kInstallWords : kUninstallWords;
 }
 
-// Opening a pipe would wait for somebody who writes; a device may never end.
+// A manifest is neither: reading would take away what a pipe holds, and a device may never end.
 bool isPipeOrDevice(const std::string& path) {
   struct stat status;
   return fileStat(path.c_str(), status) == 0 && !S_ISREG(status.st_mode) &&

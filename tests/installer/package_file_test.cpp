@@ -254,15 +254,5 @@ TEST_F(PackageFileTest, WithAnErrorKeepsNoOtherFromBeingInstalled) {
   EXPECT_THAT(dropped(), IsEmpty());
 }
 
-TEST_F(PackageFileTest, MayHoldTenThousandPackages) {
-  PackageBuilder package;
-  for (int i = 0; i < 10000; ++i) package.file(std::to_string(i) + ".ZIP", "");
-  drop("x.zip", package);
-
-  EXPECT_EQ(install(), kInstallError);
-
-  EXPECT_EQ(lines.size(), 1 + 12 + 20000 + 4);
-}
-
 }  // namespace
 }  // namespace wzapp
