@@ -29,9 +29,10 @@ struct Digests {
   Sha256Context sha256;
 };
 
-bool isRegularFile(int descriptor) {
+// The size in octets of a regular file; -1 for anything else.
+off_t fileSize(int descriptor) {
   struct stat status;
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
 }
 
 }  // namespace
@@ -49,7 +50,9 @@ UnZIP::UnZIP(int descriptor) { open(descriptor); }
 UnZIP::~UnZIP() { close(); }
 
 void UnZIP::open(int descriptor) {
-  if (!isRegularFile(descriptor)) return;
+  const off_t size = fileSize(descriptor);
+  if (size < 0) return;
+  octetsLeft_ = static_cast<std::uint64_t>(size) * kMaxExpansion * kMaxReadings;
   try {
     const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
     handle_ = unzOpen(path.c_str());
@@ -107,13 +110,23 @@ bool UnZIP::goTo(Entry entry) {
 // Closes the entry that an operation before may have left open.
 bool UnZIP::openEntry() { return unzOpenCurrentFile(handle_) == UNZ_OK; }
 
+// The number of octets read; 0 at the end of the entry, negative when it cannot be read.
+int UnZIP::readOpenOctets(std::span<std::uint8_t> block) {
+  const int count = unzReadCurrentFile(handle_, block.data(), static_cast<unsigned>(block.size()));
+  if (count <= 0) return count;
+  const auto octets = static_cast<std::uint64_t>(count);
+  if (octets > octetsLeft_) return UNZ_BADZIPFILE;
+  octetsLeft_ -= octets;
+  return count;
+}
+
 // What it says about the CRC is not asked for; without an open entry it does nothing.
 void UnZIP::closeEntry() { (void)unzCloseCurrentFile(handle_); }
 
 ReadEnd UnZIP::readOpenEntry(const BlockSink& sink) {
   Block block;
   while (true) {
-    const int count = unzReadCurrentFile(handle_, block.data(), block.size());
+    const int count = readOpenOctets(block);
     if (count == 0) return ReadEnd::kComplete;
     if (count < 0) return ReadEnd::kUnreadable;
     if (!sink(ByteView(block.data(), static_cast<std::size_t>(count)))) return ReadEnd::kStopped;
@@ -192,7 +205,7 @@ bool UnZIP::readStatedOctets(std::uint64_t size, std::vector<std::uint8_t>& cont
   content.clear();
   while (content.size() < size) {
     const std::uint64_t room = std::min<std::uint64_t>(size - content.size(), block.size());
-    const int count = unzReadCurrentFile(handle_, block.data(), static_cast<unsigned>(room));
+    const int count = readOpenOctets(std::span(block).first(static_cast<std::size_t>(room)));
     if (count <= 0) return false;
     try {
       content.insert(content.end(), block.begin(), block.begin() + count);

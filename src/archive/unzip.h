@@ -9,10 +9,11 @@
 //   the archive states about their number costs nothing. Opening takes time in proportion to the
 //   central directory.
 // - readEntry() keeps at most kMaxFileSize octets; the other operations keep one block.
-// - Reading an entry takes time in proportion to what comes out, which is at most the size that the
-//   archive states and at most 1032 times the octets of the file. Nothing bounds the sum: any
-//   number of entries may show the same octets, so whoever visits them all decides how much is
-//   enough, and a sink can stop at any block.
+// - Reading takes time in proportion to what comes out: of an entry at most the size that the
+//   archive states and at most kMaxExpansion times the octets of the file. Any number of entries
+//   may show the same octets, so that the sum has a limit, too: during the life of an archive
+//   kMaxReadings times that comes out of it, and what is beyond counts as unreadable. One whose
+//   entries have octets of their own can be read whole as often as that, however well it packs.
 // - A file that changes meanwhile gives other octets or failures, nothing worse. Who needs the very
 //   octets that were digested copies them in the same pass.
 #ifndef WZAPP_ARCHIVE_UNZIP_H
@@ -68,6 +69,13 @@ class UnZIP {
 
   // The largest block that a sink is given, in octets.
   static constexpr std::size_t kBlockSize = 8192;
+
+  // Octets that one octet of an archive can bring: a deflated stream spends two bits at least on a
+  // repetition of 258 octets.
+  static constexpr std::uint64_t kMaxExpansion = 1032;
+
+  // How often everything can be read.
+  static constexpr std::uint64_t kMaxReadings = 8;
 
   // Names of this length in octets or longer make an archive unreadable.
   static constexpr std::size_t kNameLimit = 256;
@@ -128,6 +136,7 @@ class UnZIP {
 
   [[nodiscard]] bool goTo(Entry entry);
   [[nodiscard]] bool openEntry();
+  [[nodiscard]] int readOpenOctets(std::span<std::uint8_t> block);
   void closeEntry();
   [[nodiscard]] bool readStatedOctets(std::uint64_t size, std::vector<std::uint8_t>& content);
   [[nodiscard]] ReadEnd readOpenEntry(const BlockSink& sink);
@@ -135,6 +144,7 @@ class UnZIP {
 
   void* handle_ = nullptr;  // minizip's; null when the archive could not be read
   Index index_;
+  std::uint64_t octetsLeft_ = 0;  // that may still come out
 };
 
 }  // namespace wzapp

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "archive/unzip.h"
 #include "tests/installer/bad_input_fixture.h"
 
 namespace wzapp {
@@ -430,6 +431,36 @@ TEST_F(BadArchivesTest, EntriesThatUnpackToFarMore) {
   }
 
   expectRun(packages);
+}
+
+// Each is within its limit, and a thousand of them would take minutes.
+TEST_F(BadArchivesTest, EntriesThatShareWhatUnpacksToFarMore) {
+  constexpr std::size_t kEntries = 40;
+  std::vector<std::string> names;
+  ZipBuilder archive;
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    ZipEntry entry;
+    entry.name = std::to_string(10 + i) + ".crt";
+    entry.content = std::string(kLargestEntry, '\0');
+    if (i > 0) entry.sharesDataOf = 0;
+    archive.entry(entry);
+    names.push_back(entry.name);
+  }
+  const std::string package = archive.build();
+  const std::size_t readable =
+      package.size() * UnZIP::kMaxExpansion * UnZIP::kMaxReadings / kLargestEntry;
+  ASSERT_LT(readable, kEntries);
+
+  Lines expected;
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    if (i < readable) {
+      append(expected, {"Adding certificate " + names[i] + "\n",
+                        "Warning: Failed reading certificate '" + names[i] + "': Error -3\n"});
+    } else {
+      expected.push_back(notExtracted(names[i]));
+    }
+  }
+  expectRun({{package, expected}});
 }
 
 TEST_F(BadArchivesTest, EntriesAsLargeAsTheyMayBe) {
