@@ -207,11 +207,13 @@ int installOnCopy(const PackageFiles& files, bool asJson, const std::string& cop
   return exitCodeOf(outcome);
 }
 
-// A process that has entered a terminal stays there, and could not take the copy away again.
+// A process that has entered a terminal stays there, and could not take the copy away again. Only
+// one with a single thread can enter: _Fork() runs nothing in the child that could bring a second
+// one, as ThreadSanitizer does.
 template <typename Body>
 int inChild(const Body& body) {
   std::fflush(nullptr);
-  const pid_t child = fork();
+  const pid_t child = _Fork();
   if (child == 0) {
     int code = kEnvironment;
     try {
