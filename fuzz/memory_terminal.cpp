@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/builders/test_profile.h"
 #include "workstation/terminal/terminal_layout.h"
 #include "workstation/terminal/terminal_namespace.h"
 #include "workstation/terminal/terminal_profile.h"
@@ -46,16 +47,7 @@ void mountMemory() {
 }
 
 void makeTerminal() {
-  workstation::TerminalProfile profile;
-  profile.serial = "10000000001";
-  profile.model = "T30";
-  profile.displayWidth = 480;
-  profile.displayHeight = 800;
-  profile.displayColour = true;
-  profile.memoryKB = 524288;
-  profile.keys = 15;
-  profile.sponsorId = "123456";
-  profile.sponsorText = "Test sponsor";
+  workstation::TerminalProfile profile = wzapp_test::testProfile();
   profile.rootsDirectory = "roots";
   const fs::path terminal(kTerminal);
   fs::create_directory(terminal);

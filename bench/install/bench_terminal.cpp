@@ -14,6 +14,7 @@
 #include "bench/install/package_sets.h"
 #include "crypto/digest.h"
 #include "installer/directories.h"
+#include "tests/builders/test_profile.h"
 #include "workstation/terminal/terminal_directory.h"
 
 namespace bench {
@@ -31,16 +32,8 @@ fs::path outside(const std::string& terminal, const std::string& path) {
 
 workstation::NewTerminal orderTerminal(const std::string& roots) {
   workstation::NewTerminal terminal;
-  terminal.profile.serial = "10000000001";
-  terminal.profile.model = "T30";
-  terminal.profile.displayWidth = 480;
-  terminal.profile.displayHeight = 800;
-  terminal.profile.displayColour = true;
-  terminal.profile.memoryKB = 524288;
-  terminal.profile.keys = 15;
-  terminal.profile.touch = true;
+  terminal.profile = wzapp_test::testProfile();
   terminal.profile.sponsorId = kBenchSponsor;
-  terminal.profile.sponsorText = "Benchmark";
   terminal.exports.triggers = {"pay", "menu"};
   terminal.exports.interfaces = {"print"};
   terminal.roots = roots;

@@ -97,21 +97,6 @@ void removeAtEnd(const std::string& folder) {
 
 }  // namespace
 
-workstation::TerminalProfile testProfile() {
-  workstation::TerminalProfile profile;
-  profile.serial = "10000000001";
-  profile.model = "T30";
-  profile.displayWidth = 480;
-  profile.displayHeight = 800;
-  profile.displayColour = true;
-  profile.memoryKB = 524288;
-  profile.keys = 15;
-  profile.touch = true;
-  profile.sponsorId = "123456";
-  profile.sponsorText = "Test sponsor";
-  return profile;
-}
-
 TemporaryTerminal::TemporaryTerminal(const workstation::TerminalProfile& profile)
     : directory_(makeTemporaryFolder()) {
   fillTerminal(directory_, profile);

@@ -15,13 +15,10 @@
 #include <functional>
 #include <string>
 
+#include "tests/builders/test_profile.h"
 #include "workstation/terminal/terminal_profile.h"
 
 namespace wzapp_test {
-
-/// The profile that test terminals have unless told otherwise: T30, 480 x 800 colour pixels, 512
-/// MiB, 15 keys, touch, serial number 10000000001, sponsor 123456, no roots.
-workstation::TerminalProfile testProfile();
 
 /// A terminal directory in the machine's temporary folder, removed with the object.
 class TemporaryTerminal {

@@ -467,7 +467,7 @@ TEST_F(BadArchivesTest, EntriesAsLargeAsTheyMayBe) {
   // Octets behind a certificate and a signature do not matter.
   std::vector<BadPackage> packages;
   for (const std::string name : {"a.crt", "GOOD.P7S"}) {
-    for (const std::size_t more : {0, 1}) {
+    for (const std::size_t more : {std::size_t{0}, std::size_t{1}}) {
       ZipEntry padded = goodEntry(name);
       padded.content.resize(kLargestEntry + more, '\0');
       packages.push_back(

@@ -33,6 +33,7 @@ std::string sizeText(std::uint64_t size) {
 
 std::string joinedIds(const std::vector<Feature>& features) {
   std::vector<std::string> ids;
+  ids.reserve(features.size());
   for (const Feature& feature : features) {
     ids.push_back(feature.id + (feature.isOptional ? " (optional)" : ""));
   }

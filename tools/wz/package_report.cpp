@@ -30,9 +30,6 @@ using wzapp::Authority;
 using wzapp::ByteView;
 using wzapp::UnZIP;
 
-// No archive in a package may come to more, which keeps one that lies from filling the disk.
-constexpr std::uint64_t kSizeLimit = 0xFFFFFFFF;
-
 // Entries whose names are shorter are not looked at.
 constexpr std::size_t kShortestName = 5;
 
