@@ -1,5 +1,6 @@
 #include "workstation/browser/engine/base64.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -9,21 +10,26 @@ namespace {
 constexpr std::string_view kDigits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-std::uint32_t octetAt(std::string_view octets, std::size_t index) {
-  return index < octets.size() ? static_cast<unsigned char>(octets[index]) : 0;
+// The first octet of a group stands highest.
+std::uint32_t groupOf(const char* octets, std::size_t count) {
+  std::uint32_t group = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    group |= std::uint32_t{static_cast<unsigned char>(octets[i])} << (16 - 8 * i);
+  }
+  return group;
 }
 
 }  // namespace
 
 std::string base64Encode(std::string_view octets) {
-  std::string text;
-  text.reserve((octets.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < octets.size(); i += 3) {
-    const std::uint32_t group =
-        octetAt(octets, i) << 16 | octetAt(octets, i + 1) << 8 | octetAt(octets, i + 2);
-    const std::size_t digits = std::min<std::size_t>(octets.size() - i, 3) + 1;
-    for (std::size_t digit = 0; digit < 4; ++digit)
-      text += digit < digits ? kDigits[group >> (18 - 6 * digit) & 63] : '=';
+  std::string text((octets.size() + 2) / 3 * 4, '=');
+  char* to = text.data();
+  for (std::size_t i = 0; i < octets.size(); i += 3, to += 4) {
+    const std::size_t count = std::min<std::size_t>(octets.size() - i, 3);
+    const std::uint32_t group = groupOf(octets.data() + i, count);
+    for (std::size_t digit = 0; digit <= count; ++digit) {
+      to[digit] = kDigits[group >> (18 - 6 * digit) & 63];
+    }
   }
   return text;
 }

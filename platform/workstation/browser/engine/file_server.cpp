@@ -52,7 +52,7 @@ JsonObject answerOf(const std::string& requestId, int status, const std::string&
       .add("responseCode", status)
       .add("responsePhrase", statusText(status))
       .addRaw("responseHeaders", headers)
-      .add("body", base64Encode(body));
+      .addRaw("body", '"' + base64Encode(body) + '"');  // there is nothing to escape
   return answer;
 }
 
