@@ -69,11 +69,12 @@ _wzapp_add_certificates(wzapp_authorities authorities ${_keys})
 target_include_directories(wzapp_authorities PUBLIC ${PROJECT_SOURCE_DIR}/src)
 
 if(WZAPP_AUTHORITIES)
-  add_library(wzapp_development_roots STATIC ${PROJECT_SOURCE_DIR}/tools/wz/no_development_roots.cpp)
+  add_library(wzapp_development_roots STATIC
+    ${PROJECT_SOURCE_DIR}/tools/wz/terminal/no_development_roots.cpp)
   target_link_libraries(wzapp_development_roots PRIVATE wzapp_options)
 else()
   _wzapp_add_certificates(wzapp_development_roots roots ${_keys}/roots)
 endif()
 target_include_directories(wzapp_development_roots PUBLIC
-  ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tools/wz)
+  ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tools)
 set_target_properties(wzapp_development_roots PROPERTIES EXCLUDE_FROM_ALL ON)

@@ -10,7 +10,7 @@ foreach(pair IN LISTS pairs)
   file(READ ${FOLDER}/${source} content)
   string(APPEND rows "    {\"${name}\", R\"template(${content})template\"},\n")
 endforeach()
-file(WRITE ${OUTPUT} "#include \"application_template.h\"
+file(WRITE ${OUTPUT} "#include \"wz/words/application_template.h\"
 
 namespace wz {
 namespace {

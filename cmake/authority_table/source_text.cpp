@@ -65,7 +65,7 @@ std::string authoritiesSource(const std::vector<TableRow>& rows) {
 std::string rootsSource(const std::vector<CertificateFile>& certificates) {
   std::string text =
       "// Generated from the roots of the development keys.\n"
-      "#include \"development_roots.h\"\n"
+      "#include \"wz/terminal/development_roots.h\"\n"
       "\n"
       "namespace wz {\n"
       "namespace {\n"

@@ -13,7 +13,7 @@
 #include "tests/end_to_end/processes.h"
 #include "tests/end_to_end/receiver.h"
 #include "tests/end_to_end/station.h"
-#include "workstation/browser/engine/result_codes.h"
+#include "workstation/browser/engine/page/result_codes.h"
 
 namespace wzapp_test {
 namespace {

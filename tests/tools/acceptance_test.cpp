@@ -1,4 +1,4 @@
-#include "tools/wz/acceptance.h"
+#include "tools/wz/reports/acceptance.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

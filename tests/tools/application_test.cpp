@@ -1,4 +1,4 @@
-#include "tools/wz/application.h"
+#include "tools/wz/terminal/application.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

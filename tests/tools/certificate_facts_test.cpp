@@ -1,4 +1,4 @@
-#include "tools/wz/certificate_facts.h"
+#include "tools/wz/reports/certificate_facts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "tools/wz/inbox.h"
+#include "tools/wz/terminal/inbox.h"
 
 #include <gtest/gtest.h>
 

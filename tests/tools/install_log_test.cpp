@@ -1,4 +1,4 @@
-#include "tools/wz/install_log.h"
+#include "tools/wz/reports/install_log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -16,7 +16,7 @@
 #include "tests/builders/certificate_builder.h"
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"
-#include "tools/wz/development_roots.h"
+#include "tools/wz/terminal/development_roots.h"
 
 namespace wzapp_test {
 namespace {

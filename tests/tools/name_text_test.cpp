@@ -1,4 +1,4 @@
-#include "tools/wz/name_text.h"
+#include "tools/wz/words/name_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/wz/output_file.h"
+#include "tools/wz/reports/output_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

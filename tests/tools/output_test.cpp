@@ -1,4 +1,4 @@
-#include "tools/wz/output.h"
+#include "tools/wz/reports/output.h"
 
 #include <gtest/gtest.h>
 

@@ -13,7 +13,7 @@
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"
 #include "tests/tools/sample_application.h"
-#include "tools/wz/development_roots.h"
+#include "tools/wz/terminal/development_roots.h"
 
 namespace wzapp_test {
 namespace {

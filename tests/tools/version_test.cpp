@@ -1,4 +1,4 @@
-#include "tools/wz/version.h"
+#include "tools/wz/words/version.h"
 
 #include <gtest/gtest.h>
 

@@ -4,11 +4,11 @@
 #include <exception>
 #include <string>
 
-#include "command_line.h"
-#include "development_roots.h"
-#include "exit_code.h"
-#include "output.h"
-#include "version.h"
+#include "wz/commands/command_line.h"
+#include "wz/reports/output.h"
+#include "wz/terminal/development_roots.h"
+#include "wz/words/exit_code.h"
+#include "wz/words/version.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/application_files.h"
+#include "workstation/browser/engine/files/application_files.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

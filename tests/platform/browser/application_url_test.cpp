@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/application_url.h"
+#include "workstation/browser/engine/files/application_url.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/base64.h"
+#include "workstation/browser/engine/protocol/base64.h"
 
 #include <gtest/gtest.h>
 

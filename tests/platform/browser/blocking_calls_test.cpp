@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/blocking_calls.h"
+#include "workstation/browser/engine/page/blocking_calls.h"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,7 @@
 
 #include "tests/platform/browser/browser_fixture.h"
 #include "tests/platform/browser/host_program.h"
-#include "workstation/browser/engine/result_codes.h"
+#include "workstation/browser/engine/page/result_codes.h"
 
 namespace wzapp_test {
 namespace {

@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/call_queue.h"
+#include "workstation/browser/engine/protocol/call_queue.h"
 
 #include <gtest/gtest.h>
 

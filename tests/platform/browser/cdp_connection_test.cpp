@@ -1,6 +1,6 @@
 // The connection with the test in the browser's place.
 
-#include "workstation/browser/engine/cdp_connection.h"
+#include "workstation/browser/engine/protocol/cdp_connection.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 // The watcher and what it watches, with a shell in the browser's place.
 
-#include "workstation/browser/engine/chromium_process.h"
+#include "workstation/browser/engine/process/chromium_process.h"
 
 #include <gmock/gmock.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/content_type.h"
+#include "workstation/browser/engine/files/content_type.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The file server with the test in the browser's place.
 
-#include "workstation/browser/engine/file_server.h"
+#include "workstation/browser/engine/files/file_server.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/host_names.h"
+#include "workstation/browser/engine/files/host_names.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "tests/platform/browser/browser_fixture.h"
-#include "workstation/browser/engine/result_codes.h"
+#include "workstation/browser/engine/page/result_codes.h"
 #include "zelhtml/zelhtml.h"
 
 namespace wzapp_test {

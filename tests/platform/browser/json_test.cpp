@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/json.h"
+#include "workstation/browser/engine/protocol/json.h"
 
 #include <gtest/gtest.h>
 

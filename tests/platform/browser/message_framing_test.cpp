@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/message_framing.h"
+#include "workstation/browser/engine/protocol/message_framing.h"
 
 #include <gmock/gmock.h>
 

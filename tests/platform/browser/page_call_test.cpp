@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/page_call.h"
+#include "workstation/browser/engine/page/page_call.h"
 
 #include <gtest/gtest.h>
 

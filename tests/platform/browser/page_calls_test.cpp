@@ -8,7 +8,7 @@
 
 #include "js/jsproc.h"
 #include "tests/platform/browser/browser_fixture.h"
-#include "workstation/browser/engine/page_call.h"
+#include "workstation/browser/engine/page/page_call.h"
 #include "zelhtml/zelhtml.h"
 
 namespace wzapp_test {

@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/profile_directory.h"
+#include "workstation/browser/engine/process/profile_directory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/recent_names.h"
+#include "workstation/browser/engine/files/recent_names.h"
 
 #include <gtest/gtest.h>
 

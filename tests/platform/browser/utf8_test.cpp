@@ -1,4 +1,4 @@
-#include "workstation/browser/engine/utf8.h"
+#include "workstation/browser/engine/protocol/utf8.h"
 
 #include <gtest/gtest.h>
 

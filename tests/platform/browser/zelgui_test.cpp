@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "tests/platform/browser/browser_fixture.h"
-#include "workstation/browser/engine/result_codes.h"
+#include "workstation/browser/engine/page/result_codes.h"
 
 namespace wzapp_test {
 namespace {

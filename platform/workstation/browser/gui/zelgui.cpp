@@ -10,10 +10,10 @@
 
 #include <sys/stat.h>
 
-#include "workstation/browser/engine/browser_service.h"
-#include "workstation/browser/engine/display_shape.h"
-#include "workstation/browser/engine/invocation_outcome.h"
-#include "workstation/browser/engine/result_codes.h"
+#include "workstation/browser/engine/page/invocation_outcome.h"
+#include "workstation/browser/engine/page/result_codes.h"
+#include "workstation/browser/engine/service/browser_service.h"
+#include "workstation/browser/engine/service/display_shape.h"
 #include "workstation/browser/gui/ui_properties.h"
 #include "workstation/terminal/terminal_profile.h"
 

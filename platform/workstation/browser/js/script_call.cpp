@@ -1,6 +1,6 @@
 #include "workstation/browser/js/script_call.h"
 
-#include "workstation/browser/engine/json.h"
+#include "workstation/browser/engine/protocol/json.h"
 
 namespace workstation {
 namespace {

@@ -1,0 +1,322 @@
+#include "workstation/browser/engine/page/invocation.h"
+
+#include <chrono>
+#include <utility>
+
+#include "workstation/browser/engine/page/page_observer.h"
+#include "workstation/browser/engine/page/result_codes.h"
+#include "workstation/browser/engine/process/random_token.h"
+#include "workstation/browser/engine/protocol/base64.h"
+
+namespace workstation {
+namespace {
+
+using std::chrono::seconds;
+
+constexpr seconds kCloseDeadline{3};
+constexpr seconds kScreenshotDeadline{5};
+
+// The browser keeps the bodies of responses for its developer tools, which here nobody asks for.
+constexpr int kKeptBodies = 1;
+
+}  // namespace
+
+Invocation::Invocation(InvocationHost& host, std::shared_ptr<CdpConnection> connection,
+                       std::shared_ptr<InvocationOutcome> outcome, std::shared_ptr<CallQueue> queue,
+                       InvocationPlan plan)
+    : host_(host),
+      connection_(std::move(connection)),
+      outcome_(std::move(outcome)),
+      queue_(std::move(queue)),
+      plan_(std::move(plan)),
+      over_(std::make_shared<std::atomic<bool>>(false)),
+      waiting_(std::make_shared<std::atomic<int>>(0)) {
+  script_.token = randomToken();
+  script_.origin = origin();
+  script_.callUrl = origin() + kCallPath + script_.token + '/';
+  script_.properties = plan_.properties;
+  const auto appId = plan_.properties.find("wz_appId");
+  if (appId != plan_.properties.end()) script_.appId = appId->second;
+}
+
+void Invocation::send(const char* method, const JsonObject& params) {
+  connection_->call(session_, method, params);
+}
+
+// ---- Opening ----
+
+void Invocation::start() {
+  connection_->call("", "Target.createBrowserContext", JsonObject().add("disposeOnDetach", true),
+                    [self = shared_from_this()](const CdpReply& reply) {
+                      if (!reply.ok) {
+                        self->endWithoutBrowser(reply.error);
+                        // One that cannot even do this serves nobody; the next one may.
+                        return self->connection_->close();
+                      }
+                      self->onContextCreated(jsonString(reply.result, "browserContextId"));
+                    });
+}
+
+void Invocation::onContextCreated(const std::string& context) {
+  context_ = context;
+  if (!isOpen()) return close();
+  host_.addContext(context, *this);
+  connection_->call("", "Browser.setDownloadBehavior",
+                    JsonObject().add("behavior", "deny").add("browserContextId", context));
+  if (plan_.headless) return openPage();
+  openLauncher();
+}
+
+void Invocation::openPage() {
+  connection_->call("", "Target.createTarget",
+                    JsonObject()
+                        .add("url", "about:blank")
+                        .add("browserContextId", context_)
+                        .add("width", plan_.shape.width)
+                        .add("height", plan_.shape.height),
+                    [self = shared_from_this()](const CdpReply& reply) {
+                      if (!reply.ok) return self->end(kPageFailed, reply.error);
+                      self->attach(jsonString(reply.result, "targetId"));
+                    });
+}
+
+// A browser's ordinary window is wider than a terminal's display. A popup may have any size, but
+// only a page can open one: a minimised window is there for that moment.
+void Invocation::openLauncher() {
+  connection_->call("", "Target.createTarget",
+                    JsonObject()
+                        .add("url", "about:blank")
+                        .add("browserContextId", context_)
+                        .add("newWindow", true)
+                        .add("windowState", "minimized"),
+                    [self = shared_from_this()](const CdpReply& reply) {
+                      if (!reply.ok) return self->end(kPageFailed, reply.error);
+                      self->launcher_ = jsonString(reply.result, "targetId");
+                      self->connection_->call(
+                          "", "Target.attachToTarget",
+                          JsonObject().add("targetId", self->launcher_).add("flatten", true),
+                          [self](const CdpReply& attached) {
+                            if (!attached.ok) return self->end(kPageFailed, attached.error);
+                            self->launchWindow(jsonString(attached.result, "sessionId"));
+                          });
+                    });
+}
+
+void Invocation::launchWindow(const std::string& session) {
+  if (!isOpen()) return;
+  const std::string features = "popup,noopener,width=" + std::to_string(plan_.shape.width) +
+                               ",height=" + std::to_string(plan_.shape.height);
+  connection_->call(session, "Runtime.evaluate",
+                    JsonObject()
+                        .add("expression", "void open('about:blank','_blank','" + features + "')")
+                        .add("userGesture", true));
+}
+
+void Invocation::onTargetCreated(const std::string& target, const std::string& type,
+                                 const std::string& url) {
+  // The developer tools live in windows of their own.
+  if (url.compare(0, 11, "devtools://") == 0) return;
+  const bool isWindow = type == "page";
+  const bool isFirst = plan_.headless || launcher_.empty();
+  if (isWindow && target_.empty() && isFirst) return;  // named by the reply that follows
+  if (isWindow && target_.empty() && isOpen()) {
+    attach(target);
+    connection_->call("", "Target.closeTarget", JsonObject().add("targetId", launcher_));
+    return;
+  }
+  // The terminal has one display: windows that a page opens are closed again.
+  if (isWindow)
+    return connection_->call("", "Target.closeTarget", JsonObject().add("targetId", target));
+  host_.addFrame(target, *this);
+  if (type != "iframe") workers_.insert(target);
+}
+
+void Invocation::attach(const std::string& target) {
+  if (!isOpen()) return;
+  target_ = target;
+  host_.addFrame(target, *this);
+  connection_->call("", "Target.attachToTarget",
+                    JsonObject().add("targetId", target).add("flatten", true),
+                    [self = shared_from_this()](const CdpReply& reply) {
+                      if (!reply.ok) return self->end(kPageFailed, reply.error);
+                      self->session_ = jsonString(reply.result, "sessionId");
+                      self->showPage();
+                    });
+}
+
+void Invocation::showPage() {
+  if (!isOpen()) return;
+  host_.addSession(session_, *this);
+  if (plan_.headless) return setUpPage();
+  fitWindow();
+}
+
+// The window's content is to have exactly the display's size; what the window adds around it
+// depends on the desktop. Measured before setUpPage() makes the page see the display's size
+// whatever the window's is.
+void Invocation::fitWindow() {
+  connection_->call(
+      session_, "Page.getLayoutMetrics", JsonObject(),
+      [self = shared_from_this()](const CdpReply& metrics) {
+        const JsonValue& viewport = jsonMember(metrics.result, "cssLayoutViewport");
+        const int missingWidth = self->plan_.shape.width - jsonInt(viewport, "clientWidth", 0);
+        const int missingHeight = self->plan_.shape.height - jsonInt(viewport, "clientHeight", 0);
+        if (!metrics.ok || (missingWidth == 0 && missingHeight == 0)) return self->setUpPage();
+        self->resizeWindow(missingWidth, missingHeight);
+      });
+}
+
+// A window that cannot be resized shows the page all the same.
+void Invocation::resizeWindow(int missingWidth, int missingHeight) {
+  connection_->call(
+      "", "Browser.getWindowForTarget", JsonObject().add("targetId", target_),
+      [self = shared_from_this(), missingWidth, missingHeight](const CdpReply& window) {
+        if (!window.ok) return self->setUpPage();
+        const JsonValue& bounds = jsonMember(window.result, "bounds");
+        const std::string fitting = JsonObject()
+                                        .add("width", jsonInt(bounds, "width", 0) + missingWidth)
+                                        .add("height", jsonInt(bounds, "height", 0) + missingHeight)
+                                        .text();
+        self->connection_->call("", "Browser.setWindowBounds",
+                                JsonObject()
+                                    .add("windowId", jsonInt(window.result, "windowId", 0))
+                                    .addRaw("bounds", fitting),
+                                [self](const CdpReply&) { self->setUpPage(); });
+      });
+}
+
+// All at once: the browser works through the commands of a session in their order.
+void Invocation::setUpPage() {
+  if (!isOpen()) return;
+  if (plan_.devtools && !plan_.headless)
+    connection_->call("", "Target.openDevTools", JsonObject().add("targetId", target_));
+  send("Page.enable");
+  send("Page.setLifecycleEventsEnabled", JsonObject().add("enabled", true));
+  send("Network.enable", JsonObject()
+                             .add("maxTotalBufferSize", kKeptBodies)
+                             .add("maxResourceBufferSize", kKeptBodies));
+  send("Log.enable");
+  send("Emulation.setDeviceMetricsOverride", JsonObject()
+                                                 .add("width", plan_.shape.width)
+                                                 .add("height", plan_.shape.height)
+                                                 .add("screenWidth", plan_.shape.width)
+                                                 .add("screenHeight", plan_.shape.height)
+                                                 .add("deviceScaleFactor", 1)
+                                                 .add("mobile", false));
+  if (plan_.shape.touch)
+    send("Emulation.setTouchEmulationEnabled", JsonObject().add("enabled", true));
+  send("Runtime.enable");
+  send("Runtime.addBinding", JsonObject().add("name", bindingName(script_)));
+  // The script must have arrived in the page's process: the browser does not wait for it by itself,
+  // and where the navigation brings another process it would be lost.
+  connection_->call(session_, "Page.addScriptToEvaluateOnNewDocument",
+                    JsonObject().add("source", pageScript(script_)),
+                    [self = shared_from_this()](const CdpReply& reply) {
+                      if (!reply.ok) return self->end(kPageFailed, reply.error);
+                      self->navigate();
+                    });
+}
+
+void Invocation::navigate() {
+  if (!isOpen()) return;
+  connection_->call(
+      session_, "Page.navigate", JsonObject().add("url", origin() + plan_.target),
+      [self = shared_from_this()](const CdpReply& reply) { self->onNavigated(reply); });
+}
+
+void Invocation::onNavigated(const CdpReply& reply) {
+  if (!reply.ok) return end(kPageFailed, reply.error);
+  const std::string error = jsonString(reply.result, "errorText");
+  if (!error.empty()) end(kPageFailed, error + ": " + origin() + plan_.target);
+}
+
+// ---- Ending ----
+
+void Invocation::end(int result, const std::string& error) {
+  if (!isOpen()) return;
+  state_ = State::kClosing;
+  *over_ = true;
+  end_.result = result;
+  end_.error = error;
+  close();
+}
+
+void Invocation::endWithoutBrowser(const std::string& error) {
+  if (isOpen()) {
+    end_.result = kBrowserLost;
+    end_.error = error;
+  }
+  finish();
+}
+
+// Disposing of the context also ends a page that loops or stands still.
+void Invocation::close() {
+  const auto self = shared_from_this();
+  if (context_.empty()) {
+    // onContextCreated comes back to it, unless the browser does not answer at all.
+    return connection_->call(
+        "", "Browser.getVersion", JsonObject(),
+        [self](const CdpReply& reply) {
+          if (!reply.ok) self->finish();
+        },
+        kCloseDeadline);
+  }
+  connection_->call(
+      "", "Target.disposeBrowserContext", JsonObject().add("browserContextId", context_),
+      [self](const CdpReply&) { self->finish(); }, kCloseDeadline);
+}
+
+void Invocation::finish() {
+  if (state_ == State::kEnded) return;
+  state_ = State::kEnded;
+  *over_ = true;
+  const auto self = shared_from_this();
+  host_.remove(*this);
+  connection_->forgetSession(session_);
+  plan_.hostLease.reset();
+  // Where the page has set one of the host's properties anew, the page's stays.
+  end_.properties.insert(plan_.properties.begin(), plan_.properties.end());
+  PageEvent event;
+  event.kind = PageEvent::Kind::kEnded;
+  event.invocation = id();
+  event.appId = script_.appId;
+  event.level = end_.result;
+  if (!end_.error.empty()) event.texts.push_back(end_.error);
+  queue_->finish([outcome = outcome_, end = std::move(end_), event = std::move(event)]() mutable {
+    tellPageObserver(event);
+    invocationTable().noteEnd(outcome->id());
+    outcome->complete(std::move(end));
+  });
+}
+
+void Invocation::onTargetCrashed(const std::string& target) {
+  if (target == target_) end(kPageCrashed, "the page's process has crashed");
+}
+
+void Invocation::onTargetGone(const std::string& target) {
+  if (workers_.erase(target) != 0) host_.removeFrame(target);
+  if (target == target_) end(kWindowClosed, "");
+}
+
+void Invocation::onNavigationRefused(const std::string& url) {
+  reportFailedRequest({url, false}, "net::ERR_ACCESS_DENIED");
+}
+
+// ---- Pictures ----
+
+void Invocation::takeScreenshot(ScreenshotHandler handler) {
+  if (!isOpen() || session_.empty()) return handler(false, "the page is not open");
+  if (blocking_.isHeld()) return handler(false, "the page waits for a reply and cannot be drawn");
+  connection_->call(
+      session_, "Page.captureScreenshot", JsonObject().add("format", "png"),
+      [handler = std::move(handler)](const CdpReply& reply) {
+        if (!reply.ok) return handler(false, reply.error);
+        std::string octets;
+        if (!base64Decode(jsonString(reply.result, "data"), octets))
+          return handler(false, "the browser's answer is no picture");
+        handler(true, octets);
+      },
+      kScreenshotDeadline);
+}
+
+}  // namespace workstation

@@ -1,0 +1,183 @@
+/// One invocation: a page in a browser context of its own, from its window to its end.
+///
+/// Everything here runs on the connection's thread, except the constructor. What the page calls is
+/// handed to the invocation's own thread and comes back as a task of the connection.
+#ifndef WORKSTATION_BROWSER_ENGINE_INVOCATION_H
+#define WORKSTATION_BROWSER_ENGINE_INVOCATION_H
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "workstation/browser/browser_control.h"
+#include "workstation/browser/engine/files/application_files.h"
+#include "workstation/browser/engine/page/blocking_calls.h"
+#include "workstation/browser/engine/page/console_meter.h"
+#include "workstation/browser/engine/page/invocation_outcome.h"
+#include "workstation/browser/engine/page/page_call.h"
+#include "workstation/browser/engine/page/page_script.h"
+#include "workstation/browser/engine/page/request_log.h"
+#include "workstation/browser/engine/protocol/call_queue.h"
+#include "workstation/browser/engine/protocol/cdp_connection.h"
+
+namespace workstation {
+
+struct WindowShape {
+  int width = 320;
+  int height = 480;
+  bool touch = false;
+};
+
+/// What an invocation begins with.
+struct InvocationPlan {
+  std::string host;                       ///< "shop.invalid", this application's alone
+  std::shared_ptr<const void> hostLease;  ///< as long as this is held.
+  std::string target;                     ///< The start page's path, query and fragment.
+  std::shared_ptr<const ApplicationFiles> files;
+  zelgui::UIProperties properties;
+  WindowShape shape;
+  bool headless = true;
+  bool devtools = false;
+};
+
+class Invocation;
+
+/// What an invocation needs of its browser.
+class InvocationHost {
+ public:
+  virtual void addContext(const std::string& context, Invocation& invocation) = 0;
+  virtual void addSession(const std::string& session, Invocation& invocation) = 0;
+  virtual void addFrame(const std::string& frame, Invocation& invocation) = 0;
+  virtual void removeFrame(const std::string& frame) = 0;
+  /// The last call: forgets the invocation.
+  virtual void remove(Invocation& invocation) = 0;
+
+ protected:
+  ~InvocationHost() = default;
+};
+
+class Invocation : public std::enable_shared_from_this<Invocation> {
+ public:
+  Invocation(InvocationHost& host, std::shared_ptr<CdpConnection> connection,
+             std::shared_ptr<InvocationOutcome> outcome, std::shared_ptr<CallQueue> queue,
+             InvocationPlan plan);
+
+  /// Opens the window and the start page.
+  void start();
+
+  /// Closes the page; the invocation ends with `result` and `error` as soon as it has gone. Only
+  /// the first reason counts.
+  void end(int result, const std::string& error);
+
+  /// The browser has gone, and the page with it.
+  void endWithoutBrowser(const std::string& error);
+
+  /// An event of the page's session.
+  void onEvent(const CdpEvent& event);
+
+  /// A target has appeared in this invocation's context, or one of them has crashed or gone.
+  void onTargetCreated(const std::string& target, const std::string& type, const std::string& url);
+  void onTargetCrashed(const std::string& target);
+  void onTargetGone(const std::string& target);
+
+  /// The page stands still until the request `requestId` is answered with the reply of call `id`.
+  void onReplyRequest(long long id, const std::string& requestId);
+
+  /// A request for a new document in the page's window leads out of the application.
+  void onNavigationRefused(const std::string& url);
+
+  using ScreenshotHandler = std::function<void(bool ok, const std::string& octetsOrError)>;
+  void takeScreenshot(ScreenshotHandler handler);
+
+  const std::string& token() const { return script_.token; }
+  const std::string& host() const { return plan_.host; }
+  const std::string& mainTarget() const { return target_; }
+  const std::shared_ptr<const ApplicationFiles>& files() const { return plan_.files; }
+  int id() const { return outcome_->id(); }
+  /// Whether the page is being closed or has gone; outlives the invocation. Any thread.
+  std::shared_ptr<const std::atomic<bool>> over() const { return over_; }
+
+ private:
+  enum class State { kOpen, kClosing, kEnded };
+
+  // Opening, in this order.
+  void onContextCreated(const std::string& context);
+  void openPage();
+  void openLauncher();
+  void launchWindow(const std::string& session);
+  void attach(const std::string& target);
+  void showPage();
+  void fitWindow();
+  void resizeWindow(int missingWidth, int missingHeight);
+  void setUpPage();
+  void navigate();
+  void onNavigated(const CdpReply& reply);
+
+  // Events of the session.
+  void onBinding(const JsonValue& params);
+  void onConsole(const JsonValue& params);
+  void onException(const JsonValue& params);
+  void onLogEntry(const JsonValue& params);
+  void onLifecycle(const JsonValue& params);
+  void onFrameNavigated(const JsonValue& params);
+  void onFrameAttached(const JsonValue& params);
+  void onFrameDetached(const JsonValue& params);
+  void onDialog(const JsonValue& params);
+  void onRequest(const JsonValue& params);
+  void onResponse(const JsonValue& params);
+  void onLoadingFailed(const JsonValue& params);
+  void onLoadingFinished(const JsonValue& params);
+  void onSocketCreated(const JsonValue& params);
+  void onSocketFailed(const JsonValue& params);
+
+  // Calls of the page.
+  struct Caller {  // where the reply of a call goes
+    long long id;
+    int document;  // the browser's id of the script's world; it answers in vain once that has gone
+    bool isBlocking;
+  };
+  struct Outlet;  // what a call's thread may use: it may outlive the invocation
+  Outlet outlet();
+  void runNotification(PageCall&& call, int document);
+  void runLogCall(ScriptCall&& call, int document);
+  void reply(const Caller& caller, int code, const std::string& text);
+  void answerWhenCaughtUp(const std::string& requestId);
+  void reportLogRefusal(int document, int code, const std::string& text);
+
+  void reportFailedRequest(const RequestLog::Request& request, const std::string& status);
+  void observe(PageEvent event);
+  void close();
+  void finish();
+  bool isOpen() const { return state_ == State::kOpen; }
+  std::string origin() const { return "https://" + plan_.host; }
+  std::map<std::string, std::string> callContext() const;
+  void send(const char* method, const JsonObject& params = JsonObject());
+
+  InvocationHost& host_;
+  const std::shared_ptr<CdpConnection> connection_;
+  const std::shared_ptr<InvocationOutcome> outcome_;
+  const std::shared_ptr<CallQueue> queue_;
+  InvocationPlan plan_;
+  PageScriptConfig script_;
+
+  State state_ = State::kOpen;
+  const std::shared_ptr<std::atomic<bool>> over_;  // as soon as it is no longer open
+  std::string context_, launcher_, target_, session_;
+  std::set<std::string> workers_;  // targets without a window
+  std::string document_;           // the browser's id of what the window shows
+  bool painted_ = false;
+  bool logRefusalReported_ = false;
+  long long droppedLines_ = 0;
+  BlockingCalls blocking_;
+  RequestLog requests_;
+  ConsoleMeter console_;
+  const std::shared_ptr<std::atomic<int>> waiting_;  // threads that wait for a reply
+  InvocationEnd end_;
+};
+
+}  // namespace workstation
+
+#endif  // WORKSTATION_BROWSER_ENGINE_INVOCATION_H

@@ -1,0 +1,133 @@
+#include "workstation/browser/engine/process/chromium_command.h"
+
+#include <cstdlib>
+#include <string_view>
+
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace workstation {
+namespace {
+
+// The package's binary itself: what its shell wrapper adds is for a desktop's browser.
+constexpr char kDefaultProgram[] = "/usr/lib/chromium/chromium";
+
+constexpr unsigned long long kEnoughSharedMemory = 256ULL << 20;
+
+constexpr const char* kSwitches[] = {
+    "--remote-debugging-pipe",
+    "--no-startup-window",
+    "--no-first-run",
+    "--no-default-browser-check",
+    "--disable-background-networking",
+    "--disable-component-update",
+    "--disable-sync",
+    "--disable-default-apps",
+    "--disable-extensions",
+    "--disable-breakpad",
+    "--disable-pings",
+    "--media-router=0",
+    "--password-store=basic",
+    "--log-level=3",
+    // Parts of a desktop's browser that cost every page 300 ms and 36 MB.
+    ("--disable-features=WebUIOmniboxPopup,WebUIOmniboxAimPopup,WebUIOmniboxFullPopup,"
+     "SpareRendererForSitePerProcess"),
+    // What is not answered from the application's folder goes nowhere, also where the browser has
+    // no network namespace of its own.
+    "--host-resolver-rules=MAP * ~NOTFOUND",
+    "--force-webrtc-ip-handling-policy=disable_non_proxied_udp",
+    "--no-proxy-server",
+};
+
+std::string environmentValue(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+// Whether an X display is reached over the network: "host:0", but not ":0" or "unix:0".
+bool isRemoteDisplay(std::string_view display) {
+  const std::string_view host = display.substr(0, display.find(':'));
+  return !host.empty() && host != "unix" && host[0] != '/';
+}
+
+bool sharedMemoryIsSmall() {
+  struct statvfs status = {};
+  return ::statvfs("/dev/shm", &status) != 0 ||
+         static_cast<unsigned long long>(status.f_bavail) * status.f_frsize < kEnoughSharedMemory;
+}
+
+// Names whose values are replaced, or must not reach the browser: preloaded libraries are meant for
+// the host, the session bus and proxies lead out of the terminal.
+constexpr std::string_view kOwnVariables[] = {
+    "HOME",       "XDG_CONFIG_HOME", "XDG_CACHE_HOME",           "XDG_DATA_HOME", "TMPDIR",
+    "LD_PRELOAD", "LD_LIBRARY_PATH", "DBUS_SESSION_BUS_ADDRESS", "XAUTHORITY",    "CHROME_DESKTOP"};
+
+bool isOwnVariable(std::string_view entry) {
+  const std::string_view name = entry.substr(0, entry.find('='));
+  for (const std::string_view own : kOwnVariables) {
+    if (name == own) return true;
+  }
+  return false;
+}
+
+std::vector<std::string> browserEnvironment(const ProfileDirectory& profile) {
+  std::vector<std::string> environment;
+  for (char** entry = ::environ; entry != nullptr && *entry != nullptr; ++entry) {
+    if (!isOwnVariable(*entry)) environment.emplace_back(*entry);
+  }
+  // Looked for in the home directory unless named, and the home directory is about to change.
+  std::string authority = environmentValue("XAUTHORITY");
+  if (authority.empty()) authority = environmentValue("HOME") + "/.Xauthority";
+  const std::string& home = profile.path();
+  for (const std::string& entry :
+       {"HOME=" + home, "XDG_CONFIG_HOME=" + home + "/config", "XDG_CACHE_HOME=" + home + "/cache",
+        "XDG_DATA_HOME=" + home + "/data", "TMPDIR=" + profile.temporary(),
+        "XAUTHORITY=" + authority}) {
+    environment.push_back(entry);
+  }
+  return environment;
+}
+
+std::string searchPath(const std::string& name) {
+  const std::string path = environmentValue("PATH");
+  for (std::size_t begin = 0; begin <= path.size();) {
+    const std::size_t end = std::min(path.find(':', begin), path.size());
+    std::string candidate = path.substr(begin, end - begin) + '/' + name;
+    if (candidate[0] == '/' && ::access(candidate.c_str(), X_OK) == 0) return candidate;
+    begin = end + 1;
+  }
+  return name;
+}
+
+}  // namespace
+
+bool hasDisplayServer() {
+  return !environmentValue("DISPLAY").empty() || !environmentValue("WAYLAND_DISPLAY").empty();
+}
+
+bool findBrowser(const BrowserOptions& options, std::string& program, std::string& error) {
+  program = options.program.empty() ? kDefaultProgram : options.program;
+  if (program.find('/') == std::string::npos) program = searchPath(program);
+  if (::access(program.c_str(), X_OK) == 0) return true;
+  error = "there is no browser " + program;
+  if (options.program.empty()) error += "; install the package chromium";
+  return false;
+}
+
+ChromiumCommand chromiumCommand(const std::string& program, const ProfileDirectory& profile,
+                                bool headless) {
+  ChromiumCommand command;
+  command.program = program;
+  command.arguments.assign(std::begin(kSwitches), std::end(kSwitches));
+  command.arguments.push_back("--user-data-dir=" + profile.path() + "/profile");
+  if (headless) command.arguments.emplace_back("--headless");
+  if (!headless && environmentValue("DISPLAY").empty())
+    command.arguments.emplace_back("--ozone-platform=wayland");
+  if (sharedMemoryIsSmall()) command.arguments.emplace_back("--disable-dev-shm-usage");
+  command.environment = browserEnvironment(profile);
+  command.errorFile = profile.errorFile();
+  command.ownNetwork = headless || !isRemoteDisplay(environmentValue("DISPLAY"));
+  return command;
+}
+
+}  // namespace workstation

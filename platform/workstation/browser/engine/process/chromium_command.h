@@ -1,0 +1,25 @@
+/// How Chromium is started: its program, switches and environment.
+#ifndef WORKSTATION_BROWSER_ENGINE_CHROMIUM_COMMAND_H
+#define WORKSTATION_BROWSER_ENGINE_CHROMIUM_COMMAND_H
+
+#include "workstation/browser/browser_control.h"
+#include "workstation/browser/engine/process/chromium_process.h"
+#include "workstation/browser/engine/process/profile_directory.h"
+
+namespace workstation {
+
+/// Whether there is a display server to open windows on (DISPLAY or WAYLAND_DISPLAY).
+bool hasDisplayServer();
+
+/// The browser's binary that `options` name, else Debian's. False, with the reason in `error`, when
+/// there is none that can be run.
+[[nodiscard]] bool findBrowser(const BrowserOptions& options, std::string& program,
+                               std::string& error);
+
+/// The command for `program` with everything it writes below `profile`.
+ChromiumCommand chromiumCommand(const std::string& program, const ProfileDirectory& profile,
+                                bool headless);
+
+}  // namespace workstation
+
+#endif  // WORKSTATION_BROWSER_ENGINE_CHROMIUM_COMMAND_H

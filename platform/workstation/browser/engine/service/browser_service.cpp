@@ -1,0 +1,197 @@
+#include "workstation/browser/engine/service/browser_service.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+#include "workstation/browser/browser_control.h"
+#include "workstation/browser/engine/files/application_url.h"
+#include "workstation/browser/engine/files/host_names.h"
+#include "workstation/browser/engine/page/result_codes.h"
+#include "workstation/browser/engine/process/browser.h"
+#include "workstation/browser/engine/service/display_shape.h"
+#include "workstation/terminal/terminal_profile.h"
+
+namespace workstation {
+namespace {
+
+constexpr int kExitPatienceMs = 1000;
+
+struct Service {
+  std::mutex mutex;  // guards what follows
+  BrowserOptions options;
+  std::shared_ptr<Browser> browser;
+  pid_t owner = 0;  // the process that started the browser
+  std::vector<std::shared_ptr<Browser>> abandoned;
+
+  HostNames hosts;  // minds itself
+};
+
+// Never destroyed: threads of the host may still call while the process ends.
+Service& service() {
+  static Service* const kService = new Service;
+  return *kService;
+}
+
+// Ends the browser with the process, so that its profile goes too.
+void endBrowser() {
+  std::shared_ptr<Browser> browser;
+  {
+    const std::lock_guard<std::mutex> lock(service().mutex);
+    // A child that the host has forked must leave the browser to its parent.
+    if (service().owner == ::getpid()) browser.swap(service().browser);
+  }
+  if (!browser) return;
+  // What observer and callbacks would use may have gone with main().
+  setPageObserver(nullptr, nullptr);
+  invocationTable().silenceAll();
+  browser.reset();
+  invocationTable().waitForAll(kExitPatienceMs);
+}
+
+// With the service's lock held. `fresh` turns true when the browser has been started for this. The
+// reference may be the last one when the browser has ended meanwhile, so it is given up outside of
+// the connection's thread only.
+std::shared_ptr<Browser> runningBrowser(bool& fresh, std::string& error) {
+  Service& shared = service();
+  if (shared.owner != 0 && shared.owner != ::getpid()) {
+    // Forked: the threads behind this browser are the parent's. It is not ours to destroy.
+    shared.abandoned.push_back(std::move(shared.browser));
+  }
+  if (shared.browser && !shared.browser->hasEnded()) return shared.browser;
+  shared.browser.reset();
+  fresh = true;
+  shared.browser = Browser::start(shared.options, terminalDirectory(), error);
+  if (!shared.browser) return nullptr;
+  if (shared.owner == 0) std::atexit(endBrowser);
+  shared.owner = ::getpid();
+  return shared.browser;
+}
+
+std::shared_ptr<Browser> currentBrowser() {
+  const std::lock_guard<std::mutex> lock(service().mutex);
+  return service().owner == ::getpid() ? service().browser : nullptr;
+}
+
+std::string canonicalPath(const std::string& path) {
+  std::error_code error;
+  const auto canonical = std::filesystem::canonical(path, error);
+  return error ? path : canonical.string();
+}
+
+// The name that the application's host is made of.
+std::string applicationName(const InvokeRequest& request) {
+  const auto appId = request.properties.find("wz_appId");
+  if (appId != request.properties.end() && !appId->second.empty()) return appId->second;
+  return std::filesystem::path(canonicalPath(request.applicationDir)).filename().string();
+}
+
+// Gives the invocation its host for as long as its plan needs it.
+void leaseHost(const InvokeRequest& request, InvocationPlan& plan) {
+  plan.host =
+      service().hosts.acquire(applicationName(request), canonicalPath(request.applicationDir));
+  const auto giveBack = [host = plan.host](const void*) { service().hosts.release(host); };
+  plan.hostLease = std::shared_ptr<const void>(&service(), giveBack);
+}
+
+// Everything that is known before loading.
+int planInvocation(const InvokeRequest& request, InvocationPlan& plan, std::string& error) {
+  if (request.applicationDir.empty()) {
+    error = "no application directory is set";
+    return kNoSuchPage;
+  }
+  plan.files = ApplicationFiles::open(request.applicationDir,
+                                      {request.resourceDir, request.defaultDir}, error);
+  if (!plan.files) return kNoSuchPage;
+  std::string file;
+  if (!resolveStartUrl(request.url, plan.target, file)) {
+    error = request.url + " leads out of the application";
+    return kOutsideApplication;
+  }
+  if (!plan.files->contains(file)) {
+    error = "there is no file " + file + " in " + request.applicationDir;
+    return kNoSuchPage;
+  }
+  plan.properties = request.properties;
+  return 0;
+}
+
+bool writeFile(const std::string& path, const std::string& octets, std::string& error) {
+  std::FILE* const file = std::fopen(path.c_str(), "wbe");
+  const bool written =
+      file != nullptr && std::fwrite(octets.data(), 1, octets.size(), file) == octets.size();
+  const bool closed = file != nullptr && std::fclose(file) == 0;
+  if (written && closed) return true;
+  error = "cannot write " + path + ": " + std::strerror(errno);
+  return false;
+}
+
+}  // namespace
+
+int startInvocation(const InvokeRequest& request, std::string& error) {
+  InvocationPlan plan;
+  const int refused = planInvocation(request, plan, error);
+  if (refused != 0) return refused;
+  if (!displayShape(terminalDirectory(), plan.shape, error)) return kNoBrowser;
+  const std::shared_ptr<CallQueue> queue = CallQueue::start();
+  if (!queue) {
+    error = "there is no thread for the application's scripts";
+    return kNoResources;
+  }
+  leaseHost(request, plan);
+  const auto outcome = invocationTable().add(request.callback, request.user);
+  {
+    const std::lock_guard<std::mutex> lock(service().mutex);
+    plan.devtools = service().options.devtools;
+    for (bool fresh = false; !fresh;) {
+      const std::shared_ptr<Browser> browser = runningBrowser(fresh, error);
+      if (!browser) break;
+      plan.headless = browser->isHeadless();
+      if (browser->open(outcome, queue, plan)) return outcome->id();
+      // One that has died unnoticed is replaced, one that dies at once is not.
+      error = browser->whyEnded();
+    }
+  }
+  queue->finish([] {});
+  invocationTable().remove(outcome->id());
+  return kNoBrowser;
+}
+
+bool cancelInvocation(int invocation) {
+  const auto outcome = invocationTable().find(invocation);
+  if (!outcome) return false;
+  // An invocation of a browser that has died ends by itself.
+  if (const auto browser = currentBrowser()) browser->cancel(invocation);
+  return true;
+}
+
+void setBrowserOptions(const BrowserOptions& options) {
+  const std::lock_guard<std::mutex> lock(service().mutex);
+  service().options = options;
+}
+
+bool takeScreenshot(int invocation, const std::string& file, std::string& error) {
+  try {
+    const auto browser = currentBrowser();
+    std::string png;
+    if (!browser) {
+      error = "there is no such invocation";
+      return false;
+    }
+    return browser->takeScreenshot(invocation, png, error) && writeFile(file, png, error);
+  } catch (const std::exception& exception) {
+    error = exception.what();
+    return false;
+  }
+}
+
+}  // namespace workstation

@@ -1,0 +1,81 @@
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "wz/commands/commands.h"
+#include "wz/reports/output.h"
+#include "wz/reports/output_file.h"
+#include "wz/terminal/session.h"
+#include "wz/words/exit_code.h"
+#include "wzapp/wzapp.h"
+
+namespace wz {
+namespace {
+
+// How many members of an archive begin with each of the two prefixes.
+struct Counts {
+  std::size_t terminal = 0;     // "os"
+  std::size_t authorities = 0;  // "wz"
+};
+
+// The number of octets of a member, in its header as octal digits.
+std::size_t sizeOf(std::string_view header) {
+  constexpr std::size_t kSizeOffset = 124, kSizeLength = 12;
+  std::size_t size = 0;
+  for (const char c : header.substr(kSizeOffset, kSizeLength)) {
+    if (c < '0' || c > '7') break;
+    size = 8 * size + static_cast<std::size_t>(c - '0');
+  }
+  return size;
+}
+
+// POSIX ustar: a header of one block, the content in whole blocks; a block of zeros ends it.
+Counts count(std::string_view archive) {
+  constexpr std::size_t kBlock = 512;
+  Counts counts;
+  while (archive.size() >= kBlock && archive[0] != '\0') {
+    const std::string_view header = archive.substr(0, kBlock);
+    ++(header.substr(0, 2) == "os" ? counts.terminal : counts.authorities);
+    const std::size_t blocks = 1 + (sizeOf(header) + kBlock - 1) / kBlock;
+    if (blocks > archive.size() / kBlock) break;
+    archive.remove_prefix(blocks * kBlock);
+  }
+  return counts;
+}
+
+std::string describe(const Counts& counts, const std::string& where) {
+  const std::size_t all = counts.terminal + counts.authorities;
+  return "wrote " + std::to_string(all) + (all == 1 ? " certificate" : " certificates") + where +
+         ": " + std::to_string(counts.terminal) + " of the terminal, " +
+         std::to_string(counts.authorities) + " authorities";
+}
+
+}  // namespace
+
+int writeCertificates(const CertificatesOptions& options) {
+  OutputFile file;
+  std::string error;
+  if (!file.choose(options.file, error)) {
+    printMessage(error);
+    return kEnvironment;
+  }
+  if (!enterChosenTerminal(options.terminal)) return kEnvironment;
+  std::string archive;
+  wzapp::wzGetCertificateArchive(archive);
+  if (archive.empty()) {
+    printMessage("there is not enough memory for the archive");
+    return kEnvironment;
+  }
+  if (!file.write(archive, error)) {
+    printMessage(error);
+    return kEnvironment;
+  }
+  if (file.isStandardOutput()) {
+    printMessage(describe(count(archive), ""));
+  } else {
+    printLine(describe(count(archive), " to " + options.file));
+  }
+  return kDone;
+}
+
+}  // namespace wz

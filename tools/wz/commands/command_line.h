@@ -1,0 +1,32 @@
+/// The command line of `wz`: its commands, each with its options and its help, in groups.
+#ifndef WZ_COMMANDS_COMMAND_LINE_H
+#define WZ_COMMANDS_COMMAND_LINE_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+
+namespace wz {
+
+/// What the command that the user gave does; it returns an exit code.
+using Action = std::function<int()>;
+
+/// What stands below the options of a command: its examples, a line each, and the exit codes.
+std::string footer(const std::string& examples);
+
+// Options that several commands have.
+void addTerminal(CLI::App& command, std::string& terminal);
+void addTimeout(CLI::App& command, double& seconds, const std::string& meaning);
+void addCount(CLI::App& command, unsigned& count, const std::string& meaning);
+
+// Each of these adds commands to `app`. The one that is given sets `action` while the command line
+// is parsed; both must outlive that.
+void addTerminalCommands(CLI::App& app, Action& action);  ///< terminal create
+void addRunCommands(CLI::App& app, Action& action);       ///< run, exec
+void addMessageCommands(CLI::App& app, Action& action);   ///< listen, notify, reply
+void addKeyCommands(CLI::App& app, Action& action);       ///< keys init, keys show, certs
+void addPackageCommands(CLI::App& app, Action& action);   ///< new, pack, inspect, install and so on
+
+}  // namespace wz
+
+#endif  // WZ_COMMANDS_COMMAND_LINE_H

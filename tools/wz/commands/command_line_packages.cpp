@@ -1,0 +1,152 @@
+#include <memory>
+
+#include "wz/commands/command_line.h"
+#include "wz/commands/commands.h"
+
+namespace wz {
+namespace {
+
+void addKeys(CLI::App& command, SigningOptions& signing) {
+  command
+      .add_option("--keys", signing.keys,
+                  "Folder of keys with signers/application and\n"
+                  "signers/manifest (default: what the environment\n"
+                  "variable WZ_KEYS says, or the keys of this build)")
+      ->type_name("DIR");
+  command
+      .add_option("--sign-command", signing.signCommand,
+                  "Program that signs instead of the keys in that folder:\n"
+                  "the octets on its standard input, the raw signature\n"
+                  "(RSA, PKCS #1 v1.5, SHA-256) on its standard output;\n"
+                  "WZ_SIGNER is application or manifest")
+      ->type_name("CMD");
+}
+
+void addNew(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<NewOptions>();
+  kept->sponsor = "123456";
+  CLI::App& command = *app.add_subcommand("new", "Make an application to begin with");
+  command.add_option("DIR", kept->directory, "The new folder; it may exist when it is empty")
+      ->required()
+      ->type_name("");
+  command.add_option("--id", kept->id, "Id of the application (default: the folder's name)");
+  command.add_option("--sponsor", kept->sponsor, "Sponsor whose terminals may have it")
+      ->capture_default_str()
+      ->type_name("ID");
+  command.footer(
+      footer("  wz new shop && wz run --terminal desk shop\n"
+             "  wz new ~/apps/shop --id corner-shop --sponsor 654321\n") +
+      "\n\nThe folder .wz in it is for editors: typings of what a page can call, and a JSON\n"
+      "Schema of the manifest. It is not packed.");
+  command.callback([&action, kept] { action = [kept] { return makeApplication(*kept); }; });
+}
+
+void addPack(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<PackOptions>();
+  CLI::App& command = *app.add_subcommand("pack", "Make and sign a package");
+  command.add_option("APPDIR", kept->folder, "Folder of the application, with its manifest.mft")
+      ->type_name("");
+  command.add_option("-o,--output", kept->output, "The package; a name that ends in .zip")
+      ->required()
+      ->type_name("FILE");
+  addKeys(command, kept->signing);
+  command
+      .add_option("--sponsor", kept->sponsors,
+                  "Sponsor whose terminals may have it, six digits; may\n"
+                  "be repeated (default: those in the manifest)")
+      ->type_name("ID")
+      ->expected(1)
+      ->take_all();
+  command.add_flag("--application-only", kept->applicationOnly,
+                   "Leave the marketplace package out, without which a\n"
+                   "terminal that has none removes the application again");
+  command
+      .add_option("--uninstall", kept->removals,
+                  "Instead of APPDIR: make a package that removes this\n"
+                  "application; may be repeated")
+      ->type_name("ID")
+      ->expected(1)
+      ->take_all();
+  command.footer(
+      footer("  wz pack shop -o shop.zip --keys keys --sponsor 123456\n"
+             "  wz pack --uninstall shop -o no-shop.zip --keys keys --sponsor 123456\n") +
+      "\n\nThe same input gives the same octets. What was made is verified, as a terminal does\n"
+      "it, before it takes its place.");
+  command.callback([&action, kept] { action = [kept] { return pack(*kept); }; });
+}
+
+void addJson(CLI::App& command, bool& asJson) {
+  command.add_flag("--json", asJson, "Print one JSON object");
+}
+
+void addInspect(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<InspectOptions>();
+  CLI::App& command = *app.add_subcommand("inspect", "Explain a package without installing it");
+  command.add_option("FILE", kept->file, "The package")->required()->type_name("");
+  command
+      .add_option("--terminal", kept->terminal,
+                  "Tell also what this terminal would make of it; it is\n"
+                  "tried out on a copy")
+      ->type_name("DIR");
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz inspect shop.zip\n"
+             "  wz inspect shop.zip --terminal desk --json\n") +
+      "\n\nEach archive in the package goes through the checks of a terminal, up to the first\n"
+      "that fails. Without --terminal, every authority compiled in counts as trusted.");
+  command.callback([&action, kept] { action = [kept] { return inspect(*kept); }; });
+}
+
+void addInstall(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<InstallOptions>();
+  CLI::App& command = *app.add_subcommand("install", "Install packages on a terminal");
+  addTerminal(command, kept->terminal);
+  command.add_option("FILE", kept->packages, "The packages; they stay where they are")
+      ->required()
+      ->type_name("");
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz install --terminal desk shop.zip\n"
+             "  wz install --terminal desk --json shop.zip tip.zip\n") +
+      "\n\nThe installation's log is printed as it comes, and then what has changed. A package\n"
+      "counts as rejected when what it was for has not come about.");
+  command.callback([&action, kept] { action = [kept] { return install(*kept); }; });
+}
+
+void addList(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<ListOptions>();
+  CLI::App& command = *app.add_subcommand("list", "List the applications of a terminal");
+  addTerminal(command, kept->terminal);
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz list --terminal desk\n"
+             "  wz list --terminal desk --json\n"));
+  command.callback([&action, kept] { action = [kept] { return listApplications(*kept); }; });
+}
+
+void addRemove(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<RemoveOptions>();
+  CLI::App& command =
+      *app.add_subcommand("remove", "Remove an application from a terminal, by a signed package");
+  addTerminal(command, kept->terminal);
+  command.add_option("ID", kept->id, "Id of the application")->required()->type_name("");
+  addKeys(command, kept->signing);
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz remove --terminal desk shop\n"
+             "  wz remove --terminal desk --keys keys shop\n"));
+  command.callback([&action, kept] { action = [kept] { return removeApplication(*kept); }; });
+}
+
+}  // namespace
+
+void addPackageCommands(CLI::App& app, Action& action) {
+  addNew(app, action);
+  addPack(app, action);
+  addInspect(app, action);
+  addInstall(app, action);
+  addList(app, action);
+  addRemove(app, action);
+}
+
+}  // namespace wz

@@ -1,0 +1,82 @@
+#include <memory>
+
+#include "wz/commands/command_line.h"
+#include "wz/commands/commands.h"
+
+namespace wz {
+
+void addTerminalCommands(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<CreateOptions>();
+  CreateOptions& options = *kept;
+  workstation::TerminalProfile& profile = options.terminal.profile;
+  workstation::TerminalExports& exports = options.terminal.exports;
+  profile.serial = "10000000001";
+  profile.model = "T30";
+  profile.displayColour = true;
+  profile.memoryKB = 524288;
+  profile.keys = 15;
+  profile.touch = true;
+  profile.sponsorId = "123456";
+  profile.sponsorText = "Example sponsor";
+  exports.triggers = {"CARD_PRESENTED", "RECEIPT"};
+
+  CLI::App& terminal = *app.add_subcommand("terminal", "Make terminals");
+  terminal.require_subcommand(1);
+  terminal.footer(
+      footer("  wz terminal create desk\n"
+             "  wz terminal create --help\n"));
+  CLI::App& command = *terminal.add_subcommand("create", "Make a folder that plays a terminal");
+  command.add_option("DIR", options.directory, "The new folder; it may exist when it is empty")
+      ->required()
+      ->type_name("");
+  command.add_option("--serial", profile.serial, "Serial number, 0 to 16 characters")
+      ->capture_default_str();
+  command.add_option("--model", profile.model, "Model, 0 to 12 characters")->capture_default_str();
+  command.add_option("--display", options.display, "Size of the display in pixels")
+      ->capture_default_str()
+      ->type_name("WIDTHxHEIGHT");
+  command.add_flag("--colour,!--monochrome", profile.displayColour,
+                   "Whether the display shows colours (default: it does)");
+  command.add_option("--memory", profile.memoryKB, "Memory in units of 1024 octets")
+      ->capture_default_str()
+      ->type_name("KB");
+  command.add_option("--keys", profile.keys, "Number of keys")
+      ->capture_default_str()
+      ->type_name("N");
+  command.add_flag("--touch,!--no-touch", profile.touch,
+                   "Whether there is a touch screen (default: there is)");
+  command.add_option("--sponsor", profile.sponsorId, "Sponsor, six digits; an empty text for none")
+      ->capture_default_str()
+      ->type_name("ID");
+  command.add_option("--sponsor-text", profile.sponsorText, "Text of the sponsor")
+      ->capture_default_str();
+  command
+      .add_option("--roots", options.terminal.roots,
+                  "Folder of DER certificates (*.der, *.crt, *.cer)\n"
+                  "that become the terminal's own (default: the roots of\n"
+                  "the development keys, where this build trusts those)")
+      ->type_name("DIR");
+  command
+      .add_option("--trigger", exports.triggers,
+                  "A trigger that the terminal's own software exports;\n"
+                  "may be repeated (default: CARD_PRESENTED, RECEIPT)")
+      ->type_name("ID")
+      ->expected(1)
+      ->take_all();
+  command
+      .add_option("--interface", exports.interfaces,
+                  "An interface that the terminal's own software\nexports; may be repeated")
+      ->type_name("ID")
+      ->expected(1)
+      ->take_all();
+  command
+      .add_option("--triggers-version", exports.triggersVersion, "Version of the exported triggers")
+      ->capture_default_str()
+      ->type_name("VERSION");
+  command.footer(
+      footer("  wz terminal create desk\n"
+             "  wz terminal create desk --model N255k --display 320x480 --roots keys/roots\n"));
+  command.callback([&action, kept] { action = [kept] { return createTerminal(*kept); }; });
+}
+
+}  // namespace wz

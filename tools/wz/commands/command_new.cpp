@@ -1,0 +1,99 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "packaging/application_folder.h"
+#include "wz/commands/commands.h"
+#include "wz/reports/output.h"
+#include "wz/words/application_template.h"
+#include "wz/words/exit_code.h"
+
+namespace wz {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Ids that stand for themselves in a manifest, a page and a file name.
+bool isPlain(const std::string& id) {
+  return std::ranges::all_of(id, [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+           c == '_' || c == '-';
+  });
+}
+
+int checkOptions(const NewOptions& options) {
+  std::string why = packaging::whyNoApplicationId(options.id);
+  if (why.empty() && !isPlain(options.id)) {
+    why = "has other characters than letters, digits, dots, hyphens and underscores";
+  }
+  if (!why.empty()) {
+    printMessage("the application id " + options.id + " " + why + "; give one with --id");
+    return kUsage;
+  }
+  if (why = packaging::whyNoSponsor(options.sponsor); !why.empty()) {
+    printMessage("the sponsor " + options.sponsor + " " + why);
+    return kUsage;
+  }
+  return kDone;
+}
+
+void replaceAll(std::string& text, std::string_view what, const std::string& by) {
+  for (std::size_t at = text.find(what); at != std::string::npos;
+       at = text.find(what, at + by.size())) {
+    text.replace(at, what.size(), by);
+  }
+}
+
+bool fail(const fs::path& path, const std::string& why) {
+  printMessage("cannot make " + path.string() + ": " + why);
+  return false;
+}
+
+bool writeFile(const fs::path& path, const std::string& content) {
+  std::error_code failure;
+  fs::create_directories(path.parent_path(), failure);
+  if (failure) return fail(path, failure.message());
+  std::ofstream file(path, std::ios::binary);
+  file << content;
+  file.close();
+  return file ? true : fail(path, std::strerror(errno));
+}
+
+bool makeFolder(const fs::path& folder) {
+  std::error_code failure;
+  fs::create_directories(folder, failure);
+  if (failure) return fail(folder, failure.message());
+  if (!fs::is_empty(folder, failure) || failure) {
+    return fail(folder, "it exists and is not empty; name a new folder");
+  }
+  return true;
+}
+
+}  // namespace
+
+int makeApplication(const NewOptions& given) {
+  NewOptions options = given;
+  const fs::path folder = fs::path(options.directory).lexically_normal();
+  if (options.id.empty()) {
+    options.id = (folder.has_filename() ? folder : folder.parent_path()).filename().string();
+  }
+  if (const int code = checkOptions(options); code != kDone) return code;
+  if (!makeFolder(folder)) return kEnvironment;
+  for (const TemplateFile& file : applicationTemplate()) {
+    std::string content(file.content);
+    replaceAll(content, "@ID@", options.id);
+    replaceAll(content, "@SPONSOR@", options.sponsor);
+    if (!writeFile(folder / file.name, content)) return kEnvironment;
+  }
+  printLine("made the application " + options.id + " in " + options.directory);
+  printLine("  run it   wz run --terminal DIR " + options.directory);
+  printLine("  pack it  wz pack " + options.directory + " -o " + options.id + ".zip");
+  return kDone;
+}
+
+}  // namespace wz

@@ -1,0 +1,84 @@
+#include <unistd.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "wz/commands/commands.h"
+#include "wz/reports/output.h"
+#include "wz/terminal/session.h"
+#include "wz/words/exit_code.h"
+#include "wz/words/messages.h"
+
+namespace wz {
+namespace {
+
+// For a bus that does not answer at all.
+constexpr std::chrono::seconds kReturnTime{5};
+
+bool isOurs(const Message& message, const NotifyOptions& options) {
+  return message.to == options.to && message.name == options.name && message.from == options.from;
+}
+
+// Prints the reply. False when there is none.
+bool awaitReply(Messages& messages, const NotifyOptions& options, const std::string& replyName) {
+  const Deadline deadline = deadlineIn(options.timeoutSeconds);
+  while (const std::optional<Message> message = messages.take(deadline)) {
+    if (!message->undelivered) {
+      printLine(message->payload);
+      return true;
+    }
+    if (isOurs(*message, options)) {
+      printMessage("nobody listens for " + options.name + " at " + options.to);
+      return false;
+    }
+  }
+  printMessage("no " + replyName + " came");
+  return false;
+}
+
+// Notifications come back in their order: what was to come back is there when another one is that
+// was sent behind it to an address that nobody has.
+bool awaitReturn(Messages& messages, const NotifyOptions& options) {
+  const std::string nobody = "wz.nobody." + std::to_string(getpid());
+  if (zelipc::ipcNotify(nobody, options.name, zelipc::JSObject(), 0, options.from) != 0) {
+    return false;
+  }
+  const Deadline deadline = std::chrono::steady_clock::now() + kReturnTime;
+  while (const std::optional<Message> message = messages.take(deadline)) {
+    if (message->to == nobody) return false;
+    if (!isOurs(*message, options)) continue;
+    printMessage("nobody listens for " + options.name + " at " + options.to);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+int notify(const NotifyOptions& options) {
+  watchInterrupts();
+  zelipc::JSObject payload;
+  if (!readPayload(options.payload, payload)) return kUsage;
+  Session session;
+  if (!session.begin(options.terminal)) return kEnvironment;
+
+  Messages messages;
+  const DeliveryErrors errors(messages);
+  const std::string replyName = replyNameFor(options.name, options.replyName);
+  std::optional<Registration> registration;
+  if (options.waitForReply) {
+    registration.emplace(options.from, replyName, messages);
+    if (!registration->succeeded()) return kEnvironment;
+  }
+  if (zelipc::ipcNotify(options.to, options.name, payload, options.flags, options.from) != 0) {
+    printMessage("the notification could not be sent");
+    return kEnvironment;
+  }
+  if (options.waitForReply) {
+    return awaitReply(messages, options, replyName) ? kDone : kApplicationFailed;
+  }
+  return awaitReturn(messages, options) ? kApplicationFailed : kDone;
+}
+
+}  // namespace wz

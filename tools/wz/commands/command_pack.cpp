@@ -1,0 +1,164 @@
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "packaging/package_maker.h"
+#include "support/text.h"
+#include "wz/commands/commands.h"
+#include "wz/commands/signing_options.h"
+#include "wz/reports/output.h"
+#include "wz/reports/package_report.h"
+#include "wz/words/exit_code.h"
+
+namespace wz {
+namespace {
+
+using packaging::Findings;
+
+// False after a message for every error.
+bool printFindings(const Findings& findings) {
+  for (const std::string& warning : findings.warnings) printMessage("warning: " + warning);
+  for (const std::string& error : findings.errors) printMessage(error);
+  return findings.errors.empty();
+}
+
+void checkSponsors(const std::vector<std::string>& sponsors, Findings& findings) {
+  if (sponsors.empty()) {
+    findings.errors.push_back(
+        "which sponsors' terminals may have it? Name each with --sponsor ID, or in the manifest: "
+        "\"sponsors\": [\"123456\"]");
+  }
+  for (const std::string& sponsor : sponsors) {
+    if (const std::string why = packaging::whyNoSponsor(sponsor); !why.empty()) {
+      findings.errors.push_back(
+          std::string("the sponsor ").append(sponsor).append(" ").append(why));
+    }
+  }
+}
+
+// What makes one of the archives inside fail a check, the way a terminal says it.
+void printRefusal(const PackageReport& report) {
+  for (const PackageCertificate& certificate : report.certificates) {
+    if (certificate.kind != 0) continue;
+    printMessage(certificate.entry + ": " +
+                 (certificate.isRead ? certificate.acceptance : certificate.refusal));
+  }
+  for (const InnerPackage& inner : report.inners) {
+    if (inner.isAccepted()) continue;
+    const PackageCheck& failed = inner.checks.back();
+    printMessage(inner.entry + ": " + failed.name + ": " + failed.detail);
+  }
+  if (!report.refusal.empty()) printMessage(report.refusal);
+}
+
+// Verifies the package that was made, with the eyes of a terminal.
+bool verify(const std::string& made, const std::string& keys, const SigningAuthorities& authorities,
+            PackageReport& report) {
+  report = examinePackage(made, authorities.rows(), EntrySizes::kLeftOut);
+  if (!report.isAccepted()) {
+    printRefusal(report);
+    printMessage("terminals would refuse the package, so it was not kept; are the signers in " +
+                 keys + " the right ones? wz keys show explains a certificate");
+    return false;
+  }
+  if (!authorities.areCompiledIn()) {
+    printMessage("note: " + keys +
+                 " has authorities of its own; only terminals whose library was built with them "
+                 "take the package, and this wz was not");
+  }
+  return true;
+}
+
+void printMade(const std::string& file, const PackageReport& report) {
+  std::error_code failure;
+  printLine("made " + file + ", " + std::to_string(std::filesystem::file_size(file, failure)) +
+            " octets");
+  for (const InnerPackage& inner : report.inners) {
+    printLine("  " + inner.entry + "  " + innerKindText(inner.kind) + " of " + inner.id + ", " +
+              std::to_string(inner.entries.size()) +
+              (inner.entries.size() == 1 ? " file" : " files") + ", signature verified");
+  }
+}
+
+// Makes the package beside its place, and moves it there when it is verified.
+template <typename Order>
+int makeVerified(const Order& order, const PackOptions& options, const std::string& keys,
+                 const packaging::PackageSigners& signers) {
+  SigningAuthorities authorities;
+  if (!authorities.load(keys)) return kEnvironment;
+  std::string error;
+  PackageReport report;
+  bool isRefused = false;
+  const bool isMade = packaging::makePackage(
+      order, signers, options.output,
+      [&](const std::string& made) {
+        isRefused = !verify(made, keys, authorities, report);
+        return !isRefused;
+      },
+      error);
+  if (isRefused) return kApplicationFailed;
+  if (!isMade) {
+    printMessage(error);
+    return kEnvironment;
+  }
+  printMade(options.output, report);
+  return kDone;
+}
+
+int packApplication(const PackOptions& options, const std::string& keys) {
+  Findings findings;
+  packaging::ApplicationOrder order{packaging::readApplicationFolder(options.folder, findings),
+                                    options.sponsors, options.applicationOnly};
+  if (order.sponsors.empty()) order.sponsors = order.folder.sponsors;
+  if (findings.errors.empty() && !options.applicationOnly) checkSponsors(order.sponsors, findings);
+  if (!printFindings(findings)) return kApplicationFailed;
+  packaging::PackageSigners signers;
+  if (!loadSigners(options.signing, keys, true, !options.applicationOnly, signers)) {
+    return kEnvironment;
+  }
+  return makeVerified(order, options, keys, signers);
+}
+
+int packRemovals(const PackOptions& options, const std::string& keys) {
+  Findings findings;
+  checkSponsors(options.sponsors, findings);
+  std::vector<packaging::RemovalOrder> orders;
+  std::map<std::string, std::string> seen;
+  for (const std::string& id : options.removals) {
+    if (const std::string why = packaging::whyNoApplicationId(id); !why.empty()) {
+      findings.errors.push_back(
+          std::string("the application id ").append(id).append(" ").append(why));
+    }
+    if (!seen.emplace(wzapp::toUpper(id), id).second) {
+      findings.errors.push_back("the application " + id +
+                                " is named twice; the case of letters does not tell two apart");
+    }
+    orders.push_back({id, id, "", options.sponsors});
+  }
+  if (!printFindings(findings)) return kApplicationFailed;
+  packaging::PackageSigners signers;
+  if (!loadSigners(options.signing, keys, false, true, signers)) return kEnvironment;
+  return makeVerified(orders, options, keys, signers);
+}
+
+}  // namespace
+
+int pack(const PackOptions& options) {
+  if (options.folder.empty() == options.removals.empty()) {
+    printMessage("name the folder of an application, or applications to remove with --uninstall");
+    return kUsage;
+  }
+  if (!isPackageName(options.output)) {
+    printMessage("terminals take packages by names that end in .zip; " + options.output +
+                 " is none, so give -o another one");
+    return kUsage;
+  }
+  const std::string keys = findKeyDirectory(options.signing.keys);
+  if (keys.empty()) return kUsage;
+  return options.removals.empty() ? packApplication(options, keys) : packRemovals(options, keys);
+}
+
+}  // namespace wz

@@ -1,0 +1,82 @@
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "crypto/authorities.h"
+#include "packaging/package_maker.h"
+#include "support/text.h"
+#include "workstation/terminal/terminal_profile.h"
+#include "wz/commands/commands.h"
+#include "wz/reports/output.h"
+#include "wz/terminal/install_run.h"
+#include "wz/terminal/terminal_change.h"
+#include "wz/words/exit_code.h"
+#include "wzapp/wzapp.h"
+
+namespace wz {
+namespace {
+
+constexpr char kPackageName[] = "wz-remove.zip";
+
+bool findApplication(const std::string& id, InstalledApplication& application) {
+  const InstalledApplications applications = findInstalledApplications();
+  const auto found = applications.find(wzapp::toUpper(id));
+  if (found == applications.end() || !found->second.isInstalled) {
+    printMessage("there is no application " + id + " on this terminal; see wz list");
+    return false;
+  }
+  application = found->second;
+  return true;
+}
+
+// Addressed to the terminal's own sponsor, and in the folder in which the terminal looks.
+bool orderRemoval(const InstalledApplication& application, packaging::RemovalOrder& order) {
+  workstation::TerminalProfile profile;
+  workstation::ProfileError error;
+  if (!workstation::loadTerminalProfile(workstation::terminalDirectory(), profile, error)) {
+    printMessage(error.text());
+    return false;
+  }
+  const std::string folder =
+      application.marketplaceFolder.empty() ? application.id : application.marketplaceFolder;
+  order = {application.id, folder, application.version, {profile.sponsorId}};
+  return true;
+}
+
+bool makeWaiting(const packaging::RemovalOrder& order, const packaging::PackageSigners& signers,
+                 WaitingPackage& package) {
+  const std::string path = std::string(wzapp::wzInstallSourceDir()) + "/" + kPackageName;
+  std::string error;
+  const auto accept = [](const std::string&) { return true; };
+  if (!packaging::makePackage({order}, signers, path, accept, error)) {
+    printMessage(error);
+    return false;
+  }
+  package = {"the removal of " + order.id, kPackageName,
+             examinePackage(path, wzapp::authorities(), EntrySizes::kLeftOut)};
+  return true;
+}
+
+}  // namespace
+
+int removeApplication(const RemoveOptions& options) {
+  std::string keys = findKeyDirectory(options.signing.keys);
+  if (keys.empty()) return kUsage;
+  std::error_code failure;
+  keys = std::filesystem::absolute(keys, failure).string();
+  packaging::PackageSigners signers;
+  if (!loadSigners(options.signing, keys, false, true, signers)) return kEnvironment;
+  TerminalChange change;
+  if (!change.begin(options.terminal)) return kEnvironment;
+  InstalledApplication application;
+  if (!findApplication(options.id, application)) return kApplicationFailed;
+  packaging::RemovalOrder order;
+  WaitingPackage package;
+  if (!orderRemoval(application, order) || !makeWaiting(order, signers, package)) {
+    return kEnvironment;
+  }
+  return installAsCommand({package}, options.asJson);
+}
+
+}  // namespace wz

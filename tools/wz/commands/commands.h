@@ -1,0 +1,150 @@
+/// The commands of `wz`, each with its options. Each returns an exit code (exit_code.h) and has
+/// said what there is to say.
+#ifndef WZ_COMMANDS_COMMANDS_H
+#define WZ_COMMANDS_COMMANDS_H
+
+#include <string>
+#include <vector>
+
+#include "workstation/terminal/terminal_directory.h"
+#include "wz/commands/signing_options.h"
+
+namespace wz {
+
+struct CreateOptions {
+  std::string directory;
+  std::string display = "480x800";  // pixels, WIDTHxHEIGHT
+  workstation::NewTerminal terminal;
+};
+
+int createTerminal(const CreateOptions& options);
+
+struct RunOptions {
+  std::string terminal;     // empty: WZ_TERMINAL
+  std::string application;  // id, or folder
+  std::string entry = "desktop";
+  std::vector<std::string> parameters;  // KEY=VALUE each
+  bool headless = false;
+  bool devtools = false;
+  std::string screenshot;     // file; empty: none
+  double timeoutSeconds = 0;  // 0: no limit
+};
+
+int runApplication(const RunOptions& options);
+
+struct ListenOptions {
+  std::string terminal;
+  std::string address;
+  std::vector<std::string> names;
+  unsigned count = 0;  // 0: no end
+  double timeoutSeconds = 0;
+};
+
+int listen(const ListenOptions& options);
+
+struct NotifyOptions {
+  std::string terminal;
+  std::string to, name;
+  std::string payload = "{}";  // JSON
+  std::string from = "wz";
+  unsigned flags = 0;
+  bool waitForReply = false;
+  std::string replyName;  // empty: NAME_reply
+  double timeoutSeconds = 30;
+};
+
+int notify(const NotifyOptions& options);
+
+struct ReplyOptions {
+  std::string terminal;
+  std::string address, name;
+  std::string payload;    // JSON
+  std::string replyName;  // empty: NAME_reply
+  unsigned count = 0;
+  double timeoutSeconds = 0;
+};
+
+int reply(const ReplyOptions& options);
+
+struct ExecuteOptions {
+  std::string terminal;
+  std::vector<std::string> command;  // program and arguments
+};
+
+/// Returns the program's own exit code, or 128 and the number of the signal that ended it.
+int execute(const ExecuteOptions& options);
+
+struct InitKeysOptions {
+  std::string directory;
+};
+
+int initKeys(const InitKeysOptions& options);
+
+struct ShowKeyOptions {
+  std::string file;
+  bool asJson = false;
+};
+
+int showKey(const ShowKeyOptions& options);
+
+struct CertificatesOptions {
+  std::string terminal;
+  std::string file;  // "-": standard output
+};
+
+int writeCertificates(const CertificatesOptions& options);
+
+struct NewOptions {
+  std::string directory;
+  std::string id;  // empty: the folder's name
+  std::string sponsor;
+};
+
+int makeApplication(const NewOptions& options);
+
+struct PackOptions {
+  std::string folder;                 // of an application; or
+  std::vector<std::string> removals;  // ids of applications
+  std::string output;
+  std::vector<std::string> sponsors;
+  SigningOptions signing;
+  bool applicationOnly = false;
+};
+
+int pack(const PackOptions& options);
+
+struct InspectOptions {
+  std::string file;
+  std::string terminal;  // empty: none
+  bool asJson = false;
+};
+
+int inspect(const InspectOptions& options);
+
+struct InstallOptions {
+  std::string terminal;
+  std::vector<std::string> packages;  // files
+  bool asJson = false;
+};
+
+int install(const InstallOptions& options);
+
+struct ListOptions {
+  std::string terminal;
+  bool asJson = false;
+};
+
+int listApplications(const ListOptions& options);
+
+struct RemoveOptions {
+  std::string terminal;
+  std::string id;
+  SigningOptions signing;
+  bool asJson = false;
+};
+
+int removeApplication(const RemoveOptions& options);
+
+}  // namespace wz
+
+#endif  // WZ_COMMANDS_COMMANDS_H

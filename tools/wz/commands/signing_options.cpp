@@ -1,0 +1,85 @@
+#include "wz/commands/signing_options.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "authority_table/table_file.h"
+#include "devkeys/key_directory.h"
+#include "wz/reports/output.h"
+#include "wz/terminal/development_roots.h"
+
+namespace wz {
+namespace {
+
+namespace fs = std::filesystem;
+
+// BUILD/bin/wz -> BUILD/keys, which a build without a product's authorities makes for itself.
+std::string buildKeys() {
+  std::error_code failure;
+  const fs::path program = fs::read_symlink("/proc/self/exe", failure);
+  const fs::path keys = program.parent_path().parent_path() / "keys";
+  const bool isThere =
+      !failure && !developmentRoots().empty() && fs::exists(keys / devkeys::kTableFile, failure);
+  return isThere ? keys.string() : std::string();
+}
+
+}  // namespace
+
+bool SigningAuthorities::load(const std::string& keyDirectory) {
+  std::error_code failure;
+  if (!fs::exists(authority_table::tablePath(keyDirectory), failure)) return true;
+  authority_table::Findings findings;
+  const auto table = authority_table::readTable(keyDirectory, findings);
+  for (const std::string& error : findings.errors) printMessage(error);
+  if (!findings.errors.empty()) return false;
+  for (const authority_table::TableRow& row : table) ders_.push_back(row.certificate.der);
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    rows_.push_back({table[i].kind, wzapp::viewOf(ders_[i])});
+  }
+  return true;
+}
+
+std::span<const wzapp::Authority> SigningAuthorities::rows() const {
+  if (rows_.empty()) return wzapp::authorities();
+  return rows_;
+}
+
+bool SigningAuthorities::areCompiledIn() const {
+  return std::ranges::equal(rows(), wzapp::authorities(),
+                            [](const wzapp::Authority& a, const wzapp::Authority& b) {
+                              return a.kind == b.kind && std::ranges::equal(a.der, b.der);
+                            });
+}
+
+std::string findKeyDirectory(const std::string& given) {
+  if (!given.empty()) return given;
+  if (const char* const variable = getenv("WZ_KEYS"); variable != nullptr && *variable != '\0') {
+    return variable;
+  }
+  std::string keys = buildKeys();
+  if (keys.empty()) {
+    printMessage(
+        "which keys? Name their folder with --keys DIR or in the environment variable WZ_KEYS; "
+        "make one with: wz keys init DIR");
+  }
+  return keys;
+}
+
+bool loadSigners(const SigningOptions& options, const std::string& keyDirectory,
+                 bool forApplication, bool forManifest, packaging::PackageSigners& signers) {
+  std::string error;
+  const auto load = [&](packaging::SignerRole role, std::optional<packaging::Signer>& signer) {
+    if (signer.emplace().load(keyDirectory, role, options.signCommand, error)) return true;
+    printMessage(error);
+    return false;
+  };
+  if (forApplication && !load(packaging::SignerRole::kApplication, signers.application)) {
+    return false;
+  }
+  return !forManifest || load(packaging::SignerRole::kManifest, signers.manifest);
+}
+
+}  // namespace wz

@@ -1,0 +1,46 @@
+/// Where the keys are that sign packages, and whose authorities are above them.
+#ifndef WZ_COMMANDS_SIGNING_OPTIONS_H
+#define WZ_COMMANDS_SIGNING_OPTIONS_H
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "crypto/authorities.h"
+#include "packaging/package_maker.h"
+
+namespace wz {
+
+struct SigningOptions {
+  std::string keys;         // folder; empty: the environment variable WZ_KEYS, or the build's own
+  std::string signCommand;  // empty: the keys in the folder sign
+};
+
+/// The authorities by which signers are judged.
+class SigningAuthorities {
+ public:
+  /// Those of the key directory where it has a table, otherwise those compiled in. False after a
+  /// message when the table is faulty.
+  [[nodiscard]] bool load(const std::string& keyDirectory);
+
+  [[nodiscard]] std::span<const wzapp::Authority> rows() const;
+  /// Whether this build's library trusts them.
+  [[nodiscard]] bool areCompiledIn() const;
+
+ private:
+  std::vector<std::string> ders_;
+  std::vector<wzapp::Authority> rows_;  // none: those compiled in
+};
+
+/// The key directory that is meant: as given, or by WZ_KEYS, or the development keys beside this
+/// program in its build folder. Empty after a message when there is none.
+[[nodiscard]] std::string findKeyDirectory(const std::string& given);
+
+/// Loads the signers that are asked for. False after a message.
+[[nodiscard]] bool loadSigners(const SigningOptions& options, const std::string& keyDirectory,
+                               bool forApplication, bool forManifest,
+                               packaging::PackageSigners& signers);
+
+}  // namespace wz
+
+#endif  // WZ_COMMANDS_SIGNING_OPTIONS_H

@@ -1,0 +1,189 @@
+#include "wz/reports/install_log.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "support/text.h"
+#include "wz/reports/output.h"
+
+namespace wz {
+namespace {
+
+constexpr std::size_t kDefaultWidth = 80;
+
+std::string formatted(const char* format, std::va_list arguments) {
+  std::va_list copy;
+  va_copy(copy, arguments);
+  const int size = std::vsnprintf(nullptr, 0, format, copy);
+  va_end(copy);
+  if (size < 0) return {};
+  std::string text(static_cast<std::size_t>(size) + 1, '\0');
+  std::vsnprintf(text.data(), text.size(), format, arguments);
+  text.pop_back();
+  if (text.ends_with('\n')) text.pop_back();
+  return text;
+}
+
+std::string lastPart(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+std::size_t terminalWidth() {
+  winsize size{};
+  const bool isKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return isKnown ? size.ws_col : kDefaultWidth;
+}
+
+bool isReason(std::string_view format) {
+  return format.starts_with("Error: ") || format.starts_with("Warning: ") ||
+         format.starts_with("Mismatching directory name ");
+}
+
+Reasons reasonsOf(const std::map<std::string, Reasons>& all, const std::string& key) {
+  const auto found = all.find(key);
+  return found == all.end() ? Reasons() : found->second;
+}
+
+}  // namespace
+
+struct InstallLog::Row {
+  const char* format;
+  bool hasText;  // its first argument
+  void (InstallLog::*note)(const std::string& text);
+};
+
+// Lines that tell what the following ones are about. They are told by their formats: what a package
+// calls itself cannot be taken for one.
+const InstallLog::Row* InstallLog::findRow(const char* format) {
+  static constexpr Row kRows[] = {
+      {"Install %s\n", true, &InstallLog::onPackage},
+      {"Found %s\n", true, &InstallLog::onEntry},
+      {"postinstall\n", false, &InstallLog::onRules},
+      {"Checking dependencies\n", false, &InstallLog::onDependencies},
+      {"Checking %s\n", true, &InstallLog::onChecking},
+      {"Error: No valid marketplace manifest found for %s\n", true, &InstallLog::onNoManifest},
+      {"Error: No marketplace manifest found for %s\n", true, &InstallLog::onNoManifest},
+      {"Error: Installation of %s failed\n", true, &InstallLog::onNoManifest},
+      {"List of installed applications:\n", false, &InstallLog::onListing},
+  };
+  for (const Row& row : kRows) {
+    if (std::strcmp(row.format, format) == 0) return &row;
+  }
+  return nullptr;
+}
+
+InstallLog::InstallLog(Display display, std::size_t packageCount)
+    : display_(display),
+      isLive_(display == Display::kLines && isatty(STDOUT_FILENO) == 1),
+      packageCount_(packageCount) {}
+
+InstallLog::~InstallLog() { clearLiveLine(); }
+
+void InstallLog::take(void* log, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  static_cast<InstallLog*>(log)->takeLine(format, arguments);
+  va_end(arguments);
+}
+
+void InstallLog::takeLine(const char* format, std::va_list arguments) {
+  std::va_list copy;
+  va_copy(copy, arguments);
+  const std::string line = formatted(format, copy);
+  va_end(copy);
+  if (const Row* const row = findRow(format)) {
+    (this->*row->note)(row->hasText ? va_arg(arguments, const char*) : "");
+  }
+  if (isReason(format)) noteReason(line);
+  lines_.push_back(line);
+  if (display_ == Display::kNone) return;
+  clearLiveLine();
+  printLine(line);
+  showLiveLine();
+}
+
+Reasons InstallLog::ofPackage(const std::string& name) const {
+  return reasonsOf(packageReasons_, name);
+}
+
+Reasons InstallLog::ofApplication(const std::string& id) const {
+  return reasonsOf(applicationReasons_, wzapp::toUpper(id));
+}
+
+// ---- What lines are about ----------------------------------------------------------------------
+
+void InstallLog::onPackage(const std::string& path) {
+  phase_ = Phase::kPackages;
+  package_ = lastPart(path);
+  entry_.clear();
+  ++packagesSeen_;
+  entriesSeen_ = 0;
+}
+
+void InstallLog::onEntry(const std::string& name) {
+  entry_ = name;
+  ++entriesSeen_;
+}
+
+void InstallLog::onRules(const std::string&) {
+  phase_ = Phase::kRules;
+  package_.clear();
+  application_.clear();
+}
+
+void InstallLog::onDependencies(const std::string&) {
+  phase_ = Phase::kDependencies;
+  application_.clear();
+}
+
+// An entry of the package, the folder of a marketplace manifest, or the path of a manifest.
+void InstallLog::onChecking(const std::string& what) {
+  constexpr std::size_t kEnding = 4;  // ".MFT"
+  if (phase_ == Phase::kRules) application_ = wzapp::toUpper(what);
+  if (phase_ != Phase::kDependencies) return;
+  const std::string name = wzapp::toUpper(lastPart(what));
+  application_ = name.substr(0, name.size() - std::min(kEnding, name.size()));
+}
+
+void InstallLog::onNoManifest(const std::string& name) { application_ = wzapp::toUpper(name); }
+
+void InstallLog::onListing(const std::string&) {
+  phase_ = Phase::kEnd;
+  application_.clear();
+}
+
+void InstallLog::noteReason(const std::string& line) {
+  if (phase_ == Phase::kPackages) {
+    packageReasons_[package_].push_back(entry_.empty() ? line : entry_ + ": " + line);
+  } else if (!application_.empty()) {
+    applicationReasons_[application_].push_back(line);
+  }
+}
+
+// ---- The live line -----------------------------------------------------------------------------
+
+void InstallLog::clearLiveLine() const {
+  if (!isLive_) return;
+  std::fputs("\r\033[2K", stdout);
+  std::fflush(stdout);
+}
+
+void InstallLog::showLiveLine() const {
+  if (!isLive_ || phase_ == Phase::kEnd) return;
+  std::string text;
+  if (phase_ == Phase::kPackages) {
+    text = "package " + std::to_string(packagesSeen_) + " of " + std::to_string(packageCount_) +
+           ": " + package_;
+    if (!entry_.empty()) text += ", archive " + std::to_string(entriesSeen_) + ": " + entry_;
+  } else if (phase_ != Phase::kBegin) {
+    text = phase_ == Phase::kRules ? "marketplace manifests" : "dependencies";
+    if (!application_.empty()) text += ": " + application_;
+  }
+  std::fputs(escaped(text).substr(0, terminalWidth() - 1).c_str(), stdout);
+  std::fflush(stdout);
+}
+
+}  // namespace wz

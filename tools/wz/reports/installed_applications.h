@@ -1,0 +1,26 @@
+/// The applications of the terminal that this process is inside of.
+#ifndef WZ_REPORTS_INSTALLED_APPLICATIONS_H
+#define WZ_REPORTS_INSTALLED_APPLICATIONS_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace wz {
+
+struct InstalledApplication {
+  std::string id, version;
+  bool isInstalled = false;       ///< it has a manifest or a folder of its own
+  std::string marketplaceFolder;  ///< name of the folder with its marketplace manifest; empty: none
+  std::vector<std::string> sponsors;  ///< that the marketplace manifest lists
+  std::string stamp;                  ///< differs once its manifests have been written again
+};
+
+/// By their ids in upper case, as terminals tell them apart.
+using InstalledApplications = std::map<std::string, InstalledApplication>;
+
+[[nodiscard]] InstalledApplications findInstalledApplications();
+
+}  // namespace wz
+
+#endif  // WZ_REPORTS_INSTALLED_APPLICATIONS_H

@@ -1,0 +1,30 @@
+/// JSON as commands with --json print it: one object on standard output, ASCII alone, every text
+/// escaped as for eyes (output.h).
+#ifndef WZ_REPORTS_JSON_OUTPUT_H
+#define WZ_REPORTS_JSON_OUTPUT_H
+
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+
+#include <functional>
+#include <string_view>
+#include <vector>
+
+namespace wz {
+
+/// Everything beyond ASCII as \uNNNN.
+using JsonWriter =
+    rapidjson::PrettyWriter<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
+
+void putText(JsonWriter& writer, std::string_view value);
+void putText(JsonWriter& writer, const char* key, std::string_view value);
+void putTexts(JsonWriter& writer, const char* key, const std::vector<std::string>& values);
+void putNumber(JsonWriter& writer, const char* key, std::uint64_t value);
+void putFlag(JsonWriter& writer, const char* key, bool value);
+
+/// Prints the object whose members `body` writes.
+void printJsonObject(const std::function<void(JsonWriter& writer)>& body);
+
+}  // namespace wz
+
+#endif  // WZ_REPORTS_JSON_OUTPUT_H

@@ -1,0 +1,115 @@
+#include "wz/reports/output.h"
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <mutex>
+
+#include "support/file_system.h"
+
+namespace wz {
+namespace {
+
+std::mutex writeMutex;  // one line after the other, also where a write takes only a part
+
+void writeText(int file, std::string_view text) {
+  const std::lock_guard<std::mutex> lock(writeMutex);
+  // Where nobody reads any more, there is no other place to say so.
+  static_cast<void>(wzapp::writeWhole(file, wzapp::viewOf(text)));
+}
+
+// The code point at the front of `text` and its length; length 0: no UTF-8 (RFC 3629).
+struct CodePoint {
+  std::uint32_t value;
+  std::size_t length;
+};
+
+CodePoint firstCodePoint(std::string_view text) {
+  struct Form {
+    std::uint8_t mask, lead;
+    std::uint32_t least;
+  };
+  constexpr Form kForms[] = {
+      {0x80, 0x00, 0}, {0xE0, 0xC0, 0x80}, {0xF0, 0xE0, 0x800}, {0xF8, 0xF0, 0x10000}};
+  constexpr CodePoint kNone{0, 0};
+  const auto lead = static_cast<std::uint8_t>(text.front());
+  std::size_t length = 1;
+  for (const Form& form : kForms) {
+    if ((lead & form.mask) != form.lead) {
+      ++length;
+      continue;
+    }
+    if (text.size() < length) return kNone;
+    std::uint32_t value = lead & static_cast<std::uint8_t>(~form.mask);
+    for (std::size_t i = 1; i < length; ++i) {
+      const auto octet = static_cast<std::uint8_t>(text[i]);
+      if ((octet & 0xC0) != 0x80) return kNone;
+      value = value << 6 | (octet & 0x3F);
+    }
+    const bool isSurrogate = value >= 0xD800 && value <= 0xDFFF;
+    return value < form.least || value > 0x10FFFF || isSurrogate ? kNone : CodePoint{value, length};
+  }
+  return kNone;
+}
+
+bool isDangerous(std::uint32_t c) {
+  return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == 0x061C || c == 0x200E || c == 0x200F ||
+         (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+template <typename Number>
+std::string formatted(const char* format, Number number) {
+  char buffer[16];
+  std::snprintf(buffer, sizeof(buffer), format, number);
+  return buffer;
+}
+
+std::string escapeOf(std::uint32_t c) {
+  switch (c) {
+    case '\n':
+      return "\\n";
+    case '\r':
+      return "\\r";
+    case '\t':
+      return "\\t";
+    default:
+      return c < 0x80 ? formatted("\\x%02x", c) : formatted("\\u{%04x}", c);
+  }
+}
+
+}  // namespace
+
+std::string escaped(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const CodePoint c = firstCodePoint(text);
+    if (c.length == 0) {
+      result += formatted("\\x%02x", static_cast<unsigned>(static_cast<std::uint8_t>(text[0])));
+    } else if (isDangerous(c.value)) {
+      result += escapeOf(c.value);
+    } else {
+      result += text.substr(0, c.length);
+    }
+    text.remove_prefix(c.length == 0 ? 1 : c.length);
+  }
+  return result;
+}
+
+std::string joined(const std::vector<std::string>& texts, std::string_view between) {
+  std::string all;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if (i > 0) all += between;
+    all += texts[i];
+  }
+  return all;
+}
+
+void printLine(std::string_view line) { writeText(STDOUT_FILENO, escaped(line) + "\n"); }
+
+void printMessage(std::string_view message) {
+  writeText(STDERR_FILENO, "wz: " + escaped(message) + "\n");
+}
+
+}  // namespace wz

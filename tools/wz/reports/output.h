@@ -1,0 +1,29 @@
+/// What `wz` writes: whole lines, from any thread, with nothing in them that could act on the
+/// user's terminal.
+#ifndef WZ_REPORTS_OUTPUT_H
+#define WZ_REPORTS_OUTPUT_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace wz {
+
+/// `text` as it may be shown: control characters (C0, C1, DEL), the characters that turn the
+/// direction of writing, and octets that are no UTF-8 stand as \n, \t, \r, \xNN or \u{NNNN}.
+/// A backslash stays one; the result is for eyes, not to be read back.
+std::string escaped(std::string_view text);
+
+/// `texts` one behind the other.
+std::string joined(const std::vector<std::string>& texts, std::string_view between = ", ");
+
+/// Writes `line`, escaped, and a line feed to standard output, in one piece.
+void printLine(std::string_view line);
+
+/// Writes "wz: ", `message`, escaped, and a line feed to standard error, in one piece: errors, and
+/// what is said beside the results.
+void printMessage(std::string_view message);
+
+}  // namespace wz
+
+#endif  // WZ_REPORTS_OUTPUT_H

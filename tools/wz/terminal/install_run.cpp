@@ -1,0 +1,236 @@
+#include "wz/terminal/install_run.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "support/text.h"
+#include "wz/reports/output.h"
+#include "wz/words/exit_code.h"
+#include "wzapp/wzapp.h"
+
+namespace wz {
+namespace {
+
+using Change = ApplicationChange;
+
+constexpr const char* kResultWords[] = {"ok", "no package", "error", "warning"};
+
+struct ChangeWords {
+  const char* name;  // in JSON
+  const char* words;
+};
+
+const ChangeWords& wordsOf(Change::Kind kind) {
+  static constexpr ChangeWords kWords[] = {
+      {"installed", "installed"}, {"replaced", "replaced"}, {"removed", "removed"}};
+  return kWords[static_cast<int>(kind)];
+}
+
+// ---- What changed ------------------------------------------------------------------------------
+
+bool isInstalled(const InstalledApplications& applications, const std::string& upperId) {
+  const auto found = applications.find(upperId);
+  return found != applications.end() && found->second.isInstalled;
+}
+
+bool hasMarketplaceManifest(const InstalledApplications& applications, const std::string& upperId) {
+  const auto found = applications.find(upperId);
+  return found != applications.end() && !found->second.marketplaceFolder.empty();
+}
+
+Reasons whyRemoved(const std::string& upperId, const InstallLog& log) {
+  Reasons reasons = log.ofApplication(upperId);
+  if (reasons.empty()) reasons.emplace_back("a signed package asked for it");
+  return reasons;
+}
+
+void compare(const InstalledApplications& before, const InstalledApplications& now,
+             const InstallLog& log, std::vector<Change>& changes) {
+  for (const auto& [upperId, application] : now) {
+    if (!application.isInstalled) continue;
+    if (!isInstalled(before, upperId)) {
+      changes.push_back({Change::Kind::kInstalled, application.id, "", application.version, {}});
+    } else if (const auto& older = before.at(upperId); older.stamp != application.stamp) {
+      changes.push_back(
+          {Change::Kind::kReplaced, application.id, older.version, application.version, {}});
+    }
+  }
+  for (const auto& [upperId, application] : before) {
+    if (!application.isInstalled || isInstalled(now, upperId)) continue;
+    changes.push_back({Change::Kind::kRemoved, application.id, application.version, "",
+                       whyRemoved(upperId, log)});
+  }
+}
+
+// ---- What became of a package ------------------------------------------------------------------
+
+bool isAsExpected(const InnerPackage& inner, const InstalledApplications& now) {
+  const std::string upperId = wzapp::toUpper(inner.id);
+  switch (inner.kind) {
+    case InnerKind::kApplication:
+      return isInstalled(now, upperId);
+    case InnerKind::kMarketplace:
+      return hasMarketplaceManifest(now, upperId);
+    case InnerKind::kUninstall:
+      return !isInstalled(now, upperId);
+  }
+  return false;
+}
+
+const char* whatIsMissing(InnerKind kind) {
+  switch (kind) {
+    case InnerKind::kApplication:
+      return " is not installed";
+    case InnerKind::kMarketplace:
+      return " has no marketplace manifest";
+    case InnerKind::kUninstall:
+      return " is still installed";
+  }
+  return "";
+}
+
+bool isError(const std::string& reason) { return reason.find("Error: ") != std::string::npos; }
+
+void addOnce(const Reasons& more, Reasons& reasons) {
+  for (const std::string& reason : more) {
+    if (std::ranges::find(reasons, reason) == reasons.end()) reasons.push_back(reason);
+  }
+}
+
+PackageOutcome judgePackage(const WaitingPackage& package, const InstalledApplications& now,
+                            const InstallLog& log) {
+  PackageOutcome outcome{package.file, true, log.ofPackage(package.name)};
+  if (std::ranges::any_of(outcome.reasons, isError)) outcome.isDone = false;
+  if (package.report.inners.empty()) {
+    outcome.isDone = false;
+    addOnce({package.report.refusal.empty() ? "there is no archive in it" : package.report.refusal},
+            outcome.reasons);
+  }
+  // Terminals keep a package until what it brought is on stable storage.
+  const std::string place = std::string(wzapp::wzInstallSourceDir()) + "/" + package.name;
+  if (access(place.c_str(), F_OK) == 0) {
+    outcome.isDone = false;
+    addOnce(
+        {"it is still waiting in " + place +
+         ": what it brought could not be brought to stable storage, or it could not be deleted"},
+        outcome.reasons);
+  }
+  for (const InnerPackage& inner : package.report.inners) {
+    if (isAsExpected(inner, now)) continue;
+    outcome.isDone = false;
+    if (!inner.id.empty()) addOnce(log.ofApplication(inner.id), outcome.reasons);
+    const std::string who = inner.id.empty() ? inner.entry : inner.id;
+    addOnce({who + whatIsMissing(inner.kind)}, outcome.reasons);
+  }
+  return outcome;
+}
+
+// ---- In words ----------------------------------------------------------------------------------
+
+void printReasons(const Reasons& reasons) {
+  for (const std::string& reason : reasons) printLine("  " + reason);
+}
+
+std::string withVersion(const std::string& id, const std::string& version) {
+  return version.empty() ? id : id + " " + version;
+}
+
+}  // namespace
+
+bool InstallOutcome::isDone() const {
+  return std::ranges::all_of(packages,
+                             [](const PackageOutcome& package) { return package.isDone; });
+}
+
+InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
+                               InstallLog::Display display) {
+  const InstalledApplications before = findInstalledApplications();
+  InstallOutcome outcome;
+  {
+    InstallLog log(display, packages.size());
+    outcome.result = wzapp::wzInstall(InstallLog::take, &log);
+    const InstalledApplications now = findInstalledApplications();
+    compare(before, now, log, outcome.changes);
+    for (const WaitingPackage& package : packages) {
+      outcome.packages.push_back(judgePackage(package, now, log));
+    }
+    outcome.log = log.lines();
+  }
+  return outcome;
+}
+
+void printOutcome(const InstallOutcome& outcome) {
+  printLine("");
+  for (const Change& change : outcome.changes) {
+    const std::string words = std::string(wordsOf(change.kind).words) + " ";
+    if (change.kind == Change::Kind::kReplaced) {
+      printLine(
+          words + withVersion(change.id, change.versionBefore) + " by " +
+          (change.versionNow == change.versionBefore ? "the same version" : change.versionNow));
+    } else {
+      printLine(words + withVersion(change.id, change.kind == Change::Kind::kRemoved
+                                                   ? change.versionBefore
+                                                   : change.versionNow));
+    }
+    printReasons(change.reasons);
+  }
+  if (outcome.changes.empty()) printLine("no application changed");
+  for (const PackageOutcome& package : outcome.packages) {
+    printLine((package.isDone ? "done " : "rejected ") + package.file);
+    printReasons(package.reasons);
+  }
+}
+
+void putOutcome(JsonWriter& writer, const InstallOutcome& outcome) {
+  putNumber(writer, "result", static_cast<std::uint64_t>(outcome.result));
+  putText(writer, "resultWord",
+          outcome.result >= 0 && outcome.result < 4 ? kResultWords[outcome.result] : "?");
+  putFlag(writer, "done", outcome.isDone());
+  writer.Key("packages");
+  writer.StartArray();
+  for (const PackageOutcome& package : outcome.packages) {
+    writer.StartObject();
+    putText(writer, "file", package.file);
+    putFlag(writer, "done", package.isDone);
+    putTexts(writer, "reasons", package.reasons);
+    writer.EndObject();
+  }
+  writer.EndArray();
+  writer.Key("changes");
+  writer.StartArray();
+  for (const Change& change : outcome.changes) {
+    writer.StartObject();
+    putText(writer, "change", wordsOf(change.kind).name);
+    putText(writer, "id", change.id);
+    putText(writer, "versionBefore", change.versionBefore);
+    putText(writer, "versionNow", change.versionNow);
+    putTexts(writer, "reasons", change.reasons);
+    writer.EndObject();
+  }
+  writer.EndArray();
+  putTexts(writer, "log", outcome.log);
+}
+
+int exitCodeOf(const InstallOutcome& outcome) {
+  if (outcome.log.empty()) {
+    printMessage(
+        "the installation did not begin: the terminal's configuration root in "
+        "flash/etc/config/wzapp is no folder of your own");
+    return kEnvironment;
+  }
+  return outcome.isDone() ? kDone : kApplicationFailed;
+}
+
+int installAsCommand(const std::vector<WaitingPackage>& packages, bool asJson) {
+  const auto display = asJson ? InstallLog::Display::kNone : InstallLog::Display::kLines;
+  const InstallOutcome outcome = runInstallation(packages, display);
+  if (asJson) {
+    printJsonObject([&outcome](JsonWriter& writer) { putOutcome(writer, outcome); });
+  } else {
+    printOutcome(outcome);
+  }
+  return exitCodeOf(outcome);
+}
+
+}  // namespace wz

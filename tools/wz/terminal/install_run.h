@@ -1,0 +1,61 @@
+/// An installation run on the terminal that this process is inside of, and what it changed.
+#ifndef WZ_TERMINAL_INSTALL_RUN_H
+#define WZ_TERMINAL_INSTALL_RUN_H
+
+#include <string>
+#include <vector>
+
+#include "wz/reports/install_log.h"
+#include "wz/reports/installed_applications.h"
+#include "wz/reports/json_output.h"
+#include "wz/reports/package_report.h"
+
+namespace wz {
+
+/// A package that lies in the terminal's source directory.
+struct WaitingPackage {
+  std::string file;      ///< what the user calls it
+  std::string name;      ///< its own in the source directory
+  PackageReport report;  ///< tells what is to be expected of it
+};
+
+struct PackageOutcome {
+  std::string file;
+  bool isDone = false;  ///< what it was for has come about
+  Reasons reasons;      ///< why not; also what was said about it all the same
+};
+
+struct ApplicationChange {
+  enum class Kind { kInstalled, kReplaced, kRemoved };
+  Kind kind;
+  std::string id, versionBefore, versionNow;
+  Reasons reasons;  ///< of a removal
+};
+
+struct InstallOutcome {
+  int result = 0;  ///< of wzapp::wzInstall
+  std::vector<std::string> log;
+  std::vector<PackageOutcome> packages;
+  std::vector<ApplicationChange> changes;
+
+  [[nodiscard]] bool isDone() const;  ///< every package
+};
+
+/// Runs an installation over what waits in the source directory.
+[[nodiscard]] InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
+                                             InstallLog::Display display);
+
+/// The same as a command does it: the log or nothing while it runs, then what it changed, in words
+/// or as an object of JSON. The exit code.
+[[nodiscard]] int installAsCommand(const std::vector<WaitingPackage>& packages, bool asJson);
+
+/// Prints what a run changed, in words or as the members of an object.
+void printOutcome(const InstallOutcome& outcome);
+void putOutcome(JsonWriter& writer, const InstallOutcome& outcome);
+
+/// Says what became of a run by an exit code, after a message where nothing else tells.
+[[nodiscard]] int exitCodeOf(const InstallOutcome& outcome);
+
+}  // namespace wz
+
+#endif  // WZ_TERMINAL_INSTALL_RUN_H

@@ -1,0 +1,62 @@
+#include "wz/terminal/interrupt.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+
+namespace wz {
+namespace {
+
+// All of this is read by a signal handler, so nothing here allocates or locks.
+std::atomic<int> signalCount{0};
+std::atomic<bool> hasPath{false};
+char pathToUnlink[PATH_MAX];
+int eventDescriptor = -1;
+
+void onSignal(int number) {
+  const int savedError = errno;
+  if (signalCount.fetch_add(1) == 0) {
+    const std::uint64_t one = 1;
+    (void)!write(eventDescriptor, &one, sizeof(one));
+    errno = savedError;
+    return;
+  }
+  if (hasPath.load()) unlink(pathToUnlink);
+  std::signal(number, SIG_DFL);
+  raise(number);  // delivered when this handler returns
+}
+
+}  // namespace
+
+void watchInterrupts() {
+  eventDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    sigaction(number, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) continue;  // as nohup(1) wants it
+    action = {};
+    action.sa_handler = onSignal;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
+  }
+}
+
+bool interrupted() { return signalCount.load() > 0; }
+
+int interruptDescriptor() { return eventDescriptor; }
+
+void unlinkWhenKilled(const std::string& path) {
+  hasPath = false;
+  if (path.empty() || path.size() >= sizeof(pathToUnlink)) return;
+  std::memcpy(pathToUnlink, path.c_str(), path.size() + 1);
+  hasPath = true;
+}
+
+}  // namespace wz

@@ -1,0 +1,24 @@
+/// SIGINT, SIGTERM and SIGHUP: the first asks `wz` to end in order, the second ends it at once.
+#ifndef WZ_TERMINAL_INTERRUPT_H
+#define WZ_TERMINAL_INTERRUPT_H
+
+#include <string>
+
+namespace wz {
+
+/// Begins to watch the three signals; to be called before the process has threads. Until then, and
+/// for a signal that was ignored when the program was started, they act as usual.
+void watchInterrupts();
+
+/// True once a signal has come.
+bool interrupted();
+
+/// Becomes and stays readable once a signal has come, for poll(2). -1 before watchInterrupts.
+int interruptDescriptor();
+
+/// A file to be unlinked when a second signal ends the process at once. Empty: none.
+void unlinkWhenKilled(const std::string& path);
+
+}  // namespace wz
+
+#endif  // WZ_TERMINAL_INTERRUPT_H

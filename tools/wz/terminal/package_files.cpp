@@ -1,0 +1,105 @@
+#include "wz/terminal/package_files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+
+#include "crypto/authorities.h"
+#include "support/file_system.h"
+#include "wz/reports/output.h"
+#include "wz/words/exit_code.h"
+#include "wzapp/wzapp.h"
+
+namespace wz {
+namespace {
+
+// False with errno.
+bool copyContent(int from, int to) {
+  std::array<std::uint8_t, 65536> block;
+  for (off_t position = 0;;) {
+    const ssize_t count = pread(from, block.data(), block.size(), position);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return count == 0;
+    const wzapp::ByteView octets(block.data(), static_cast<std::size_t>(count));
+    if (!wzapp::writeWhole(to, octets)) return false;
+    position += count;
+  }
+}
+
+// False with errno; nothing is left then.
+bool copyTo(int from, const std::string& path) {
+  const int to = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+  if (to < 0) return false;
+  const bool isCopied = copyContent(from, to);
+  const int reason = errno;
+  const bool isClosed = close(to) == 0;
+  if (isCopied && isClosed) return true;
+  if (!isCopied) errno = reason;
+  const int kept = errno;
+  unlink(path.c_str());
+  errno = kept;
+  return false;
+}
+
+std::string placeOf(const std::string& name) {
+  return std::string(wzapp::wzInstallSourceDir()) + "/" + name;
+}
+
+}  // namespace
+
+PackageFiles::~PackageFiles() {
+  for (const int descriptor : descriptors_) close(descriptor);
+}
+
+int PackageFiles::open(const std::vector<std::string>& files, EntrySizes sizes) {
+  for (const std::string& file : files) {
+    const std::string name = std::filesystem::path(file).filename().string();
+    if (!isPackageName(file)) {
+      printMessage("terminals take packages by names that end in .zip; " + file +
+                   " is none, so rename it");
+      return kUsage;
+    }
+    const auto isSameName = [&](const WaitingPackage& other) { return other.name == name; };
+    if (std::ranges::any_of(packages_, isSameName)) {
+      printMessage("two packages are called " + name + "; install one after the other");
+      return kUsage;
+    }
+    const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+      printMessage("cannot read " + file + ": " + std::strerror(errno));
+      return kEnvironment;
+    }
+    descriptors_.push_back(descriptor);
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+      printMessage(file + " is no file");
+      return kEnvironment;
+    }
+    packages_.push_back({file, name, examinePackage(file, wzapp::authorities(), sizes)});
+  }
+  return kDone;
+}
+
+bool PackageFiles::copyIn() const {
+  for (std::size_t i = 0; i < packages_.size(); ++i) {
+    const std::string place = placeOf(packages_[i].name);
+    if (copyTo(descriptors_[i], place)) continue;
+    printMessage("cannot copy " + packages_[i].file + " to " + place + ": " +
+                 (errno == EEXIST ? "a package of that name is waiting there already"
+                                  : std::strerror(errno)));
+    for (std::size_t copied = 0; copied < i; ++copied) {
+      unlink(placeOf(packages_[copied].name).c_str());
+    }
+    return false;
+  }
+  return true;
+}
+
+}  // namespace wz

@@ -1,0 +1,37 @@
+/// Package files on their way into a terminal. They are opened outside, where their paths lead to
+/// what the user means, and copied inside; the user's own stay as they are.
+#ifndef WZ_TERMINAL_PACKAGE_FILES_H
+#define WZ_TERMINAL_PACKAGE_FILES_H
+
+#include <string>
+#include <vector>
+
+#include "wz/terminal/install_run.h"
+
+namespace wz {
+
+class PackageFiles {
+ public:
+  PackageFiles() = default;
+  ~PackageFiles();
+  PackageFiles(const PackageFiles&) = delete;
+  PackageFiles& operator=(const PackageFiles&) = delete;
+
+  /// Opens the files and examines what they are for. An exit code, after a message unless kDone.
+  [[nodiscard]] int open(const std::vector<std::string>& files,
+                         EntrySizes sizes = EntrySizes::kLeftOut);
+
+  /// Copies the files into the source directory of the terminal that this process is inside of by
+  /// now. False after a message, and then none is there.
+  [[nodiscard]] bool copyIn() const;
+
+  [[nodiscard]] const std::vector<WaitingPackage>& packages() const { return packages_; }
+
+ private:
+  std::vector<WaitingPackage> packages_;
+  std::vector<int> descriptors_;
+};
+
+}  // namespace wz
+
+#endif  // WZ_TERMINAL_PACKAGE_FILES_H

@@ -1,0 +1,27 @@
+/// The terminal that a command works on.
+#ifndef WZ_TERMINAL_SESSION_H
+#define WZ_TERMINAL_SESSION_H
+
+#include <string>
+
+#include "workstation/terminal/bus_daemon.h"
+
+namespace wz {
+
+/// Enters `terminalDir`, or the terminal that WZ_TERMINAL names when that is empty. To be called
+/// before the process has threads. False after a message.
+[[nodiscard]] bool enterChosenTerminal(const std::string& terminalDir);
+
+/// Being inside a terminal, with its message bus running. There is one in a process.
+class Session {
+ public:
+  /// Enters as enterChosenTerminal does, and sees to it that the terminal's bus runs.
+  [[nodiscard]] bool begin(const std::string& terminalDir);
+
+ private:
+  workstation::BusUse bus_;
+};
+
+}  // namespace wz
+
+#endif  // WZ_TERMINAL_SESSION_H

@@ -1,0 +1,14 @@
+/// What `wz --version` says.
+#ifndef WZ_WORDS_VERSION_H
+#define WZ_WORDS_VERSION_H
+
+#include <string>
+
+namespace wz {
+
+/// \param trustsDevelopmentKeys  whether the authorities that are compiled in are development keys.
+[[nodiscard]] std::string versionText(bool trustsDevelopmentKeys);
+
+}  // namespace wz
+
+#endif  // WZ_WORDS_VERSION_H
