@@ -168,12 +168,14 @@ class CertificateParser {
   }
 
   // RSAPublicKey ::= SEQUENCE { modulus INTEGER, publicExponent INTEGER }
+  // The first two INTEGERs count, whatever stands before or between them.
   int readRsaKey(ByteView key) {
     DerWalker walker(key);
     DerElement number;
-    if (walker.first(number) != 0) return kBadPublicKey;
     for (ByteView* field : {&record_.modulus, &record_.publicExponent}) {
-      if (walker.next(number) != 0 || number.identifier != kDerInteger) return kBadPublicKey;
+      do {
+        if (walker.next(number) != 0) return kBadPublicKey;
+      } while (number.identifier != kDerInteger);
       *field = number.content();
       if (!field->empty() && field->front() == 0) *field = field->subspan(1);
     }

@@ -160,12 +160,16 @@ class SignatureFileParser {
     return info_.messageDigest.size() == digest_->size ? 0 : kNoSignatureDigest;
   }
 
-  // Behind the signed attributes, which may name algorithms too.
+  // The algorithm is the field behind the signed attributes. Attributes may name algorithms too,
+  // those before it and those behind the signature; they are not taken for it.
   int readSignature() {
-    const auto isAlgorithm = [this] {
-      return at_.offset >= attributesEnd_ && hasOid(at_, kRsaEncryption);
+    const auto isNextField = [this] {
+      return at_.offset >= attributesEnd_ && at_.depth == kSignerDepth;
     };
-    if (!find(kSignerDepth, isAlgorithm) || !skipToValue(kSignerDepth)) return kNoRsaSignature;
+    const auto isAlgorithm = [this] { return hasOid(at_, kRsaEncryption); };
+    if (!find(kSignerDepth, isNextField)) return kNoRsaSignature;
+    if (!isAlgorithm() && !find(kSignerDepth + 1, isAlgorithm)) return kNoRsaSignature;
+    if (!skipToValue(kSignerDepth)) return kNoRsaSignature;
     if (!at_.hasView()) return kNoRsaSignature;
     info_.signature = at_.content();
     return 0;

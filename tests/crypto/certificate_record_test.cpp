@@ -194,6 +194,9 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenCase{"OneTime", kNoValidity,
                    CertificateBuilder().validity(
                        DerBuilder().sequence(DerBuilder().utcTime("200101000000Z")))},
+        BrokenCase{"TimesInsideAnotherElement", kNoValidity,
+                   CertificateBuilder().validity(DerBuilder().sequence(DerBuilder().sequence(
+                       DerBuilder().utcTime("200101000000Z").utcTime("300101000000Z"))))},
         BrokenCase{"CannotBeRead", kNoValidity,
                    CertificateBuilder().validity(DerBuilder().sequence(fromHex("17 83 00 00 00")))},
         BrokenCase{"IndefiniteTime", kNoValidity,
@@ -236,6 +239,16 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenCase{"Missing", kBadPublicKey, CertificateBuilder().publicKeyInfo({})},
         BrokenCase{"Primitive", kBadPublicKey,
                    CertificateBuilder().publicKeyInfo(DerBuilder().null())},
+        BrokenCase{"InsideTheSubject", kBadPublicKey,
+                   CertificateBuilder()
+                       .subject(DerBuilder().sequence(rsaKeyInfo(
+                           rsaAlgorithm(),
+                           rsaBits(DerBuilder().sequence(DerBuilder().integer(5).integer(3))))))
+                       .publicKeyInfo(DerBuilder().sequence({}))},
+        BrokenCase{"BehindAnotherField", kBadPublicKey,
+                   CertificateBuilder().publicKeyInfo(DerBuilder().null().raw(rsaKeyInfo(
+                       rsaAlgorithm(),
+                       rsaBits(DerBuilder().sequence(DerBuilder().integer(5).integer(3))))))},
         BrokenCase{"BehindABrokenSubject", kBadPublicKey,
                    CertificateBuilder().subjectAttributes(fromHex("31 83 00 00 00"))},
         BrokenCase{"OfATruncatedAlgorithm", kBadPublicKey,
@@ -267,6 +280,13 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenCase{"NoList", kBadExtension,
                    CertificateBuilder().extensions(DerBuilder().tagged(3, {}))},
         BrokenCase{"EmptyList", kMissingKeyId, CertificateBuilder().withoutExtensions()},
+        BrokenCase{"InsideAnotherField", kBadExtension,
+                   CertificateBuilder().extensions(DerBuilder().tagged(
+                       1, DerBuilder().tagged(3, DerBuilder().sequence(keyIdExtensions()))))},
+        BrokenCase{"BeforeTheKeyOnly", kBadExtension,
+                   CertificateBuilder()
+                       .issuer(DerBuilder().tagged(3, DerBuilder().sequence(keyIdExtensions())))
+                       .extensions({})},
         BrokenCase{"Primitive", kBadExtension,
                    CertificateBuilder().rawExtension(DerBuilder().octetString(Octets(3)))},
         BrokenCase{"NoParts", kBadExtension, CertificateBuilder().rawExtension(extensionOf({}))},
@@ -279,6 +299,13 @@ INSTANTIATE_TEST_SUITE_P(
             "TruncatedOid", kBadExtension,
             CertificateBuilder().rawExtension(extensionOf(
                 DerBuilder().element(6, fromHex("2A 81")).octetString(DerBuilder().null())))},
+        BrokenCase{"LongOidThatEndsInsideAnArc", kLongExtensionOid,
+                   CertificateBuilder().rawExtension(extensionOf(
+                       DerBuilder()
+                           .element(6, fromHex("2A 03 04 05 06 07 08 09 0A 0B 0C 8A 36 81"))
+                           .octetString(DerBuilder().null())))},
+        BrokenCase{"LongOidWithoutValue", kLongExtensionOid,
+                   CertificateBuilder().rawExtension(extensionOf(DerBuilder().oid(kThirtyOne)))},
         BrokenCase{"LongOid", kLongExtensionOid,
                    CertificateBuilder().extension(kThirtyOne, DerBuilder().null())},
         BrokenCase{"LongArc", kLongExtensionOid,
@@ -308,6 +335,15 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenCase{"PartBehindTheValue", kBadExtension,
                    CertificateBuilder().rawExtension(extensionOf(
                        DerBuilder().oid("1.2.3").octetString(DerBuilder().null()).null()))},
+        BrokenCase{"NoElementBehindTheValue", kBadExtension,
+                   CertificateBuilder().rawExtension(extensionOf(
+                       DerBuilder().oid("1.2.3").octetString(DerBuilder().null()).raw(Octets{5})))},
+        BrokenCase{"NoElementBehindAKnownValue", kBadExtension,
+                   CertificateBuilder().rawExtension(
+                       extensionOf(DerBuilder()
+                                       .oid("2.5.29.15")
+                                       .octetString(DerBuilder().bitString(Octets{4}))
+                                       .raw(fromHex("04 83 00 00 00"))))},
         BrokenCase{
             "ValueRunsOut", kBadExtension,
             CertificateBuilder().rawExtension(fromHex("30 08 06 02 2A 03 04 04 05 00 05 00"))},
@@ -644,6 +680,36 @@ TEST(CertificateRecord, OneLeadingZeroOfAKeyIsRemoved) {
   EXPECT_THAT(parsed.record.modulus, ElementsAre(0x00, 0x81));
   EXPECT_THAT(parsed.record.publicExponent, IsEmpty());
 }
+
+struct KeyCase {
+  const char* name;
+  DerBuilder key;
+};
+
+class CertificateKey : public testing::TestWithParam<KeyCase> {};
+
+TEST_P(CertificateKey, IsTheFirstTwoIntegersWhateverStandsBetweenThem) {
+  const Parsed parsed(
+      CertificateBuilder().publicKeyInfo(rsaKeyInfo(rsaAlgorithm(), rsaBits(GetParam().key))));
+
+  ASSERT_EQ(parsed.code, 0);
+  EXPECT_THAT(parsed.record.modulus, ElementsAre(5));
+  EXPECT_THAT(parsed.record.publicExponent, ElementsAre(3));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Keys, CertificateKey,
+    testing::Values(
+        KeyCase{"Plain", DerBuilder().sequence(DerBuilder().integer(5).integer(3))},
+        KeyCase{"Between", DerBuilder().sequence(
+                               DerBuilder().integer(5).null().octetString(Octets(2)).integer(3))},
+        KeyCase{"Before", DerBuilder().sequence(DerBuilder().null().integer(5).integer(3))},
+        KeyCase{"Behind", DerBuilder().sequence(DerBuilder().integer(5).integer(3).integer(7))},
+        KeyCase{"Deeper", DerBuilder().sequence(
+                              DerBuilder().integer(5).sequence(DerBuilder().null().integer(3)))},
+        KeyCase{"Outside", DerBuilder().sequence(DerBuilder().integer(5)).integer(3)},
+        KeyCase{"Bare", DerBuilder().integer(5).integer(3)}),
+    [](const auto& tested) { return std::string(tested.param.name); });
 
 // -------------------------------------------------------------------------------------------------
 

@@ -154,6 +154,22 @@ TEST(SignatureFile, SignatureIsLookedForBehindTheSignedAttributes) {
   EXPECT_THAT(parsed.info.signature, ElementsAreArray(fromText("signature")));
 }
 
+// Attributes behind the signature: one that names an algorithm, and the key identifier.
+DerBuilder otherAttributesNaming(std::string_view algorithm) {
+  return DerBuilder().tagged(
+      3, signatureAttribute("1.2.840.113549.1.9.52", algorithmIdentifier(algorithm))
+             .raw(signatureAttribute(kSignerKeyId, DerBuilder().octetString(Octets(20)))));
+}
+
+TEST(SignatureFile, AttributesBehindTheSignatureMayNameItsAlgorithm) {
+  const Parsed parsed(SignatureFileBuilder()
+                          .signature(DerBuilder().octetString(fromText("signature")))
+                          .otherAttributes(otherAttributesNaming(kRsaEncryption)));
+
+  ASSERT_EQ(parsed.code, 0);
+  EXPECT_THAT(parsed.info.signature, ElementsAreArray(fromText("signature")));
+}
+
 struct BrokenFile {
   const char* name;
   int code;
@@ -214,6 +230,18 @@ INSTANTIATE_TEST_SUITE_P(
                    SignatureFileBuilder().signerDigestAlgorithm(algorithmIdentifier(kSha1))},
         BrokenFile{"SignerDigestPrimitive", kNoSignatureDigest,
                    SignatureFileBuilder().signerDigestAlgorithm(DerBuilder().oid(kSha256))},
+        BrokenFile{"SignerDigestInASignedAttribute", kNoSignatureDigest,
+                   SignatureFileBuilder()
+                       .attributes(signatureAttribute("1.2.840.113549.1.9.52",
+                                                      algorithmIdentifier(kSha256))
+                                       .raw(twoAttributes(DerBuilder().oid(kPackageContent),
+                                                          DerBuilder().octetString(Octets(32)))))
+                       .signerDigestAlgorithm(algorithmIdentifier("1.2.840.113549.2.5"))},
+        BrokenFile{
+            "DigestInAnAttributeOnly", kNoSignatureDigest,
+            SignatureFileBuilder()
+                .digestAlgorithms(DerBuilder().set(algorithmIdentifier("1.2.840.113549.2.5")))
+                .otherAttributes(otherAttributesNaming(kSha256))},
         BrokenFile{"NoAttributes", kNoSignedAttributes,
                    SignatureFileBuilder().signedAttributes({})},
         BrokenFile{"AttributesInTag0", kNoSignedAttributes,
@@ -254,6 +282,18 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenFile{"OtherSignatureAlgorithm", kNoRsaSignature,
                    SignatureFileBuilder().signatureAlgorithm(
                        algorithmIdentifier("1.2.840.113549.1.1.11"))},
+        BrokenFile{
+            "SignatureAlgorithmInASignedAttribute", kNoRsaSignature,
+            SignatureFileBuilder()
+                .attributes(twoAttributes(DerBuilder().oid(kPackageContent),
+                                          DerBuilder().octetString(Octets(32)))
+                                .raw(signatureAttribute("1.2.840.113549.1.9.52",
+                                                        algorithmIdentifier(kRsaEncryption))))
+                .signatureAlgorithm(algorithmIdentifier("1.2.840.113549.1.1.11"))},
+        BrokenFile{"SignatureAlgorithmInAnotherAttribute", kNoRsaSignature,
+                   SignatureFileBuilder()
+                       .signatureAlgorithm(algorithmIdentifier("1.2.840.113549.1.1.11"))
+                       .otherAttributes(otherAttributesNaming(kRsaEncryption))},
         BrokenFile{"NoSignature", kNoRsaSignature,
                    SignatureFileBuilder().signature({}).otherAttributes({})},
         BrokenFile{"SignatureIndefinite", kNoRsaSignature,
