@@ -1,8 +1,10 @@
 #include "installer/listing.h"
 
+#include <cerrno>
 #include <string_view>
+#include <utility>
 
-#include "installer/directory_stream.h"
+#include "support/directory_stream.h"
 
 namespace wzapp {
 
@@ -10,11 +12,13 @@ bool listDirectory(const std::string& path, std::vector<ListedEntry>& entries) {
   entries.clear();
   const DirectoryStream stream(opendir(path.c_str()));
   if (!stream) return false;
-  while (const struct dirent* found = readdir(stream.get())) {
-    const std::string_view name = found->d_name;
-    if (name == "." || name == "..") continue;
-    entries.push_back({std::string(path).append("/").append(name), std::string(name)});
+  std::vector<ListedEntry> found;
+  while (const struct dirent* const entry = readEntry(stream.get())) {
+    if (isDotEntry(*entry)) continue;
+    found.push_back({std::string(path).append("/").append(entry->d_name), entry->d_name});
   }
+  if (errno != 0) return false;
+  entries = std::move(found);
   return true;
 }
 

@@ -13,8 +13,9 @@ struct ListedEntry {
 };
 
 // Replaces `entries` by those of the directory at `path` (without "/" at its end), in its own
-// order, without "." and "..". False, with no entries, when it cannot be opened. Unlike those of
-// Directory, the entries are not examined. The only exception is std::bad_alloc.
+// order, without "." and "..". False, with no entries, when it cannot be opened or not be read to
+// its end. Unlike those of Directory, the entries are not examined. The only exception is
+// std::bad_alloc.
 [[nodiscard]] bool listDirectory(const std::string& path, std::vector<ListedEntry>& entries);
 
 }  // namespace wzapp

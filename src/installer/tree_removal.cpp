@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <vector>
 
-#include "installer/directory_stream.h"
 #include "installer/file_descriptor.h"
 #include "installer/place.h"
+#include "support/directory_stream.h"
 #include "support/file_system.h"
 #include "support/install_result.h"
 
@@ -27,14 +27,12 @@ struct Entry {
   unsigned char type = DT_UNKNOWN;  // DT_DIR, DT_REG ... in case the file system tells
 };
 
-// The entries of an open directory, without "." and "..".
-std::vector<Entry> readEntries(DIR* stream) {
-  std::vector<Entry> entries;
-  while (const struct dirent* found = readdir(stream)) {
-    const std::string_view name = found->d_name;
-    if (name != "." && name != "..") entries.push_back({std::string(name), found->d_type});
+// The entries of an open directory, without "." and "..". False when it cannot be read to its end.
+bool readEntries(DIR* stream, std::vector<Entry>& entries) {
+  while (const struct dirent* const found = readEntry(stream)) {
+    if (!isDotEntry(*found)) entries.push_back({found->d_name, found->d_type});
   }
-  return entries;
+  return errno == 0;
 }
 
 void moveToEnd(std::vector<Entry>& entries, std::string_view name) {
@@ -145,7 +143,7 @@ bool TreeRemoval::enter(const std::string& name) {
   level.stream.reset(fdopendir(descriptor.get()));
   if (!level.stream) return false;
   static_cast<void>(descriptor.release());  // the stream closes it
-  level.entries = readEntries(level.stream.get());
+  if (!readEntries(level.stream.get(), level.entries)) return false;
   if (levels_.empty()) {
     for (const std::string_view last : last_) moveToEnd(level.entries, last);
   }

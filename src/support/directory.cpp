@@ -79,13 +79,11 @@ DirEntry examineEntry(std::string path, std::string name) {
 
 }  // namespace
 
-Directory::~Directory() { close(); }
-
 bool Directory::open(const std::string& path) {
   close();
   path_ = path;
   while (path_.size() >= 2 && path_.ends_with('/')) path_.pop_back();
-  stream_ = opendir(path_.c_str());
+  stream_.reset(opendir(path_.c_str()));
   return stream_ != nullptr;
 }
 
@@ -95,8 +93,8 @@ bool Directory::read(DirEntry& entry) {
     entry = last_;
     return true;
   }
-  if (stream_ == nullptr) return false;
-  const struct dirent* found = readdir(stream_);
+  if (!stream_) return false;
+  const struct dirent* const found = readEntry(stream_.get());
   if (found == nullptr) return false;
 
   last_ = examineEntry(cleanEntryPath(path_ + "/" + found->d_name), found->d_name);
@@ -104,9 +102,6 @@ bool Directory::read(DirEntry& entry) {
   return true;
 }
 
-void Directory::close() {
-  if (stream_ != nullptr) closedir(stream_);
-  stream_ = nullptr;
-}
+void Directory::close() { stream_.reset(); }
 
 }  // namespace wzapp

@@ -2,10 +2,10 @@
 #ifndef WZAPP_SUPPORT_DIRECTORY_H
 #define WZAPP_SUPPORT_DIRECTORY_H
 
-#include <dirent.h>
-
 #include <cstdint>
 #include <string>
+
+#include "support/directory_stream.h"
 
 namespace wzapp {
 
@@ -44,13 +44,14 @@ class Directory {
   Directory() = default;
   Directory(const Directory&) = delete;
   Directory& operator=(const Directory&) = delete;
-  virtual ~Directory();
+  virtual ~Directory() = default;
 
   // Opens the directory, after closing the one open before. False when it cannot be opened; read()
   // then yields nothing.
   [[nodiscard]] bool open(const std::string& path);
 
-  // Fills `entry` with the next entry. False at the end, or when nothing is open. An entry that
+  // Fills `entry` with the next entry. False at the end, when the directory cannot be read on, or
+  // when nothing is open. An entry that
   // cannot be examined, such as a link to nothing, is yielded as kOtherEntry; of any other link it
   // is the target that is examined.
   [[nodiscard]] bool read(DirEntry& entry);
@@ -59,7 +60,7 @@ class Directory {
   void close();
 
  private:
-  DIR* stream_ = nullptr;
+  DirectoryStream stream_;
   std::string path_;  // as last opened, without "/" at its end
   DirEntry last_;
 

@@ -39,6 +39,7 @@ int __real_unlinkat(int directory, const char* name, int flags);
 int __real_fstatat(int directory, const char* name, struct stat* status, int flags);
 DIR* __real_fdopendir(int directory);
 DIR* __real_opendir(const char* name);
+struct dirent* __real_readdir(DIR* stream);
 int __real_open(const char* name, int flags, mode_t mode);
 int __real_mkdirat(int directory, const char* name, mode_t mode);
 ssize_t __real_write(int file, const void* octets, std::size_t size);
@@ -71,6 +72,10 @@ DIR* __wrap_fdopendir(int directory) {
 
 DIR* __wrap_opendir(const char* name) {
   return fails("opendir", name) ? nullptr : __real_opendir(name);
+}
+
+struct dirent* __wrap_readdir(DIR* stream) {
+  return fails("readdir", "") ? nullptr : __real_readdir(stream);
 }
 
 int __wrap_open(const char* name, int flags, ...) {

