@@ -66,7 +66,8 @@ std::string checkSponsor(SponsorMode mode, const std::string& path, bool& isAcce
   wzapp::setInstallResult(wzapp::kInstallOk);
   std::string appId = "before";
 
-  isAccepted = wzapp::checkManifestSponsor(mode, path, kSponsor, appId);
+  isAccepted =
+      wzapp::checkManifestSponsor(mode, path, kSponsor, appId) == wzapp::SponsorVerdict::kAccepted;
 
   wzapp::setInstallLog(nullptr, nullptr);
   if (isAccepted) {

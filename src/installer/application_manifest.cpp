@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "installer/messages.h"
 #include "support/config_file.h"
 #include "support/file_system.h"
 #include "support/install_result.h"
 #include "support/json_file.h"
+#include "support/security_list.h"
+#include "support/terminal_identity.h"
 #include "support/text.h"
 
 namespace wzapp {
@@ -32,36 +36,42 @@ const ModeWords& wordsOf(SponsorMode mode) {
   return mode == SponsorMode::kInstall ? kInstallWords : kUninstallWords;
 }
 
-// A manifest is neither: reading would take away what a pipe holds, and a device may never end.
-bool isPipeOrDevice(const std::string& path) {
+Finding reportUnknown(Finding finding, const std::string& path) {
+  if (finding == Finding::kUnknown) reportError(kUnreadableManifest, path.c_str());
+  return finding;
+}
+
+// A manifest is no pipe and no device: reading would take away what a pipe holds, and a device may
+// never end.
+Finding readText(const std::string& path, std::string& text) {
+  text.clear();
   struct stat status;
-  return fileStat(path.c_str(), status) == 0 && !S_ISREG(status.st_mode) &&
-         !S_ISDIR(status.st_mode);
+  const Finding finding = findStatus(path.c_str(), status);
+  if (finding != Finding::kFound) return finding;
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) return Finding::kNone;
+  return readWholeFile(path.c_str(), text, kMaxFileSize);
 }
 
-bool hasAppId(const JSObject& root) {
-  return root.has("application") && root["application"].has("id");
-}
-
+// What is missing reads as the empty text.
 std::string appIdOf(const JSObject& root) { return root["application"]["id"].asString(); }
 
 // --- Refusals ---------------------------------------------------------------------------------
 
-bool refuseWithoutId(const std::string& path) {
+SponsorVerdict refuseWithoutId(const std::string& path) {
   reportError("Error: app id missing in %s\n", path.c_str());
-  return false;
+  return SponsorVerdict::kRefused;
 }
 
-bool refuseUnreadable(const std::string& path) {
-  reportError("Error: Cannot read '%s', invalid permissions or invalid format\n", path.c_str());
-  return false;
+SponsorVerdict refuseUnreadable(const std::string& path) {
+  reportError(kUnreadableManifest, path.c_str());
+  return SponsorVerdict::kRefused;
 }
 
-bool refuseSponsors(const std::string& sponsors, const ModeWords& words, const std::string& appId,
-                    const std::string& expected) {
+SponsorVerdict refuseSponsors(const std::string& sponsors, const ModeWords& words,
+                              const std::string& appId, const std::string& expected) {
   reportError("Error: Invalid sponsor list '%s' for %s '%s', expecting sponsor '%s'\n",
               sponsors.c_str(), words.activity, appId.c_str(), expected.c_str());
-  return false;
+  return SponsorVerdict::kRefused;
 }
 
 // --- JSON form --------------------------------------------------------------------------------
@@ -87,56 +97,75 @@ bool contains(const std::vector<std::string>& items, const std::string& item) {
   return std::find(items.begin(), items.end(), item) != items.end();
 }
 
-bool checkJSON(const JSObject& root, const ModeWords& words, const std::string& path,
-               const std::string& sponsor, std::string& appId) {
-  appId = appIdOf(root);  // what is missing reads as the empty text
+SponsorVerdict checkJSON(const JSObject& root, const ModeWords& words, const std::string& path,
+                         const std::string& sponsor, std::string& appId) {
+  appId = appIdOf(root);
   if (appId.empty()) return refuseWithoutId(path);
   const std::vector<std::string> sponsors = sponsorsOf(root);
-  if (contains(sponsors, sponsor)) return true;
+  if (contains(sponsors, sponsor)) return SponsorVerdict::kAccepted;
   return refuseSponsors(joinWithCommas(sponsors), words, appId, sponsor);
 }
 
 // --- Key/value form ---------------------------------------------------------------------------
 
-bool checkConfigFile(const ConfigFile& file, const ModeWords& words, const std::string& path,
-                     const std::string& sponsor, std::string& appId) {
+SponsorVerdict checkConfigFile(const ConfigFile& file, const ModeWords& words,
+                               const std::string& path, const std::string& sponsor,
+                               std::string& appId) {
   appId = file.getValue(words.section, kAppIdKey, "");
   if (appId.empty()) return refuseWithoutId(path);
   const std::string list = file.getValue(words.section, "sponsor", "");
   std::vector<std::string> sponsors;
   splitString(sponsors, list, ',', true);
-  if (contains(sponsors, sponsor)) return true;
+  if (contains(sponsors, sponsor)) return SponsorVerdict::kAccepted;
   return refuseSponsors(list, words, appId, sponsor);
 }
 
 }  // namespace
 
-bool readManifestJSON(JSObject& root, const std::string& path) {
-  return !isPipeOrDevice(path) && readJSONFile(root, path);
+Finding findManifest(const std::string& path) {
+  struct stat status;
+  return reportUnknown(findStatus(path.c_str(), status), path);
+}
+
+Finding readManifestJSON(JSObject& root, const std::string& path) {
+  std::string text;
+  const Finding finding = reportUnknown(readText(path, text), path);
+  if (finding != Finding::kFound) return finding;
+  return readJSONText(root, text) ? Finding::kFound : Finding::kNone;
 }
 
 std::string readManifestAppId(const std::string& path) {
-  if (isPipeOrDevice(path)) return {};
+  std::string text;
+  if (reportUnknown(readText(path, text), path) != Finding::kFound) return {};
   JSObject object;
-  const bool isJSON = readJSONFile(object, path);
+  const bool isJSON = readJSONText(object, text);
   const JSObject& root = object;
-  if (isJSON && hasAppId(root)) return appIdOf(root);
+  if (isJSON) return appIdOf(root);
 
-  // What is JSON has no sections; there is no need to look for them.
-  const ConfigFile file(path, isJSON ? 1 : 0);
+  const ConfigFile file = ConfigFile::ofText(path, std::move(text));
   const std::string appId = file.getValue(kInstallSection, kAppIdKey, "");
   return appId.empty() ? file.getValue(kUninstallSection, kAppIdKey, "") : appId;
 }
 
-bool checkManifestSponsor(SponsorMode mode, const std::string& path, const std::string& sponsor,
-                          std::string& appId) {
+bool findSponsor(std::string& sponsor) {
+  std::string sponsorText;
+  if (getTerminalSponsor(sponsor, sponsorText) != Finding::kUnknown) return true;
+  reportError("Error: CMDiag failed (ret=%d)\n", kSecurityListEnded);
+  return false;
+}
+
+SponsorVerdict checkManifestSponsor(SponsorMode mode, const std::string& path,
+                                    const std::string& sponsor, std::string& appId) {
   appId.clear();
-  if (isPipeOrDevice(path)) return refuseUnreadable(path);
+  std::string text;
+  const Finding finding = reportUnknown(readText(path, text), path);
+  if (finding == Finding::kUnknown) return SponsorVerdict::kUnknown;
+  if (finding == Finding::kNone) return refuseUnreadable(path);
   const ModeWords& words = wordsOf(mode);
   JSObject root;
-  if (readJSONFile(root, path)) return checkJSON(root, words, path, sponsor, appId);
+  if (readJSONText(root, text)) return checkJSON(root, words, path, sponsor, appId);
 
-  const ConfigFile file(path);
+  const ConfigFile file = ConfigFile::ofText(path, std::move(text));
   if (file.errorLine() != 0) return refuseUnreadable(path);
   return checkConfigFile(file, words, path, sponsor, appId);
 }

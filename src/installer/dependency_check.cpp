@@ -51,7 +51,7 @@ class DependencyCheck {
   explicit DependencyCheck(AppIds& removed)
       : removed_(removed), descriptor_(hardwareDescriptor()), model_(modelName()) {}
 
-  void run();
+  [[nodiscard]] bool run();
 
  private:
   struct Manifest {
@@ -69,10 +69,10 @@ class DependencyCheck {
     bool isGone = false;
   };
 
-  void readManifests();
-  bool readDirectory(const std::string& path);
-  void readManifest(const ListedEntry& entry, const std::string& upperName,
-                    const std::string& stem);
+  [[nodiscard]] bool readManifests();
+  [[nodiscard]] Finding readDirectory(const std::string& path);
+  [[nodiscard]] bool readManifest(const ListedEntry& entry, const std::string& upperName,
+                                  const std::string& stem);
 
   void collectExports();
   [[nodiscard]] bool checkApplications();
@@ -85,8 +85,9 @@ class DependencyCheck {
 
   [[nodiscard]] bool hasFailed(const std::string& upperName) const;
   [[nodiscard]] bool isFailedManifest(const std::string& upperName) const;
-  [[nodiscard]] std::vector<Doomed> listFailed(const char* root, bool holdsApplications) const;
-  void removeFailed() const;
+  [[nodiscard]] bool listFailed(const char* root, bool holdsApplications,
+                                std::vector<Doomed>& doomed) const;
+  [[nodiscard]] bool removeFailed() const;
 
   AppIds& removed_;
   const std::string descriptor_;
@@ -110,45 +111,49 @@ class DependencyCheck {
 
 // --- Reading ----------------------------------------------------------------------------------
 
-void DependencyCheck::readManifests() {
+// False when one of the directories or manifests cannot be read for a passing reason.
+bool DependencyCheck::readManifests() {
   for (const char* const row : kExporterDirectories) {
     for (int number = 1; number <= kExportersPerRow; ++number) {
       std::string directory;
       format(directory, row, number);
-      static_cast<void>(readDirectory(directory));  // most do not exist
+      if (readDirectory(directory) == Finding::kUnknown) return false;  // most do not exist
     }
   }
   firstApplication_ = manifests_.size();
-  isAppRootListed_ = readDirectory(kAppRoot);
+  const Finding appRoot = readDirectory(kAppRoot);
+  if (appRoot == Finding::kUnknown) return false;
+  isAppRootListed_ = appRoot == Finding::kFound;
 
   failing_.assign(names_.size(), 0);
   for (std::size_t kind = 0; kind < kFeatureKindCount; ++kind) {
     exported_[kind].assign(features_[kind].size(), 0);
   }
-}
-
-// False when the directory cannot be listed.
-bool DependencyCheck::readDirectory(const std::string& path) {
-  std::vector<ListedEntry> entries;
-  if (!listDirectory(path, entries)) return false;
-  for (const ListedEntry& entry : entries) {
-    const std::string upperName = toUpper(entry.name);
-    if (const std::optional<std::string> stem = manifestStem(upperName)) {
-      readManifest(entry, upperName, *stem);
-    }
-  }
   return true;
 }
 
-void DependencyCheck::readManifest(const ListedEntry& entry, const std::string& upperName,
+Finding DependencyCheck::readDirectory(const std::string& path) {
+  std::vector<ListedEntry> entries;
+  const Finding finding = listDirectory(path, entries);
+  for (const ListedEntry& entry : entries) {
+    const std::string upperName = toUpper(entry.name);
+    const std::optional<std::string> stem = manifestStem(upperName);
+    if (stem && !readManifest(entry, upperName, *stem)) return Finding::kUnknown;
+  }
+  return finding;
+}
+
+bool DependencyCheck::readManifest(const ListedEntry& entry, const std::string& upperName,
                                    const std::string& stem) {
   // One character more than the suffix, which is meant: the exports of SHOP.MFT end with SHO.
   constexpr std::size_t kExportSuffixLength = 5;
 
   zelipc::JSObject root;
-  if (!readManifestJSON(root, entry.path)) {
+  const Finding finding = readManifestJSON(root, entry.path);
+  if (finding == Finding::kUnknown) return false;
+  if (finding == Finding::kNone) {
     report("%s not in JSON format, skipping.\n", entry.path.c_str());
-    return;
+    return true;
   }
   report("Reading %s\n", entry.path.c_str());
   Manifest manifest;
@@ -158,6 +163,7 @@ void DependencyCheck::readManifest(const ListedEntry& entry, const std::string& 
   manifest.content = takeDependencies(root, features_);
   manifest.isOnThisPlatform = supportsThisPlatform(manifest.content);
   manifests_.push_back(std::move(manifest));
+  return true;
 }
 
 bool DependencyCheck::supportsThisPlatform(const DependencyManifest& manifest) const {
@@ -258,26 +264,27 @@ bool DependencyCheck::isFailedManifest(const std::string& upperName) const {
   return stem && hasFailed(*stem);
 }
 
-// The entries of a root that are to go.
-std::vector<DependencyCheck::Doomed> DependencyCheck::listFailed(const char* root,
-                                                                 bool holdsApplications) const {
+// Adds the entries of a root that are to go. Without the root there are none.
+bool DependencyCheck::listFailed(const char* root, bool holdsApplications,
+                                 std::vector<Doomed>& doomed) const {
   std::vector<ListedEntry> entries;
-  static_cast<void>(listDirectory(root, entries));  // what cannot be listed stays
-  std::vector<Doomed> doomed;
+  if (listDirectory(root, entries) == Finding::kUnknown) return false;
   for (ListedEntry& entry : entries) {
     const std::string upperName = toUpper(entry.name);
     const bool isManifest = holdsApplications && isFailedManifest(upperName);
     if (isManifest || hasFailed(upperName)) doomed.push_back({std::move(entry), isManifest});
   }
-  return doomed;
+  return true;
 }
 
 // The manifest of an application that failed is what makes it fail again in the next run, should
 // this one be cut short; so everything else is removed before it.
-void DependencyCheck::removeFailed() const {
-  if (!hasAnyFailed_) return;
-  std::vector<Doomed> applications = listFailed(kAppRoot, true);
-  std::vector<Doomed> manifests = listFailed(kManifestRoot, false);
+bool DependencyCheck::removeFailed() const {
+  if (!hasAnyFailed_) return true;
+  std::vector<Doomed> applications;
+  std::vector<Doomed> manifests;
+  if (!listFailed(kAppRoot, true, applications)) return false;
+  if (!listFailed(kManifestRoot, false, manifests)) return false;
   for (Doomed& doomed : applications) {
     if (!doomed.isManifest) doomed.isGone = removeApplicationInAdvance(doomed.entry);
   }
@@ -293,21 +300,22 @@ void DependencyCheck::removeFailed() const {
   for (const Doomed& doomed : manifests) {
     if (!doomed.isGone) removeTree(doomed.entry.path, Quiet::kNothing);
   }
+  return true;
 }
 
-void DependencyCheck::run() {
-  report("Checking dependencies\n");
-  readManifests();
+bool DependencyCheck::run() {
+  report(kDependenciesLine);
+  if (!readManifests()) return false;
   while (isAppRootListed_) {
     collectExports();
     if (!checkApplications()) break;
     report("Re-checking dependencies after removing apps\n");
   }
-  removeFailed();
+  return removeFailed();
 }
 
 }  // namespace
 
-void checkDependencies(AppIds& removed) { DependencyCheck(removed).run(); }
+bool checkDependencies(AppIds& removed) { return DependencyCheck(removed).run(); }
 
 }  // namespace wzapp

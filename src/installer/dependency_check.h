@@ -12,10 +12,12 @@ namespace wzapp {
 // `removed`. Its errors are reported, but it is for the caller to say what they mean for the run:
 // the result is only changed by warnings of the removal.
 //
-// However many passes it takes, each manifest is read once.
+// However many passes it takes, each manifest is read once, before any application is checked.
+// False when something that the check needs could not be found out: that was reported as an error,
+// and nothing is removed.
 //
 // Called while the install lock is held, by one thread. The only exception is std::bad_alloc.
-void checkDependencies(AppIds& removed);
+[[nodiscard]] bool checkDependencies(AppIds& removed);
 
 }  // namespace wzapp
 

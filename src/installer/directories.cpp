@@ -97,6 +97,8 @@ constexpr Migration kMigrations[] = {
     {"/home/sys13/flash/www/fsroot", kFileSystemRoot},
 };
 
+constexpr const char* kNotCreatedRoot = "Failed to create %s\n";
+
 bool isOwn(const struct stat& status) { return status.st_uid == getuid(); }
 
 void migrate(const Migration& migration) {
@@ -109,10 +111,10 @@ void migrate(const Migration& migration) {
 // The first start under this layout. On success `status` is that of the new root.
 bool createConfigRoot(struct stat& status) {
   if (!makePath(kConfigRoot)) {
-    report("Failed to create %s\n", kConfigRoot);
+    report(kNotCreatedRoot, kConfigRoot);
     return false;
   }
-  if (fileStat(kConfigRoot, status) != 0 || !isOwn(status)) {
+  if (findStatus(kConfigRoot, status) != Finding::kFound || !isOwn(status)) {
     report("Failed to create %s for correct user\n", kConfigRoot);
     return false;
   }
@@ -140,7 +142,17 @@ bool prepareConfigRoot(InstallLog log, void* user) {
 
   setInstallLog(log, user);
   struct stat status;
-  if (fileStat(kConfigRoot, status) != 0 && !createConfigRoot(status)) return false;
+  switch (findStatus(kConfigRoot, status)) {
+    case Finding::kFound:
+      break;
+    case Finding::kNone:
+      if (!createConfigRoot(status)) return false;
+      break;
+    case Finding::kUnknown:
+      // Not for the first start: what is there already must not be taken for missing.
+      report(kNotCreatedRoot, kConfigRoot);
+      return false;
+  }
   return checkConfigRoot(status);
 }
 

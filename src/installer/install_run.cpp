@@ -13,9 +13,9 @@
 #include "installer/directories.h"
 #include "installer/file_descriptor.h"
 #include "installer/listing.h"
+#include "installer/messages.h"
 #include "installer/package_file.h"
 #include "support/install_result.h"
-#include "support/terminal_identity.h"
 #include "support/text.h"
 #include "wzapp/wzapp.h"
 
@@ -31,7 +31,17 @@ std::mutex installMutex;
 
 bool isPackageFile(const std::string& name) { return toUpper(name).ends_with(kPackageFileEnding); }
 
+bool hasPackageFiles(const std::vector<ListedEntry>& entries) {
+  return std::ranges::any_of(entries, [](const ListedEntry& entry) {
+    return entry.name.size() > kPackageFileEnding.size() && isPackageFile(entry.name);
+  });
+}
+
 void installPackages(const std::vector<ListedEntry>& entries, InstallRun& run) {
+  if (hasPackageFiles(entries) && !run.newcomers.noteWhatIsThere()) {
+    run.isJudged = false;
+    return;
+  }
   for (const ListedEntry& entry : entries) {
     // What is not longer than the ending is not looked at, and all the same deleted.
     if (entry.name.size() <= kPackageFileEnding.size()) {
@@ -46,9 +56,21 @@ void installPackages(const std::vector<ListedEntry>& entries, InstallRun& run) {
   }
 }
 
+// A run that cannot find something out judges nothing from there on, though its report has the
+// lines that every report has.
 void removeWhatMayNotStay(InstallRun& run) {
-  applyMarketplaceRules(run.removed);
-  checkDependencies(run.removed);
+  if (run.isJudged) {
+    run.isJudged = applyMarketplaceRules(run.removed);
+  } else {
+    report(kRulesLine);
+  }
+  if (run.isJudged) {
+    run.isJudged = checkDependencies(run.removed);
+  } else {
+    report(kDependenciesLine);
+  }
+  if (!run.isJudged) run.newcomers.takeBack(run.installed, run.removed);
+  run.isDecided = true;
 }
 
 // One is enough.
@@ -67,9 +89,12 @@ bool synchronize() {
   return root.isOpen() && syncfs(root.get()) == 0;
 }
 
-// What cannot be brought to stable storage is installed once more by the next run.
+// What cannot be brought to stable storage is installed once more by the next run. So is what was
+// not judged: new applications were taken back and are only in their packages now; new manifests,
+// among them those that uninstall, have had no effect yet. A package whose content could stay, an
+// update, costs nothing but the time to install it again.
 void deletePackages(const InstallRun& run) {
-  if (run.toDelete.empty()) return;
+  if (run.toDelete.empty() || !run.isJudged) return;
   if (!synchronize()) {
     noteInstallError();
     return;
@@ -83,14 +108,16 @@ void deletePackages(const InstallRun& run) {
 void listApplications() {
   report("List of installed applications:\n");
   std::vector<ListedEntry> entries;
-  if (!listDirectory(kManifestRoot, entries)) return;
+  if (listDirectory(kManifestRoot, entries) != Finding::kFound) return;
   std::string sponsor;
-  std::string sponsorText;
-  getTerminalSponsor(sponsor, sponsorText);
+  if (!findSponsor(sponsor)) return;
   for (const ListedEntry& entry : entries) {
     const std::string path = entry.path + "/" + kMarketplaceManifest;
     std::string appId;
-    if (!checkManifestSponsor(SponsorMode::kInstall, path, sponsor, appId)) continue;
+    if (checkManifestSponsor(SponsorMode::kInstall, path, sponsor, appId) !=
+        SponsorVerdict::kAccepted) {
+      continue;
+    }
     report("%s\n", appId.c_str());
   }
 }
@@ -98,28 +125,46 @@ void listApplications() {
 void runInstallation(InstallRun& run) {
   report("Installing to %s\n", kAppRoot);
   std::vector<ListedEntry> entries;
-  if (listDirectory(kSourceDir, entries)) {
-    installPackages(entries, run);
-    removeWhatMayNotStay(run);
-    reportFailedInstallation(run);
-    deletePackages(run);
-  } else {
-    static_cast<void>(wzInstallCreateSourceDir());  // for the next run
-    removeWhatMayNotStay(run);
-    setInstallResult(kInstallNoPackage);  // whatever the removals came to
+  switch (listDirectory(kSourceDir, entries)) {
+    case Finding::kFound:
+      installPackages(entries, run);
+      removeWhatMayNotStay(run);
+      reportFailedInstallation(run);
+      deletePackages(run);
+      break;
+    case Finding::kNone:
+      static_cast<void>(wzInstallCreateSourceDir());  // for the next run
+      removeWhatMayNotStay(run);
+      if (run.isJudged) setInstallResult(kInstallNoPackage);  // whatever the removals came to
+      break;
+    case Finding::kUnknown:
+      run.isJudged = false;
+      removeWhatMayNotStay(run);
+      break;
   }
   listApplications();
   if (run.packageFiles == 0 && installResult() == kInstallOk) setInstallResult(kInstallNoPackage);
 }
 
+// A run that an exception has ended: no memory, or the host's log threw.
+void endEarly(InstallRun& run) {
+  setInstallResult(kInstallError);
+  if (run.isDecided) return;
+  try {
+    run.newcomers.takeBack(run.installed, run.removed);
+  } catch (...) {
+    // What is left, the next run judges.
+  }
+}
+
 InstallResult runLocked() {
   const std::lock_guard<std::mutex> lock(installMutex);
   setInstallResult(kInstallOk);
+  InstallRun run;
   try {
-    InstallRun run;
     runInstallation(run);
   } catch (...) {
-    setInstallResult(kInstallError);  // no memory, or the host's log threw
+    endEarly(run);
   }
   return installResult();
 }

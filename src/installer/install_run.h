@@ -7,12 +7,16 @@
 #include <vector>
 
 #include "installer/marketplace_rules.h"
+#include "installer/newcomers.h"
 
 namespace wzapp {
 
 struct InstallRun {
   std::vector<std::string> toDelete;  // paths, in the order of the source directory
   std::size_t packageFiles = 0;
+  Newcomers newcomers;
+  bool isJudged = true;    // false once something that a judgement needs could not be found out
+  bool isDecided = false;  // who may stay, and who not; or that nobody can tell
   AppIds installed;  // by a package that was extracted, at least in part; without an id the empty
   AppIds removed;    // by the rules and the dependency check
 };

@@ -1,25 +1,40 @@
 #include "installer/listing.h"
 
 #include <cerrno>
-#include <string_view>
 #include <utility>
 
+#include "installer/messages.h"
 #include "support/directory_stream.h"
+#include "support/install_result.h"
 
 namespace wzapp {
 
-bool listDirectory(const std::string& path, std::vector<ListedEntry>& entries) {
-  entries.clear();
+namespace {
+
+Finding listOnce(const std::string& path, std::vector<ListedEntry>& entries) {
   const DirectoryStream stream(opendir(path.c_str()));
-  if (!stream) return false;
+  if (!stream) return findingOf(errno);
   std::vector<ListedEntry> found;
   while (const struct dirent* const entry = readEntry(stream.get())) {
     if (isDotEntry(*entry)) continue;
     found.push_back({std::string(path).append("/").append(entry->d_name), entry->d_name});
   }
-  if (errno != 0) return false;
+  if (errno != 0) return Finding::kUnknown;
   entries = std::move(found);
-  return true;
+  return Finding::kFound;
+}
+
+}  // namespace
+
+Finding listDirectory(const std::string& path, std::vector<ListedEntry>& entries) {
+  entries.clear();
+  const Finding finding = findOut([&] { return listOnce(path, entries); });
+  if (finding == Finding::kUnknown) {
+    // The text is that of a warning; but here a run could not do what it is for.
+    noteInstallError();
+    report(kUnreadableDirectory, path.c_str());
+  }
+  return finding;
 }
 
 }  // namespace wzapp

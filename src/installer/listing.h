@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "support/finding.h"
+
 namespace wzapp {
 
 struct ListedEntry {
@@ -13,10 +15,11 @@ struct ListedEntry {
 };
 
 // Replaces `entries` by those of the directory at `path` (without "/" at its end), in its own
-// order, without "." and "..". False, with no entries, when it cannot be opened or not be read to
-// its end. Unlike those of Directory, the entries are not examined. The only exception is
-// std::bad_alloc.
-[[nodiscard]] bool listDirectory(const std::string& path, std::vector<ListedEntry>& entries);
+// order, without "." and "..". kNone, with no entries, when it is not there or may not be read.
+// kUnknown, with none either, when it cannot be opened for another reason or not be read to its
+// end, three times in a row; that is reported as an error of the run. Unlike those of Directory,
+// the entries are not examined. The only exception is std::bad_alloc.
+[[nodiscard]] Finding listDirectory(const std::string& path, std::vector<ListedEntry>& entries);
 
 }  // namespace wzapp
 

@@ -16,8 +16,11 @@ using AppIds = std::set<std::string>;
 // manifest root. Adds to `removed` the applications that a manifest condemned; those that are gone
 // because they have no manifest, or were uninstalled, are not among them.
 //
+// All manifests are read before an application is removed. False when something that the judgement
+// needs could not be found out: that was reported as an error, and what was not judged stays.
+//
 // Called while the install lock is held, by one thread. The only exception is std::bad_alloc.
-void applyMarketplaceRules(AppIds& removed);
+[[nodiscard]] bool applyMarketplaceRules(AppIds& removed);
 
 }  // namespace wzapp
 

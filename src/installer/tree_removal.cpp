@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "installer/file_descriptor.h"
+#include "installer/messages.h"
 #include "installer/place.h"
 #include "support/directory_stream.h"
 #include "support/file_system.h"
@@ -205,7 +206,7 @@ bool TreeRemoval::hasStatus(const std::string& name, struct stat& status) const 
 }
 
 void TreeRemoval::warnUnreadable() {
-  if (!isSilent()) reportWarning("Warning: Failed to read directory '%s'.\n", path_.c_str());
+  if (!isSilent()) reportWarning(kUnreadableDirectory, path_.c_str());
 }
 
 void TreeRemoval::warnNotRemoved(int error) {

@@ -1,6 +1,7 @@
 #include "support/config_file.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "support/file_system.h"
 #include "support/text.h"
@@ -28,6 +29,12 @@ ConfigFile::ConfigFile(const std::string& path, int skip) : fileName_(path) {
     return;
   }
   loadText(std::move(text));
+}
+
+ConfigFile ConfigFile::ofText(const std::string& path, std::string text) {
+  ConfigFile file(path, 1);
+  file.loadText(std::move(text));
+  return file;
 }
 
 void ConfigFile::loadText(std::string text) {

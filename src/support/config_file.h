@@ -23,6 +23,9 @@ class ConfigFile {
   // already read it in another form.
   explicit ConfigFile(const std::string& path, int skip = 0);
 
+  // The same for the text of the file at `path`, which is not read.
+  [[nodiscard]] static ConfigFile ofText(const std::string& path, std::string text);
+
   // The value of the first `key` of `section`, trimmed unless `raw`; `defaultValue` when there is
   // none. Names are compared exactly. Never fails: a file that could not be read has no sections.
   [[nodiscard]] std::string getValue(const std::string& section, const std::string& key,

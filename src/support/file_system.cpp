@@ -3,11 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
-#include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace wzapp {
@@ -17,20 +17,47 @@ constexpr std::string_view kSeparators = "/\\";
 constexpr mode_t kDirectoryMode = 0777;
 constexpr std::size_t kBlockSize = 4096;
 
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
+// A file that is read from its beginning.
+class SourceFile {
+ public:
+  // Without blocking, for whatever somebody put there: a pipe would hold its reader for as long as
+  // it has no writer, or one who does not write.
+  explicit SourceFile(const char* path)
+      : number_(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
+  SourceFile(const SourceFile&) = delete;
+  SourceFile& operator=(const SourceFile&) = delete;
+  ~SourceFile() {
+    if (isOpen()) close(number_);
+  }
+
+  [[nodiscard]] bool isOpen() const { return number_ >= 0; }
+
+  // Appends what the file holds to `content`. 0 at its end; EFBIG where it has more than `limit`
+  // octets, and the errno of a read that fails, with what came before.
+  [[nodiscard]] int read(std::size_t limit, std::string& content) const {
+    std::array<char, kBlockSize> block;
+    while (true) {
+      const ssize_t count = ::read(number_, block.data(), block.size());
+      if (count < 0) return errno;
+      if (count == 0) return 0;
+      if (static_cast<std::size_t>(count) > limit - content.size()) return EFBIG;
+      content.append(block.data(), static_cast<std::size_t>(count));
+    }
+  }
+
+ private:
+  int number_;
 };
 
-using OpenFile = std::unique_ptr<std::FILE, FileCloser>;
-
-// Without blocking, for whatever somebody put there: a pipe would hold its reader for as long as it
-// has no writer, or one who does not write.
-OpenFile openForReading(const char* path) {
-  const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (descriptor < 0) return nullptr;
-  OpenFile file(fdopen(descriptor, "rb"));
-  if (!file) close(descriptor);
-  return file;
+Finding readOnce(const char* path, std::size_t limit, std::string& content) {
+  const SourceFile file(path);
+  if (!file.isOpen()) return findingOf(errno);
+  std::string octets;
+  const int error = file.read(limit, octets);
+  if (error == EFBIG) return Finding::kNone;
+  if (error != 0 && error != EISDIR) return Finding::kUnknown;
+  content = std::move(octets);
+  return Finding::kFound;
 }
 
 // The components of `path`, the empty ones before, between and behind separators included. None for
@@ -55,21 +82,18 @@ bool makeDirectory(const std::string& path) { return mkdir(path.c_str(), kDirect
 
 }  // namespace
 
-bool readFile(const char* path, std::string& content) {
+bool readFile(const char* path, std::string& content, std::size_t limit) {
   content.clear();
-  const OpenFile file = openForReading(path);
-  if (!file) return false;
-
-  std::array<char, kBlockSize> block;
+  const SourceFile file(path);
   std::string octets;
-  std::size_t count = 0;
-  do {
-    count = std::fread(block.data(), 1, block.size(), file.get());
-    if (count > kMaxFileSize - octets.size()) return false;
-    octets.append(block.data(), count);
-  } while (count == block.size());
+  if (!file.isOpen() || file.read(limit, octets) == EFBIG) return false;
   content = std::move(octets);
   return true;
+}
+
+Finding readWholeFile(const char* path, std::string& content, std::size_t limit) {
+  content.clear();
+  return findOut([&] { return readOnce(path, limit, content); });
 }
 
 bool isAbsolutePath(const std::string& path) {
@@ -150,6 +174,10 @@ bool writeWhole(int descriptor, ByteView octets) {
 }
 
 int fileStat(const char* path, struct stat& status) { return stat(path, &status); }
+
+Finding findStatus(const char* path, struct stat& status) {
+  return findOut([&] { return fileStat(path, status) == 0 ? Finding::kFound : findingOf(errno); });
+}
 
 int linkStat(const char* path, struct stat& status) { return lstat(path, &status); }
 

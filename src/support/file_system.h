@@ -13,6 +13,7 @@
 #include <string>
 
 #include "support/byte_view.h"
+#include "support/finding.h"
 
 namespace wzapp {
 
@@ -20,9 +21,16 @@ namespace wzapp {
 inline constexpr std::size_t kMaxFileSize = std::size_t{16} << 20;
 
 // Replaces `content` by the octets of the file. False, with `content` empty, for a file that cannot
-// be opened or holds more than kMaxFileSize octets. A read error ends the content like the end of
-// the file and is not reported. Nothing is waited for: of a pipe only what lies in it is read.
-[[nodiscard]] bool readFile(const char* path, std::string& content);
+// be opened or holds more than `limit` octets. A read error ends the content like the end of the
+// file and is not reported. Nothing is waited for: of a pipe only what lies in it is read.
+[[nodiscard]] bool readFile(const char* path, std::string& content,
+                            std::size_t limit = kMaxFileSize);
+
+// The same for those who judge by what they read: kUnknown, after three attempts, when the file
+// cannot be opened for a reason that says nothing about it, or a read fails. A file that holds more
+// than `limit` octets is kNone. `content` is empty unless the file was found; a directory reads as
+// an empty file.
+[[nodiscard]] Finding readWholeFile(const char* path, std::string& content, std::size_t limit);
 
 // Whether `path` begins with a separator or its first component ends in ":".
 [[nodiscard]] bool isAbsolutePath(const std::string& path);
@@ -52,6 +60,9 @@ inline constexpr std::size_t kMaxFileSize = std::size_t{16} << 20;
 // stat(2) and lstat(2): 0, or -1 with errno.
 [[nodiscard]] int fileStat(const char* path, struct stat& status);
 [[nodiscard]] int linkStat(const char* path, struct stat& status);
+
+// fileStat() for those who judge by what is there: kUnknown after three attempts.
+[[nodiscard]] Finding findStatus(const char* path, struct stat& status);
 
 }  // namespace wzapp
 

@@ -13,6 +13,9 @@ namespace wzapp {
 // Any thread may call; the only exception is std::bad_alloc.
 [[nodiscard]] bool readJSONFile(zelipc::JSObject& object, const std::string& path);
 
+// The same for the text of a file.
+[[nodiscard]] bool readJSONText(zelipc::JSObject& object, const std::string& text);
+
 }  // namespace wzapp
 
 #endif  // WZAPP_SUPPORT_JSON_FILE_H

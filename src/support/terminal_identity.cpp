@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -74,9 +75,13 @@ class SponsorRecords {
     // A look-up that stopped early leaves the service in the middle of its list: once, the end is
     // taken for the beginning.
     if (result == kSecurityListEnded && !std::exchange(hasRetried_, true)) result = query(length);
+    hasEndedTwice_ = result == kSecurityListEnded;
     if (result != 0) return std::nullopt;
     return ByteView(buffer_).first(length);
   }
+
+  // Why there was no next record.
+  [[nodiscard]] bool hasEndedTwice() const { return hasEndedTwice_; }
 
  private:
   int query(std::uint16_t& length) {
@@ -86,6 +91,7 @@ class SponsorRecords {
 
   std::vector<std::uint8_t> buffer_ = std::vector<std::uint8_t>(UINT16_MAX + std::size_t{1});
   bool hasRetried_ = false;
+  bool hasEndedTwice_ = false;
 };
 
 // The number that the digits give, the least significant first; nothing if one is above 9.
@@ -125,48 +131,52 @@ std::string readSponsorText(FieldReader& reader) {
   return std::string(kept.begin(), kept.end());
 }
 
-// The sponsor of the first sponsor record; nothing if there is none, or if it is not usable.
-std::optional<Sponsor> readSponsor() {
+// The sponsor of the first sponsor record; kNone if there is none, or if it is not usable.
+Finding readSponsor(Sponsor& sponsor) {
   SponsorRecords records;
   while (const std::optional<ByteView> record = records.next()) {
-    if (record->size() < sizeof(std::uint32_t)) return std::nullopt;
+    if (record->size() < sizeof(std::uint32_t)) return Finding::kNone;
     FieldReader reader(*record);
     const std::optional<std::int32_t> id = readSponsorId(reader);
     if (!id) continue;
 
-    Sponsor sponsor;
     sponsor.text = readSponsorText(reader);
-    if (*id == 0 || sponsor.text.empty()) return std::nullopt;
+    if (*id == 0 || sponsor.text.empty()) return Finding::kNone;
     format(sponsor.id, "%06d", *id);
-    return sponsor;
+    return Finding::kFound;
   }
-  return std::nullopt;
+  return records.hasEndedTwice() ? Finding::kUnknown : Finding::kNone;
 }
 
 // Written once, under the mutex, and never freed: a detached thread may outlive static objects.
 std::atomic<const Sponsor*> cachedSponsor{nullptr};
 std::mutex cacheMutex;
 
-const Sponsor* findSponsor() {
-  if (const Sponsor* const sponsor = cachedSponsor.load(std::memory_order_acquire)) return sponsor;
+// Sees to it that there is a cached sponsor.
+Finding findSponsor() {
+  if (cachedSponsor.load(std::memory_order_acquire) != nullptr) return Finding::kFound;
 
   const std::lock_guard<std::mutex> lock(cacheMutex);
-  if (const Sponsor* const sponsor = cachedSponsor.load(std::memory_order_acquire)) return sponsor;
-  std::optional<Sponsor> sponsor = readSponsor();
-  if (!sponsor) return nullptr;
-  cachedSponsor.store(new Sponsor(std::move(*sponsor)), std::memory_order_release);
-  return cachedSponsor;
+  if (cachedSponsor.load(std::memory_order_acquire) != nullptr) return Finding::kFound;
+  auto sponsor = std::make_unique<Sponsor>();
+  const Finding finding = readSponsor(*sponsor);
+  if (finding == Finding::kFound) {
+    cachedSponsor.store(sponsor.release(), std::memory_order_release);
+  }
+  return finding;
 }
 
 }  // namespace
 
-void getTerminalSponsor(std::string& id, std::string& text) {
+Finding getTerminalSponsor(std::string& id, std::string& text) {
   id.clear();
   text.clear();
-  const Sponsor* const sponsor = findSponsor();
-  if (sponsor == nullptr) return;
-  id = sponsor->id;
-  text = sponsor->text;
+  const Finding finding = findSponsor();
+  if (finding != Finding::kFound) return finding;
+  const Sponsor& sponsor = *cachedSponsor.load(std::memory_order_acquire);
+  id = sponsor.id;
+  text = sponsor.text;
+  return finding;
 }
 
 }  // namespace wzapp

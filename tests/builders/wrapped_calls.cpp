@@ -22,7 +22,7 @@ int __real_getgrnam_r(const char* name, struct group* entry, char* buffer, std::
                       struct group** found);
 uid_t __real_getuid();
 gid_t __real_getgid();
-std::size_t __real_fread(void* buffer, std::size_t size, std::size_t count, std::FILE* file);
+ssize_t __real_read(int file, void* buffer, std::size_t size);
 
 int __wrap_stat(const char* path, struct stat* status) {
   if (current != nullptr && current->stat) return current->stat(path, status);
@@ -66,9 +66,9 @@ gid_t __wrap_getgid() {
   return __real_getgid();
 }
 
-std::size_t __wrap_fread(void* buffer, std::size_t size, std::size_t count, std::FILE* file) {
-  if (current != nullptr && current->fread) return current->fread(buffer, size, count, file);
-  return __real_fread(buffer, size, count, file);
+ssize_t __wrap_read(int file, void* buffer, std::size_t size) {
+  if (current != nullptr && current->read) return current->read(file, buffer, size);
+  return __real_read(file, buffer, size);
 }
 
 }  // extern "C"
@@ -90,8 +90,8 @@ int realGetgrnam(const char* name, struct group* entry, char* buffer, std::size_
   return __real_getgrnam_r(name, entry, buffer, size, found);
 }
 
-std::size_t realFread(void* buffer, std::size_t size, std::size_t count, std::FILE* file) {
-  return __real_fread(buffer, size, count, file);
+ssize_t realRead(int file, void* buffer, std::size_t size) {
+  return __real_read(file, buffer, size);
 }
 
 }  // namespace wzapp_test

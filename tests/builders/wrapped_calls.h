@@ -9,7 +9,6 @@
 #include <sys/types.h>
 
 #include <cstddef>
-#include <cstdio>
 #include <functional>
 
 namespace wzapp_test {
@@ -33,8 +32,7 @@ class WrappedCalls {
       getgrnam_r;
   std::function<uid_t()> getuid;
   std::function<gid_t()> getgid;
-  std::function<std::size_t(void* buffer, std::size_t size, std::size_t count, std::FILE* file)>
-      fread;
+  std::function<ssize_t(int file, void* buffer, std::size_t size)> read;
 };
 
 // The functions themselves, for hooks that change a part of what they do.
@@ -45,7 +43,7 @@ int realChown(const char* path, uid_t owner, gid_t group);
 int realChmod(const char* path, mode_t mode);
 int realGetgrnam(const char* name, struct group* entry, char* buffer, std::size_t size,
                  struct group** found);
-std::size_t realFread(void* buffer, std::size_t size, std::size_t count, std::FILE* file);
+ssize_t realRead(int file, void* buffer, std::size_t size);
 
 }  // namespace wzapp_test
 

@@ -88,7 +88,8 @@ class ManifestFileTest : public RulesTest {
  protected:
   bool check(const std::string& path) {
     appId = "before";
-    return checkManifestSponsor(SponsorMode::kInstall, path, "123456", appId);
+    return checkManifestSponsor(SponsorMode::kInstall, path, "123456", appId) ==
+           SponsorVerdict::kAccepted;
   }
 
   std::string appId;
@@ -195,9 +196,9 @@ TEST_P(CheckManifestSponsorTest, AcceptsOrTellsWhyNot) {
   terminal.writeFile(kPath, row.content);
   std::string appId = "before";
 
-  const bool isAccepted = checkManifestSponsor(row.mode, kPath, row.sponsor, appId);
+  const SponsorVerdict verdict = checkManifestSponsor(row.mode, kPath, row.sponsor, appId);
 
-  EXPECT_EQ(isAccepted, row.line == nullptr);
+  EXPECT_EQ(verdict, row.line == nullptr ? SponsorVerdict::kAccepted : SponsorVerdict::kRefused);
   EXPECT_EQ(appId, row.appId);
   if (row.line == nullptr) {
     EXPECT_THAT(lines, IsEmpty());
@@ -320,7 +321,7 @@ TEST_F(ManifestFileTest, HasAListOfSponsorsWithoutEnd) {
   for (int i = 0; i < 100000; ++i) list += "\"" + std::to_string(i) + "\",";
   terminal.writeFile(kPath, R"({"application":{"id":"shop"},"sponsors":[)" + list + R"("end"]})");
 
-  EXPECT_TRUE(checkManifestSponsor(kInstall, kPath, "end", appId));
+  EXPECT_EQ(checkManifestSponsor(kInstall, kPath, "end", appId), SponsorVerdict::kAccepted);
 
   EXPECT_EQ(appId, "shop");
 }

@@ -32,7 +32,7 @@ const std::string kExporter = "/home/sys1/www/terminal.mft";
 
 class DependencyCheckTest : public RulesTest {
  protected:
-  void check() { checkDependencies(removed); }
+  void check() { EXPECT_TRUE(checkDependencies(removed)); }
 
   // What is reported of the application "shop", and of nothing else, in the first pass and behind
   // it.

@@ -42,6 +42,10 @@ DIR* __real_opendir(const char* name);
 struct dirent* __real_readdir(DIR* stream);
 int __real_open(const char* name, int flags, mode_t mode);
 int __real_mkdirat(int directory, const char* name, mode_t mode);
+ssize_t __real_read(int file, void* octets, std::size_t size);
+int __real_stat(const char* name, struct stat* status);
+int __real_lstat(const char* name, struct stat* status);
+int __real_fstat(int file, struct stat* status);
 ssize_t __real_write(int file, const void* octets, std::size_t size);
 int __real_ftruncate(int file, off_t size);
 int __real_fstatvfs(int file, struct statvfs* status);
@@ -88,6 +92,22 @@ int __wrap_open(const char* name, int flags, ...) {
 
 int __wrap_mkdirat(int directory, const char* name, mode_t mode) {
   return fails("mkdirat", name) ? -1 : __real_mkdirat(directory, name, mode);
+}
+
+ssize_t __wrap_read(int file, void* octets, std::size_t size) {
+  return fails("read", "") ? -1 : __real_read(file, octets, size);
+}
+
+int __wrap_stat(const char* name, struct stat* status) {
+  return fails("stat", name) ? -1 : __real_stat(name, status);
+}
+
+int __wrap_lstat(const char* name, struct stat* status) {
+  return fails("lstat", name) ? -1 : __real_lstat(name, status);
+}
+
+int __wrap_fstat(int file, struct stat* status) {
+  return fails("fstat", "") ? -1 : __real_fstat(file, status);
 }
 
 ssize_t __wrap_write(int file, const void* octets, std::size_t size) {

@@ -43,7 +43,7 @@ class HardwareDescriptorTest : public RulesTest, public testing::WithParamInterf
     terminal.writeFile(kApps + "/shop.mft",
                        R"({"imports_hardware":{"platforms":[")" + platform + R"("]}})");
     AppIds removed;
-    checkDependencies(removed);
+    EXPECT_TRUE(checkDependencies(removed));
   }
 
   void expectDescription(const std::string& descriptor, const std::string& model) {

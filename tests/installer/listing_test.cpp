@@ -38,7 +38,7 @@ class ListingTest : public RulesTest {
 };
 
 TEST_F(ListingTest, HasTheEntriesInTheOrderOfTheDirectory) {
-  ASSERT_TRUE(listDirectory(kFolder, entries));
+  ASSERT_EQ(listDirectory(kFolder, entries), Finding::kFound);
 
   std::vector<std::string> names;
   for (const ListedEntry& entry : entries) {
@@ -52,7 +52,8 @@ TEST_F(ListingTest, HasTheEntriesInTheOrderOfTheDirectory) {
 TEST_F(ListingTest, OfNoDirectoryHasNone) {
   entries = {{"before", "before"}};
 
-  EXPECT_FALSE(listDirectory(kFolder + "/a", entries));
+  EXPECT_EQ(listDirectory(kFolder + "/a", entries), Finding::kNone);
+  EXPECT_THAT(lines, IsEmpty());
 
   EXPECT_THAT(entries, IsEmpty());
 }

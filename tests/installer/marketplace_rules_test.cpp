@@ -30,7 +30,7 @@ using namespace wzapp_test;
 
 class MarketplaceRulesTest : public RulesTest {
  protected:
-  void apply() { applyMarketplaceRules(removed); }
+  void apply() { EXPECT_TRUE(applyMarketplaceRules(removed)); }
 
   [[nodiscard]] bool isInstalled(const std::string& name) const {
     return terminal.exists(kApps + "/" + name);

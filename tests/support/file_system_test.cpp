@@ -83,8 +83,10 @@ TEST(ReadFileTest, TakesAReadErrorForTheEndOfTheFile) {
   std::string content;
   WrappedCalls calls;
   int reads = 0;
-  calls.fread = [&reads](void* buffer, std::size_t size, std::size_t count, std::FILE* file) {
-    return ++reads == 2 ? 0 : wzapp_test::realFread(buffer, size, count, file);
+  calls.read = [&reads](int file, void* buffer, std::size_t size) -> ssize_t {
+    if (++reads != 2) return wzapp_test::realRead(file, buffer, size);
+    errno = EIO;
+    return -1;
   };
 
   EXPECT_TRUE(readFile(path.c_str(), content));

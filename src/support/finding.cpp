@@ -1,0 +1,19 @@
+#include "support/finding.h"
+
+#include <cerrno>
+
+namespace wzapp {
+
+Finding findingOf(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+    case EACCES:
+    case EPERM:
+      return Finding::kNone;
+    default:
+      return Finding::kUnknown;
+  }
+}
+
+}  // namespace wzapp
