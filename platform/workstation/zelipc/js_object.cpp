@@ -16,8 +16,8 @@
 // null.
 //   A text that parse() takes is UTF-8 (without octet order mark); the escape of half a surrogate
 //   pair reads as U+FFFD.
-// - Several threads may read one value. Without memory parse() fails like on a malformed text, and
-//   everything else throws std::bad_alloc and leaves the value as it was.
+// - Several threads may read one value. What has no memory throws std::bad_alloc and leaves the
+//   value as it was; parse() too: a good text must not pass for a malformed one.
 //
 // No Value at all stands for {}, so that a JSObject which is only made to be assigned to costs no
 // allocation.

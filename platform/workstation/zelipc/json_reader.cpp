@@ -2,7 +2,6 @@
 
 #include <climits>
 #include <cstring>
-#include <new>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -158,19 +157,15 @@ struct JSObject::Value::Reading {
 
 int JSObject::parse(const char* text) {
   const unsigned level = value_ == nullptr ? Value::kRootLevel : value_->level;
-  try {
-    const std::string_view whole(text == nullptr ? "" : text);
-    if (whole.size() <= INT_MAX) {
-      Value::Reading reading(level);
-      reading.run(whole, whole);
-      if (reading.mayBeTamed) reading.run(workstation::tameCopy(whole), whole);
-      if (reading.complete) {
-        Value::of(*this).content = std::move(reading.root.content);
-        return static_cast<int>(reading.consumed);
-      }
+  const std::string_view whole(text == nullptr ? "" : text);
+  if (whole.size() <= INT_MAX) {
+    Value::Reading reading(level);
+    reading.run(whole, whole);
+    if (reading.mayBeTamed) reading.run(workstation::tameCopy(whole), whole);
+    if (reading.complete) {
+      Value::of(*this).content = std::move(reading.root.content);
+      return static_cast<int>(reading.consumed);
     }
-  } catch (const std::bad_alloc&) {
-    // Like a text that cannot be read.
   }
   Value::clear(*this);
   return kNoValue;

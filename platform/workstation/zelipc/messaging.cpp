@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -217,7 +218,11 @@ void Messaging::deliver(const Delivery& delivery) {
                                  : registrations_.receivers({notification.to, notification.name});
   }
   if (!receivers.empty() && !notification.text.empty()) {
-    notification.payload.parse(notification.text.c_str());
+    try {
+      notification.payload.parse(notification.text.c_str());
+    } catch (const std::bad_alloc&) {
+      return;  // lost, rather than delivered with a payload that nobody sent
+    }
   }
   for (const SharedReceiver& receiver : receivers) {
     if (receiver->number < delivery.number) call(*receiver, notification);

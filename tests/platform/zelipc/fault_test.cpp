@@ -146,16 +146,20 @@ TEST(IpcFaultTest, RegisteringWithoutMemoryLeavesNoRegistration) {
   });
 }
 
-TEST(JSObjectFaultTest, ParsingWithoutMemoryIsAFailedParse) {
+TEST(JSObjectFaultTest, ParsingWithoutMemoryThrowsAndLeavesTheValueAsItWas) {
   const std::string text =
       "{\"a member's name too long\":[1e400,{\"b\":\"a text too long for a string\\ud800\"}]}";
   JSObject object;
+  object["before"] = 1;
 
   failEachAllocation([&] {
-    object = JSObject();
-    const int consumed = object.parse(text.c_str());
-    EXPECT_EQ(consumed, object.size() == 1 ? static_cast<int>(text.size()) : -1);
-    return consumed > 0;
+    try {
+      EXPECT_EQ(object.parse(text.c_str()), static_cast<int>(text.size()));
+      return true;
+    } catch (const std::bad_alloc&) {
+      EXPECT_EQ(object["before"].asInt(), 1);
+      return false;
+    }
   });
 
   EXPECT_EQ(object["a member's name too long"].size(), 2U);
