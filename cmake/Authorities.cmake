@@ -2,19 +2,10 @@
 # for the terminals that `wz` makes, as wzapp_development_roots. Both are sources of their own: with
 # another table, only these and what links them are made again.
 
-set(_table ${PROJECT_SOURCE_DIR}/cmake/authority_table)
-
-if(CMAKE_CROSSCOMPILING AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
-  if(NOT WZAPP_AUTHORITIES)
-    message(FATAL_ERROR
-      "Development keys cannot be made while cross-compiling. Name the directory of the product's "
-      "authorities with WZAPP_AUTHORITIES.")
-  endif()
-  if(NOT WZAPP_AUTHORITY_GENERATOR)
-    message(FATAL_ERROR
-      "The table of authorities is checked and written by a program that runs while building. Name "
-      "one with WZAPP_AUTHORITY_GENERATOR: bin/wzapp_authority_table of a build for this machine.")
-  endif()
+if(NOT WZAPP_AUTHORITIES AND CMAKE_CROSSCOMPILING AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+  message(FATAL_ERROR
+    "Development keys cannot be made while cross-compiling. Name the directory of the product's "
+    "authorities with WZAPP_AUTHORITIES.")
 endif()
 
 if(WZAPP_AUTHORITIES)
@@ -38,31 +29,67 @@ else()
   add_custom_target(wzapp_development_keys DEPENDS ${_keys_made})
 endif()
 
+# Names the program that checks and writes certificates: one that was built before, one of this
+# project, or, for another processor, one of a project of its own for the machine that builds.
 if(WZAPP_AUTHORITY_GENERATOR)
   set(_generator ${WZAPP_AUTHORITY_GENERATOR})
-else()
+elseif(NOT CMAKE_CROSSCOMPILING)
   set(_generator wzapp_authority_table)
-  add_executable(wzapp_authority_table
-    ${_table}/main.cpp ${_table}/source_text.cpp ${_table}/table_file.cpp)
-  target_link_libraries(wzapp_authority_table
-    PRIVATE wzapp_options wzapp_core wzapp_certificate_words)
+  add_subdirectory(tools/authority_table)
+else()
+  # Yocto and Buildroot have the compiler of the machine that builds in a variable.
+  find_program(WZAPP_BUILD_COMPILER NAMES $ENV{BUILD_CXX} $ENV{HOSTCXX} c++ g++ clang++
+    NO_CMAKE_FIND_ROOT_PATH DOC "C++ compiler for the machine that builds")
+  if(NOT WZAPP_BUILD_COMPILER)
+    message(FATAL_ERROR
+      "The table of authorities is checked and written by a program that runs while building, and "
+      "there is no C++ compiler for this machine to build it with. Name one with "
+      "WZAPP_BUILD_COMPILER, or the program with WZAPP_AUTHORITY_GENERATOR.")
+  endif()
+  set(_project ${PROJECT_SOURCE_DIR}/tools/authority_table)
+  set(_generator ${PROJECT_BINARY_DIR}/authority_table/wzapp_authority_table)
+  # What it takes of the library is compiled again whenever something there has changed.
+  file(GLOB _generator_sources CONFIGURE_DEPENDS
+    ${_project}/* ${PROJECT_SOURCE_DIR}/src/crypto/*.[ch]* ${PROJECT_SOURCE_DIR}/src/support/file_system.*)
+  # The flags in the environment are for the other processor.
+  add_custom_command(OUTPUT ${_generator}
+    COMMAND ${CMAKE_COMMAND} -E env --unset=CXXFLAGS --unset=CPPFLAGS --unset=LDFLAGS
+            ${CMAKE_COMMAND} -S ${_project} -B ${PROJECT_BINARY_DIR}/authority_table
+            -G ${CMAKE_GENERATOR} -DCMAKE_CXX_COMPILER=${WZAPP_BUILD_COMPILER}
+            -DCMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER}
+    COMMAND ${CMAKE_COMMAND} --build ${PROJECT_BINARY_DIR}/authority_table
+    COMMAND ${CMAKE_COMMAND} -E touch ${_generator}
+    DEPENDS ${_generator_sources}
+    COMMENT "Building the generator of the table of authorities for this machine"
+    VERBATIM)
+  add_custom_target(wzapp_build_authority_table DEPENDS ${_generator})
+endif()
+
+# Its dependencies on single certificates are known only once it has run.
+if(CMAKE_GENERATOR MATCHES "Ninja" OR CMAKE_VERSION VERSION_GREATER_EQUAL 3.20)
+  set(_has_depfile ON)
 endif()
 
 # Makes the static library `name` from what the generator writes of `directory`.
 function(_wzapp_add_certificates name what directory)
   set(source ${PROJECT_BINARY_DIR}/${name}.cpp)
-  # Which files it depends on is written beside the source; they are not known before.
+  set(depfile "")
+  if(_has_depfile)
+    set(depfile DEPFILE ${source}.d)
+  endif()
   add_custom_command(OUTPUT ${source}
     COMMAND ${_generator} ${what} ${directory} ${source} ${source}.d
     DEPENDS ${_generator} ${_keys_made}
-    DEPFILE ${source}.d
+    ${depfile}
     COMMENT "Writing the ${what} as C++"
     VERBATIM)
   add_library(${name} STATIC ${source})
   target_link_libraries(${name} PRIVATE wzapp_options)
-  if(TARGET wzapp_development_keys)
-    add_dependencies(${name} wzapp_development_keys)
-  endif()
+  foreach(before IN ITEMS wzapp_development_keys wzapp_build_authority_table)
+    if(TARGET ${before})
+      add_dependencies(${name} ${before})
+    endif()
+  endforeach()
 endfunction()
 
 _wzapp_add_certificates(wzapp_authorities authorities ${_keys})

@@ -27,12 +27,22 @@ compiled() { grep -c 'Building CXX object' "$scratch/output" || true; }
 configure_cross() { configure -B "$scratch/cross" -DCMAKE_SYSTEM_NAME=Linux "$@"; }
 configure_cross -DWZAPP_AUTHORITIES= && fail "Cross-compiling with development keys configures."
 grep -q 'Development keys cannot be made while' "$scratch/output" || fail "The message is missing."
-configure_cross -DWZAPP_AUTHORITIES="$keys" -DWZAPP_AUTHORITY_GENERATOR= &&
-  fail "Cross-compiling without a generator configures."
-grep -q 'WZAPP_AUTHORITY_GENERATOR' "$scratch/output" || fail "The generator is not asked for."
+# The generator is built by a compiler of this machine, whatever the flags in the environment are for.
+library_alone=(-DWZAPP_KIT=OFF -DCMAKE_DISABLE_FIND_PACKAGE_OpenSSL=ON)
+configure_cross "${library_alone[@]}" -DWZAPP_AUTHORITIES="$keys" -DWZAPP_AUTHORITY_GENERATOR= \
+  -DWZAPP_BUILD_COMPILER= && fail "Cross-compiling without a compiler for this machine configures."
+grep -q 'WZAPP_BUILD_COMPILER' "$scratch/output" || fail "The compiler is not asked for."
+configure_cross "${library_alone[@]}" -DWZAPP_AUTHORITIES="$keys" -DWZAPP_AUTHORITY_GENERATOR= \
+  -DWZAPP_BUILD_COMPILER="$compiler" || fail "Cross-compiling does not configure."
+CXXFLAGS=--of-another-processor build=$scratch/cross build || fail "The generator is not built."
+rm -r "$scratch/cross"
 configure_cross -DWZAPP_AUTHORITIES="$keys" -DWZAPP_AUTHORITY_GENERATOR="$generator" ||
   fail "Cross-compiling does not configure."
 build=$scratch/cross build || fail "Cross-compiling does not build."
+
+# The library alone, where there is no OpenSSL to make keys with.
+configure -B "$scratch/alone" "${library_alone[@]}" && fail "Keys are made without OpenSSL."
+grep -q -- '-DWZAPP_AUTHORITIES=DIR' "$scratch/output" || fail "The authorities are not asked for."
 
 configure -DWZAPP_AUTHORITIES= || fail "Without WZAPP_AUTHORITIES it does not configure."
 grep -q 'TRUSTS DEVELOPMENT KEYS and is NOT FOR TERMINALS' "$scratch/output" ||

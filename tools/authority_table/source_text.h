@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "table_file.h"
+#include "authority_table/table_file.h"
 
 namespace authority_table {
 

@@ -1,4 +1,4 @@
-#include "source_text.h"
+#include "authority_table/source_text.h"
 
 #include <cstddef>
 #include <filesystem>

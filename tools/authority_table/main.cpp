@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "source_text.h"
+#include "authority_table/source_text.h"
+#include "authority_table/table_file.h"
 #include "support/file_system.h"
-#include "table_file.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "table_file.h"
+#include "authority_table/table_file.h"
 
 #include <algorithm>
 #include <cstddef>
