@@ -47,3 +47,14 @@ foreach(_name IN LISTS WZAPP_PLATFORM_LIBRARIES)
   set_target_properties(${_name} PROPERTIES IMPORTED_LOCATION ${_library} IMPORTED_NO_SONAME ON)
   target_link_libraries(${_name} INTERFACE wzapp_platform_headers)
 endforeach()
+
+# A host's link needs them too, as what the library needs. They are seen from the sysroot, which need not
+# lie at the same place when a host is built; below no sysroot, the directory may be this machine's.
+set(WZAPP_PLATFORM_LINK_DIRS ${_directory})
+foreach(_root IN ITEMS ${CMAKE_SYSROOT} ${CMAKE_FIND_ROOT_PATH})
+  string(FIND "${_directory}" "${_root}/" _start)
+  if(_start EQUAL 0)
+    string(LENGTH "${_root}" _length)
+    string(SUBSTRING "${_directory}" ${_length} -1 WZAPP_PLATFORM_LINK_DIRS)
+  endif()
+endforeach()
