@@ -12,6 +12,11 @@ inline constexpr char kHomeFolder[] = "home";
 inline constexpr char kRunFolder[] = "run";
 inline constexpr char kRootsFolder[] = "roots";
 
+/// Where the terminal's programs find installed applications, a folder each, and what each of those
+/// stores in.
+inline constexpr char kApplicationRoot[] = "/mnt/flash/etc/config/wzapp/wz";
+inline constexpr char kFileSystemRoot[] = "/mnt/flash/etc/config/wzapp/fsroot";
+
 /// usr1 to usr16, then sys1 to sys16: the users of a terminal, each with a home.
 const std::vector<std::string>& terminalUsers();
 

@@ -56,12 +56,16 @@ class DisplayTest : public BrowserTest {};
 TEST_F(DisplayTest, WorksInsideOfATerminal) {
   const TestApplication application("console.log(innerWidth + 'x' + innerHeight)");
   const TemporaryTerminal terminal;
+  // Installed: inside, nothing else is served.
+  const std::string root = "/etc/config/wzapp/wz";
+  std::filesystem::create_directories(terminal.directory() + "/flash" + root);
+  std::filesystem::copy(application.directory(), terminal.directory() + "/flash" + root + "/shop");
   HostOptions options;
   options.prepare = [&] {
     std::string error;
     return workstation::enterTerminal(terminal.directory(), error);
   };
-  HostProgram program(application.directory(), "/tmp", options);
+  HostProgram program("/mnt/flash" + root + "/shop", "/tmp", options);
 
   EXPECT_EQ(program.readLine(), "shown 480x800");
   program.order("return");

@@ -7,7 +7,14 @@
 namespace workstation {
 
 /// The numbers that mean something to the workstation; all others are kept and not looked at.
-enum UIProperty { kResourceDir = 2003, kDefaultDir = 2007, kApplicationDir = 2010 };
+enum UIProperty {
+  kResourceDir = 2003,
+  kDefaultDir = 2007,
+  kApplicationDir = 2010,
+  kFileSystemDir = 2012,
+  kPrintDir = 2013,
+  kFileSystemRootDir = 2015,
+};
 
 /// From here on what the calling thread sets is its own, beginning with nothing; false drops it.
 void useLocalProperties(bool local);

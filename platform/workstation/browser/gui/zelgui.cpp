@@ -10,6 +10,7 @@
 
 #include <sys/stat.h>
 
+#include "workstation/browser/engine/files/directory_rules.h"
 #include "workstation/browser/engine/page/invocation_outcome.h"
 #include "workstation/browser/engine/page/result_codes.h"
 #include "workstation/browser/engine/service/browser_service.h"
@@ -44,10 +45,34 @@ bool isDirectory(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+struct DirectoryProperty {
+  int property;
+  DirectoryUse use;
+};
+
+constexpr DirectoryProperty kDirectoryProperties[] = {
+    {kResourceDir, DirectoryUse::kInApplication},
+    {kDefaultDir, DirectoryUse::kInApplication},
+    {kApplicationDir, DirectoryUse::kApplication},
+    {kFileSystemDir, DirectoryUse::kFileSystem},
+    {kPrintDir, DirectoryUse::kInApplication},
+    {kFileSystemRootDir, DirectoryUse::kFileSystemRoot},
+};
+
+std::string whyRefused(int property, const std::string& value) {
+  for (const DirectoryProperty& row : kDirectoryProperties) {
+    if (row.property == property) return whyNoDirectory(row.use, value);
+  }
+  return {};
+}
+
+// A value that is refused does not leave an earlier one in force: that would be the directory of
+// another application.
 int setText(int display, int property, const std::string& value) {
   return guarded([&] {
-    setProperty(display, property, value);
-    return 0;
+    const std::string why = whyRefused(property, value);
+    setProperty(display, property, why.empty() ? value : std::string());
+    return why.empty() ? 0 : fail(kOutsideApplication, why.c_str());
   });
 }
 

@@ -9,7 +9,7 @@ enum ResultCode : int {
   kPageFailed = -1,   ///< A page of the application could not be loaded.
   kNoBrowser = -2,    ///< No browser, or it cannot be started.
   kNoSuchPage = -3,   ///< The application has no such start page, or there is no application.
-  kOutsideApplication = -4,  ///< The URL leads out of the application.
+  kOutsideApplication = -4,  ///< The URL, or the directory, leads out of the application.
   kNoSuchRegion = -5,        ///< Only region 0, the whole display, exists.
   kNoSuchInvocation = -6,    ///< Never begun, or its end has been collected.
   kTimeout = -7,             ///< Still running when the time to wait was over.

@@ -15,6 +15,7 @@
 
 #include "workstation/browser/browser_control.h"
 #include "workstation/browser/engine/files/application_url.h"
+#include "workstation/browser/engine/files/directory_rules.h"
 #include "workstation/browser/engine/files/host_names.h"
 #include "workstation/browser/engine/page/result_codes.h"
 #include "workstation/browser/engine/process/browser.h"
@@ -109,6 +110,8 @@ int planInvocation(const InvokeRequest& request, InvocationPlan& plan, std::stri
     error = "no application directory is set";
     return kNoSuchPage;
   }
+  error = whyNoDirectory(DirectoryUse::kApplication, request.applicationDir);
+  if (!error.empty()) return kOutsideApplication;
   plan.files = ApplicationFiles::open(request.applicationDir,
                                       {request.resourceDir, request.defaultDir}, error);
   if (!plan.files) return kNoSuchPage;
