@@ -1,6 +1,7 @@
 #include "workstation/zelipc/messaging.h"
 
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <climits>
@@ -61,9 +62,38 @@ int pollTimeout(std::uint64_t wakeTime) {
 
 }  // namespace
 
+namespace {
+
+std::atomic<Messaging*> current{nullptr};
+Messaging* abandoned = nullptr;  // those of the processes that this one was forked from, in a chain
+
+// Made when the library is loaded, and so before any fork that could matter.
+[[maybe_unused]] const int forkHandler =
+    pthread_atfork(nullptr, nullptr, Messaging::beginAnewAfterFork);
+
+}  // namespace
+
 Messaging& Messaging::instance() {
-  static Messaging* const messaging = new Messaging;
-  return *messaging;
+  if (Messaging* const messaging = current.load()) return *messaging;
+  auto* const made = new Messaging;
+  Messaging* before = nullptr;
+  if (current.compare_exchange_strong(before, made)) return *made;
+  delete made;  // another thread was faster
+  return *before;
+}
+
+// Of a forked process only the thread that forked goes on: the dispatcher is not there, whatever it
+// and others had locked stays locked, and the bus and what waits belong to the parent. So nothing
+// of it is touched but the descriptor, which would keep the parent's place on the bus beyond its
+// end. Between fork and exec nothing may be allocated.
+void Messaging::beginAnewAfterFork() {
+  isDispatcher = false;
+  Messaging* const parents = current.exchange(nullptr);
+  if (parents == nullptr) return;
+  const int descriptor = parents->busDescriptor_.exchange(-1);
+  if (descriptor >= 0) close(descriptor);
+  parents->abandonedBefore_ = abandoned;
+  abandoned = parents;
 }
 
 // ---- Life of the dispatcher
@@ -89,13 +119,18 @@ bool Messaging::startThread() {
   return true;
 }
 
-void Messaging::stopAtExit() { instance().stop(); }
+// In a forked process there may be none.
+void Messaging::stopAtExit() {
+  if (Messaging* const messaging = current.load()) messaging->stop();
+}
 
 void Messaging::stop() {
   pthread_t thread;
   {
     const std::lock_guard lock(startMutex_);
-    state_ = State::kEnded;
+    const State before = std::exchange(state_, State::kEnded);
+    // Forked, and never started here; or ended already, where parent and child both had asked.
+    if (before != State::kRunning) return;
     thread = thread_;
   }
   std::unique_lock lock(mutex_);
@@ -159,6 +194,7 @@ void Messaging::lookForBus() {
   const std::lock_guard lock(busMutex_);
   if (!announceAll(*connection)) return;
   bus_ = std::move(connection);
+  busDescriptor_ = bus_->pollable().fd;
   connected_ = true;
 }
 
@@ -413,6 +449,7 @@ bool Messaging::announceAll(BusConnection& connection) {
 
 void Messaging::dropBus() {
   connected_ = false;
+  busDescriptor_ = -1;
   bus_.reset();
 }
 

@@ -44,8 +44,12 @@ enum IpcResult : int {
 
 class Messaging final : private BusSink {
  public:
-  /// The only one; never destroyed, as callbacks and other threads may use it to the last.
+  /// The process's only one; never destroyed, as callbacks and other threads may use it to the
+  /// last. A forked process gets one of its own, without registrations, when it first asks.
   static Messaging& instance();
+
+  /// For pthread_atfork(3), in the child.
+  static void beginAnewAfterFork();
 
   int notify(const std::string& to, const std::string& name, const zelipc::JSObject& payload,
              unsigned flags, const std::string& from);
@@ -126,6 +130,7 @@ class Messaging final : private BusSink {
   std::mutex busMutex_;
   std::unique_ptr<BusConnection> bus_;  // GUARDED_BY(busMutex_)
   std::atomic<bool> connected_{false};  // whether bus_ is there; changed under busMutex_
+  std::atomic<int> busDescriptor_{-1};  // of bus_, for a forked process; changed under busMutex_
   Clock::time_point nextLook_;          // the dispatcher's own
 
   std::mutex mutex_;
@@ -137,6 +142,8 @@ class Messaging final : private BusSink {
   bool sleeping_ = false;              // GUARDED_BY(mutex_): the dispatcher waits for wakeEvent_
   bool stopping_ = false;              // GUARDED_BY(mutex_)
   Stage stage_ = Stage::kServing;      // GUARDED_BY(mutex_): of the dispatcher
+
+  Messaging* abandonedBefore_ = nullptr;  // in a forked process: the next of the chain
 };
 
 }  // namespace workstation

@@ -273,6 +273,44 @@ TEST_F(IpcBusTest, AnAddressIsGoneWithItsLastRegistrationOrItsProcess) {
   crashing.crash();
 }
 
+// Or the addresses of a host that has died would go on belonging to what it had forked.
+TEST_F(IpcBusTest, AForkedProcessKeepsNothingOfItsParentsPlace) {
+  pid_t forked = -1;
+  int ids[2];
+  ASSERT_EQ(pipe2(ids, O_CLOEXEC), 0);
+  Peer parent([&](const Line& line) {
+    const Echo echo("till", "ask");
+    const pid_t child = fork();
+    if (child == 0) {
+      for (;;) pause();
+    }
+    EXPECT_EQ(write(ids[1], &child, sizeof(child)), static_cast<ssize_t>(sizeof(child)));
+    line.give();
+    line.await();
+  });
+  ASSERT_TRUE(parent.await());
+  ASSERT_EQ(read(ids[0], &forked, sizeof(forked)), static_cast<ssize_t>(sizeof(forked)));
+  runInChild([&] {
+    const auto outcomeOfCall = [] {
+      return Call("till", "ask", "app").run(JSObject(), std::chrono::milliseconds(200));
+    };
+    ASSERT_EQ(outcomeOfCall(), Call::Outcome::kReply);
+    kill(parent.process(), SIGKILL);
+
+    const auto deadline = std::chrono::steady_clock::now() + zelipc_test::kPatience;
+    Call::Outcome outcome = Call::Outcome::kReply;
+    while (outcome != Call::Outcome::kUnreached && std::chrono::steady_clock::now() < deadline) {
+      outcome = outcomeOfCall();
+    }
+
+    EXPECT_EQ(outcome, Call::Outcome::kUnreached);
+  });
+  parent.crash();
+  kill(forked, SIGKILL);
+  close(ids[0]);
+  close(ids[1]);
+}
+
 TEST_F(IpcBusTest, EveryProcessWithTheAddressReceives) {
   const auto listen = [](const Line& line) {
     Inbox inbox;

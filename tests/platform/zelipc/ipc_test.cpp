@@ -1,8 +1,14 @@
 // Messaging inside one process, without a bus. Each test runs in a process of its own, as messaging
 // lasts from the first call to the end of the process.
 
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <future>
@@ -437,6 +443,98 @@ TEST(IpcEndTest, ACallbackThatNeverEndsDoesNotKeepTheProcess) {
     entered.get_future().wait();
   });
 }
+
+// ---- Forked processes
+
+// The exit status of a child; -1, and it is killed, when it does not end in time.
+int awaitChild(pid_t child) {
+  const int handle = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
+  pollfd end{handle, POLLIN, 0};
+  const bool hasEnded =
+      poll(&end, 1, static_cast<int>(kPatience / std::chrono::milliseconds(1))) == 1;
+  close(handle);
+  if (!hasEnded) kill(child, SIGKILL);
+  int status = 0;
+  waitpid(child, &status, 0);
+  return hasEnded && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Keeps the dispatcher and the locks busy from a thread of its own for as long as it lives.
+class Traffic {
+ public:
+  Traffic() {
+    inbox_.listen("a", "n");
+    thread_ = std::thread([this] {
+      while (!over_) ipcNotify("a", "n", JSObject(), 0, "");
+    });
+  }
+  Traffic(const Traffic&) = delete;
+  Traffic& operator=(const Traffic&) = delete;
+  ~Traffic() {
+    over_ = true;
+    thread_.join();
+  }
+
+ private:
+  Inbox inbox_;
+  std::atomic<bool> over_{false};
+  std::thread thread_;
+};
+
+bool isForked = false;
+
+// The first to be registered is the last to be called: here, messaging has ended. A sanitizer's
+// search for leaks, after it, would find what the parent's threads have in hand.
+void leaveIfForked() {
+  if (isForked) _exit(testing::Test::HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS);
+}
+
+// The status of a forked process that runs `body` and ends by exit(3).
+template <class Body>
+int forkAndExit(const Body& body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    isForked = true;
+    body();
+    std::exit(EXIT_FAILURE);
+  }
+  return awaitChild(child);
+}
+
+// What other threads hold at the moment of the fork is never let go in the child.
+TEST(IpcForkTest, AForkedProcessEndsWhateverItsParentWasDoing) {
+  constexpr int kTimes = 60;
+  runInChild([] {
+    std::atexit(leaveIfForked);
+    const Traffic traffic;
+    for (int i = 0; i < kTimes; ++i) {
+      ASSERT_EQ(forkAndExit([] {}), EXIT_SUCCESS) << "after " << i << " children";
+    }
+  });
+}
+
+#ifndef __SANITIZE_THREAD__  // does not let a process that was forked beside threads start any
+
+TEST(IpcForkTest, AForkedProcessHasMessagingOfItsOwn) {
+  runInChild([] {
+    std::atexit(leaveIfForked);
+    Inbox parents;
+    parents.listen("a", "n");
+
+    const int status = forkAndExit([] {
+      Inbox own;
+      EXPECT_EQ(own.listen("a", "n"), 0);
+      EXPECT_EQ(ipcNotify("a", "n", JSObject(7), 0, "child"), 0);
+      EXPECT_THAT(own.await(1), ElementsAre(Received{"child", "a", "n", "7", 0}));
+    });
+    ipcNotify("a", "n", JSObject(8), 0, "parent");
+
+    EXPECT_EQ(status, EXIT_SUCCESS);
+    EXPECT_THAT(parents.await(1), ElementsAre(Received{"parent", "a", "n", "8", 0}));
+  });
+}
+
+#endif
 
 struct UsesMessagingLast {
   ~UsesMessagingLast() {

@@ -1,5 +1,6 @@
 #include "workstation/browser/engine/service/browser_service.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -31,7 +32,7 @@ struct Service {
   std::mutex mutex;  // guards what follows
   BrowserOptions options;
   std::shared_ptr<Browser> browser;
-  pid_t owner = 0;  // the process that started the browser
+  std::atomic<pid_t> owner{0};  // the process that started the browser; read without the lock too
   std::vector<std::shared_ptr<Browser>> abandoned;
 
   HostNames hosts;  // minds itself
@@ -45,11 +46,13 @@ Service& service() {
 
 // Ends the browser with the process, so that its profile goes too.
 void endBrowser() {
+  // A child that the host has forked must leave the browser to its parent. It must not even ask for
+  // the lock, which a thread that is not there any more may have held.
+  if (service().owner != ::getpid()) return;
   std::shared_ptr<Browser> browser;
   {
     const std::lock_guard<std::mutex> lock(service().mutex);
-    // A child that the host has forked must leave the browser to its parent.
-    if (service().owner == ::getpid()) browser.swap(service().browser);
+    browser.swap(service().browser);
   }
   if (!browser) return;
   // What observer and callbacks would use may have gone with main().
