@@ -1,6 +1,8 @@
 #include "installer/package_content.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <set>
@@ -8,6 +10,7 @@
 
 #include "installer/application_manifest.h"
 #include "installer/entry_path.h"
+#include "installer/file_descriptor.h"
 #include "installer/place.h"
 #include "installer/tree_removal.h"
 #include "support/file_system.h"
@@ -49,12 +52,35 @@ int createFile(const Place& place) {
                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode);
 }
 
-// A new file in any case: what is there may be a link, or have another name elsewhere.
+// Whether a file may be written in place: it is no pipe, and writing shows under no other name.
+bool isPlain(const struct stat& status) { return S_ISREG(status.st_mode) && status.st_nlink == 1; }
+
+// False for what is not plain or is gone. Nothing is opened for it: a device would notice.
+bool findPlain(const Place& place) {
+  struct stat status;
+  return fstatat(place.directory.get(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         isPlain(status);
+}
+
 int replaceFile(const Place& place) {
-  const int file = createFile(place);
-  if (file >= 0 || errno != EEXIST) return file;
   if (unlinkat(place.directory.get(), place.name.c_str(), 0) != 0) return -1;
   return createFile(place);
+}
+
+// A file that is there keeps its owner, its mode and its place in the directory: it is cut to
+// nothing, unless it is not plain. Something else may have taken its place once it was found to be:
+// opening follows no link and waits for no reader, and what was opened is looked at again.
+int openTarget(const Place& place) {
+  const int created = createFile(place);
+  if (created >= 0 || errno != EEXIST) return created;
+  if (!findPlain(place)) return replaceFile(place);
+
+  FileDescriptor file(openat(place.directory.get(), place.name.c_str(),
+                             O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status;
+  if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
+  if (!isPlain(status)) return replaceFile(place);
+  return ftruncate(file.get(), 0) == 0 ? file.release() : -1;
 }
 
 bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const std::string& destination,
@@ -62,7 +88,7 @@ bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const std::string& destina
   if (!isBelow(destination, root)) return false;
   const Place* const place = places.make(normalizePath(destination));
   if (place == nullptr) return false;
-  return archive.extractToFile(entry, [place] { return replaceFile(*place); });
+  return archive.extractToFile(entry, [place] { return openTarget(*place); });
 }
 
 bool isManifest(const std::string& path) { return toUpper(path).ends_with(kManifestEnding); }

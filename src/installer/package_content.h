@@ -16,7 +16,9 @@ struct ContentTarget {
 // Extracts all entries but directories. One that cannot be extracted is reported as an error, and
 // the next one follows. Nothing is written or removed outside of the root: names are sanitized, an
 // entry whose destination does not lie below the root counts as one that cannot be extracted, and
-// no symbolic link is followed. A file that is there already is replaced by a new one.
+// no symbolic link is followed. A regular file that is there already is written in place: its
+// owner, its mode and its place in the listing stay, and what could be written stays when the rest
+// cannot. Anything else, and a file that has another name elsewhere, is replaced by a new file.
 //
 // Returns the application id of the last ".MFT" that was extracted, which may be empty; empty
 // without one. The only exception is std::bad_alloc.

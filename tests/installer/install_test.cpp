@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "installer/directories.h"
 #include "support/install_result.h"
@@ -27,6 +28,12 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
 using namespace wzapp_test;
+
+ino_t inodeOf(const std::string& path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status.st_ino;
+}
 
 class InstallRunTest : public wzapp_test::InstallTest {
  protected:
@@ -93,6 +100,36 @@ TEST_F(InstallRunTest, ReportsToNobodyWithoutALog) {
 
   EXPECT_THAT(lines, IsEmpty());
   EXPECT_TRUE(terminal.exists(kApps + "/shop/index.html"));
+}
+
+// --- Updates ----------------------------------------------------------------------------------
+
+TEST_F(InstallRunTest, UpdatesManifestsInRootsThatCannotBeWritten) {
+  drop("shop.zip", applicationPackage("shop"));
+  ASSERT_EQ(install(), kInstallOk);
+  for (const std::string& root : {kApps, kManifests}) fs::permissions(root, fs::perms{0555});
+  drop("shop.zip", applicationPackage("shop"));
+
+  EXPECT_EQ(install(), kInstallWarning);
+
+  EXPECT_THAT(lines, testing::Contains(notRemoved(kApps + "/shop", EACCES)));
+  EXPECT_THAT(lines, testing::Not(testing::Contains(testing::StartsWith("Error"))));
+  EXPECT_EQ(read(kApps + "/shop/index.html"), "<p>shop");
+}
+
+TEST_F(InstallRunTest, UpdatesInTheOrderOfTheInstallation) {
+  for (const char* id : {"shop", "tool", "bank"}) {
+    drop(std::string(id) + ".zip", applicationPackage(id));
+  }
+  ASSERT_EQ(install(), kInstallOk);
+  const std::vector<std::string> manifests = listed(kManifests);
+  const ino_t inode = inodeOf(kManifests + "/tool/mpmanifest.mft");
+  drop("tool.zip", applicationPackage("tool"));
+
+  EXPECT_EQ(install(), kInstallOk);
+
+  EXPECT_EQ(listed(kManifests), manifests);
+  EXPECT_EQ(inodeOf(kManifests + "/tool/mpmanifest.mft"), inode);
 }
 
 // --- Before the run ---------------------------------------------------------------------------

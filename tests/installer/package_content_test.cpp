@@ -1,5 +1,6 @@
 #include "installer/package_content.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <functional>
 #include <ostream>
 #include <string>
 
@@ -231,6 +233,131 @@ TEST_F(PackageContentTest, WarnsOfAPreviousVersionThatCannotBeRemoved) {
                                      "/shop' (errno=" + std::to_string(ENOTEMPTY) + ")\n"));
   EXPECT_EQ(installResult(), kInstallWarning);
   EXPECT_THAT(treeOf(kApps), ElementsAre("shop/", "shop/new", "shop/old"));
+}
+
+// --- A file that is there ---------------------------------------------------------------------
+
+struct stat statusOf(const std::string& path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status;
+}
+
+TEST_F(PackageContentTest, WritesAFileInPlace) {
+  const std::string folder = kManifests + "/a";
+  for (const char* name : {"1", "2", "3"}) terminal.writeFile(folder + "/" + name, "a longer one");
+  fs::permissions(folder + "/2", fs::perms{0640});
+  const struct stat before = statusOf(folder + "/2");
+  const std::vector<std::string> order = wzapp_test::listed(folder);
+
+  static_cast<void>(extract(ZipBuilder().file("a/2", "new"), kManifest));
+
+  const struct stat after = statusOf(folder + "/2");
+  EXPECT_EQ(terminal.readFile(folder + "/2"), "new");
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  EXPECT_EQ(after.st_mode, before.st_mode);
+  EXPECT_EQ(wzapp_test::listed(folder), order);
+  EXPECT_THAT(lines, IsEmpty());
+}
+
+TEST_F(PackageContentTest, WritesAFileWhoseFolderCannotBeWritten) {
+  terminal.writeFile(kManifests + "/a/file", "old");
+  fs::permissions(kManifests + "/a", fs::perms{0555});
+
+  static_cast<void>(extract(ZipBuilder().file("a/file", "new").file("a/next", ""), kManifest));
+
+  EXPECT_THAT(lines, ElementsAre(notExtracted("a/next", kManifests + "/a/next")));
+  EXPECT_EQ(terminal.readFile(kManifests + "/a/file"), "new");
+}
+
+TEST_F(PackageContentTest, DoesNotWriteAFileThatMayNotBeWritten) {
+  terminal.writeFile(kManifests + "/a/file", "old");
+  fs::permissions(kManifests + "/a/file", fs::perms{0444});
+
+  static_cast<void>(extract(ZipBuilder().file("a/file", "new").file("a/next", ""), kManifest));
+
+  EXPECT_THAT(lines, ElementsAre(notExtracted("a/file", kManifests + "/a/file")));
+  EXPECT_EQ(terminal.readFile(kManifests + "/a/file"), "old");
+  EXPECT_TRUE(terminal.exists(kManifests + "/a/next"));
+}
+
+TEST_F(PackageContentTest, LeavesThePartThatCouldBeWrittenInPlace) {
+  terminal.writeFile(kManifests + "/a/file", std::string(100000, 'o'));
+  const ino_t inode = statusOf(kManifests + "/a/file").st_ino;
+  int writes = 0;
+  calls.hook = [&writes](const FileCall& call) {
+    return call.function == "write" && ++writes == 3 ? ENOSPC : 0;
+  };
+
+  static_cast<void>(extract(ZipBuilder().file("a/file", std::string(100000, 'n')), kManifest));
+
+  EXPECT_THAT(lines, ElementsAre(notExtracted("a/file", kManifests + "/a/file")));
+  EXPECT_EQ(terminal.readFile(kManifests + "/a/file"), std::string(2 * 8192, 'n'));
+  EXPECT_EQ(statusOf(kManifests + "/a/file").st_ino, inode);
+}
+
+// What takes the place of a file once it was found to be one.
+class ExchangedFileTest : public PackageContentTest {
+ protected:
+  // Extracts to a file that `exchange` is called for before it is opened to be written in place.
+  void extractOver(const std::function<void()>& exchange) {
+    terminal.writeFile(kFile, "old");
+    bool isFound = false;
+    calls.hook = [&](const FileCall& call) {
+      if (call.function == "fstatat" && call.name == "file") isFound = true;
+      if (!isFound || call.function != "openat" || call.name != "file") return 0;
+      isFound = false;
+      exchange();
+      return 0;
+    };
+    static_cast<void>(extract(ZipBuilder().file("a/file", "new"), kManifest));
+    calls.hook = nullptr;
+  }
+
+  const std::string kFile = kManifests + "/a/file";
+};
+
+TEST_F(ExchangedFileTest, ALinkIsNotFollowed) {
+  terminal.writeFile(kOutside + "/file", "kept");
+
+  extractOver([this] {
+    fs::remove(kFile);
+    fs::create_symlink(kOutside + "/file", kFile);
+  });
+
+  EXPECT_THAT(lines, ElementsAre(notExtracted("a/file", kFile)));
+  EXPECT_EQ(terminal.readFile(kOutside + "/file"), "kept");
+}
+
+TEST_F(ExchangedFileTest, APipeIsNotWaitedFor) {
+  extractOver([this] {
+    fs::remove(kFile);
+    ASSERT_EQ(mkfifo(kFile.c_str(), 0666), 0);
+  });
+
+  EXPECT_THAT(lines, ElementsAre(notExtracted("a/file", kFile)));
+}
+
+TEST_F(ExchangedFileTest, APipeThatSomebodyReadsIsReplaced) {
+  int reader = -1;
+  extractOver([this, &reader] {
+    fs::remove(kFile);
+    ASSERT_EQ(mkfifo(kFile.c_str(), 0666), 0);
+    reader = open(kFile.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  });
+
+  char octet = 0;
+  EXPECT_EQ(read(reader, &octet, 1), 0);
+  close(reader);
+  EXPECT_TRUE(fs::is_regular_file(kFile));
+  EXPECT_EQ(terminal.readFile(kFile), "new");
+}
+
+TEST_F(ExchangedFileTest, AFileWithAnotherNameIsLeftAlone) {
+  extractOver([this] { fs::create_hard_link(kFile, kManifests + "/other"); });
+
+  EXPECT_EQ(terminal.readFile(kManifests + "/other"), "old");
+  EXPECT_EQ(terminal.readFile(kFile), "new");
 }
 
 // --- What is in the way -----------------------------------------------------------------------
