@@ -1,13 +1,11 @@
 #include "archive/unzip.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <new>
-#include <type_traits>
 
 #include "support/file_system.h"
 
@@ -16,8 +14,6 @@
 
 namespace wzapp {
 namespace {
-
-static_assert(std::is_same_v<unzFile, void*>);
 
 constexpr mode_t kFileMode = 0666;
 
@@ -29,17 +25,11 @@ struct Digests {
   Sha256Context sha256;
 };
 
-// The size in octets of a regular file; -1 for anything else.
-off_t fileSize(int descriptor) {
-  struct stat status;
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
-}
-
 }  // namespace
 
 UnZIP::UnZIP(const std::string& path) {
   // Not blocking: opening a pipe would wait for somebody to write into it.
-  const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (descriptor < 0) return;
   open(descriptor);
   ::close(descriptor);
@@ -50,12 +40,10 @@ UnZIP::UnZIP(int descriptor) { open(descriptor); }
 UnZIP::~UnZIP() { close(); }
 
 void UnZIP::open(int descriptor) {
-  const off_t size = fileSize(descriptor);
-  if (size < 0) return;
-  octetsLeft_ = static_cast<std::uint64_t>(size) * kMaxExpansion * kMaxReadings;
+  if (!file_.open(descriptor)) return;
+  octetsLeft_ = file_.size() * kMaxExpansion * kMaxReadings;
   try {
-    const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
-    handle_ = unzOpen(path.c_str());
+    handle_ = file_.openArchive();
     if (handle_ != nullptr && readIndex()) return;
   } catch (const std::bad_alloc&) {
     // An index that does not fit into memory is one that cannot be read.
@@ -70,13 +58,14 @@ void UnZIP::close() {
   }
   handle_ = nullptr;
   index_.clear();
+  file_.close();
 }
 
 // The archive stands at its first entry.
 bool UnZIP::readIndex() {
-  unz_global_info info;
-  if (unzGetGlobalInfo(handle_, &info) != UNZ_OK) return false;
-  for (uLong left = info.number_entry; left > 0; --left) {
+  unz_global_info64 info;
+  if (unzGetGlobalInfo64(handle_, &info) != UNZ_OK) return false;
+  for (std::uint64_t left = info.number_entry; left > 0; --left) {
     if (!indexCurrentEntry()) return false;
     if (left > 1 && unzGoToNextFile(handle_) != UNZ_OK) return false;
   }
@@ -84,16 +73,16 @@ bool UnZIP::readIndex() {
 }
 
 bool UnZIP::indexCurrentEntry() {
-  unz_file_info info;
+  unz_file_info64 info;
   char buffer[kNameLimit];
-  if (unzGetCurrentFileInfo(handle_, &info, buffer, sizeof buffer, nullptr, 0, nullptr, 0) !=
+  if (unzGetCurrentFileInfo64(handle_, &info, buffer, sizeof buffer, nullptr, 0, nullptr, 0) !=
       UNZ_OK) {
     return false;
   }
   // A name that fills the buffer has not been terminated.
   if (info.size_filename >= kNameLimit) return false;
-  unz_file_pos position;
-  if (unzGetFilePos(handle_, &position) != UNZ_OK) return false;
+  unz64_file_pos position;
+  if (unzGetFilePos64(handle_, &position) != UNZ_OK) return false;
 
   std::string name(buffer);
   std::ranges::replace(name, '\\', '/');
@@ -103,8 +92,8 @@ bool UnZIP::indexCurrentEntry() {
 
 bool UnZIP::goTo(Entry entry) {
   if (entry == index_.end()) return false;
-  unz_file_pos position = {entry->second.offset, entry->second.number};
-  return unzGoToFilePos(handle_, &position) == UNZ_OK;
+  const unz64_file_pos position = {entry->second.offset, entry->second.number};
+  return unzGoToFilePos64(handle_, &position) == UNZ_OK;
 }
 
 // Closes the entry that an operation before may have left open.
@@ -189,8 +178,8 @@ bool UnZIP::digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
 
 bool UnZIP::readEntry(Entry entry, std::vector<std::uint8_t>& content) {
   if (!goTo(entry)) return false;
-  unz_file_info info;
-  if (unzGetCurrentFileInfo(handle_, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK) {
+  unz_file_info64 info;
+  if (unzGetCurrentFileInfo64(handle_, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK) {
     return false;
   }
   if (info.uncompressed_size > kMaxFileSize) return false;

@@ -27,16 +27,17 @@
 #include <string>
 #include <vector>
 
+#include "archive/archive_file.h"
 #include "crypto/digest.h"
 #include "support/byte_view.h"
 
 namespace wzapp {
 
-// Where an entry stands in the central directory, as minizip counts it (unz_file_pos; its header
+// Where an entry stands in the central directory, as minizip counts it (unz64_file_pos; its header
 // stays out of here, since it changes what the system headers behind it declare).
 struct EntryPosition {
-  unsigned long offset;  // of the entry's record, in octets from the beginning of the archive
-  unsigned long number;  // from 0
+  std::uint64_t offset;  // of the entry's record, in octets from the beginning of the archive
+  std::uint64_t number;  // from 0
 };
 
 // How reading an entry in blocks ended.
@@ -48,7 +49,7 @@ enum class ReadEnd {
 };
 
 // An archive, open for reading from construction to destruction or, when it could not be read,
-// never. It keeps one descriptor of its own, minizip's, which an exec would inherit.
+// never. It keeps one descriptor of its own, which no exec inherits.
 //
 // An entry is stated by its place in the index; end() stands for a name that is not in the archive,
 // and every operation on it fails. No operation checks an entry's CRC: what is installed is
@@ -86,8 +87,8 @@ class UnZIP {
   explicit UnZIP(const std::string& path);
 
   // The same for the regular file that `descriptor` shows, whatever its name, also when it has none
-  // any more. The descriptor stays the caller's: its position is neither used nor moved, and it may
-  // be closed at once. The file is opened anew, for reading, by way of /proc/self/fd.
+  // any more. The descriptor must be good for reading and stays the caller's: its position is
+  // neither used nor moved, and it may be closed at once.
   explicit UnZIP(int descriptor);
 
   UnZIP(const UnZIP&) = delete;
@@ -142,6 +143,7 @@ class UnZIP {
   [[nodiscard]] ReadEnd readOpenEntry(const BlockSink& sink);
   [[nodiscard]] bool writeOpenEntry(int descriptor);
 
+  ArchiveFile file_;
   void* handle_ = nullptr;  // minizip's; null when the archive could not be read
   Index index_;
   std::uint64_t octetsLeft_ = 0;  // that may still come out

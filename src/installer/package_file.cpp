@@ -1,14 +1,12 @@
 #include "installer/package_file.h"
 
-#include <fcntl.h>
-
 #include <string_view>
 #include <vector>
 
 #include "crypto/certificate_store.h"
-#include "installer/file_descriptor.h"
 #include "installer/inner_package.h"
 #include "installer/messages.h"
+#include "installer/regular_file.h"
 #include "support/install_result.h"
 #include "support/text.h"
 
@@ -18,11 +16,6 @@ namespace {
 constexpr std::string_view kCertificateEnding = ".CRT";
 constexpr std::string_view kPackageEnding = ".ZIP";
 constexpr std::size_t kShortestName = 5;
-
-// Names a file without opening it: a pipe is not waited for, a device notices nothing.
-FileDescriptor findFile(const std::string& path) {
-  return FileDescriptor(open(path.c_str(), O_PATH | O_CLOEXEC));
-}
 
 bool isSkipped(const std::string& name) {
   return name.size() < kShortestName || name.ends_with('/');
@@ -63,7 +56,7 @@ void addCertificates(UnZIP& archive) {
 }  // namespace
 
 void installPackageFile(const std::string& path, AppIds& installed) {
-  UnZIP archive(findFile(path).get());
+  UnZIP archive(openRegularFile(path).get());
   if (archive.index().empty()) {
     reportError(kUnreadableArchive, path.c_str());
     return;

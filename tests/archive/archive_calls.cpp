@@ -39,26 +39,27 @@ bool ArchiveCalls::mustFail(Call call) {
 
 extern "C" {
 
-unzFile __real_unzOpen(const char* path);
-int __real_unzGetGlobalInfo(unzFile file, unz_global_info* info);
-int __real_unzGetCurrentFileInfo(unzFile file, unz_file_info* info, char* name, uLong nameSize,
-                                 void* extra, uLong extraSize, char* comment, uLong commentSize);
-int __real_unzGetFilePos(unzFile file, unz_file_pos* position);
+unzFile __real_unzOpen2_64(const void* path, zlib_filefunc64_def* functions);
+int __real_unzGetGlobalInfo64(unzFile file, unz_global_info64* info);
+int __real_unzGetCurrentFileInfo64(unzFile file, unz_file_info64* info, char* name, uLong nameSize,
+                                   void* extra, uLong extraSize, char* comment, uLong commentSize);
+int __real_unzGetFilePos64(unzFile file, unz64_file_pos* position);
 int __real_unzGoToNextFile(unzFile file);
-int __real_unzGoToFilePos(unzFile file, unz_file_pos* position);
+int __real_unzGoToFilePos64(unzFile file, const unz64_file_pos* position);
 int __real_unzOpenCurrentFile(unzFile file);
 int __real_unzReadCurrentFile(unzFile file, voidp buffer, unsigned size);
 int __real_unzCloseCurrentFile(unzFile file);
 int __real_unzClose(unzFile file);
 int __real_open(const char* path, int flags, ...);
+int __real_fcntl(int descriptor, int command, ...);
 int __real_fstat(int descriptor, struct stat* status);
 ssize_t __real_write(int descriptor, const void* octets, std::size_t size);
 int __real_close(int descriptor);
 void* __real__Znwm(std::size_t size);
 
-unzFile __wrap_unzOpen(const char* path) {
+unzFile __wrap_unzOpen2_64(const void* path, zlib_filefunc64_def* functions) {
   if (mustFail(Call::kUnzOpen)) return nullptr;
-  const unzFile file = __real_unzOpen(path);
+  const unzFile file = __real_unzOpen2_64(path, functions);
   if (current != nullptr && file != nullptr) {
     ++current->archives;
     current->hasOpenEntry = false;
@@ -66,21 +67,21 @@ unzFile __wrap_unzOpen(const char* path) {
   return file;
 }
 
-int __wrap_unzGetGlobalInfo(unzFile file, unz_global_info* info) {
+int __wrap_unzGetGlobalInfo64(unzFile file, unz_global_info64* info) {
   if (mustFail(Call::kUnzGetGlobalInfo)) return UNZ_ERRNO;
-  return __real_unzGetGlobalInfo(file, info);
+  return __real_unzGetGlobalInfo64(file, info);
 }
 
-int __wrap_unzGetCurrentFileInfo(unzFile file, unz_file_info* info, char* name, uLong nameSize,
-                                 void* extra, uLong extraSize, char* comment, uLong commentSize) {
+int __wrap_unzGetCurrentFileInfo64(unzFile file, unz_file_info64* info, char* name, uLong nameSize,
+                                   void* extra, uLong extraSize, char* comment, uLong commentSize) {
   if (mustFail(Call::kUnzGetCurrentFileInfo)) return UNZ_ERRNO;
-  return __real_unzGetCurrentFileInfo(file, info, name, nameSize, extra, extraSize, comment,
-                                      commentSize);
+  return __real_unzGetCurrentFileInfo64(file, info, name, nameSize, extra, extraSize, comment,
+                                        commentSize);
 }
 
-int __wrap_unzGetFilePos(unzFile file, unz_file_pos* position) {
+int __wrap_unzGetFilePos64(unzFile file, unz64_file_pos* position) {
   if (mustFail(Call::kUnzGetFilePos)) return UNZ_PARAMERROR;
-  return __real_unzGetFilePos(file, position);
+  return __real_unzGetFilePos64(file, position);
 }
 
 int __wrap_unzGoToNextFile(unzFile file) {
@@ -88,9 +89,9 @@ int __wrap_unzGoToNextFile(unzFile file) {
   return __real_unzGoToNextFile(file);
 }
 
-int __wrap_unzGoToFilePos(unzFile file, unz_file_pos* position) {
+int __wrap_unzGoToFilePos64(unzFile file, const unz64_file_pos* position) {
   if (mustFail(Call::kUnzGoToFilePos)) return UNZ_ERRNO;
-  return __real_unzGoToFilePos(file, position);
+  return __real_unzGoToFilePos64(file, position);
 }
 
 int __wrap_unzOpenCurrentFile(unzFile file) {
@@ -130,6 +131,18 @@ int __wrap_open(const char* path, int flags, ...) {
     return -1;
   }
   return __real_open(path, flags, mode);
+}
+
+int __wrap_fcntl(int descriptor, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  const int argument = va_arg(arguments, int);
+  va_end(arguments);
+  if (mustFail(Call::kFcntl)) {
+    errno = EMFILE;
+    return -1;
+  }
+  return __real_fcntl(descriptor, command, argument);
 }
 
 int __wrap_fstat(int descriptor, struct stat* status) {

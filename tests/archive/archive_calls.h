@@ -22,6 +22,7 @@ enum class Call {
   kUnzCloseCurrentFile,  // a failing one closes all the same, as does the next
   kUnzClose,
   kOpen,
+  kFcntl,
   kFstat,
   kWrite,
   kClose,

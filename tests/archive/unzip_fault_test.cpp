@@ -46,6 +46,7 @@ TEST_P(OpeningFaultTest, LeavesNothingOpenAndNothingInTheIndex) {
 INSTANTIATE_TEST_SUITE_P(
     Calls, OpeningFaultTest,
     testing::Values(OpeningFault{"Open", Call::kOpen, 1}, OpeningFault{"Stat", Call::kFstat, 1},
+                    OpeningFault{"Descriptor", Call::kFcntl, 1},
                     OpeningFault{"Archive", Call::kUnzOpen, 1},
                     OpeningFault{"GlobalInfo", Call::kUnzGetGlobalInfo, 1},
                     OpeningFault{"FirstInfo", Call::kUnzGetCurrentFileInfo, 1},

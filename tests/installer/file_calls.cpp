@@ -51,7 +51,7 @@ int __real_ftruncate(int file, off_t size);
 int __real_fstatvfs(int file, struct statvfs* status);
 int __real_syncfs(int file);
 int __real_remove(const char* name);
-void* __real_unzOpen(const char* name);
+void* __real_unzOpen2_64(const void* path, void* functions);
 int __real_unzReadCurrentFile(void* archive, void* buffer, unsigned size);
 
 int __wrap_openat(int directory, const char* name, int flags, ...) {
@@ -130,8 +130,8 @@ int __wrap_syncfs(int file) {
 
 int __wrap_remove(const char* name) { return fails("remove", name) ? -1 : __real_remove(name); }
 
-void* __wrap_unzOpen(const char* name) {
-  return fails("unzOpen", name) ? nullptr : __real_unzOpen(name);
+void* __wrap_unzOpen2_64(const void* path, void* functions) {
+  return fails("unzOpen2_64", "") ? nullptr : __real_unzOpen2_64(path, functions);
 }
 
 int __wrap_unzReadCurrentFile(void* archive, void* buffer, unsigned size) {

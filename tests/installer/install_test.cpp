@@ -1,13 +1,16 @@
 // Installation runs by their whole log, result and tree.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -15,6 +18,7 @@
 #include "installer/directories.h"
 #include "support/install_result.h"
 #include "tests/builders/child_process.h"
+#include "tests/builders/own_namespace.h"
 #include "tests/installer/file_calls.h"
 #include "tests/installer/install_fixture.h"
 #include "wzapp/wzapp.h"
@@ -130,6 +134,49 @@ TEST_F(InstallRunTest, UpdatesInTheOrderOfTheInstallation) {
 
   EXPECT_EQ(listed(kManifests), manifests);
   EXPECT_EQ(inodeOf(kManifests + "/tool/mpmanifest.mft"), inode);
+}
+
+// --- What a run leaves to others --------------------------------------------------------------
+
+// Descriptors that a program which the host starts now would inherit.
+std::set<int> inheritedDescriptors() {
+  std::set<int> inherited;
+  for (const std::string& name : listed("/proc/self/fd")) {
+    const int flags = fcntl(std::stoi(name), F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) inherited.insert(std::stoi(name));
+  }
+  return inherited;
+}
+
+TEST_F(InstallRunTest, LetsNoProgramInheritItsFiles) {
+  drop("shop.zip", applicationPackage("shop"));
+  drop("tool.zip", applicationPackage("tool"));
+  const std::set<int> before = inheritedDescriptors();
+  std::set<int> during;
+  atLine = [&during](const std::string& /*line*/) { during.merge(inheritedDescriptors()); };
+  calls.hook = [&during](const FileCall& /*call*/) {
+    during.merge(inheritedDescriptors());
+    return 0;
+  };
+
+  EXPECT_EQ(install(), kInstallOk);
+
+  calls.hook = nullptr;
+  EXPECT_EQ(during, before);
+}
+
+TEST_F(InstallRunTest, NeedsNoProcFileSystem) {
+  drop("shop.zip", applicationPackage("shop"));
+  runInChild([this] {
+    enterOwnNamespace();
+    mountMemory("/proc");
+    ASSERT_FALSE(fs::exists("/proc/self"));
+
+    EXPECT_EQ(install(), kInstallOk);
+    ASSERT_EQ(umount("/proc"), 0);
+  });
+
+  EXPECT_EQ(read(kApps + "/shop/index.html"), "<p>shop");
 }
 
 // --- Before the run ---------------------------------------------------------------------------
