@@ -45,8 +45,15 @@ class counted_ptr {
   /// Refers to nothing.
   counted_ptr() : object_(nullptr) {}
 
+  /// Refers to nothing. Implicit, so that nullptr can be passed, assigned and returned.
+  counted_ptr(std::nullptr_t) : object_(nullptr) {}
+
   /// Becomes one of the owners of `object`, which may be null.
-  explicit counted_ptr(T* object) : object_(object) { acquire(); }
+  // A template only so that it ranks behind the one before it for 0 and NULL, which suit both.
+  template <typename = void>
+  explicit counted_ptr(T* object) : object_(object) {
+    acquire();
+  }
 
   /// Becomes one more owner of what `other` refers to.
   counted_ptr(const counted_ptr& other) : object_(other.object_) { acquire(); }

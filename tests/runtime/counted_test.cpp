@@ -94,6 +94,46 @@ TEST_F(CountedTest, EmptyPointersMayBeCopiedAssignedAndReset) {
   EXPECT_EQ(assigned.get(), nullptr);
 }
 
+// Passed, returned and assigned as a host does that ends its use of an application.
+counted_ptr<Tracked> nothing() { return nullptr; }
+
+bool isEmpty(const counted_ptr<Tracked>& pointer) { return !pointer; }
+
+TEST_F(CountedTest, NullptrIsAnEmptyPointer) {
+  const counted_ptr<Tracked> made(nullptr);
+  const counted_ptr<Tracked> copied = nullptr;
+  counted_ptr<Tracked> assigned(makeTracked());
+
+  assigned = nullptr;
+
+  EXPECT_EQ(destroyed, 1);
+  EXPECT_FALSE(assigned);
+  EXPECT_FALSE(made);
+  EXPECT_FALSE(copied);
+  EXPECT_FALSE(nothing());
+  EXPECT_TRUE(isEmpty(nullptr));
+}
+
+TEST_F(CountedTest, OtherNullPointersStillMakeAnEmptyPointer) {
+  Tracked* const none = nullptr;
+
+  EXPECT_FALSE(counted_ptr<Tracked>(none));
+  EXPECT_FALSE(counted_ptr<Tracked>(NULL));
+  EXPECT_FALSE(counted_ptr<Tracked>(0));
+}
+
+TEST_F(CountedTest, ObjectIsOwnedOnlyWhereThatIsSaid) {
+  class Special : public Tracked {
+    using Tracked::Tracked;
+  };
+
+  EXPECT_FALSE((std::is_convertible_v<Tracked*, counted_ptr<Tracked>>));
+  EXPECT_FALSE((std::is_assignable_v<counted_ptr<Tracked>&, Tracked*>));
+  EXPECT_TRUE((std::is_constructible_v<counted_ptr<Tracked>, Tracked*>));
+  EXPECT_TRUE((std::is_constructible_v<counted_ptr<Tracked>, Special*>));
+  EXPECT_FALSE((std::is_constructible_v<counted_ptr<Tracked>, const Tracked*>));
+}
+
 TEST_F(CountedTest, ResetReleasesBeforeItAcquires) {
   int countOfNewWhenOldIsDestroyed = -1;
   Tracked* const newObject = makeTracked();
