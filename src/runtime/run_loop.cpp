@@ -104,16 +104,15 @@ std::optional<std::string> merchantIdOf(const WZAppManager& app) {
 }
 
 // What the log says about this run. The host's parameters are read here, before the page can change
-// them, and serve the last record too.
+// them, and serve the last record too. Each by itself: one that cannot be read is not said, and
+// costs neither the others nor the line of the launch.
 LaunchData logLaunch(const WZAppManager& app) {
   LaunchData launch;
-  (void)attempt([&] {
-    launch.version = app.version;
-    launch.merchantId = merchantIdOf(app);
-    launch.system = propertyOf(app, "wz_system");
-    launch.systemVersion = propertyOf(app, "wz_system_version");
-    openAppLog(app.appId, launch);
-  });
+  (void)attempt([&] { launch.version = app.version; });
+  (void)attempt([&] { launch.merchantId = merchantIdOf(app); });
+  (void)attempt([&] { launch.system = propertyOf(app, "wz_system"); });
+  (void)attempt([&] { launch.systemVersion = propertyOf(app, "wz_system_version"); });
+  openAppLog(app.appId, launch);
   return launch;
 }
 

@@ -13,6 +13,7 @@
 #include "support/terminal_identity.h"
 #include "tests/runtime/host_program.h"
 #include "tests/runtime/log_reader.h"
+#include "tests/runtime/stubs/failing_parser.h"
 #include "tests/runtime/stubs/lock_recorder.h"
 
 namespace wzapp_test {
@@ -394,6 +395,48 @@ INSTANTIATE_TEST_SUITE_P(
             "KIOSK",
             {{"wz_merchantId", "m-1"}, {"wz_system", "KIOSK"}, {"wz_system_version", "9.1"}}}),
     [](const auto& row) { return row.param.name; });
+
+TEST_F(RunLoopTest, LaunchIsLoggedAlthoughTheParametersCannotBeRead) {
+  HostProgram host;
+  platform().answers.localProperties = [](bool local) { stubs::failParsing(local); };
+
+  runToEnd(host, {{"wz_parameters", R"({"wz_merchantId":"m-1"})"},
+                  {"wz_system", "KIOSK"},
+                  {"wz_system_version", "9.1"}});
+
+  const std::vector<LogRecord> records = sentRecords();
+  ASSERT_EQ(records.size(), 1U);
+  ASSERT_EQ(records[0].messages.size(), 2U);
+  EXPECT_EQ(records[0].messages[0].at("aE"), "LAUNCH");
+  EXPECT_EQ(records[0].version, "1.2.3");
+  EXPECT_EQ(records[0].origin, (std::map<std::string, std::string>{{"wz_system", "KIOSK"},
+                                                                   {"wz_system_version", "9.1"}}));
+}
+
+TEST_F(RunLoopTest, MerchantIdThatIsNoStringLeavesThatOfASharedLog) {
+  HostProgram first;
+  HostProgram second;
+  std::mutex lineWritten;
+  lineWritten.lock();
+  platform().answers.wait = [&](int, zelgui::UIProperties&) {
+    const std::lock_guard<std::mutex> written(lineWritten);
+    return 0;
+  };
+  ASSERT_EQ(first.run(kShopManifest, "desktop", {{"wz_parameters", R"({"wz_merchantId":"m-1"})"}}),
+            0);
+  platform().awaitInvocations(1);
+  ASSERT_EQ(second.run(kShopManifest, "desktop", {{"wz_parameters", R"({"wz_merchantId":1})"}}), 0);
+  platform().awaitInvocations(2);
+
+  platform().script.log(nullptr, "shop", js::JS_LOG_INFO, {std::string(50000, 'x')});
+  lineWritten.unlock();
+  first.awaitEnd();
+  second.awaitEnd();
+
+  const LogRecord record = sentRecords().at(0);
+  EXPECT_EQ(record.messages.size(), 3U);
+  EXPECT_EQ(record.origin, (std::map<std::string, std::string>{{"wz_merchantId", "m-1"}}));
+}
 
 TEST_F(RunLoopTest, RecordSpeaksOfTheParametersAsTheyWereAtTheLaunch) {
   HostProgram host;
