@@ -71,6 +71,47 @@ TEST_F(CancelTest, BeforeTheInvocationWaitsForItsIdFirst) {
   EXPECT_EQ(host.result(), RecordingPlatform::kCancelled);
 }
 
+TEST_F(CancelTest, WakingWithoutCauseIsNoInvocation) {
+  HostProgram host;
+  stopBeforeInvocation();
+  const int waitsBefore = stubs::conditionWaits();
+  ASSERT_EQ(host.run(), 0);
+
+  stubs::wakeWithoutCause(2);
+  std::thread canceller([&] { wzAppCancel(host.app); });
+  EXPECT_TRUE(stubs::conditionWaitsReach(waitsBefore + 3));
+  EXPECT_THAT(platform().cancelled(), IsEmpty());
+  gate.open();
+  canceller.join();
+
+  EXPECT_THAT(platform().cancelled(), ElementsAre(1));
+  EXPECT_EQ(host.timesTold(), 1);
+}
+
+TEST_F(CancelTest, WakingWithoutCauseIsNoEnd) {
+  HostProgram host;
+  platform().answers.wait = [this](int, zelgui::UIProperties&) {
+    gate.pass();
+    return 6;
+  };
+  ASSERT_EQ(host.run(), 0);
+  platform().awaitInvocations(1);
+  const int waitsBefore = stubs::conditionWaits();
+
+  stubs::wakeWithoutCause(2);
+  bool hadToldWhenCancelReturned = false;
+  std::thread canceller([&] {
+    wzAppCancel(host.app);
+    hadToldWhenCancelReturned = host.timesTold() == 1;
+  });
+  EXPECT_TRUE(stubs::conditionWaitsReach(waitsBefore + 3));
+  gate.open();
+  canceller.join();
+  host.awaitEnd();
+
+  EXPECT_TRUE(hadToldWhenCancelReturned);
+}
+
 TEST_F(CancelTest, OfAnInvocationThatFailsWaitsForTheEndOnly) {
   HostProgram host;
   stopBeforeInvocation();

@@ -124,19 +124,20 @@ TEST_F(LogRecordTest, MessagesComeInTheOrderOfTheEntries) {
 }
 
 // std::time() would not do: its clock may be a tick behind.
-std::time_t wallClockSeconds() {
+std::int64_t wallClockNanoseconds() {
   struct timespec now = {};
   clock_gettime(CLOCK_REALTIME, &now);
-  return now.tv_sec;
+  return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
 }
 
 TEST_F(LogRecordTest, EntryTakesTheWallClocksTime) {
-  const std::time_t before = wallClockSeconds();
+  const std::int64_t before = wallClockNanoseconds();
   const WZLogEntry entry(6, 2);
-  const std::time_t after = wallClockSeconds();
+  const std::int64_t after = wallClockNanoseconds();
 
-  EXPECT_GE(entry.time.seconds, before);
-  EXPECT_LE(entry.time.seconds, after);
+  const std::int64_t taken = std::int64_t{entry.time.seconds} * 1000000000 + entry.time.nanoseconds;
+  EXPECT_GE(taken, before);
+  EXPECT_LE(taken, after);
   EXPECT_GE(entry.time.nanoseconds, 0);
   EXPECT_LT(entry.time.nanoseconds, 1000000000);
 }

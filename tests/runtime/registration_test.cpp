@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -73,6 +76,44 @@ TEST(RegistrationTest, HappensOnceWhenManyApplicationsStartFirst) {
     for (int i = 0; i < 8; ++i) hosts.emplace_back(runWithoutArguments);
     for (std::thread& host : hosts) host.join();
 
+    EXPECT_EQ(platform().calls().size(), 5U);
+  });
+}
+
+// Whoever comes while one registers waits until that is done: a start that went on earlier could
+// have a page whose scripts find no callbacks.
+TEST(RegistrationTest, IsWaitedForByWhoeverStartsMeanwhile) {
+  const TestTerminal terminal;
+
+  runInChild([] {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int registering = 0;
+    int returned = 0;
+    int returnedMeanwhile = 0;
+    platform().answers.registration = [&] {
+      std::unique_lock<std::mutex> lock(mutex);
+      ++registering;
+      changed.notify_all();
+      // Long enough for the others to come in, or past, where nothing holds them.
+      changed.wait_for(lock, std::chrono::milliseconds(300),
+                       [&] { return registering > 1 || returned > 0; });
+      returnedMeanwhile = returned;
+    };
+
+    std::vector<std::thread> hosts;
+    for (int i = 0; i < 4; ++i) {
+      hosts.emplace_back([&] {
+        runWithoutArguments();
+        const std::lock_guard<std::mutex> lock(mutex);
+        ++returned;
+        changed.notify_all();
+      });
+    }
+    for (std::thread& host : hosts) host.join();
+
+    EXPECT_EQ(registering, 1);
+    EXPECT_EQ(returnedMeanwhile, 0);
     EXPECT_EQ(platform().calls().size(), 5U);
   });
 }

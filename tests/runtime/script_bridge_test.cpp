@@ -153,6 +153,21 @@ TEST_P(TimeoutTest, ReplyDuringTheWaitIsHandedOn) {
   EXPECT_EQ(replyText, R"({"answer":"12.50"})");
 }
 
+TEST_P(TimeoutTest, WakingWithoutCauseDoesNotEndTheWait) {
+  const int waitsBefore = stubs::conditionWaits();
+  stubs::wakeWithoutCause(2);
+  std::thread messaging([&] {
+    EXPECT_TRUE(stubs::conditionWaitsReach(waitsBefore + 3));
+    platform().deliver("total_reply", "shop", reply("12.50"));
+  });
+
+  const int result = askTill(GetParam());
+  messaging.join();
+
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(replyText, R"({"answer":"12.50"})");
+}
+
 TEST_P(TimeoutTest, ReplyBeforeTheWaitBeginsIsHandedOn) {
   platform().answers.notify = [](const Notification&) {
     std::thread([] { platform().deliver("total_reply", "shop", reply("early")); }).join();

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <sstream>
@@ -17,12 +18,17 @@ thread_local const void* lastLocked = nullptr;
 
 std::mutex waitsMutex;
 std::condition_variable waitsChanged;
-int waits = 0;  // guarded by waitsMutex
+int waits = 0;             // guarded by waitsMutex
+int causelessWakeUps = 0;  // still to come; guarded by waitsMutex
 
-void countWait() {
+// Whether the wait is to end at once.
+bool countWait() {
   const std::lock_guard<std::mutex> lock(waitsMutex);
   ++waits;
   waitsChanged.notify_all();
+  if (causelessWakeUps == 0) return false;
+  --causelessWakeUps;
+  return true;
 }
 
 std::string addressText(const void* address) {
@@ -79,6 +85,16 @@ void awaitConditionWaits(int count) {
   while (waits < count) waitsChanged.wait(lock);
 }
 
+bool conditionWaitsReach(int count) {
+  std::unique_lock<std::mutex> lock(waitsMutex);
+  return waitsChanged.wait_for(lock, std::chrono::seconds(10), [=] { return waits >= count; });
+}
+
+void wakeWithoutCause(int count) {
+  const std::lock_guard<std::mutex> lock(waitsMutex);
+  causelessWakeUps = count;
+}
+
 }  // namespace stubs
 
 extern "C" {
@@ -101,14 +117,20 @@ int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
   return __real_pthread_mutex_unlock(mutex);
 }
 
+// Others may have the mutex in between, as in a wait.
+static int wakeAtOnce(pthread_mutex_t* mutex) {
+  __real_pthread_mutex_unlock(mutex);
+  return __real_pthread_mutex_lock(mutex);
+}
+
 int __wrap_pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
-  stubs::countWait();
+  if (stubs::countWait()) return wakeAtOnce(mutex);
   return __real_pthread_cond_wait(condition, mutex);
 }
 
 int __wrap_pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                   const timespec* deadline) {
-  stubs::countWait();
+  if (stubs::countWait()) return wakeAtOnce(mutex);
   return __real_pthread_cond_timedwait(condition, mutex, deadline);
 }
 }

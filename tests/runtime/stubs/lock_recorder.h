@@ -31,6 +31,12 @@ int conditionWaits();
 // Blocks until there have been so many.
 void awaitConditionWaits(int count);
 
+// The same, but for ten seconds at most; whether there have been so many.
+[[nodiscard]] bool conditionWaitsReach(int count);
+
+// Lets the next `count` waits end at once, as a system may let any wait end without a cause.
+void wakeWithoutCause(int count);
+
 }  // namespace stubs
 
 #endif  // WZAPP_TESTS_RUNTIME_STUBS_LOCK_RECORDER_H

@@ -75,6 +75,7 @@ namespace zelhtml {
 void htmlSetScriptProcessor(const std::string& type, ScriptProcessor processor, void* user) {
   platform().note("htmlSetScriptProcessor " + quoted(type) + (user == nullptr ? "" : " with user"));
   platform().script.processor = processor;
+  if (platform().answers.registration) platform().answers.registration();
 }
 
 }  // namespace zelhtml

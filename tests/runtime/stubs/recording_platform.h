@@ -60,6 +60,8 @@ struct Answers {
   // Empty: the wait ends when the test ends the invocation, or with kCancelled when the library
   // cancels it. On the application's thread.
   std::function<int(int invocation, zelgui::UIProperties& properties)> wait;
+  // Called when the script processor is registered, which is the first of the registrations.
+  std::function<void()> registration;
   // Called on the application's thread as the first and the last thing it does.
   std::function<void(bool local)> localProperties;
   std::string scriptError;
