@@ -290,6 +290,8 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenCase{"Primitive", kBadExtension,
                    CertificateBuilder().rawExtension(DerBuilder().octetString(Octets(3)))},
         BrokenCase{"NoParts", kBadExtension, CertificateBuilder().rawExtension(extensionOf({}))},
+        BrokenCase{"ZeroOctetsInAListThatHasALength", kBadExtension,
+                   CertificateBuilder().rawExtension(fromHex("00 00"))},
         BrokenCase{"OidOnly", kBadExtension,
                    CertificateBuilder().rawExtension(extensionOf(DerBuilder().oid("1.2.3")))},
         BrokenCase{"NoOid", kBadExtension,

@@ -191,9 +191,12 @@ TYPED_TEST(DigestTest, AddingNothingAfterFinishDoesNotCorrupt) {
   auto context = this->fed(octetsOfText("abc"));
   Octets output(TypeParam::kSize);
   digestFinish(&context, output.data());
+  const std::uint8_t octet = 0;
 
   digestAdd(&context, ByteView());
+  digestAdd(&context, ByteView(&octet, std::size_t{0}));
 
+  EXPECT_EQ(context.corrupted, kContextSound);
   EXPECT_EQ(this->finished(context), fromHex(TypeParam::kOfAbc));
 }
 
@@ -368,6 +371,18 @@ TEST_F(BothDigestsTest, FinishedSha256IsCorruptedAndSha1Fed) {
 
   EXPECT_EQ(sha256_.corrupted, kContextFinished);
   EXPECT_EQ(sha1_.bitsLow, 4000U);
+}
+
+TEST_F(BothDigestsTest, AddingNothingAfterTheEndDoesNotCorrupt) {
+  const std::uint8_t octet = 0;
+  Octets output(kSha1Size + kSha256Size);
+  digestFinish(&sha1_, output.data());
+  digestFinish(&sha256_, output.data() + kSha1Size);
+
+  digestAdd(&sha1_, &sha256_, ByteView(&octet, std::size_t{0}));
+
+  EXPECT_EQ(sha1_.corrupted, kContextSound);
+  EXPECT_EQ(sha256_.corrupted, kContextSound);
 }
 
 TEST_F(BothDigestsTest, TooLongInputCorruptsTheOneThatIsTooLong) {
