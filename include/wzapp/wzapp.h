@@ -42,7 +42,9 @@ class WZAPP_API WZApp : public counted {
 ///                  result (negative when it could not be shown) and its final properties. It must
 ///                  neither throw nor call wzAppCancel for this application. Null: nobody is told.
 /// \param user      first argument of `onExit`.
-/// \return 0 started; 1 `manifest` or `entry` is null; 2 the manifest cannot be read; 3 it names no
+/// \return 0 started; 1 `manifest` or `entry` is null; 2 the manifest cannot be read, has more than
+///         1 MiB, or names the application by an id that is no plain name (".", "..", one with a
+///         slash, a backslash or a zero octet in it, or with a colon at its end); 3 it names no
 ///         page for `entry`; 4 the thread cannot be created or memory is out; 5 the configuration
 ///         root is unusable. `onExit` is called for 0 only.
 WZAPP_API int wzAppRun(counted_ptr<WZApp>& app, int display, int region, const char* manifest,

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "installer/messages.h"
+#include "support/app_id.h"
 #include "support/config_file.h"
 #include "support/file_system.h"
 #include "support/install_result.h"
@@ -49,11 +50,23 @@ Finding readText(const std::string& path, std::string& text) {
   const Finding finding = findStatus(path.c_str(), status);
   if (finding != Finding::kFound) return finding;
   if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) return Finding::kNone;
-  return readWholeFile(path.c_str(), text, kMaxFileSize);
+  return readWholeFile(path.c_str(), text, kMaxManifestSize);
+}
+
+// An id that is no plain name is none.
+std::string plainOrEmpty(std::string appId) {
+  if (!isPlainAppId(appId)) appId.clear();
+  return appId;
 }
 
 // What is missing reads as the empty text.
-std::string appIdOf(const JSObject& root) { return root["application"]["id"].asString(); }
+std::string appIdOf(const JSObject& root) {
+  return plainOrEmpty(root["application"]["id"].asString());
+}
+
+std::string appIdOf(const ConfigFile& file, const char* section) {
+  return plainOrEmpty(file.getValue(section, kAppIdKey, ""));
+}
 
 // --- Refusals ---------------------------------------------------------------------------------
 
@@ -111,7 +124,7 @@ SponsorVerdict checkJSON(const JSObject& root, const ModeWords& words, const std
 SponsorVerdict checkConfigFile(const ConfigFile& file, const ModeWords& words,
                                const std::string& path, const std::string& sponsor,
                                std::string& appId) {
-  appId = file.getValue(words.section, kAppIdKey, "");
+  appId = appIdOf(file, words.section);
   if (appId.empty()) return refuseWithoutId(path);
   const std::string list = file.getValue(words.section, "sponsor", "");
   std::vector<std::string> sponsors;
@@ -143,8 +156,8 @@ std::string readManifestAppId(const std::string& path) {
   if (isJSON) return appIdOf(root);
 
   const ConfigFile file = ConfigFile::ofText(path, std::move(text));
-  const std::string appId = file.getValue(kInstallSection, kAppIdKey, "");
-  return appId.empty() ? file.getValue(kUninstallSection, kAppIdKey, "") : appId;
+  const std::string appId = appIdOf(file, kInstallSection);
+  return appId.empty() ? appIdOf(file, kUninstallSection) : appId;
 }
 
 bool findSponsor(std::string& sponsor) {

@@ -8,6 +8,9 @@
 //   appid = shop               appid = shop
 //   sponsor = 123456, 654321   sponsor = 123456
 //
+// An id that is no plain name (support/app_id.h) is none at all. A file of more than
+// kMaxManifestSize octets cannot be read.
+//
 // What cannot be read for a passing reason (support/finding.h) is reported as an error of the run,
 // and is told from a manifest that says nothing: nobody is to be judged by it.
 //

@@ -1,5 +1,7 @@
 #include "installer/dependency_manifest.h"
 
+#include "support/app_id.h"
+
 namespace wzapp {
 namespace {
 
@@ -8,9 +10,12 @@ using zelipc::JSObject;
 // The elements of an array; none of any other value.
 std::size_t elementCount(const JSObject& value) { return value.isArray() ? value.size() : 0; }
 
-std::optional<std::string> findText(const JSObject& object, const char* key) {
-  if (!object.has(key)) return std::nullopt;
-  return object[key].asString();
+// One that is no plain name is missing.
+std::optional<std::string> findAppId(const JSObject& application) {
+  if (!application.has("id")) return std::nullopt;
+  std::string id = application["id"].asString();
+  if (!isPlainAppId(id)) return std::nullopt;
+  return id;
 }
 
 std::optional<Version> findVersion(const JSObject& object, const char* key) {
@@ -63,7 +68,7 @@ DependencyManifest takeDependencies(const JSObject& root, FeatureTables& feature
     manifest.bounds[kind] = findVersion(root["imports_sdk"], kBoundKinds[kind].key);
   }
   manifest.platforms = takePlatforms(root["imports_hardware"]);
-  manifest.appId = findText(root["application"], "id");
+  manifest.appId = findAppId(root["application"]);
   return manifest;
 }
 

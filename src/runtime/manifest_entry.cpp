@@ -1,8 +1,11 @@
 #include "runtime/manifest_entry.h"
 
 #include <cstddef>
+#include <utility>
 
+#include "support/app_id.h"
 #include "support/config_file.h"
+#include "support/file_system.h"
 #include "support/json_file.h"
 #include "zelipc/zelipc.h"
 
@@ -47,15 +50,20 @@ ManifestEntry fromConfigFile(const ConfigFile& manifest, const std::string& entr
 }  // namespace
 
 bool readManifestEntry(const char* path, const std::string& entry, ManifestEntry& result) {
+  std::string text;
+  if (!readFile(path, text, kMaxManifestSize)) return false;
   JSObject root;
-  if (readJSONFile(root, path)) {
-    result = fromJSON(root, entry);
-    return true;
+  ManifestEntry found;
+  if (readJSONText(root, text)) {
+    found = fromJSON(root, entry);
+  } else {
+    const ConfigFile manifest = ConfigFile::ofText(path, std::move(text));
+    if (manifest.errorLine() != 0) return false;
+    found = fromConfigFile(manifest, entry);
   }
-
-  const ConfigFile manifest(path);
-  if (manifest.errorLine() != 0) return false;
-  result = fromConfigFile(manifest, entry);
+  // No path may ever be made of another one: the page would get what is not its own.
+  if (!isPlainAppId(found.appId)) return false;
+  result = std::move(found);
   return true;
 }
 

@@ -14,7 +14,8 @@ struct ManifestEntry {
 
 // Reads the manifest at `path` as JSON or, when it is none, as sectioned key/value text, and looks
 // the entry point `entry` up. A text that is missing, or is no string, is left empty. False when
-// the file is neither.
+// the file is neither, holds more than kMaxManifestSize octets, or names an application by an id
+// that is no plain name (support/app_id.h).
 [[nodiscard]] bool readManifestEntry(const char* path, const std::string& entry,
                                      ManifestEntry& result);
 

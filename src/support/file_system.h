@@ -20,6 +20,10 @@ namespace wzapp {
 // The most octets that are read whole into memory.
 inline constexpr std::size_t kMaxFileSize = std::size_t{16} << 20;
 
+// The most octets of a manifest, in either form: it is read before anybody has vouched for it, and
+// a run reads many.
+inline constexpr std::size_t kMaxManifestSize = std::size_t{1} << 20;
+
 // Replaces `content` by the octets of the file. False, with `content` empty, for a file that cannot
 // be opened or holds more than `limit` octets. A read error ends the content like the end of the
 // file and is not reported. Nothing is waited for: of a pipe only what lies in it is read.

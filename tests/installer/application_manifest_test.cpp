@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <optional>
 #include <ostream>
 #include <string>
 
 #include "support/install_result.h"
+#include "tests/installer/file_calls.h"
 #include "tests/installer/rules_fixture.h"
 
 namespace wzapp {
@@ -16,6 +18,8 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using wzapp_test::FileCall;
+using wzapp_test::FileCalls;
 using wzapp_test::RulesTest;
 
 const std::string kPath = "/mnt/flash/shop.mft";
@@ -52,6 +56,13 @@ INSTANTIATE_TEST_SUITE_P(
                     AppIdCase{"WhiteSpaceAround", "\n {\"application\":{\"id\":\"shop\"}}\n",
                               "shop"},
                     AppIdCase{"EmptyId", R"({"application":{"id":""}})", ""},
+                    AppIdCase{"IdWithASlash", R"({"application":{"id":"a/b"}})", ""},
+                    AppIdCase{"IdWithABackslash", R"({"application":{"id":"a\\b"}})", ""},
+                    AppIdCase{"IdWithAZeroOctet", R"({"application":{"id":"a\u0000b"}})", ""},
+                    AppIdCase{"DirectoryItselfAsId", R"({"application":{"id":"."}})", ""},
+                    AppIdCase{"DirectoryAboveAsId", R"({"application":{"id":".."}})", ""},
+                    AppIdCase{"VolumeAsId", R"({"application":{"id":"C:"}})", ""},
+                    AppIdCase{"DotsInsideAnId", R"({"application":{"id":"a..b."}})", "a..b."},
                     AppIdCase{"IdIsNotTrimmed", R"({"application":{"id":" a "}})", " a "},
                     AppIdCase{"NumberAsId", R"({"application":{"id":7}})", ""},
                     AppIdCase{"NullAsId", R"({"application":{"id":null}})", ""},
@@ -75,6 +86,8 @@ INSTANTIATE_TEST_SUITE_P(
         AppIdCase{"Uninstall", "[uninstall]\nappid = shop\n", "shop"},
         AppIdCase{"InstallBeforeUninstall", "[uninstall]\nappid=b\n[install]\nappid=a\n", "a"},
         AppIdCase{"UninstallForAnEmptyOne", "[install]\nappid=\n[uninstall]\nappid=b\n", "b"},
+        AppIdCase{"UninstallForOneWithASlash", "[install]\nappid=/\n[uninstall]\nappid=b\n", "b"},
+        AppIdCase{"OnlyOnesThatAreNoNames", "[install]\nappid=../a\n[uninstall]\nappid=..\n", ""},
         AppIdCase{"FaultyLinesAround", "nonsense\n[install]\nmore\nappid=shop\n", "shop"},
         AppIdCase{"KeyOfAnotherCase", "[install]\nAppId=shop\n", ""},
         AppIdCase{"SectionOfAnotherCase", "[Install]\nappid=shop\n", ""},
@@ -136,7 +149,7 @@ TEST_F(ManifestFileTest, IsADeviceThatNeverEnds) {
 }
 
 TEST_F(ManifestFileTest, IsTooLarge) {
-  constexpr std::size_t kLimit = std::size_t{16} << 20;
+  constexpr std::size_t kLimit = std::size_t{1} << 20;
   std::string content = R"({"application":{"id":"shop"},"sponsors":["123456"]})";
   content.resize(kLimit, ' ');
   terminal.writeFile(kPath, content);
@@ -149,6 +162,67 @@ TEST_F(ManifestFileTest, IsTooLarge) {
 
   EXPECT_THAT(lines, ElementsAre("Error: Cannot read '/mnt/flash/shop.mft', invalid permissions or "
                                  "invalid format\n"));
+}
+
+TEST_F(ManifestFileTest, IsTooLargeInTheOtherForm) {
+  constexpr std::size_t kLimit = std::size_t{1} << 20;
+  std::string content = "[install]\nappid=shop\nsponsor=123456\n";
+  content.resize(kLimit, '\n');
+  terminal.writeFile(kPath, content);
+  EXPECT_EQ(readManifestAppId(kPath), "shop");
+  EXPECT_TRUE(check(kPath));
+  terminal.writeFile(kPath, content + "\n");
+
+  EXPECT_EQ(readManifestAppId(kPath), "");
+  EXPECT_FALSE(check(kPath));
+
+  EXPECT_THAT(lines, ElementsAre("Error: Cannot read '/mnt/flash/shop.mft', invalid permissions or "
+                                 "invalid format\n"));
+}
+
+// Neither a good nor a bad manifest, whichever of the looks fails, and for whatever reason.
+TEST_F(ManifestFileTest, CannotBeReadForNow) {
+  terminal.writeFile(kPath, R"({"application":{"id":"shop"},"sponsors":["123456"]})");
+  FileCalls calls;
+  for (const char* function : {"stat", "open", "read"}) {
+    for (const int error : {EMFILE, ENFILE, ENOMEM, EIO, EINTR}) {
+      int left = 0;
+      calls.hook = [&](const FileCall& call) {
+        return call.function == function && left-- > 0 ? error : 0;
+      };
+      lines.clear();
+
+      left = 2;
+      EXPECT_TRUE(check(kPath)) << function << " " << error;
+      left = 2;
+      EXPECT_EQ(readManifestAppId(kPath), "shop") << function << " " << error;
+      EXPECT_THAT(lines, IsEmpty());
+
+      left = 3;
+      EXPECT_EQ(checkManifestSponsor(SponsorMode::kInstall, kPath, "123456", appId),
+                SponsorVerdict::kUnknown)
+          << function << " " << error;
+      EXPECT_EQ(appId, "");
+      left = 3;
+      EXPECT_EQ(readManifestAppId(kPath), "") << function << " " << error;
+      zelipc::JSObject root;
+      left = 3;
+      EXPECT_EQ(readManifestJSON(root, kPath), Finding::kUnknown) << function << " " << error;
+      EXPECT_THAT(lines, testing::AllOf(testing::SizeIs(3),
+                                        testing::Each("Error: Cannot read '/mnt/flash/shop.mft', "
+                                                      "invalid permissions or invalid format\n")));
+    }
+  }
+}
+
+// What lies at the path is known; whoever may not read it, though, learns no more.
+TEST_F(ManifestFileTest, MayNotBeRead) {
+  terminal.writeFile(kPath, R"({"application":{"id":"shop"},"sponsors":["123456"]})");
+  FileCalls calls;
+  calls.hook = [](const FileCall& call) { return call.function == "open" ? EACCES : 0; };
+
+  EXPECT_EQ(checkManifestSponsor(SponsorMode::kInstall, kPath, "123456", appId),
+            SponsorVerdict::kRefused);
 }
 
 TEST_F(ManifestFileTest, HasANameThatLooksLikeAFormat) {
@@ -266,6 +340,10 @@ INSTANTIATE_TEST_SUITE_P(
         SponsorCase{"NoId", kInstall, R"({"application":{},"sponsors":["1"]})", "1", "", kNoId},
         SponsorCase{"EmptyId", kInstall, R"({"application":{"id":""},"sponsors":["1"]})", "1", "",
                     kNoId},
+        SponsorCase{"IdThatIsNoName", kInstall,
+                    R"({"application":{"id":"../shop"},"sponsors":["1"]})", "1", "", kNoId},
+        SponsorCase{"ZeroOctetInTheId", kInstall,
+                    R"({"application":{"id":"shop\u0000"},"sponsors":["1"]})", "1", "", kNoId},
         SponsorCase{"NumberAsId", kInstall, R"({"application":{"id":1},"sponsors":["1"]})", "1", "",
                     kNoId},
         SponsorCase{"NoApplication", kInstall, R"({"sponsors":["1"]})", "1", "", kNoId},
@@ -289,6 +367,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "D", "shop",
                     "Error: Invalid sponsor list 'A ,  B,C' for installing 'shop', expecting "
                     "sponsor 'D'\n"},
+        SponsorCase{"IdThatIsNoName", kInstall, "[install]\nappid=/\nsponsor=1\n", "1", "", kNoId},
         SponsorCase{"NoSponsor", kInstall, "[install]\nappid=shop\n", "1", "shop",
                     "Error: Invalid sponsor list '' for installing 'shop', expecting sponsor "
                     "'1'\n"},

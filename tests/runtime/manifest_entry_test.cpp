@@ -126,8 +126,26 @@ INSTANTIATE_TEST_SUITE_P(
                     BadRow{"CutJson", "{\"desktop\":{\"file\":\"a\"}"},
                     BadRow{"KeyBeforeASection", "id=shop\n[desktop]\nfile=a\n"},
                     BadRow{"OneBadLine", std::string(kSections) + "what\n"},
-                    BadRow{"TooLarge", std::string((16U << 20) + 1, ' ')}),
+                    BadRow{"TooLarge", "{}" + std::string((1U << 20) - 1, ' ')},
+                    BadRow{"TooManyLines", std::string((1U << 20) + 1, '\n')},
+                    BadRow{"IdWithASlash", R"({"application":{"id":"a/b"}})"},
+                    BadRow{"IdWithABackslash", R"({"application":{"id":"a\\b"}})"},
+                    BadRow{"IdWithAZeroOctet", R"({"application":{"id":"a\u0000"}})"},
+                    BadRow{"DirectoryItself", R"({"application":{"id":"."}})"},
+                    BadRow{"DirectoryAbove", R"({"application":{"id":".."}})"},
+                    BadRow{"Volume", R"({"application":{"id":"C:"}})"},
+                    BadRow{"SectionWithASlash", "[application]\nid=/\n[desktop]\nfile=a\n"}),
     [](const auto& row) { return row.param.name; });
+
+TEST(LargestManifestTest, CanBeRead) {
+  wzapp_test::TestTerminal terminal;
+  ManifestEntry entry;
+  terminal.writeFile(kManifest, "{}" + std::string((1U << 20) - 2, ' '));
+  EXPECT_TRUE(readManifestEntry(kManifest, "desktop", entry));
+  terminal.writeFile(kManifest, std::string(1U << 20, '\n'));
+
+  EXPECT_TRUE(readManifestEntry(kManifest, "desktop", entry));
+}
 
 TEST(MissingManifestTest, CannotBeRead) {
   const wzapp_test::TestTerminal terminal;
