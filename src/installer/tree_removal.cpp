@@ -79,6 +79,7 @@ class TreeRemoval {
   void leave();
   static void closeLevel(Level& level);
   [[nodiscard]] bool reopenAbove();
+  void leaveUnlisted(const std::string& name);
   void unlink(const std::string& name, int flags);
   [[nodiscard]] bool hasStatus(const std::string& name, struct stat& status) const;
   void warnUnreadable();
@@ -124,10 +125,7 @@ void TreeRemoval::remove(const Entry& entry) {
   if (!isAsked || hasStatus(name, status)) {
     if (isAsked ? S_ISDIR(status.st_mode) : entry.type == DT_DIR) {
       if (enter(name)) return;
-      if (hasStatus(name, status)) {
-        warnUnreadable();
-        unlink(name, AT_REMOVEDIR);
-      }
+      if (hasStatus(name, status)) leaveUnlisted(name);
     } else {
       unlink(name, 0);
     }
@@ -192,6 +190,16 @@ bool TreeRemoval::reopenAbove() {
   if (status.st_dev != above.device || status.st_ino != above.inode) return false;
   above.descriptor = std::move(descriptor);
   return true;
+}
+
+// It may be empty, and then it goes all the same.
+void TreeRemoval::leaveUnlisted(const std::string& name) {
+  if (quiet_ == Quiet::kEverything) {
+    hasLeftSomething_ = true;
+    return;
+  }
+  warnUnreadable();
+  unlink(name, AT_REMOVEDIR);
 }
 
 void TreeRemoval::unlink(const std::string& name, int flags) {

@@ -20,14 +20,15 @@ namespace wzapp {
 enum class Quiet {
   kNothing,
   kTop,         // failures of the path itself; those of the entries below it are
-  kEverything,  // for a removal in advance, which another one follows
+  kEverything,  // for a removal in advance, which another one follows: that one reports
 };
 
 // Removes the file or the tree at `path`, whose components "/" separates; does nothing when there
 // is none. A path with "." or ".." in it is not removed. The entries of a directory are listed
 // before the first of them is removed, and removed in that order, but for the top's entries named
 // in `last`: those go behind the others, in their order there. False when something that could be
-// seen was left.
+// seen was left. A removal in advance leaves a directory that cannot be listed, even an empty one,
+// so that the other removal finds it.
 bool removeTree(const std::string& path, Quiet quiet, std::span<const std::string_view> last = {});
 
 // Removes the file, or the empty directory, at `path`. False when it cannot be removed; nothing is

@@ -521,6 +521,16 @@ TEST_F(DependencyCheckTest, AddsTheIdThatTheManifestHas) {
   EXPECT_THAT(treeOf(kApps), IsEmpty());
 }
 
+TEST_F(DependencyCheckTest, AddsNoIdThatIsNoName) {
+  terminal.writeFile(kApps + "/a.mft", R"({"application":{"id":"../a"},"imports_api":[{}]})");
+  terminal.writeFile(kApps + "/b.mft", R"({"application":{"id":".."},"imports_api":[{}]})");
+
+  check();
+
+  EXPECT_THAT(removed, IsEmpty());
+  EXPECT_THAT(treeOf(kApps), IsEmpty());
+}
+
 TEST_F(DependencyCheckTest, AddsTheEmptyIdForOneOfAnotherType) {
   terminal.writeFile(kApps + "/a.mft", R"({"application":{"id":5},"imports_api":[{}]})");
 
@@ -596,10 +606,29 @@ TEST_F(DependencyCheckTest, ReportsFaultsAtTheirTurn) {
   EXPECT_EQ(installResult(), kInstallWarning);
 }
 
+TEST_F(DependencyCheckTest, ReportsAnEmptyDirectoryThatCannotBeListed) {
+  install("shop", kNeedsMore);
+  for (const std::string& root : {kApps, kData, kManifests}) {
+    terminal.makeFolder(root + "/shop/locked");
+  }
+  calls.hook = [](const FileCall& call) {
+    return call.function == "openat" && call.name == "locked" ? EACCES : 0;
+  };
+
+  check();
+
+  for (const std::string& root : {kApps, kData, kManifests}) {
+    EXPECT_THAT(lines, testing::Contains("Warning: Failed to read directory '" + root +
+                                         "/shop/locked'.\n"));
+  }
+  EXPECT_EQ(installResult(), kInstallWarning);
+  EXPECT_THAT(tree(), ElementsAre("fsroot/", "mp/", "wz/"));
+}
+
 TEST_F(DependencyCheckTest, EndsWithAnApplicationRootThatCannotBeListed) {
   install("shop", kNeedsMore);
   calls.hook = [](const FileCall& call) {
-    return call.function == "opendir" && call.name == kApps ? EMFILE : 0;
+    return call.function == "opendir" && call.name == kApps ? EACCES : 0;
   };
 
   check();

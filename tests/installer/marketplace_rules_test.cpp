@@ -484,13 +484,38 @@ TEST_F(MarketplaceRulesTest, KeepTheManifestsThatCannotBeListedAgain) {
   terminal.makeFolder(kManifests + "/shop");
   int listings = 0;
   calls.hook = [&listings](const FileCall& call) {
-    return call.function == "opendir" && call.name == kManifests && ++listings == 2 ? EMFILE : 0;
+    return call.function == "opendir" && call.name == kManifests && ++listings == 2 ? EACCES : 0;
   };
 
   apply();
 
   EXPECT_THAT(lines, SizeIs(3));
   EXPECT_TRUE(terminal.exists(kManifests + "/shop"));
+}
+
+// The removal in advance must not take away what the other one has to report.
+TEST_F(MarketplaceRulesTest, ReportAnEmptyDirectoryThatCannotBeListed) {
+  installApplication("shop");
+  terminal.makeFolder(kData + "/shop/locked");
+  terminal.makeFolder(kManifests + "/shop/locked");
+  calls.hook = [](const FileCall& call) {
+    return call.function == "openat" && call.name == "locked" ? EACCES : 0;
+  };
+
+  apply();
+
+  const auto unreadable = [](const std::string& path) {
+    return "Warning: Failed to read directory '" + path + "/shop/locked'.\n";
+  };
+  EXPECT_THAT(lines, ElementsAre("postinstall\n", "Checking shop\n",
+                                 "Warning: " + kManifests + "/shop/mpmanifest.mft not found\n",
+                                 "Error: No valid marketplace manifest found for SHOP\n",
+                                 "Removing " + kApps + "/shop\n", "Removing " + kData + "/shop\n",
+                                 unreadable(kData), "Removing " + kManifests + "/shop\n",
+                                 unreadable(kManifests)));
+  EXPECT_EQ(installResult(), kInstallWarning);
+  EXPECT_FALSE(terminal.exists(kData + "/shop"));
+  EXPECT_FALSE(terminal.exists(kManifests + "/shop"));
 }
 
 // The application's own data is removed before its directory, but reported behind it.

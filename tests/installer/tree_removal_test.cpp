@@ -391,6 +391,20 @@ TEST_F(TreeRemovalTest, InAdvanceIsQuietThroughout) {
   EXPECT_TRUE(removeTree(kTree, Quiet::kEverything));
 }
 
+// Empty or not: what cannot be listed is for the removal that reports it.
+TEST_F(TreeRemovalTest, InAdvanceLeavesWhatCannotBeListed) {
+  fillTree(kTree);
+  failOn("openat", {"empty"});
+
+  EXPECT_FALSE(removeTree(kTree, Quiet::kEverything));
+
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_THAT(treeOf(kTree), ElementsAre("empty/"));
+  EXPECT_TRUE(removeTree(kTree, Quiet::kNothing));
+  EXPECT_THAT(lines, ElementsAre(unreadable(kTree + "/empty")));
+  EXPECT_EQ(installResult(), kInstallWarning);
+}
+
 // Each operation once, until none is hit: the removal ends, says what it has left, and has not lost
 // a descriptor.
 TEST_F(TreeRemovalTest, EndsWhateverOperationFails) {
