@@ -3,10 +3,14 @@
 #include <grp.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdio>
+#include <iterator>
 #include <mutex>
 #include <new>
 #include <optional>
+#include <span>
 
 #include "support/file_system.h"
 #include "wzapp/wzapp.h"
@@ -99,61 +103,90 @@ constexpr Migration kMigrations[] = {
 
 constexpr const char* kNotCreatedRoot = "Failed to create %s\n";
 
+// What there is to report once the lock is let go: whoever is told may call anything, wzAppRun too.
+class Complaints {
+ public:
+  // For a caller that is false after it.
+  bool add(const char* format, const char* path, const char* otherPath = nullptr) {
+    complaints_[count_++] = {format, path, otherPath};
+    return false;
+  }
+
+  void reportTo(const InstallSink& sink) const {
+    for (const Complaint& complaint : std::span(complaints_).first(count_)) {
+      if (complaint.otherPath == nullptr) {
+        sink.log(sink.user, complaint.format, complaint.path);
+      } else {
+        sink.log(sink.user, complaint.format, complaint.path, complaint.otherPath);
+      }
+    }
+  }
+
+ private:
+  struct Complaint {
+    const char* format;
+    const char* path;
+    const char* otherPath;
+  };
+
+  std::array<Complaint, std::size(kMigrations) + 1> complaints_;
+  std::size_t count_ = 0;
+};
+
 bool isOwn(const struct stat& status) { return status.st_uid == getuid(); }
 
-void migrate(const Migration& migration) {
+void migrate(const Migration& migration, Complaints& complaints) {
   struct stat status;
   if (fileStat(migration.from, status) != 0) return;
   if (std::rename(migration.from, migration.to) == 0) return;
-  report("Failed to move %s to %s\n", migration.from, migration.to);
+  complaints.add("Failed to move %s to %s\n", migration.from, migration.to);
 }
 
 // The first start under this layout. On success `status` is that of the new root.
-bool createConfigRoot(struct stat& status) {
-  if (!makePath(kConfigRoot)) {
-    report(kNotCreatedRoot, kConfigRoot);
-    return false;
-  }
+bool createConfigRoot(struct stat& status, Complaints& complaints) {
+  if (!makePath(kConfigRoot)) return complaints.add(kNotCreatedRoot, kConfigRoot);
   if (findStatus(kConfigRoot, status) != Finding::kFound || !isOwn(status)) {
-    report("Failed to create %s for correct user\n", kConfigRoot);
-    return false;
+    return complaints.add("Failed to create %s for correct user\n", kConfigRoot);
   }
-  for (const Migration& migration : kMigrations) migrate(migration);
+  for (const Migration& migration : kMigrations) migrate(migration, complaints);
   return true;
 }
 
-bool checkConfigRoot(const struct stat& status) {
-  if (!S_ISDIR(status.st_mode)) {
-    report("%s is not a directory\n", kConfigRoot);
-    return false;
-  }
-  if (!isOwn(status)) {
-    report("%s is owned by wrong user\n", kConfigRoot);
-    return false;
-  }
+bool checkConfigRoot(const struct stat& status, Complaints& complaints) {
+  if (!S_ISDIR(status.st_mode)) return complaints.add("%s is not a directory\n", kConfigRoot);
+  if (!isOwn(status)) return complaints.add("%s is owned by wrong user\n", kConfigRoot);
   return true;
+}
+
+bool makeConfigRootUsable(Complaints& complaints) {
+  struct stat status;
+  switch (findStatus(kConfigRoot, status)) {
+    case Finding::kFound:
+      break;
+    case Finding::kNone:
+      if (!createConfigRoot(status, complaints)) return false;
+      break;
+    case Finding::kUnknown:
+      // Not for the first start: what is there already must not be taken for missing.
+      return complaints.add(kNotCreatedRoot, kConfigRoot);
+  }
+  return checkConfigRoot(status, complaints);
 }
 
 }  // namespace
 
 bool prepareConfigRoot(InstallLog log, void* user) {
   static std::mutex mutex;
-  const std::lock_guard<std::mutex> lock(mutex);
-
-  setInstallLog(log, user);
-  struct stat status;
-  switch (findStatus(kConfigRoot, status)) {
-    case Finding::kFound:
-      break;
-    case Finding::kNone:
-      if (!createConfigRoot(status)) return false;
-      break;
-    case Finding::kUnknown:
-      // Not for the first start: what is there already must not be taken for missing.
-      report(kNotCreatedRoot, kConfigRoot);
-      return false;
+  const InstallSink sink = {log != nullptr ? log : silentInstallLog, user};
+  Complaints complaints;
+  bool isUsable = false;
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    setInstallLog(sink.log, sink.user);
+    isUsable = makeConfigRootUsable(complaints);
   }
-  return checkConfigRoot(status);
+  complaints.reportTo(sink);
+  return isUsable;
 }
 
 const char* wzInstallSourceDir() { return kSourceDir; }

@@ -23,8 +23,8 @@ inline constexpr const char* kFileSystemRoot = "/mnt/flash/etc/config/wzapp/fsro
 // reported and the rest goes on.
 //
 // True when the root is usable, otherwise false after one report; a root that was created stays.
-// Any thread may call; calls follow one another, so that two first starts at once both succeed. The
-// only exception is std::bad_alloc.
+// Any thread may call; calls follow one another, so that two first starts at once both succeed.
+// Nothing is locked while `log` is called. The only exception is std::bad_alloc.
 [[nodiscard]] bool prepareConfigRoot(InstallLog log, void* user);
 
 }  // namespace wzapp

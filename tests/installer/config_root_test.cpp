@@ -71,6 +71,55 @@ TEST_F(ConfigRootTest, IsCreatedAtTheFirstStart) {
   EXPECT_TRUE(std::filesystem::is_empty(kRoot));
 }
 
+// Whoever is told may start an application, which prepares the root once more, on this thread or on
+// one that it waits for.
+TEST_F(ConfigRootTest, MayBePreparedAgainWhileItReports) {
+  struct Host {
+    int depth = 0;
+    int lines = 0;
+
+    static void take(void* user, const char* /*format*/, ...) {
+      Host& host = *static_cast<Host*>(user);
+      ++host.lines;
+      if (++host.depth == 1) {
+        static_cast<void>(prepareConfigRoot(take, user));
+        std::thread([user] { static_cast<void>(prepareConfigRoot(take, user)); }).join();
+      }
+      --host.depth;
+    }
+  };
+  terminal.writeFile(kRoot, "a file");
+  Host host;
+
+  EXPECT_FALSE(prepareConfigRoot(Host::take, &host));
+
+  EXPECT_EQ(host.lines, 3);
+}
+
+// What is there must not be taken for missing, and the older layout be moved over it.
+TEST_F(ConfigRootTest, IsNotUsedWhereNobodyCanTellWhetherItIsThere) {
+  ASSERT_TRUE(prepare());
+  fillOldLayout();
+  for (const int error : {ENOMEM, EIO, EINTR, EMFILE}) {
+    int left = 2;
+    calls.stat = [&left, error](const char* path, struct stat* status) {
+      if (path != std::string(kRoot) || left-- <= 0) return wzapp_test::realStat(path, status);
+      errno = error;
+      return -1;
+    };
+    lines.clear();
+
+    EXPECT_TRUE(prepare()) << error;
+    EXPECT_THAT(lines, IsEmpty());
+    left = 3;
+    EXPECT_FALSE(prepare()) << error;
+
+    EXPECT_THAT(lines, ElementsAre("Failed to create /mnt/flash/etc/config/wzapp\n"));
+    EXPECT_TRUE(terminal.exists(kOldApp));
+    EXPECT_FALSE(terminal.exists(kNewApp));
+  }
+}
+
 TEST_F(ConfigRootTest, TakesTheOlderLayoutOver) {
   fillOldLayout();
 
