@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <mutex>
 #include <string_view>
@@ -45,14 +46,14 @@ void installPackages(const std::vector<ListedEntry>& entries, InstallRun& run) {
   for (const ListedEntry& entry : entries) {
     // What is not longer than the ending is not looked at, and all the same deleted.
     if (entry.name.size() <= kPackageFileEnding.size()) {
-      run.toDelete.push_back(entry.path);
+      run.toDelete.push_back({entry.path});
       continue;
     }
     if (!isPackageFile(entry.name)) continue;
     report("Install %s\n", entry.path.c_str());
-    installPackageFile(entry.path, run.installed);
+    const bool holdsUninstallPackage = installPackageFile(entry.path, run.installed);
     ++run.packageFiles;
-    run.toDelete.push_back(entry.path);
+    run.toDelete.push_back({entry.path, holdsUninstallPackage});
   }
 }
 
@@ -83,24 +84,44 @@ void reportFailedInstallation(const InstallRun& run) {
 
 // --- Deletion ---------------------------------------------------------------------------------
 
+// Each may be on a file system of its own. The configuration root is among them for what is in none
+// of the others, the names of the others included.
+constexpr const char* kRoots[] = {kConfigRoot, kAppRoot, kManifestRoot, kFileSystemRoot};
+
+// 0, or the errno with which it failed.
+int synchronize(const char* path) {
+  const FileDescriptor root(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (root.isOpen()) return syncfs(root.get()) == 0 ? 0 : errno;
+  // What may be passed through, but not be opened, still has its data somewhere. What is not there
+  // has none.
+  if (errno != ENOENT) sync();
+  return 0;
+}
+
 // Whether everything that was installed is on stable storage.
-bool synchronize() {
-  const FileDescriptor root(open(kConfigRoot, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return root.isOpen() && syncfs(root.get()) == 0;
+bool synchronizeAll() {
+  for (const char* const path : kRoots) {
+    const int error = synchronize(path);
+    if (error == 0) continue;
+    reportError("Error: Failed to synchronise '%s' (errno=%d)\n", path, error);
+    return false;
+  }
+  return true;
 }
 
 // What cannot be brought to stable storage is installed once more by the next run. So is what was
 // not judged: new applications were taken back and are only in their packages now; new manifests,
 // among them those that uninstall, have had no effect yet. A package whose content could stay, an
 // update, costs nothing but the time to install it again.
-void deletePackages(const InstallRun& run) {
-  if (run.toDelete.empty() || !run.isJudged) return;
-  if (!synchronize()) {
-    noteInstallError();
-    return;
-  }
+//
+// Among what is deleted, uninstall packages come last: were the run cut short behind one of them,
+// the package of the application that it took away would bring it back.
+void deletePackages(InstallRun& run) {
+  if (run.toDelete.empty() || !run.isJudged || !synchronizeAll()) return;
+  std::ranges::stable_partition(run.toDelete,
+                                [](const DealtWith& file) { return !file.isDeletedLast; });
   // One that cannot be deleted is processed again by the next run.
-  for (const std::string& path : run.toDelete) static_cast<void>(std::remove(path.c_str()));
+  for (const DealtWith& file : run.toDelete) static_cast<void>(std::remove(file.path.c_str()));
 }
 
 // --- The run ----------------------------------------------------------------------------------

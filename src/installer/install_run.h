@@ -11,8 +11,14 @@
 
 namespace wzapp {
 
+// What is deleted from the source directory once it was dealt with.
+struct DealtWith {
+  std::string path;
+  bool isDeletedLast = false;
+};
+
 struct InstallRun {
-  std::vector<std::string> toDelete;  // paths, in the order of the source directory
+  std::vector<DealtWith> toDelete;  // in the order of the source directory
   std::size_t packageFiles = 0;
   Newcomers newcomers;
   bool isJudged = true;    // false once something that a judgement needs could not be found out

@@ -17,8 +17,9 @@ class Newcomers {
   // found out: nothing may be installed then, for it could not be told from what was there.
   [[nodiscard]] bool noteWhatIsThere();
 
-  // Removes the new applications and their manifests, reporting each. Data is left alone: it is
-  // none of theirs. Of the ids in `installed` those of what is removed are added to `removed`.
+  // Removes the new applications and their manifests, reporting each; what cannot be listed even
+  // now is left to the judgement of the next run. Data is left alone: it is none of theirs. Of the
+  // ids in `installed` those of what is removed are added to `removed`.
   void takeBack(const AppIds& installed, AppIds& removed) const;
 
  private:

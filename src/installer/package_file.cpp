@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::string_view kCertificateEnding = ".CRT";
 constexpr std::string_view kPackageEnding = ".ZIP";
+constexpr std::string_view kUninstallEnding = "-U.ZIP";
 constexpr std::size_t kShortestName = 5;
 
 bool isSkipped(const std::string& name) {
@@ -55,11 +56,11 @@ void addCertificates(UnZIP& archive) {
 
 }  // namespace
 
-void installPackageFile(const std::string& path, AppIds& installed) {
+bool installPackageFile(const std::string& path, AppIds& installed) {
   UnZIP archive(openRegularFile(path).get());
   if (archive.index().empty()) {
     reportError(kUnreadableArchive, path.c_str());
-    return;
+    return false;
   }
   certificateStore().rebuild();
   addCertificates(archive);
@@ -67,6 +68,7 @@ void installPackageFile(const std::string& path, AppIds& installed) {
   for (const UnZIP::Entry entry : entriesEndingIn(kPackageEnding, archive)) {
     installInnerPackage(file, entry, installed);
   }
+  return !entriesEndingIn(kUninstallEnding, archive).empty();
 }
 
 }  // namespace wzapp

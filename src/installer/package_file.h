@@ -35,8 +35,10 @@ struct PackageFile {
 // Only a regular file is opened, or a link to one; nothing else is touched by finding out. The file
 // is opened once, and may be changed or replaced meanwhile: what is installed is verified.
 //
+// True when the package file brings an uninstall package, installed or not.
+//
 // Called while the install lock is held, by one thread. The only exception is std::bad_alloc.
-void installPackageFile(const std::string& path, AppIds& installed);
+[[nodiscard]] bool installPackageFile(const std::string& path, AppIds& installed);
 
 }  // namespace wzapp
 

@@ -50,6 +50,7 @@ ssize_t __real_write(int file, const void* octets, std::size_t size);
 int __real_ftruncate(int file, off_t size);
 int __real_fstatvfs(int file, struct statvfs* status);
 int __real_syncfs(int file);
+void __real_sync();
 int __real_remove(const char* name);
 void* __real_unzOpen2_64(const void* path, void* functions);
 int __real_unzReadCurrentFile(void* archive, void* buffer, unsigned size);
@@ -126,6 +127,11 @@ int __wrap_fstatvfs(int file, struct statvfs* status) {
 int __wrap_syncfs(int file) {
   if (fails("syncfs", "")) return -1;
   return current == nullptr ? __real_syncfs(file) : 0;
+}
+
+void __wrap_sync() {
+  static_cast<void>(fails("sync", ""));
+  if (current == nullptr) __real_sync();
 }
 
 int __wrap_remove(const char* name) { return fails("remove", name) ? -1 : __real_remove(name); }

@@ -15,7 +15,7 @@ struct FileCall {
 };
 
 // One at a time; its end takes the hook away. While a hook runs, what it calls is not seen. While
-// there is one, syncfs() has nothing written.
+// there is one, syncfs() and sync() have nothing written.
 class FileCalls {
  public:
   FileCalls();

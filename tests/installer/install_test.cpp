@@ -415,7 +415,8 @@ TEST_F(InstallRunTest, ReplacesAnOlderVersion) {
 
 // --- Deletion ---------------------------------------------------------------------------------
 
-TEST_F(InstallRunTest, SynchronizesOnceBeforeTheFirstDeletion) {
+// The roots that are there: nobody has stored data yet.
+TEST_F(InstallRunTest, SynchronizesEveryRootBeforeTheFirstDeletion) {
   drop("shop.zip", applicationPackage("shop"));
   drop("tool.zip", applicationPackage("tool"));
   drop("abc", "");
@@ -427,7 +428,7 @@ TEST_F(InstallRunTest, SynchronizesOnceBeforeTheFirstDeletion) {
     }
     return 0;
   };
-  Lines expected = {"synchronized"};
+  Lines expected(3, "synchronized");
   for (const std::string& name : listed(kSource)) expected.push_back(name);
 
   EXPECT_EQ(install(), kInstallOk);
@@ -442,12 +443,72 @@ TEST_F(InstallRunTest, KeepsThePackagesOfWhatIsNotOnStableStorage) {
   EXPECT_EQ(install(), kInstallError);
 
   EXPECT_EQ(lines, logOf({beginLines(), packageLines("shop"), rulesLines("shop"),
+                          "Error: Failed to synchronise '" + kConfig + "' (errno=5)\n",
                           endLines({"shop"}, "ERROR")}));
   EXPECT_THAT(dropped(), ElementsAre("shop.zip"));
 
   calls.hook = nullptr;
   EXPECT_EQ(install(), kInstallOk);
   EXPECT_THAT(dropped(), IsEmpty());
+}
+
+TEST_F(InstallRunTest, SynchronizesRootsThatAreMountsOfTheirOwn) {
+  drop("shop.zip", applicationPackage("shop"));
+  terminal.makeFolder(kData);
+  for (int failing = 1; failing <= 4; ++failing) {
+    int count = 0;
+    calls.hook = [&count, failing](const FileCall& call) {
+      return call.function == "syncfs" && ++count == failing ? EIO : 0;
+    };
+
+    EXPECT_EQ(install(), kInstallError);
+
+    const std::string roots[] = {kConfig, kApps, kManifests, kData};
+    EXPECT_THAT(lines, testing::Contains("Error: Failed to synchronise '" + roots[failing - 1] +
+                                         "' (errno=5)\n"));
+    EXPECT_THAT(dropped(), ElementsAre("shop.zip")) << failing;
+  }
+}
+
+TEST_F(InstallRunTest, SynchronizesTheWholeSystemForARootThatMayNotBeOpened) {
+  drop("shop.zip", applicationPackage("shop"));
+  int count = 0;
+  calls.hook = [&count](const FileCall& call) {
+    if (call.function == "sync") ++count;
+    return call.function == "open" && call.name == kManifests ? EACCES : 0;
+  };
+
+  EXPECT_EQ(install(), kInstallOk);
+
+  EXPECT_EQ(count, 1);
+  EXPECT_THAT(dropped(), IsEmpty());
+}
+
+// Whatever their order in the source directory: killed behind the first deletion, the run that
+// follows must not bring back what was uninstalled.
+TEST_F(InstallRunTest, DeletesUninstallPackagesLast) {
+  const std::string uninstall =
+      withSigners()
+          .inner("SHOP-U.ZIP", ZipBuilder().file("shop/appuninstall.mft", manifestFor("shop")))
+          .signedBy(manifestSigner())
+          .build();
+  for (const char* name : {"a.zip", "b.zip", "c.zip", "d.zip"}) drop(name, "");
+  const std::vector<std::string> order = listed(kSource);
+  // Those that are listed first.
+  drop(order[0], uninstall);
+  drop(order[1], "no archive");
+  drop(order[2], uninstall);
+  drop(order[3], applicationPackage("shop"));
+  std::vector<std::string> deleted;
+  calls.hook = [&deleted](const FileCall& call) {
+    if (call.function == "remove") deleted.push_back(fs::path(call.name).filename());
+    return 0;
+  };
+
+  EXPECT_EQ(install(), kInstallError);
+
+  std::erase(deleted, "installer.tmp");
+  EXPECT_THAT(deleted, ElementsAre(order[1], order[3], order[0], order[2]));
 }
 
 TEST_F(InstallRunTest, IgnoresAPackageThatCannotBeDeleted) {

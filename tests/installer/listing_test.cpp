@@ -26,14 +26,20 @@ class ListingTest : public RulesTest {
     for (const char* name : {"a", "b", "c"}) terminal.writeFile(kFolder + "/" + name, name);
   }
 
-  // The `nth` reading of an entry fails.
+  // The `nth` reading of an entry fails, each time that the directory is opened.
   void breakOffAt(int nth) {
-    calls.hook = [nth, count = 0](const FileCall& call) mutable {
+    openings = 0;
+    calls.hook = [this, nth, count = 0](const FileCall& call) mutable {
+      if (call.function == "opendir") {
+        ++openings;
+        count = 0;
+      }
       return call.function == "readdir" && ++count == nth ? EIO : 0;
     };
   }
 
   FileCalls calls;
+  int openings = 0;
   std::vector<ListedEntry> entries;
 };
 
@@ -64,10 +70,43 @@ TEST_F(ListingTest, ThatBreaksOffHasNone) {
     entries = {{"before", "before"}};
     breakOffAt(nth);
 
-    EXPECT_FALSE(listDirectory(kFolder, entries)) << nth;
+    EXPECT_EQ(listDirectory(kFolder, entries), Finding::kUnknown) << nth;
 
     EXPECT_THAT(entries, IsEmpty()) << nth;
+    EXPECT_EQ(openings, 3) << nth;
   }
+  EXPECT_THAT(lines, SizeIs(6));
+  EXPECT_EQ(lines.back(), "Warning: Failed to read directory '" + kFolder + "'.\n");
+  EXPECT_EQ(installResult(), kInstallError);
+}
+
+TEST_F(ListingTest, IsTriedAgainAtOnce) {
+  for (const int error : {EMFILE, ENFILE, ENOMEM, EIO, EINTR}) {
+    int count = 0;
+    calls.hook = [&count, error](const FileCall& call) {
+      return call.function == "opendir" && ++count < 3 ? error : 0;
+    };
+
+    EXPECT_EQ(listDirectory(kFolder, entries), Finding::kFound) << error;
+
+    EXPECT_THAT(entries, SizeIs(3));
+  }
+  EXPECT_THAT(lines, IsEmpty());
+}
+
+TEST_F(ListingTest, OfWhatMayNotBeReadHasNone) {
+  for (const int error : {ENOENT, ENOTDIR, EACCES, EPERM}) {
+    int count = 0;
+    calls.hook = [&count, error](const FileCall& call) {
+      count += call.function == "opendir" ? 1 : 0;
+      return error;
+    };
+
+    EXPECT_EQ(listDirectory(kFolder, entries), Finding::kNone) << error;
+
+    EXPECT_EQ(count, 1) << error;
+  }
+  EXPECT_THAT(lines, IsEmpty());
 }
 
 // The same reading: what ends a listing ends that of a Directory.
