@@ -55,7 +55,10 @@ using wzapp_test::applicationPackage;
 using wzapp_test::endShortage;
 using wzapp_test::failAllocation;
 using wzapp_test::kApps;
+using wzapp_test::kData;
+using wzapp_test::kManifests;
 using wzapp_test::kTemporary;
+using wzapp_test::manifestFor;
 using wzapp_test::Shortage;
 using wzapp_test::triesEveryPoint;
 
@@ -74,7 +77,24 @@ std::ptrdiff_t openFiles() {
 }
 
 class InstallMemoryTest : public wzapp_test::InstallTest,
-                          public testing::WithParamInterface<Shortage> {};
+                          public testing::WithParamInterface<Shortage> {
+ protected:
+  // An application with data that the package has nothing to do with, and the library that it
+  // needs.
+  void installStaying() {
+    terminal.writeFile("/home/usr2/www/library.mft", R"({"exports_api":[{"id":"print"}]})");
+    terminal.writeFile(kApps + "/stays/index.html", "<p>stays");
+    terminal.writeFile(kApps + "/stays.MFT",
+                       R"({"application":{"id":"stays"},"imports_api":[{"id":"print"}]})");
+    terminal.writeFile(kData + "/stays/data", "of stays");
+    terminal.writeFile(kManifests + "/stays/mpmanifest.mft", manifestFor("stays"));
+  }
+  [[nodiscard]] bool isStayingThere() const {
+    return read(kApps + "/stays/index.html") == "<p>stays" &&
+           terminal.exists(kApps + "/stays.MFT") && read(kData + "/stays/data") == "of stays" &&
+           terminal.exists(kManifests + "/stays/mpmanifest.mft");
+  }
+};
 
 TEST_P(InstallMemoryTest, EndsTheRunWithAnError) {
   const std::string package = applicationPackage("shop").build();
@@ -85,6 +105,7 @@ TEST_P(InstallMemoryTest, EndsTheRunWithAnError) {
   int withError = 0;
   for (int nth = 1;; nth += step) {
     fs::remove_all(wzapp_test::kConfig);
+    installStaying();
     drop("shop.zip", package);
     LastFormat last;
     const std::ptrdiff_t before = openFiles();
@@ -94,9 +115,9 @@ TEST_P(InstallMemoryTest, EndsTheRunWithAnError) {
     if (!endShortage()) break;
     ++points;
 
-    // The platform's own reader of manifests takes one that it has no memory for as one that is no
-    // JSON; not every step minds. An authority whose signature there is no memory to check is left
-    // out with a warning, and need not be this package's.
+    ASSERT_TRUE(isStayingThere()) << nth;
+    // An authority whose signature there is no memory to check is left out with a warning, and need
+    // not be this package's.
     const bool isInstalled = read(kApps + "/shop/index.html") == "<p>shop";
     const bool isHarmless = result == kInstallOk || result == kInstallWarning;
     ASSERT_TRUE(result == kInstallError || (isHarmless && isInstalled)) << nth;
@@ -107,14 +128,41 @@ TEST_P(InstallMemoryTest, EndsTheRunWithAnError) {
     ASSERT_EQ(openFiles(), before) << nth;
     ASSERT_FALSE(terminal.exists(kTemporary)) << nth;
 
+    // What was not judged is taken back, as far as there is memory for that.
+    if (GetParam() == Shortage::kOnce) {
+      ASSERT_TRUE(isInstalled || !terminal.exists(kApps + "/shop")) << nth;
+    }
+
     drop("shop.zip", package);
     ASSERT_EQ(install(), kInstallOk) << nth;
+    ASSERT_TRUE(isStayingThere()) << nth;
     ASSERT_EQ(read(kApps + "/shop/index.html"), "<p>shop") << nth;
   }
   std::cout << "[ POINTS   ] without memory at " << points << " points, " << withError
             << " of them with an error\n";
   EXPECT_GT(points * step, 200);
   EXPECT_GT(withError, points * 4 / 5);
+}
+
+// Every allocation of a run in which there is nothing to do.
+TEST_P(InstallMemoryTest, CostsNoApplicationThatIsThere) {
+  const int step = triesEveryPoint() ? 1 : 3;
+  installStaying();
+  ASSERT_EQ(install(), kInstallNoPackage);
+  int points = 0;
+  for (int nth = 1;; nth += step) {
+    LastFormat last;
+
+    failAllocation(nth, GetParam());
+    const int result = wzInstall(LastFormat::take, &last);
+    if (!endShortage()) break;
+    ++points;
+
+    ASSERT_TRUE(isStayingThere()) << nth;
+    ASSERT_EQ(result, kInstallError) << nth;
+  }
+  std::cout << "[ POINTS   ] without memory at " << points << " points\n";
+  EXPECT_GT(points * step, 100);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shortages, InstallMemoryTest,
