@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <new>
 
 #include "support/file_system.h"
@@ -16,6 +17,17 @@ namespace wzapp {
 namespace {
 
 constexpr mode_t kFileMode = 0666;
+
+// The largest file whose limit can be counted; there is none.
+constexpr std::uint64_t kLargestSize = UINT64_MAX / UnZIP::kMaxExpansion;
+
+// Octets of memory that an entry of the index takes: its node, and its name where the string does
+// not hold that itself.
+std::size_t costOf(const std::string& name) {
+  constexpr std::size_t kNode = sizeof(UnZIP::Index::value_type) + 5 * sizeof(void*);
+  static const std::size_t heldInside = std::string().capacity();
+  return name.size() <= heldInside ? kNode : kNode + name.size() + 3 * sizeof(void*);
+}
 
 using Block = std::array<std::uint8_t, UnZIP::kBlockSize>;
 
@@ -41,7 +53,7 @@ UnZIP::~UnZIP() { close(); }
 
 void UnZIP::open(int descriptor) {
   if (!file_.open(descriptor)) return;
-  octetsLeft_ = file_.size() * kMaxExpansion * kMaxReadings;
+  octetsLeft_ = std::min(file_.size(), kLargestSize) * kMaxExpansion;
   try {
     handle_ = file_.openArchive();
     if (handle_ != nullptr && readIndex()) return;
@@ -58,6 +70,7 @@ void UnZIP::close() {
   }
   handle_ = nullptr;
   index_.clear();
+  indexSize_ = 0;
   file_.close();
 }
 
@@ -86,27 +99,44 @@ bool UnZIP::indexCurrentEntry() {
 
   std::string name(buffer);
   std::ranges::replace(name, '\\', '/');
-  index_[std::move(name)] = {position.pos_in_zip_directory, position.num_of_file};
-  return true;
+  const std::size_t cost = costOf(name);
+  const auto [found, isNew] = index_.try_emplace(std::move(name));
+  found->second = {position.pos_in_zip_directory, position.num_of_file, info.uncompressed_size};
+  if (isNew) indexSize_ += cost;
+  return indexSize_ <= kMaxIndexSize;
 }
 
 bool UnZIP::goTo(Entry entry) {
   if (entry == index_.end()) return false;
-  const unz64_file_pos position = {entry->second.offset, entry->second.number};
+  current_ = &index_.find(entry->first)->second;
+  const unz64_file_pos position = {current_->offset, current_->number};
   return unzGoToFilePos64(handle_, &position) == UNZ_OK;
 }
 
 // Closes the entry that an operation before may have left open.
-bool UnZIP::openEntry() { return unzOpenCurrentFile(handle_) == UNZ_OK; }
+bool UnZIP::openEntry() {
+  position_ = 0;
+  return unzOpenCurrentFile(handle_) == UNZ_OK;
+}
 
 // The number of octets read; 0 at the end of the entry, negative when it cannot be read.
 int UnZIP::readOpenOctets(std::span<std::uint8_t> block) {
   const int count = unzReadCurrentFile(handle_, block.data(), static_cast<unsigned>(block.size()));
   if (count <= 0) return count;
-  const auto octets = static_cast<std::uint64_t>(count);
-  if (octets > octetsLeft_) return UNZ_BADZIPFILE;
-  octetsLeft_ -= octets;
-  return count;
+  return countOctets(static_cast<std::uint64_t>(count)) ? count : UNZ_BADZIPFILE;
+}
+
+// False where more comes out than may: only of a file that has changed more than was stated when it
+// was opened.
+bool UnZIP::countOctets(std::uint64_t octets) {
+  position_ += octets;
+  if (position_ > current_->size) return false;
+  if (position_ <= current_->counted) return true;
+  const std::uint64_t added = position_ - current_->counted;
+  if (added > octetsLeft_) return false;
+  octetsLeft_ -= added;
+  current_->counted = position_;
+  return true;
 }
 
 // What it says about the CRC is not asked for; without an open entry it does nothing.
@@ -148,20 +178,18 @@ bool UnZIP::extractToFile(Entry entry, const FileOpener& openTarget) {
 
 bool UnZIP::digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
                         std::span<std::uint8_t, kSha256Size> sha256) {
-  return digestEntry(entry, sha1, sha256, [](ByteView) {});
+  return digestEntry(entry, sha1, sha256, [](ByteView) { return true; });
 }
 
 bool UnZIP::digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
-                        std::span<std::uint8_t, kSha256Size> sha256,
-                        const std::function<void(ByteView block)>& copy) {
+                        std::span<std::uint8_t, kSha256Size> sha256, const BlockSink& copy) {
   Digests digests{};
   digestStart(&digests.sha1);
   digestStart(&digests.sha256);
 
   const auto digestAndCopy = [&digests, &copy](ByteView block) {
     digestAdd(&digests.sha1, &digests.sha256, block);
-    copy(block);
-    return true;
+    return copy(block);
   };
   const ReadEnd end = readBlocks(entry, digestAndCopy);
 
@@ -176,13 +204,13 @@ bool UnZIP::digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
   return true;
 }
 
-bool UnZIP::readEntry(Entry entry, std::vector<std::uint8_t>& content) {
+bool UnZIP::readEntry(Entry entry, std::vector<std::uint8_t>& content, std::size_t maxSize) {
   if (!goTo(entry)) return false;
   unz_file_info64 info;
   if (unzGetCurrentFileInfo64(handle_, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK) {
     return false;
   }
-  if (info.uncompressed_size > kMaxFileSize) return false;
+  if (info.uncompressed_size > maxSize) return false;
   if (!openEntry()) return false;
   const bool isRead = readStatedOctets(info.uncompressed_size, content);
   closeEntry();

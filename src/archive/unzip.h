@@ -5,15 +5,16 @@
 // is used by one thread at a time, since every operation moves its one current position.
 //
 // An archive is hostile until its digest is verified, and these are the limits that hold:
-// - The index costs memory for each entry that is there, each at least 46 octets of the file; what
-//   the archive states about their number costs nothing. Opening takes time in proportion to the
-//   central directory.
+// - The index costs memory for each name that is there, kMaxIndexSize at the most: one that would
+//   be larger makes an archive unreadable. What the archive states about the number of its entries
+//   costs nothing. Opening takes time in proportion to the central directory.
 // - readEntry() keeps at most kMaxFileSize octets; the other operations keep one block.
 // - Reading takes time in proportion to what comes out: of an entry at most the size that the
 //   archive states and at most kMaxExpansion times the octets of the file. Any number of entries
-//   may show the same octets, so that the sum has a limit, too: during the life of an archive
-//   kMaxReadings times that comes out of it, and what is beyond counts as unreadable. One whose
-//   entries have octets of their own can be read whole as often as that, however well it packs.
+//   may show the same octets, so that the sum has a limit, too: kMaxExpansion times the octets of
+//   the file for all entries together, and what is beyond counts as unreadable. What has come out
+//   of an entry once counts no more, so that an archive whose entries have octets of their own can
+//   be read as often as one likes, however well it packs.
 // - A file that changes meanwhile gives other octets or failures, nothing worse. Who needs the very
 //   octets that were digested copies them in the same pass.
 #ifndef WZAPP_ARCHIVE_UNZIP_H
@@ -30,14 +31,17 @@
 #include "archive/archive_file.h"
 #include "crypto/digest.h"
 #include "support/byte_view.h"
+#include "support/file_system.h"
 
 namespace wzapp {
 
-// Where an entry stands in the central directory, as minizip counts it (unz64_file_pos; its header
-// stays out of here, since it changes what the system headers behind it declare).
-struct EntryPosition {
-  std::uint64_t offset;  // of the entry's record, in octets from the beginning of the archive
-  std::uint64_t number;  // from 0
+// What the central directory says of an entry. The place is as minizip counts it (unz64_file_pos;
+// its header stays out of here, since it changes what the system headers behind it declare).
+struct EntryRecord {
+  std::uint64_t offset;       // of the record, in octets from the beginning of the archive
+  std::uint64_t number;       // from 0
+  std::uint64_t size;         // stated, of the content: no more octets come out
+  std::uint64_t counted = 0;  // octets that have come out once, and count no more
 };
 
 // How reading an entry in blocks ended.
@@ -59,7 +63,7 @@ class UnZIP {
   // Names of the entries, in ascending order of their octets. A name is what the archive has up to
   // the first NUL, every "\" replaced by "/"; of entries with the same name the last counts.
   // Directories (their names end in "/") are entries like any other.
-  using Index = std::map<std::string, EntryPosition>;
+  using Index = std::map<std::string, EntryRecord>;
   using Entry = Index::const_iterator;
 
   // Takes the next block of an entry, good during the call. False: no more are wanted.
@@ -75,8 +79,8 @@ class UnZIP {
   // repetition of 258 octets.
   static constexpr std::uint64_t kMaxExpansion = 1032;
 
-  // How often everything can be read.
-  static constexpr std::uint64_t kMaxReadings = 8;
+  // Octets of memory that the index may take; about 100,000 entries with short names.
+  static constexpr std::size_t kMaxIndexSize = std::size_t{12} << 20;
 
   // Names of this length in octets or longer make an archive unreadable.
   static constexpr std::size_t kNameLimit = 256;
@@ -98,6 +102,9 @@ class UnZIP {
   // Stays as it is while the archive lives.
   [[nodiscard]] const Index& index() const { return index_; }
 
+  // Octets of the file, when it was opened.
+  [[nodiscard]] std::uint64_t fileSize() const { return file_.size(); }
+
   // Writes the entry to the file `path`, created (mode 0666 before the process's mask) or cut to
   // nothing first; its directory must exist. A link that lies there is followed: who must not do
   // that opens the file himself. The file is only touched once the entry is open. True if the whole
@@ -114,16 +121,18 @@ class UnZIP {
   [[nodiscard]] bool digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
                                  std::span<std::uint8_t, kSha256Size> sha256);
 
-  // The same, and every block that was digested is handed on to `copy` in the same pass.
+  // The same, and every block that was digested is handed on to `copy` in the same pass. That wants
+  // no more when it returns false, and reading has failed then.
   [[nodiscard]] bool digestEntry(Entry entry, std::span<std::uint8_t, kSha1Size> sha1,
                                  std::span<std::uint8_t, kSha256Size> sha256,
-                                 const std::function<void(ByteView block)>& copy);
+                                 const BlockSink& copy);
 
   // Replaces `content` by the entry, cut at the size that the archive states for it. False if
   // there are fewer octets than that, with `content` holding those that could be read; and, with
-  // `content` as it was, if the entry cannot be opened or is stated to have more than kMaxFileSize
+  // `content` as it was, if the entry cannot be opened or is stated to have more than `maxSize`
   // octets. Memory grows as octets arrive.
-  [[nodiscard]] bool readEntry(Entry entry, std::vector<std::uint8_t>& content);
+  [[nodiscard]] bool readEntry(Entry entry, std::vector<std::uint8_t>& content,
+                               std::size_t maxSize = kMaxFileSize);
 
   // Hands the entry to `sink` from its first octet to its last, in blocks of at most kBlockSize
   // octets, none of them empty. The entry is left open as by digestEntry().
@@ -138,6 +147,7 @@ class UnZIP {
   [[nodiscard]] bool goTo(Entry entry);
   [[nodiscard]] bool openEntry();
   [[nodiscard]] int readOpenOctets(std::span<std::uint8_t> block);
+  [[nodiscard]] bool countOctets(std::uint64_t octets);
   void closeEntry();
   [[nodiscard]] bool readStatedOctets(std::uint64_t size, std::vector<std::uint8_t>& content);
   [[nodiscard]] ReadEnd readOpenEntry(const BlockSink& sink);
@@ -146,7 +156,10 @@ class UnZIP {
   ArchiveFile file_;
   void* handle_ = nullptr;  // minizip's; null when the archive could not be read
   Index index_;
-  std::uint64_t octetsLeft_ = 0;  // that may still come out
+  std::size_t indexSize_ = 0;       // octets of memory, as good as that can be told
+  EntryRecord* current_ = nullptr;  // of the entry that is being read
+  std::uint64_t position_ = 0;      // octets of it that have come out in this reading
+  std::uint64_t octetsLeft_ = 0;    // that may still come out for the first time
 };
 
 }  // namespace wzapp

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -68,12 +69,12 @@ class InnerPackage {
   [[nodiscard]] bool findSigner();
   [[nodiscard]] bool checkSignerKind() const;
   [[nodiscard]] bool digestWhileCopying(TemporaryFile& copy);
-  [[nodiscard]] bool checkSignature() const;
+  [[nodiscard]] bool checkSignature();
   void copyIfGivenUp(TemporaryFile& copy);
   [[nodiscard]] std::string extract(const TemporaryFile& copy) const;
 
  private:
-  [[nodiscard]] bool digestInto(TemporaryFile& copy, Digests& digests);
+  [[nodiscard]] bool takeWork(std::uint64_t octets);
 
   PackageFile& file_;
   UnZIP::Entry entry_;
@@ -84,27 +85,40 @@ class InnerPackage {
   std::vector<std::uint8_t> signature_;
   std::shared_ptr<const Certificate> signer_;
   Digests digests_{};
+  std::uint64_t workTaken_ = 0;  // of the package file's
 };
+
+// False where the package file has caused enough.
+bool InnerPackage::takeWork(std::uint64_t octets) {
+  if (!file_.work.take(octets)) return false;
+  workTaken_ += octets;
+  return true;
+}
 
 // Either name will do, and of two entries the one that comes first in the index.
 bool InnerPackage::findSignature() {
   std::string stem = upperName_.substr(0, upperName_.size() - kEndingSize);
   const std::string names[] = {stem.append(kSignatureEnding),
                                std::string(upperName_).append(kSignatureEnding)};
-  bool isFound = false;
+  std::optional<UnZIP::Entry> first;
   for (const std::string& name : names) {
-    const auto found = file_.signatures.find(name);
-    if (found == file_.signatures.end()) continue;
-    if (isFound && signatureEntry_->first < found->second->first) continue;
-    signatureEntry_ = found->second;
-    isFound = true;
+    const std::optional<UnZIP::Entry> found = file_.signatures.find(name);
+    if (found && (!first || (*found)->first < (*first)->first)) first = found;
   }
-  if (!isFound) reportError("Error: Signature '%s' not found\n", names[0].c_str());
-  return isFound;
+  if (!first) {
+    reportError("Error: Signature '%s' not found\n", names[0].c_str());
+    return false;
+  }
+  signatureEntry_ = *first;
+  return true;
 }
 
 bool InnerPackage::readSignature() {
-  if (file_.archive.readEntry(signatureEntry_, signature_) && !signature_.empty()) return true;
+  if (takeWork(kMaxCredentialSize) &&
+      file_.archive.readEntry(signatureEntry_, signature_, kMaxCredentialSize) &&
+      !signature_.empty()) {
+    return true;
+  }
   reportError(kUnreadableEntry, signatureEntry_->first.c_str());
   return false;
 }
@@ -124,21 +138,21 @@ bool InnerPackage::checkSignerKind() const {
   return false;
 }
 
-bool InnerPackage::digestInto(TemporaryFile& copy, Digests& digests) {
-  return file_.archive.digestEntry(entry_, digests.sha1, digests.sha256,
-                                   [&copy](ByteView block) { copy.append(block); });
-}
-
 bool InnerPackage::digestWhileCopying(TemporaryFile& copy) {
   copy.begin(TemporaryFile::Space::kAllButReserve);
-  if (digestInto(copy, digests_)) return true;
+  const auto take = [this, &copy](ByteView block) {
+    copy.append(block);
+    return takeWork(block.size());
+  };
+  if (file_.archive.digestEntry(entry_, digests_.sha1, digests_.sha256, take)) return true;
   reportError(kUnreadableEntry, name_.c_str());
   return false;
 }
 
-bool InnerPackage::checkSignature() const {
+bool InnerPackage::checkSignature() {
   report(kCheckingLine, name_.c_str());
   if (verifyPackage(signature_, digests_.sha1, digests_.sha256, signer_->der) == kSignatureValid) {
+    file_.work.giveBack(workTaken_);
     return true;
   }
   reportError("Error: Invalid signature\n");
@@ -152,7 +166,12 @@ void InnerPackage::copyIfGivenUp(TemporaryFile& copy) {
   if (copy.copy() >= 0) return;
   Digests digests{};
   copy.begin(TemporaryFile::Space::kAll);
-  if (!digestInto(copy, digests) || digests != digests_) copy.giveUp();
+  const auto take = [&copy](ByteView block) {
+    copy.append(block);
+    return true;
+  };
+  const bool isRead = file_.archive.digestEntry(entry_, digests.sha1, digests.sha256, take);
+  if (!isRead || digests != digests_) copy.giveUp();
 }
 
 // Returns the id of the application.

@@ -2,15 +2,11 @@
 #ifndef WZAPP_INSTALLER_INNER_PACKAGE_H
 #define WZAPP_INSTALLER_INNER_PACKAGE_H
 
-#include <string_view>
-
 #include "archive/unzip.h"
 #include "installer/marketplace_rules.h"
 #include "installer/package_file.h"
 
 namespace wzapp {
-
-inline constexpr std::string_view kSignatureEnding = ".P7S";
 
 // Verifies the entry of the package file, then extracts its content below the application root or
 // the manifest root and adds the id of the application to `installed`. An error is reported and

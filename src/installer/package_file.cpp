@@ -33,20 +33,12 @@ std::vector<UnZIP::Entry> entriesEndingIn(std::string_view ending, const UnZIP& 
   return entries;
 }
 
-SignatureEntries findSignatures(const UnZIP& archive) {
-  SignatureEntries signatures;
-  for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
-    std::string upperName = toUpper(entry->first);
-    if (upperName.ends_with(kSignatureEnding)) signatures.emplace(std::move(upperName), entry);
-  }
-  return signatures;
-}
-
-void addCertificates(UnZIP& archive) {
-  for (const UnZIP::Entry entry : entriesEndingIn(kCertificateEnding, archive)) {
+void addCertificates(PackageFile& file) {
+  for (const UnZIP::Entry entry : entriesEndingIn(kCertificateEnding, file.archive)) {
     const std::string& name = entry->first;
     std::vector<std::uint8_t> der;
-    if (!archive.readEntry(entry, der) || der.empty()) {
+    if (!file.work.take(kMaxCredentialSize) ||
+        !file.archive.readEntry(entry, der, kMaxCredentialSize) || der.empty()) {
       reportError(kUnreadableEntry, name.c_str());
       continue;
     }
@@ -63,8 +55,8 @@ bool installPackageFile(const std::string& path, AppIds& installed) {
     return false;
   }
   certificateStore().rebuild();
-  addCertificates(archive);
-  PackageFile file{archive, findSignatures(archive)};
+  PackageFile file{archive, SignatureEntries(archive), UnverifiedWork(archive.fileSize())};
+  addCertificates(file);
   for (const UnZIP::Entry entry : entriesEndingIn(kPackageEnding, archive)) {
     installInnerPackage(file, entry, installed);
   }

@@ -13,27 +13,28 @@
 #define WZAPP_INSTALLER_PACKAGE_FILE_H
 
 #include <string>
-#include <unordered_map>
 
 #include "archive/unzip.h"
 #include "installer/marketplace_rules.h"
+#include "installer/signature_entries.h"
+#include "installer/unverified_work.h"
 
 namespace wzapp {
-
-// By upper-cased name, of several the first of the index.
-using SignatureEntries = std::unordered_map<std::string, UnZIP::Entry>;
 
 // A package file that is open.
 struct PackageFile {
   UnZIP& archive;
   SignatureEntries signatures;
+  UnverifiedWork work;  // that is left
 };
 
 // Trusts the certificates of the package file at `path`, and nothing that an earlier one brought,
 // then installs its inner packages. Adds the ids of those that were extracted to `installed`.
 //
 // Only a regular file is opened, or a link to one; nothing else is touched by finding out. The file
-// is opened once, and may be changed or replaced meanwhile: what is installed is verified.
+// is opened once, and may be changed or replaced meanwhile: what is installed is verified. A
+// certificate or a signature of more than kMaxCredentialSize octets cannot be read, and neither can
+// anything that goes beyond the work which the file may cause (unverified_work.h).
 //
 // True when the package file brings an uninstall package, installed or not.
 //

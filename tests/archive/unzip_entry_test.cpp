@@ -184,6 +184,19 @@ TEST_F(UnZIPEntryTest, SinkThatWantsNoMoreIsNotCalledAgain) {
   EXPECT_EQ(count, 3);
 }
 
+TEST_F(UnZIPEntryTest, DigestingEndsWhereNoMoreBlocksAreWanted) {
+  UnZIP archive(write(ZipBuilder().file("a", noise(100000))));
+  Digests digests;
+  digests.sha1.fill(7);
+  int blocks = 0;
+
+  EXPECT_FALSE(archive.digestEntry(archive.index().find("a"), digests.sha1, digests.sha256,
+                                   [&blocks](ByteView) { return ++blocks < 3; }));
+
+  EXPECT_EQ(blocks, 3);
+  EXPECT_THAT(digests.sha1, testing::Each(0));
+}
+
 TEST_F(UnZIPEntryTest, DigestedBlocksAreHandedOnInTheSamePass) {
   const std::string content = noise(100000);
   UnZIP archive(write(ZipBuilder().file("a", content)));
@@ -191,9 +204,11 @@ TEST_F(UnZIPEntryTest, DigestedBlocksAreHandedOnInTheSamePass) {
   Digests digests;
   std::string copy;
 
-  const bool isDigested =
-      archive.digestEntry(archive.index().find("a"), digests.sha1, digests.sha256,
-                          [&copy](ByteView block) { copy.append(block.begin(), block.end()); });
+  const bool isDigested = archive.digestEntry(archive.index().find("a"), digests.sha1,
+                                              digests.sha256, [&copy](ByteView block) {
+                                                copy.append(block.begin(), block.end());
+                                                return true;
+                                              });
 
   EXPECT_TRUE(isDigested);
   EXPECT_EQ(copy, content);

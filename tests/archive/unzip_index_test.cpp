@@ -24,6 +24,9 @@ using wzapp_test::ZipEntry;
 static_assert(std::has_virtual_destructor_v<UnZIP>);
 static_assert(!std::is_copy_constructible_v<UnZIP>);
 
+static_assert(sizeof(EntryRecord::size) == 8 && sizeof(EntryRecord::offset) == 8 &&
+              sizeof(EntryRecord::number) == 8);
+
 class UnZIPIndexTest : public ArchiveTest {};
 
 TEST_F(UnZIPIndexTest, NamesAreInAscendingOrderOfTheirOctets) {
@@ -247,6 +250,43 @@ TEST_F(UnZIPIndexTest, TenThousandEntriesCostOneVisitEach) {
   EXPECT_EQ(calls.count(Call::kUnzGetFilePos), kCount);
   EXPECT_EQ(calls.count(Call::kUnzGoToNextFile), kCount - 1);
   EXPECT_EQ(readByName(archive, "package9999.zip"), "p");
+}
+
+TEST_F(UnZIPIndexTest, NamesThatTakeMoreMemoryThanMayBeMakeTheArchiveUnreadable) {
+  const auto archiveOf = [this](std::size_t count) {
+    ZipBuilder builder;
+    for (std::size_t i = 0; i < count; ++i) {
+      builder.stored(std::string(245, 'n') + std::to_string(10000 + i), "");
+    }
+    return write(builder);
+  };
+  // Of each entry its name, and less than 160 octets besides.
+  constexpr std::size_t kFitting = UnZIP::kMaxIndexSize / (250 + 160);
+
+  EXPECT_EQ(UnZIP(archiveOf(kFitting)).index().size(), kFitting);
+  EXPECT_THAT(UnZIP(archiveOf(UnZIP::kMaxIndexSize / 250)).index(), IsEmpty());
+}
+
+// The same name again and again takes no memory.
+TEST_F(UnZIPIndexTest, OneNameManyTimesIsOneEntry) {
+  ZipBuilder builder;
+  for (int i = 0; i < 60000; ++i) builder.stored(std::string(250, 'n'), "");
+
+  EXPECT_EQ(UnZIP(write(builder)).index().size(), 1U);
+}
+
+// minizip takes the mark that stands for one to be a size itself where a long has 64 bits.
+TEST_F(UnZIPIndexTest, SizesOf64BitsAreNeverCutTo32) {
+  ZipEntry entry;
+  entry.name = "a";
+  entry.content = "12345";
+  entry.size = 0xFFFFFFFF;
+  entry.extra = "\x01\x00\x08\x00\x05\x00\x00\x00\x01\x00\x00\x00"s;  // 2^32 + 5
+  UnZIP archive(write(ZipBuilder().entry(entry)));
+
+  ASSERT_THAT(namesOf(archive), ElementsAre("a"));
+  EXPECT_GE(archive.index().begin()->second.size, 0xFFFFFFFFU);
+  EXPECT_EQ(readByName(archive, "a"), std::nullopt);
 }
 
 TEST_F(UnZIPIndexTest, SeventyThousandEntriesAreListedByTheZip64Directory) {

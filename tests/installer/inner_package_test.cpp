@@ -5,11 +5,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <string>
 
 #include "installer/temporary_file.h"
+#include "installer/unverified_work.h"
 #include "support/install_result.h"
 #include "tests/installer/file_calls.h"
 #include "tests/installer/install_fixture.h"
@@ -98,6 +100,8 @@ TEST_F(InnerPackageTest, NeedsASignatureThatCanBeRead) {
   unknown.method = 99;
   expectRefused(shop().entry(unknown),
                 {"Found SHOP.ZIP\n", "Error: Failed to extract 'Shop.p7s'\n"});
+  expectRefused(shop().file("SHOP.P7S", shopSignature() + std::string(kMaxCredentialSize, 'x')),
+                {"Found SHOP.ZIP\n", "Error: Failed to extract 'SHOP.P7S'\n"});
   expectRefused(shop().file("SHOP.P7S", ""),
                 {"Found SHOP.ZIP\n", "Error: Failed to extract 'SHOP.P7S'\n"});
 }
@@ -106,7 +110,7 @@ TEST_F(InnerPackageTest, NeedsACertificateThatIsTrusted) {
   expectRefused(shop().signedBy(strangeSigner()),
                 {"Found SHOP.ZIP\n", "Error: Signature 'SHOP.P7S' using unknown certificate\n"});
   expectRefused(
-      shop().file("SHOP.ZIP.P7S", std::string(2 << 20, 'x')),
+      shop().file("SHOP.ZIP.P7S", std::string(kMaxCredentialSize, 'x')),
       {"Found SHOP.ZIP\n", "Error: Signature 'SHOP.ZIP.P7S' using unknown certificate\n"});
 }
 
@@ -312,6 +316,79 @@ TEST_F(InnerPackageTest, IsNotOpenedWhenThereIsOnlyAPartOfIt) {
                     .inner("SHOP.ZIP", part + std::string(20000, '\0'))
                     .signedBy(applicationSigner()),
                 logOf({extractedLines("SHOP.ZIP"), "Error: Failed reading 'SHOP.ZIP'\n"}));
+}
+
+// --- Work before a signature ------------------------------------------------------------------
+
+// Inner packages of the same octets, each with a signature of its own name: `signature` for all.
+PackageBuilder manyShops(int count, const std::string& archive, const std::string& signature) {
+  PackageBuilder package = withSigners();
+  for (const std::string ending : {".ZIP", ".P7S"}) {
+    for (int i = 0; i < count; ++i) {
+      ZipEntry entry;
+      entry.name = std::to_string(1000 + i) + ending;
+      entry.content = ending == ".ZIP" ? archive : signature;
+      constexpr std::size_t kCertificates = 2;
+      const std::size_t first =
+          kCertificates + (ending == ".ZIP" ? 0 : static_cast<std::size_t>(count));
+      if (i > 0) entry.sharesDataOf = first;
+      package.entry(entry);
+    }
+  }
+  return package;
+}
+
+std::size_t countOf(const Lines& lines, const std::string& beginning) {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      lines, [&beginning](const std::string& line) { return line.starts_with(beginning); }));
+}
+
+TEST_F(InnerPackageTest, IsReadAnyNumberOfTimesWhereItIsVerified) {
+  terminal.writeFile(kManifests + "/shop/mpmanifest.mft", manifestFor("shop"));
+  drop("x.zip", manyShops(700, applicationArchive("shop").build(), shopSignature()));
+
+  EXPECT_EQ(install(), kInstallOk);
+
+  EXPECT_EQ(countOf(lines, "Extracting "), 700U);
+}
+
+// A digest over 128 KiB of zeros and a signature of 64 KiB each: the work is used up before the
+// last of them is looked at.
+TEST_F(InnerPackageTest, IsNotReadOnceThePackageFileHasCausedEnough) {
+  constexpr int kCount = 700;
+  constexpr std::size_t kSize = std::size_t{128} << 10;
+  const PackageBuilder package = manyShops(kCount, std::string(kSize, '\0'), shopSignature());
+  UnverifiedWork work(package.build().size());
+  ASSERT_TRUE(work.take(2 * kMaxCredentialSize));  // the certificates
+  std::size_t checked = 0;
+  while (work.take(kMaxCredentialSize) && work.take(kSize)) ++checked;
+  ASSERT_LT(checked, std::size_t{kCount});
+  drop("x.zip", package);
+
+  EXPECT_EQ(install(), kInstallError);
+
+  EXPECT_EQ(countOf(lines, "Error: Invalid signature"), checked);
+  EXPECT_EQ(countOf(lines, "Error: Failed to extract"), kCount - checked);
+}
+
+TEST_F(InnerPackageTest, IsReadWhereEveryEntryHasOctetsOfItsOwn) {
+  terminal.writeFile(kManifests + "/shop/mpmanifest.mft", manifestFor("shop"));
+  PackageBuilder package = withSigners();
+  const std::string certificate(applicationSigner().certificate.begin(),
+                                applicationSigner().certificate.end());
+  for (int i = 0; i < 300; ++i) {
+    package.file(std::to_string(1000 + i) + ".crt", certificate);
+    package.file(std::to_string(1000 + i) + ".P7S", signatureOf("other", applicationSigner()));
+    package.inner(std::to_string(1000 + i) + ".ZIP", ZipBuilder().file("x", ""));
+  }
+  package.inner("SHOP.ZIP", applicationArchive("shop")).signedBy(applicationSigner());
+  drop("x.zip", package);
+
+  EXPECT_EQ(install(), kInstallError);
+
+  EXPECT_EQ(countOf(lines, "Error: Invalid signature"), 300U);
+  EXPECT_EQ(countOf(lines, "Error: Failed to extract"), 0U);
+  EXPECT_EQ(read(kApps + "/shop/index.html"), "<p>shop");
 }
 
 // --- The copy ---------------------------------------------------------------------------------

@@ -183,6 +183,7 @@ class InnerExamination {
     const bool isRead = archive_.digestEntry(entry_, sha1_, sha256_, [&](ByteView block) {
       size_ += block.size();
       isWritten = isWritten && wzapp::writeWhole(file_.get(), block);
+      return true;
     });
     if (!isRead || !isWritten) return false;
     UnZIP content(file_.get());
