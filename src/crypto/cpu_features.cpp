@@ -2,6 +2,8 @@
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <cpuid.h>
+#elif defined(__arm__) || defined(__aarch64__)
+#include <sys/auxv.h>
 #endif
 
 namespace wzapp {
@@ -28,6 +30,23 @@ CpuFeatures askProcessor() {
   features.sha = hasShaExtensions() && __builtin_cpu_supports("ssse3") != 0 &&
                  __builtin_cpu_supports("sse4.1") != 0;
   features.avx2 = __builtin_cpu_supports("avx2") != 0;
+  return features;
+}
+
+#elif defined(__arm__) || defined(__aarch64__)
+
+// Both digests' instructions; named here since the headers of older systems do not know them all.
+#if defined(__aarch64__)
+constexpr unsigned long kWord = AT_HWCAP;
+constexpr unsigned long kShaBits = 1UL << 5 | 1UL << 6;
+#else
+constexpr unsigned long kWord = AT_HWCAP2;
+constexpr unsigned long kShaBits = 1UL << 2 | 1UL << 3;
+#endif
+
+CpuFeatures askProcessor() {
+  CpuFeatures features;
+  features.sha = (getauxval(kWord) & kShaBits) == kShaBits;
   return features;
 }
 

@@ -5,11 +5,13 @@
 namespace wzapp {
 
 struct CpuFeatures {
-  bool sha = false;   // x86 SHA extensions, with the SSSE3 and SSE4.1 that go with them
+  bool sha = false;  // instructions for SHA-1 and SHA-256: the SHA extensions of x86, with the
+                     // SSSE3 and SSE4.1 that go with them, or those of ARMv8
   bool avx2 = false;  // x86 AVX2, with the system saving its registers
 };
 
-// Asked of the processor once. Any thread may call.
+// Asked of the processor, or where only the system may ask it of the system, once. Any thread may
+// call.
 [[nodiscard]] const CpuFeatures& cpuFeatures();
 
 }  // namespace wzapp

@@ -26,7 +26,15 @@ struct DigestKernel {
 // Plain C++, for every processor.
 [[nodiscard]] const DigestKernel& portableDigestKernel();
 
-// The x86 SHA instructions. Null where the processor has none.
+// Vectors of four words, by which the schedules of four blocks are made at once. Null where the
+// library is compiled for processors without.
+[[nodiscard]] const DigestKernel* vectorDigestKernel();
+
+// The SHA instructions of x86 and those of ARMv8. Null on other processors and on those without.
+[[nodiscard]] const DigestKernel* x86ShaDigestKernel();
+[[nodiscard]] const DigestKernel* armShaDigestKernel();
+
+// Whichever of the two there is; null without one.
 [[nodiscard]] const DigestKernel* shaInstructionsDigestKernel();
 
 // The fastest that this processor can run; what the contexts use.

@@ -227,9 +227,7 @@ constexpr DigestKernel kShaInstructions = {sha1Blocks, sha256Blocks, bothBlocks}
 
 }  // namespace
 
-const DigestKernel* shaInstructionsDigestKernel() {
-  return cpuFeatures().sha ? &kShaInstructions : nullptr;
-}
+const DigestKernel* x86ShaDigestKernel() { return cpuFeatures().sha ? &kShaInstructions : nullptr; }
 
 }  // namespace wzapp
 
@@ -237,7 +235,7 @@ const DigestKernel* shaInstructionsDigestKernel() {
 
 namespace wzapp {
 
-const DigestKernel* shaInstructionsDigestKernel() { return nullptr; }
+const DigestKernel* x86ShaDigestKernel() { return nullptr; }
 
 }  // namespace wzapp
 

@@ -405,6 +405,54 @@ TEST_F(PublicOperationTest, ExponentsZeroAndOneLeaveTheStartAndTheInput) {
   EXPECT_EQ(apply({5}, 1, {5}), Octets{5});
 }
 
+// The plain kernel, counting its steps: the results alone do not tell which way they were reached.
+int multiplications = 0;
+
+constexpr MontgomeryKernel kCountingKernel = {
+    [](ColumnNumber& result, const ColumnNumber& a, const MontgomeryModulus& modulus) {
+      portableMontgomeryKernel().enter(result, a, modulus);
+    },
+    [](ColumnNumber& result, const ColumnNumber& a, const ColumnNumber& b,
+       const MontgomeryModulus& modulus) {
+      ++multiplications;
+      portableMontgomeryKernel().multiply(result, a, b, modulus);
+    },
+    [](ColumnNumber& result, const ColumnNumber& a, const MontgomeryModulus& modulus) {
+      ++multiplications;
+      portableMontgomeryKernel().square(result, a, modulus);
+    }};
+
+struct WayRow {
+  const char* name;
+  Word exponent;
+  const char* modulus;
+  int multiplications;  // of the fast way; none where it cannot go
+};
+
+class PublicOperationWayTest : public testing::TestWithParam<WayRow> {};
+
+TEST_P(PublicOperationWayTest, IsTheFastOneWhereItCanGo) {
+  const Octets modulus = fromHex(GetParam().modulus);
+  Octets output(modulus.size());
+  std::size_t size = 0;
+  multiplications = 0;
+
+  ASSERT_TRUE(publicOperation({}, GetParam().exponent, modulus, output, size, kCountingKernel));
+
+  EXPECT_EQ(multiplications, GetParam().multiplications);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, PublicOperationWayTest,
+                         testing::Values(WayRow{"Exponent3", 3, "ffffff01", 2},
+                                         WayRow{"Exponent65537", 65537, "ffffff01", 17},
+                                         WayRow{"Exponent2", 2, "ffffff01", 2},
+                                         WayRow{"SmallestModulus", 3, "03", 2},
+                                         WayRow{"LeadingZeros", 3, "000000000003", 2},
+                                         WayRow{"EvenModulus", 3, "ffffff00", 0},
+                                         WayRow{"ModulusOne", 3, "01", 0},
+                                         WayRow{"Exponent1", 1, "ffffff01", 0}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
 TEST_F(PublicOperationTest, OutputBehindTheModulusSizeIsNotTouched) {
   Octets output(8, 0xa5);
   std::size_t size = 0;
