@@ -49,9 +49,6 @@ constexpr std::size_t kNoAttribute = std::size(kSubjectAttributes);
 constexpr std::uint8_t kX500 = 0x55;         // first octet of every OID that begins with "2.5"
 constexpr std::uint8_t kLabelChoice = 0x02;  // first octet of a unique label that chooses
 
-// The shortest extension: SEQUENCE { OBJECT IDENTIFIER of one octet, OCTET STRING { NULL } }.
-constexpr std::size_t kMinExtensionLength = 9;
-
 // What lies behind the first octet, which in a BIT STRING counts unused bits.
 ByteView withoutFirst(ByteView octets) { return octets.empty() ? octets : octets.subspan(1); }
 
@@ -80,7 +77,7 @@ using SubjectValues = std::array<AttributeValue, std::size(kSubjectAttributes)>;
 
 class CertificateParser {
  public:
-  explicit CertificateParser(ByteView der) : walker_(der), length_(der.size()) {}
+  explicit CertificateParser(ByteView der) : walker_(der) {}
 
   // One step for each line of the grammar. Each begins where the one before it has stopped.
   int parse() {
@@ -189,7 +186,7 @@ class CertificateParser {
     } while (at_.depth > 2 || !is(kExtensionsIdentifier));
     if (!next() || !isAt(3, 0)) return kBadExtension;
     const bool endsByMark = at_.isIndefinite();
-    SeenOids seen(length_ / kMinExtensionLength + 1);
+    SeenOids seen;
     for (;;) {
       const bool isRead = next();
       if (at_.depth < kExtensionDepth) return 0;
@@ -199,8 +196,8 @@ class CertificateParser {
     }
   }
 
-  // Extension ::= SEQUENCE { extnID OBJECT IDENTIFIER, [ critical BOOLEAN, ] extnValue OCTET STRING
-  // }
+  // Extension ::= SEQUENCE {
+  //   extnID OBJECT IDENTIFIER, [ critical BOOLEAN, ] extnValue OCTET STRING }
   int readExtension(SeenOids& seen) {
     const ByteView extension = at_.encoding();
     if (!nextPart() || !is(kDerObjectIdentifier)) return kBadExtension;
@@ -222,7 +219,7 @@ class CertificateParser {
     switch (seen.insert(oid)) {
       case SeenOids::Result::kSeenBefore:
         return kDuplicateExtension;
-      case SeenOids::Result::kNoRoom:
+      case SeenOids::Result::kNoMemory:
         return kBadExtension;  // the only code near that; a certificate is not taken half checked
       case SeenOids::Result::kNew:
         break;
@@ -281,7 +278,6 @@ class CertificateParser {
   }
 
   DerWalker walker_;
-  std::size_t length_;
   DerElement at_;  // where the walk stands
   CertificateRecord record_;
 };

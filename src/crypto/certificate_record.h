@@ -75,8 +75,8 @@ struct CertificateRecord {
 
 /// Reads a certificate. The octets behind its outermost element are ignored.
 ///
-/// One pass over the text; nothing is allocated but for a certificate of more than 64 extensions,
-/// once. Any thread may parse.
+/// One pass over the text; nothing is allocated but for the extensions beyond the 32nd. Any thread
+/// may parse.
 ///
 /// \param record  filled only on success.
 /// \return 0 or a CertificateError; the first that applies in the order of the text.

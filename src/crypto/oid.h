@@ -9,6 +9,7 @@
 #ifndef WZAPP_CRYPTO_OID_H
 #define WZAPP_CRYPTO_OID_H
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -47,7 +48,8 @@ class ShortOid {
   [[nodiscard]] constexpr std::uint64_t high() const { return high_; }
   [[nodiscard]] constexpr std::uint64_t low() const { return low_; }
 
-  friend constexpr bool operator==(const ShortOid&, const ShortOid&) = default;
+  /// By the key; the order means nothing else.
+  friend constexpr auto operator<=>(const ShortOid&, const ShortOid&) = default;
 
  private:
   static constexpr std::size_t kMaxOctets = 14;

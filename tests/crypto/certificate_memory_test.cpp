@@ -6,8 +6,11 @@
 #include <new>
 #include <string>
 
+#include "crypto/certificate_record.h"
 #include "crypto/certificate_store.h"
+#include "crypto/seen_oids.h"
 #include "support/install_result.h"
+#include "tests/builders/certificate_builder.h"
 #include "tests/builders/failing_memory.h"
 #include "tests/builders/tar_reader.h"
 #include "tests/crypto/authority_fixtures.h"
@@ -18,10 +21,13 @@ namespace wzapp {
 namespace {
 
 using wzapp_test::authorityId;
+using wzapp_test::CertificateBuilder;
+using wzapp_test::DerBuilder;
 using wzapp_test::endShortage;
 using wzapp_test::failAllocation;
 using wzapp_test::FakeSecurityService;
 using wzapp_test::hexOf;
+using wzapp_test::Octets;
 using wzapp_test::rootCertificate;
 using wzapp_test::Shortage;
 
@@ -31,7 +37,7 @@ constexpr std::size_t kMoreThanAnyCalls = 100;
 // Without allocations of its own.
 class CertificateMemoryTest : public testing::TestWithParam<Shortage> {
  protected:
-  CertificateMemoryTest() { static_cast<void>(authorities()); }
+  CertificateMemoryTest() { (void)authorities(); }
 
   void SetUp() override { service.calls.reserve(kMoreThanAnyCalls); }
 
@@ -55,6 +61,25 @@ TEST_P(CertificateMemoryTest, AnArchiveIsWholeOrEmpty) {
   }
   EXPECT_GT(nth, 1);
   EXPECT_LT(nth, kMoreThanAnyAllocations);
+}
+
+TEST_P(CertificateMemoryTest, ACertificateOfMoreExtensionsThanMemoryIsRefused) {
+  CertificateBuilder builder;
+  for (std::size_t i = 0; i < SeenOids::kInline; ++i) {
+    builder.extension("1.2.3." + std::to_string(i), DerBuilder().null());
+  }
+  const Octets certificate = builder.encoding();
+  for (int nth = 1; nth <= 2; ++nth) {  // both key identifiers stand in the row, too
+    CertificateRecord record;
+
+    failAllocation(nth, GetParam());
+    const int code = parseCertificate(certificate, record);
+
+    EXPECT_TRUE(endShortage());
+    EXPECT_EQ(code, kBadExtension) << nth;
+  }
+  CertificateRecord record;
+  EXPECT_EQ(parseCertificate(certificate, record), 0);
 }
 
 TEST_P(CertificateMemoryTest, AStoreIsRebuiltAfterAFailure) {
