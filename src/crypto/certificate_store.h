@@ -58,9 +58,8 @@ class CertificateStore {
   ///
   /// \param displayName  what the reports call it.
   /// \param der          is copied.
-  /// \param kind         what the certificate becomes; for kUndecidedCertificate its issuer
-  /// decides,
-  ///                     and where that is a kSignerAuthority the certificate's permissions.
+  /// \param kind         what the certificate becomes. For kUndecidedCertificate its issuer decides
+  ///                     that, and where the issuer is a kSignerAuthority the permissions do.
   void add(const std::string& displayName, ByteView der, std::int32_t kind = kUndecidedCertificate);
 
   /// The certificate of a subject key identifier in uppercase hexadecimal; null if there is none.

@@ -18,7 +18,7 @@ struct DerPathStep {
 
 enum class DerSearchKind : std::uint32_t {
   kNone = 0,
-  kByIdentifier = 1,
+  kByIdentifier = 1,  ///< for whoever looks for a tag; no parser here does
   kByOid = 2,
 };
 

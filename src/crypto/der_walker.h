@@ -27,7 +27,8 @@ namespace wzapp {
 
 enum class WalkMode {
   kRestart = 0,      ///< from the first octet, n steps behind the outermost element
-  kToIndex = 1,      ///< on to element n, counted from the start of the walk; back: restarts
+  kToIndex = 1,      ///< on to element n, counted from the start of the walk; back: restarts. A
+                     ///< reader's mode like the others, although no parser here asks for it
   kNext = 2,         ///< on by one element, into a constructed one
   kNextSibling = 3,  ///< on by one element, over a constructed one of definite length
 };
@@ -95,7 +96,8 @@ class DerWalker {
 [[nodiscard]] ByteView outermostElement(ByteView der);
 
 /// How many elements lie below `element`, counted in pre-order until its end or until they can no
-/// longer be read. All descendants count, not only direct parts.
+/// longer be read. All descendants count, not only direct parts. The parsers here count as they
+/// read; this is for those who look at one element by itself.
 [[nodiscard]] std::size_t countParts(const DerElement& element);
 
 }  // namespace wzapp

@@ -19,8 +19,9 @@ enum PackageSignatureError : int {
 inline constexpr int kSignerKeyIdText = 100;
 
 /// Writes the key identifier that the signature file names, in uppercase hexadecimal: the key of
-/// the signer's certificate in the certificate store. \param hex  left alone on failure. \return 0,
-/// kSignatureFileRefused or kSignerKeyIdTooLong.
+/// the signer's certificate in the certificate store.
+/// \param hex  left alone on failure.
+/// \return 0, kSignatureFileRefused or kSignerKeyIdTooLong.
 [[nodiscard]] int readSignerKeyId(ByteView file, char (&hex)[kSignerKeyIdText]);
 
 /// Checks the signature of a package.

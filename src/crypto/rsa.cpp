@@ -24,30 +24,28 @@ class Buffer {
   explicit Buffer(std::size_t size) : octets_(new (std::nothrow) std::uint8_t[size]), size_(size) {}
 
   [[nodiscard]] bool isMissing() const { return octets_ == nullptr; }
-  [[nodiscard]] std::uint8_t* data() const { return octets_.get(); }
-  [[nodiscard]] ByteView view() const { return {octets_.get(), size_}; }
+  [[nodiscard]] std::span<std::uint8_t> octets() { return {octets_.get(), size_}; }
 
  private:
   std::unique_ptr<std::uint8_t[]> octets_;
   std::size_t size_;
 };
 
-int digestData(const SignatureCheck& check, const Buffer& digest) {
+int digestData(const SignatureCheck& check, std::span<std::uint8_t> digest) {
   if (!check.prehashed) return digestByOid(check.digestOid, check.data, digest.data());
-  std::copy(check.data.begin(), check.data.end(), digest.data());
+  std::copy(check.data.begin(), check.data.end(), digest.begin());
   return 0;
 }
 
 // 00 01 FF ... FF 00 DigestInfo
-void fillExpectedBlock(const Buffer& block, ByteView digestInfo) {
-  const std::span<std::uint8_t> octets(block.data(), block.view().size());
-  const std::size_t infoOffset = octets.size() - digestInfo.size();
-  octets[0] = 0x00;
-  octets[1] = 0x01;
-  std::fill(octets.begin() + 2, octets.begin() + static_cast<std::ptrdiff_t>(infoOffset - 1),
+void fillExpectedBlock(std::span<std::uint8_t> block, ByteView digestInfo) {
+  const std::size_t infoOffset = block.size() - digestInfo.size();
+  block[0] = 0x00;
+  block[1] = 0x01;
+  std::fill(block.begin() + 2, block.begin() + static_cast<std::ptrdiff_t>(infoOffset - 1),
             std::uint8_t{0xff});
-  octets[infoOffset - 1] = 0x00;
-  std::copy(digestInfo.begin(), digestInfo.end(), octets.data() + infoOffset);
+  block[infoOffset - 1] = 0x00;
+  std::copy(digestInfo.begin(), digestInfo.end(), block.data() + infoOffset);
 }
 
 // The octets of the exponent are not looked at, only how many there are.
@@ -136,21 +134,21 @@ bool publicOperation(ByteView input, Word exponent, ByteView modulus,
 int verify(const SignatureCheck& check, const MontgomeryKernel& kernel) {
   const std::size_t digestOctets = digestSize(check.digestOid);
   if (digestOctets == 0) return kSignatureUnknownDigest;
-  const Buffer digest(check.prehashed ? check.data.size() : digestOctets);
+  Buffer digest(check.prehashed ? check.data.size() : digestOctets);
   if (digest.isMissing()) return kSignatureNoMemory;
-  if (const int code = digestData(check, digest); code != 0) return code;
+  if (const int code = digestData(check, digest.octets()); code != 0) return code;
 
   DerBuffer digestInfo;
-  const int infoSize = makeDigestInfo(check.digestOid, digest.view(), digestInfo);
+  const int infoSize = makeDigestInfo(check.digestOid, digest.octets(), digestInfo);
   const std::size_t size = check.modulus.size();
   if (infoSize < 0 || digestInfo.encoding().size() + kPaddingOverhead > size) {
     return kSignatureUnknownDigest;
   }
-  const Buffer expected(size);
+  Buffer expected(size);
   if (expected.isMissing()) return kSignatureNoMemory;
-  fillExpectedBlock(expected, digestInfo.encoding());
+  fillExpectedBlock(expected.octets(), digestInfo.encoding());
   if (size > kMaxModulusSize) return kSignatureKeyTooLong;
-  return opensTo(check, expected.view(), kernel) ? kSignatureValid : kSignatureInvalid;
+  return opensTo(check, expected.octets(), kernel) ? kSignatureValid : kSignatureInvalid;
 }
 
 }  // namespace wzapp
