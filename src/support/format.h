@@ -11,9 +11,8 @@
 //   u x X p o    unsigned; "p" is like "X"          c       one octet
 //   s            text, at most `precision` octets; "<null>" for a null pointer
 //   m            hexadecimal dump of `count` octets
-//   b            packed decimal number of `count` octets, `precision` digits behind the point,
-//   which
-//                is a comma after ","
+//   b            packed decimal number of `count` octets, `precision` digits behind the point, or
+//                behind a comma after ","
 //   S C          as "s" and "c", escaped for HTML; only in HTML mode, else the letter is copied
 //   another      the letter is copied; no value is read
 //
