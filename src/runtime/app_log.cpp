@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 #include <mutex>
+#include <string_view>
 #include <utility>
 
 #include "runtime/attempt.h"
@@ -56,7 +57,12 @@ void append(AppLog& log, WZLogEntry entry) {
 void publishWhenFull(const std::string& appId, AppLog& log) {
   if (log.estimatedSize < kPublishSize) return;
   const AppData& data = logTables().appData[appId];
-  publishLog(appId, data.version, data.merchantId, data.system, data.systemVersion, log.entries);
+  publishLog({.appId = appId,
+              .version = data.version,
+              .merchantId = data.merchantId,
+              .system = data.system,
+              .systemVersion = data.systemVersion},
+             log.entries);
   // The memory goes too: an application that wrote much once is not charged for it for ever.
   log = AppLog();
 }
@@ -123,9 +129,8 @@ void setIfSaid(std::string& text, const std::optional<std::string>& said) {
 }
 
 // Without a copy: closing a log does not depend on memory.
-const std::string& orEmpty(const std::optional<std::string>& said) {
-  static const std::string empty;
-  return said ? *said : empty;
+std::string_view orEmpty(const std::optional<std::string>& said) {
+  return said ? std::string_view(*said) : std::string_view();
 }
 
 }  // namespace
@@ -154,8 +159,12 @@ void closeAppLog(const std::string& appId, const LaunchData& launch,
       append(log, applicationEntry("Application ended", "EXIT"));
     });
     if (const AppLog* const log = findLog(appId)) {
-      publishLog(appId, launch.version, orEmpty(launch.merchantId), orEmpty(launch.system),
-                 orEmpty(launch.systemVersion), log->entries);
+      publishLog({.appId = appId,
+                  .version = launch.version,
+                  .merchantId = orEmpty(launch.merchantId),
+                  .system = orEmpty(launch.system),
+                  .systemVersion = orEmpty(launch.systemVersion)},
+                 log->entries);
     }
     tables.logEntries.erase(appId);
     tables.appData.erase(appId);

@@ -17,7 +17,7 @@ using zelipc::JSObject;
 
 constexpr char kLogReceiver[] = "1";
 constexpr char kLogNotification[] = "_WZLog";
-constexpr char kDefaultSystem[] = "ZTK";
+constexpr std::string_view kDefaultSystem = "ZTK";
 
 constexpr const char* kLevelNames[] = {"APP_EMERGENCY", "APP_ALERT",  "APP_CRITICAL", "APP_ERROR",
                                        "APP_WARNING",   "APP_NOTICE", "APP_INFO",     "APP_DEBUG"};
@@ -85,8 +85,8 @@ JSObject messageObject(const WZLogEntry& entry) {
   return message;
 }
 
-void addUnlessEmpty(JSObject& object, const char* key, const std::string& text) {
-  if (!text.empty()) object[key] = text;
+void addUnlessEmpty(JSObject& object, const char* key, std::string_view text) {
+  if (!text.empty()) object[key] = std::string(text);
 }
 
 // Seconds by which local time is ahead of UTC. The two differ by less than a day, so that only the
@@ -138,19 +138,18 @@ std::string timeStampText(const LogTime& time) {
   return text;
 }
 
-void publishLog(const std::string& appId, const std::string& version, const std::string& merchantId,
-                const std::string& system, const std::string& systemVersion,
-                const std::vector<WZLogEntry>& entries) noexcept {
+void publishLog(const LogOrigin& origin, const std::vector<WZLogEntry>& entries) noexcept {
   (void)attempt([&] {
+    const std::string appId(origin.appId);
     std::string sponsorId;
     std::string sponsorText;
     getTerminalSponsor(sponsorId, sponsorText);
 
     JSObject record;
     JSObject& data = record["data"];
-    data["sys"] = system.empty() ? kDefaultSystem : system;
+    data["sys"] = std::string(origin.system.empty() ? kDefaultSystem : origin.system);
     data["sSys"] = appId;
-    data["v"] = version;
+    data["v"] = std::string(origin.version);
     data["spId"] = sponsorId;
     data["h"] = terminalSerialNumber();
     if (!entries.empty()) {
@@ -158,11 +157,11 @@ void publishLog(const std::string& appId, const std::string& version, const std:
       for (const WZLogEntry& entry : entries) messages.append(messageObject(entry));
     }
 
-    if (!merchantId.empty() || !system.empty() || !systemVersion.empty()) {
-      JSObject& origin = record["wz_private"];
-      addUnlessEmpty(origin, "wz_merchantId", merchantId);
-      addUnlessEmpty(origin, "wz_system", system);
-      addUnlessEmpty(origin, "wz_system_version", systemVersion);
+    if (!origin.merchantId.empty() || !origin.system.empty() || !origin.systemVersion.empty()) {
+      JSObject& host = record["wz_private"];
+      addUnlessEmpty(host, "wz_merchantId", origin.merchantId);
+      addUnlessEmpty(host, "wz_system", origin.system);
+      addUnlessEmpty(host, "wz_system_version", origin.systemVersion);
     }
     zelipc::ipcNotify(kLogReceiver, kLogNotification, record, 0, appId);
   });

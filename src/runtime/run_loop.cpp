@@ -36,27 +36,40 @@ int memoryProperty() {
   return 0;
 }
 
-// One property of the GUI service, a text or a number. The ids are the service's own.
+// The GUI service's own numbers of its properties, by what the library sets them to.
+enum BrowserPropertyId : int {
+  kSwitch = 15,  // of what, the service knows; always on
+  kMemory = 20,
+  kResourceDir = 2003,
+  kStyleSheet = 2006,
+  kDefaultDir = 2007,
+  kAppDir = 2010,
+  kFsRoot = 2012,
+  kPrintDir = 2013,
+  kFsRoots = 2015,
+};
+
+// One property of the GUI service, a text or a number.
 struct BrowserProperty {
-  int id;
+  BrowserPropertyId id;
   std::string (*text)(const WZAppManager& app);
   int (*number)();
 };
 
 // Where uiReadConfig looks; so these come before it, and everything else after it.
 constexpr BrowserProperty kConfigurationDirectories[] = {
-    {2003, [](const WZAppManager& app) { return app.resourceDir; }, nullptr},
-    {2007, [](const WZAppManager& app) { return app.defaultDir; }, nullptr},
+    {kResourceDir, [](const WZAppManager& app) { return app.resourceDir; }, nullptr},
+    {kDefaultDir, [](const WZAppManager& app) { return app.defaultDir; }, nullptr},
 };
 
 constexpr BrowserProperty kBrowserProperties[] = {
-    {2010, [](const WZAppManager& app) { return app.appDir; }, nullptr},
-    {2012, [](const WZAppManager& app) { return app.fsRoot; }, nullptr},
-    {2015, [](const WZAppManager&) { return std::string(kFileSystemRoot); }, nullptr},
-    {20, nullptr, memoryProperty},
-    {2013, [](const WZAppManager& app) { return joinPath(app.appDir, "print"); }, nullptr},
-    {2006, [](const WZAppManager& app) { return app.styleSheet; }, nullptr},
-    {15, nullptr, [] { return 1; }},
+    {kAppDir, [](const WZAppManager& app) { return app.appDir; }, nullptr},
+    {kFsRoot, [](const WZAppManager& app) { return app.fsRoot; }, nullptr},
+    {kFsRoots, [](const WZAppManager&) { return std::string(kFileSystemRoot); }, nullptr},
+    {kMemory, nullptr, memoryProperty},
+    {kPrintDir, [](const WZAppManager& app) { return joinPath(app.appDir, "print"); }, nullptr},
+    {kStyleSheet, [](const WZAppManager& app) { return app.styleSheet; }, nullptr},
+    {kSwitch, nullptr, [] { return 1; }},
 };
 
 // While on, what this thread sets is for its own invocation and changes no other application's.

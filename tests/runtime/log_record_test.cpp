@@ -38,19 +38,19 @@ class LogRecordTest : public testing::Test {
   LogRecordTest() { platform().reset(); }
 
   LogMessage published(const WZLogEntry& entry) {
-    publishLog("shop", "1", "", "", "", {entry});
+    publishLog({.appId = "shop", .version = "1"}, {entry});
     return sentRecords().back().messages.at(0);
   }
 };
 
 TEST_F(LogRecordTest, WithoutEntriesHasNoMessages) {
-  publishLog("shop", "1", "", "", "", {});
+  publishLog({.appId = "shop", .version = "1"}, {});
 
   EXPECT_FALSE(sentRecords().at(0).hasMessages);
 }
 
 TEST_F(LogRecordTest, NamesTheApplicationTheTerminalAndItsSponsor) {
-  publishLog("shop", "1.2", "", "", "", {});
+  publishLog({.appId = "shop", .version = "1.2"}, {});
 
   EXPECT_EQ(platform().sent("_WZLog").at(0).json,
             R"({"data":{"sys":"ZTK","sSys":"shop","v":"1.2","spId":"004242","h":"4711-0815"}})");
@@ -59,15 +59,15 @@ TEST_F(LogRecordTest, NamesTheApplicationTheTerminalAndItsSponsor) {
 TEST_F(LogRecordTest, UnknownTerminalHasZerosForANumber) {
   platform().answers.information.clear();
 
-  publishLog("shop", "1.2", "", "", "", {});
+  publishLog({.appId = "shop", .version = "1.2"}, {});
 
   EXPECT_EQ(sentRecords().at(0).serialNumber, "00000000000");
 }
 
 TEST_F(LogRecordTest, KeepsEmptyTextsOutOfThePrivatePart) {
-  publishLog("shop", "1", "m", "", "", {});
-  publishLog("shop", "1", "", "s", "", {});
-  publishLog("shop", "1", "", "", "v", {});
+  publishLog({.appId = "shop", .version = "1", .merchantId = "m"}, {});
+  publishLog({.appId = "shop", .version = "1", .system = "s"}, {});
+  publishLog({.appId = "shop", .version = "1", .systemVersion = "v"}, {});
 
   const std::vector<LogRecord> records = sentRecords();
   EXPECT_THAT(records[0].origin, ElementsAre(testing::Pair("wz_merchantId", "m")));
@@ -102,7 +102,7 @@ TEST_F(LogRecordTest, EntryOfAnUnknownKindSaysNoMore) {
 }
 
 TEST_F(LogRecordTest, LevelIsANumber) {
-  publishLog("shop", "1", "", "", "", {entryOf(5, 0)});
+  publishLog({.appId = "shop", .version = "1"}, {entryOf(5, 0)});
 
   zelipc::JSObject record;
   record.parse(platform().sent("_WZLog").at(0).json.c_str());
@@ -116,7 +116,7 @@ TEST_F(LogRecordTest, MessagesComeInTheOrderOfTheEntries) {
     entries.back().message = std::to_string(i);
   }
 
-  publishLog("shop", "1", "", "", "", entries);
+  publishLog({.appId = "shop", .version = "1"}, entries);
 
   const std::vector<LogMessage> messages = sentRecords().at(0).messages;
   ASSERT_THAT(messages, SizeIs(5));
