@@ -53,7 +53,7 @@ class RandomCases {
 // long entries of ctest set.
 inline std::size_t randomCaseCount(std::size_t usual) {
   const char* const factor = std::getenv("WZAPP_RANDOM_FACTOR");
-  return factor == nullptr ? usual : usual * std::strtoull(factor, nullptr, 10);
+  return factor == nullptr ? usual : usual * std::strtoul(factor, nullptr, 10);
 }
 
 }  // namespace wzapp_test
