@@ -5,8 +5,9 @@
 namespace wzapp {
 
 struct CpuFeatures {
-  bool sha = false;  // instructions for SHA-1 and SHA-256: the SHA extensions of x86, with the
-                     // SSSE3 and SSE4.1 that go with them, or those of ARMv8
+  // Instructions for SHA-1 and SHA-256: the SHA extensions of x86, with the SSSE3 and SSE4.1 that
+  // go with them, or those of ARMv8.
+  bool sha = false;
   bool avx2 = false;  // x86 AVX2, with the system saving its registers
 };
 
