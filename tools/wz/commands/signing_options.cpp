@@ -16,14 +16,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// BUILD/bin/wz -> BUILD/keys, which a build without a product's authorities makes for itself.
+// BUILD/bin/wz -> BUILD/keys, which a build without a product's authorities makes for itself; or
+// PREFIX/share/wz/keys, where a package of the kit has them.
 std::string buildKeys() {
   std::error_code failure;
   const fs::path program = fs::read_symlink("/proc/self/exe", failure);
-  const fs::path keys = program.parent_path().parent_path() / "keys";
-  const bool isThere =
-      !failure && !developmentRoots().empty() && fs::exists(keys / devkeys::kTableFile, failure);
-  return isThere ? keys.string() : std::string();
+  if (failure || developmentRoots().empty()) return {};
+  const fs::path above = program.parent_path().parent_path();
+  for (const fs::path& keys : {above / "keys", above / "share/wz/keys"}) {
+    if (fs::exists(keys / devkeys::kTableFile, failure)) return keys.string();
+  }
+  return {};
 }
 
 }  // namespace
