@@ -8,6 +8,16 @@ target_compile_options(wzapp_options INTERFACE
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(wzapp_options INTERFACE -Wno-restrict)
 endif()
+# g++ tells on 32 bits how its version 4.6 passed some types.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_options(wzapp_options INTERFACE -Wno-psabi)
+endif()
+
+# On 32 bits, files above 2 GiB, inodes above 2^32 and times after January 2038 have no status without
+# these. 64 bits have nothing to choose.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_definitions(wzapp_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 
 set(_sanitizers "")
 if(WZAPP_SANITIZE STREQUAL "address")

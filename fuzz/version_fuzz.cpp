@@ -2,6 +2,8 @@
 // straight from the rules, and an order at all.
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,23 +19,23 @@ constexpr std::size_t kMaxInput = 4096;
 bool isSpaceOctet(char octet) { return octet == ' ' || (octet >= 9 && octet <= 13); }
 
 // Digit by digit, held at the ends of 64 bits.
-__extension__ typedef __int128 Wide;
-
-Wide numberOf(const std::string& text) {
-  constexpr Wide kLargest = 9223372036854775807LL;
+std::int64_t numberOf(const std::string& text) {
+  // The smallest number's magnitude; the largest is one less.
+  constexpr std::uint64_t kLimit = std::uint64_t{1} << 63;
   std::size_t at = 0;
   while (at < text.size() && isSpaceOctet(text[at])) ++at;
   const bool isNegative = at < text.size() && text[at] == '-';
   if (at < text.size() && (text[at] == '-' || text[at] == '+')) ++at;
-  Wide value = 0;
+  std::uint64_t value = 0;
   for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
-    value = std::min(value * 10 + (text[at] - '0'), kLargest + 1);
+    const auto digit = static_cast<std::uint64_t>(text[at] - '0');
+    value = value > (kLimit - digit) / 10 ? kLimit : value * 10 + digit;
   }
-  return isNegative ? -value : std::min(value, kLargest);
+  return static_cast<std::int64_t>(isNegative ? 0 - value : std::min(value, kLimit - 1));
 }
 
-std::vector<Wide> numbersOf(const std::string& version) {
-  std::vector<Wide> numbers;
+std::vector<std::int64_t> numbersOf(const std::string& version) {
+  std::vector<std::int64_t> numbers;
   std::size_t begin = 0;
   while (true) {
     const std::size_t end = std::min(version.find('.', begin), version.size());
@@ -44,8 +46,8 @@ std::vector<Wide> numbersOf(const std::string& version) {
 }
 
 int compareByTheRules(const std::string& left, const std::string& right) {
-  const std::vector<Wide> a = numbersOf(left);
-  const std::vector<Wide> b = numbersOf(right);
+  const std::vector<std::int64_t> a = numbersOf(left);
+  const std::vector<std::int64_t> b = numbersOf(right);
   for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
     if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
   }

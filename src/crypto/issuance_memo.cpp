@@ -1,6 +1,9 @@
 #include "crypto/issuance_memo.h"
 
-#include <bit>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <utility>
 
 namespace wzapp {
@@ -24,8 +27,9 @@ bool IssuanceMemo::knows(ByteView issuer, ByteView certificate) {
 
 // The length in front keeps the border between the two from moving.
 IssuanceMemo::Pair IssuanceMemo::pairOf(ByteView issuer, ByteView certificate) {
-  const auto issuerSize =
-      std::bit_cast<std::array<std::uint8_t, sizeof(std::size_t)>>(issuer.size());
+  const std::size_t size = issuer.size();
+  std::array<std::uint8_t, sizeof size> issuerSize;
+  std::memcpy(issuerSize.data(), &size, sizeof size);
   Sha256Context context;
   digestStart(&context);
   digestAdd(&context, issuerSize);

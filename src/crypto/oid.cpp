@@ -28,7 +28,7 @@ int readArc(ByteView content, std::size_t& position, std::uint64_t& arc) {
   for (std::size_t count = 1; position < content.size(); ++count) {
     if (count > kMaxArcOctets) return kDerNotFound;
     const std::uint8_t octet = content[position++];
-    arc = (arc << 7) | (octet & ~kMoreBit & 0xFFU);
+    arc = (arc << 7) | (octet & (0xFFU ^ kMoreBit));
     if ((octet & kMoreBit) == 0) return 0;
   }
   return kDerTruncatedOid;

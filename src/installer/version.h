@@ -2,6 +2,7 @@
 #ifndef WZAPP_INSTALLER_VERSION_H
 #define WZAPP_INSTALLER_VERSION_H
 
+#include <algorithm>
 #include <compare>
 #include <cstdint>
 #include <string>
@@ -23,7 +24,12 @@ class Version {
   // The first component that differs decides. Of two that agree as far as both go the shorter is
   // less: 1.2 comes before 1.2.0, which is meant.
   friend std::strong_ordering operator<=>(const Version& left, const Version& right) {
-    return left.components_ <=> right.components_;
+    // By hand, since not every standard library compares vectors three ways.
+    const auto& a = left.components_;
+    const auto& b = right.components_;
+    const auto [inA, inB] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+    if (inA == a.end() || inB == b.end()) return a.size() <=> b.size();
+    return *inA <=> *inB;
   }
   // As an order, not as text: 1.02 equals 1.2.
   friend bool operator==(const Version& left, const Version& right) {

@@ -1,8 +1,11 @@
 #include "support/format.h"
 
+#include <locale.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -126,7 +129,26 @@ void appendUnsigned(std::string& out, const Directive& directive, Arguments& arg
   appendPadded(out, directive, std::string_view(digits, end.ptr), ZeroPadding::kInFront);
 }
 
-// By std::to_chars, since printf would write the decimal point of the host's locale.
+// The text of `value` at `digits`, in the C locale whatever the host has set; its end.
+#ifdef __cpp_lib_to_chars
+char* writeDouble(char* digits, std::size_t size, double value, std::chars_format style,
+                  std::int32_t precision) {
+  return std::to_chars(digits, digits + size, value, style, precision).ptr;
+}
+#else  // the library of g++ 10 and earlier writes integers only
+char* writeDouble(char* digits, std::size_t size, double value, std::chars_format style,
+                  std::int32_t precision) {
+  static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
+  const locale_t hosts = uselocale(cLocale);
+  const char* const format = style == std::chars_format::fixed        ? "%.*f"
+                             : style == std::chars_format::scientific ? "%.*e"
+                                                                      : "%.*g";
+  const int length = std::snprintf(digits, size, format, static_cast<int>(precision), value);
+  uselocale(hosts);
+  return digits + std::max(length, 0);
+}
+#endif
+
 template <std::chars_format style>
 void appendDouble(std::string& out, const Directive& directive, Arguments& arguments) {
   // Every double is exact with this many digits; more would be zeros, far behind the cut.
@@ -137,9 +159,9 @@ void appendDouble(std::string& out, const Directive& directive, Arguments& argum
       directive.precision < 0 ? kDefaultPrecision : std::min(directive.precision, kExactDigits);
 
   char digits[kIntegerDigits + kExactDigits + 16];
-  const std::to_chars_result end =
-      std::to_chars(digits, digits + sizeof digits, arguments.nextDouble(), style, precision);
-  const std::string_view number(digits, end.ptr);
+  const char* const end =
+      writeDouble(digits, sizeof digits, arguments.nextDouble(), style, precision);
+  const std::string_view number(digits, static_cast<std::size_t>(end - digits));
   appendPadded(out, directive, number.substr(0, kNumberBufferSize - 1), ZeroPadding::kBehindSign);
 }
 

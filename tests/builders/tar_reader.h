@@ -102,10 +102,12 @@ inline std::vector<TarMember> readTar(std::string_view archive) {
     members.push_back(readTarHeader(archive.substr(0, kBlock)));
     archive.remove_prefix(kBlock);
     TarMember& member = members.back();
-    const std::uint64_t padded = (member.size + kBlock - 1) / kBlock * kBlock;
+    require(member.size <= archive.size(), "size of a member");
+    const auto size = static_cast<std::size_t>(member.size);
+    const std::size_t padded = (size + kBlock - 1) / kBlock * kBlock;
     require(padded <= archive.size(), "size of a member");
-    member.content = archive.substr(0, member.size);
-    require(isZero(archive.substr(member.size, padded - member.size)), "padding");
+    member.content = archive.substr(0, size);
+    require(isZero(archive.substr(size, padded - size)), "padding");
     archive.remove_prefix(padded);
   }
   require(archive.size() == 2 * kBlock && isZero(archive), "end of the archive");

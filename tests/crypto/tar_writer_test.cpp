@@ -90,13 +90,21 @@ TEST_P(TarNumber, IsOctalWithoutLeadingZeros) {
   EXPECT_NO_THROW(readTarHeader(header));
 }
 
+// Eleven octal digits are what a field holds; a size of 32 bits has fewer.
+constexpr auto kFieldLimit = std::int64_t{8589934591};
+constexpr auto kBeyondTheField = static_cast<std::time_t>(kFieldLimit + 1);
+constexpr bool kHasWideSizes = sizeof(std::size_t) > 4;
+constexpr Number kLargestNumber = {
+    kHasWideSizes ? static_cast<std::size_t>(kFieldLimit) : std::numeric_limits<std::size_t>::max(),
+    static_cast<std::time_t>(kFieldLimit), kHasWideSizes ? "77777777777" : "37777777777",
+    "77777777777"};
+
 INSTANTIATE_TEST_SUITE_P(
     Values, TarNumber,
     testing::Values(Number{0, 0, "0", "0"}, Number{7, 8, "7", "10"},
                     Number{512, 1700000000, "1000", "14524770400"},
-                    Number{8192, 2147483647, "20000", "17777777777"},
-                    Number{8589934591, 8589934591, "77777777777", "77777777777"},
-                    Number{1, 8589934592, "1", "77777777777"},
+                    Number{8192, 2147483647, "20000", "17777777777"}, kLargestNumber,
+                    Number{1, kBeyondTheField, "1", "77777777777"},
                     Number{1, std::numeric_limits<std::time_t>::max(), "1", "77777777777"},
                     Number{1, -1, "1", "0"},
                     Number{1, std::numeric_limits<std::time_t>::min(), "1", "0"}));

@@ -91,7 +91,7 @@ TEST_F(InstallAttackTest, APackageFileChangesOnceItIsVerified) {
   drop("shop.zip", applicationPackage("shop"));
   atLine = [](const std::string& line) {
     if (line == "Checking SHOP.ZIP\n")
-      overwrite(kPackage, std::string(fs::file_size(kPackage), 'x'));
+      overwrite(kPackage, std::string(static_cast<std::size_t>(fs::file_size(kPackage)), 'x'));
   };
 
   EXPECT_EQ(install(), kInstallOk);

@@ -358,7 +358,7 @@ TEST_P(InstallScenarioTest, FaresAsInTheModel) {
       return Scenario(static_cast<unsigned>(seed), facts, terminal).play(results, shapes);
     };
     if (only != nullptr) {
-      const std::size_t seed = std::strtoull(only, nullptr, 10);
+      const std::size_t seed = std::strtoul(only, nullptr, 10);
       if (seed % kTerminals.size() == variant) play(seed);
       return;
     }

@@ -30,7 +30,8 @@ TimeStamp::TimeStamp(long seconds, long nanoseconds)
 TimeStamp TimeStamp::Monotonic() {
   timespec now = {};
   ::clock_gettime(CLOCK_MONOTONIC, &now);
-  return TimeStamp(now.tv_sec, now.tv_nsec);
+  // Since the start of the machine, which 32 bits hold for 68 years.
+  return TimeStamp(static_cast<long>(now.tv_sec), now.tv_nsec);
 }
 
 long TimeStamp::seconds() const { return seconds_; }
