@@ -2,10 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "crypto/signature_file.h"
@@ -113,6 +116,46 @@ TEST_F(PackTest, RemovesApplications) {
   EXPECT_EQ(result.code, 0) << result.errors;
   EXPECT_THAT(namesOf(contentsOf(file_)),
               ElementsAre("manifest.crt", "shop-U.p7s", "shop-U.zip", "tip-U.p7s", "tip-U.zip"));
+}
+
+// What is under way lies beside the package, and in the folder for temporary files.
+TEST_F(PackTest, ASignalLeavesNothingBehind) {
+  const TemporaryDirectory temporary;
+  const std::string command = "echo signing >&2; exec sleep 60";
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    Program wz(
+        {"pack", app_.path(), "-o", file_, "--keys", DEVELOPMENT_KEYS, "--sign-command", command},
+        [&] { setenv("TMPDIR", temporary.path().c_str(), 1); });
+    ASSERT_TRUE(wz.awaitOutput("signing"));
+
+    wz.signal(signal);
+
+    EXPECT_EQ(wz.wait(), -signal);
+    EXPECT_TRUE(fs::is_empty(folder_.path()));
+    EXPECT_TRUE(fs::is_empty(temporary.path()));
+  }
+}
+
+// At any moment: there is the whole package then, or nothing.
+TEST_F(PackTest, ASignalAtAnyMomentLeavesTheWholePackageOrNothing) {
+  const TemporaryDirectory temporary;
+  ASSERT_EQ(pack({app_.path()}, DEVELOPMENT_KEYS).code, 0);
+  const std::string whole = contentOf(file_);
+  constexpr int kTimes = 40;
+  for (int i = 0; i < kTimes; ++i) {
+    fs::remove(file_);
+    Program wz({"pack", app_.path(), "-o", file_, "--keys", DEVELOPMENT_KEYS},
+               [&] { setenv("TMPDIR", temporary.path().c_str(), 1); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(i * 4));
+
+    wz.signal(SIGTERM);
+
+    wz.wait();
+    const bool isMade = fs::exists(file_);
+    EXPECT_THAT(namesIn(folder_.path()), testing::SizeIs(isMade ? 1 : 0));
+    EXPECT_TRUE(!isMade || contentOf(file_) == whole);
+    EXPECT_TRUE(fs::is_empty(temporary.path()));
+  }
 }
 
 TEST_F(PackTest, AProgramThatSignsIsEnough) {

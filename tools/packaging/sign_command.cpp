@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <vector>
 
@@ -70,8 +71,16 @@ int start(const std::string& command, const std::string& signer, int input, int 
   if (const int failure = posix_spawn_file_actions_init(&actions); failure != 0) return failure;
   posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+  // A signal that another thread here waits for would be blocked in the program for good.
+  posix_spawnattr_t attributes;
+  if (const int failure = posix_spawnattr_init(&attributes); failure != 0) return failure;
+  sigset_t none;
+  sigemptyset(&none);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
   const int failure =
-      posix_spawn(&process, "/bin/sh", &actions, nullptr, arguments, environment.data());
+      posix_spawn(&process, "/bin/sh", &actions, &attributes, arguments, environment.data());
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return failure;
 }

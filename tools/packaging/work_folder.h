@@ -1,4 +1,5 @@
-/// A folder for what is on its way to become a file, gone with the object.
+/// A folder for what is on its way to become a file, gone with the object, or with the program when
+/// a signal ends it (temporary_folders.h).
 #ifndef PACKAGING_WORK_FOLDER_H
 #define PACKAGING_WORK_FOLDER_H
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "crypto/authorities.h"
+#include "packaging/temporary_folders.h"
 #include "workstation/terminal/terminal_profile.h"
 #include "wz/commands/commands.h"
 #include "wz/reports/certificate_output.h"
@@ -216,6 +217,7 @@ int inChild(const Body& body) {
   std::fflush(nullptr);
   const pid_t child = _Fork();
   if (child == 0) {
+    packaging::leaveFoldersToParent();
     int code = kEnvironment;
     try {
       code = body();
@@ -225,9 +227,11 @@ int inChild(const Body& body) {
     std::fflush(nullptr);
     _exit(code);
   }
+  packaging::killBeforeRemoval(child > 0 ? child : 0);
   int status = 0;
   while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
+  packaging::killBeforeRemoval(0);
   return child > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : kEnvironment;
 }
 
@@ -246,6 +250,7 @@ int tryOnTerminal(const InspectOptions& options) {
 }  // namespace
 
 int inspect(const InspectOptions& options) {
+  (void)packaging::removeFoldersOnSignals();
   std::error_code failure;
   if (!std::filesystem::is_regular_file(options.file, failure)) {
     printMessage("cannot read " + options.file + ": " +

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "packaging/package_maker.h"
+#include "packaging/temporary_folders.h"
 #include "support/text.h"
 #include "wz/commands/commands.h"
 #include "wz/commands/signing_options.h"
@@ -147,6 +148,7 @@ int packRemovals(const PackOptions& options, const std::string& keys) {
 }  // namespace
 
 int pack(const PackOptions& options) {
+  (void)packaging::removeFoldersOnSignals();
   if (options.folder.empty() == options.removals.empty()) {
     printMessage("name the folder of an application, or applications to remove with --uninstall");
     return kUsage;

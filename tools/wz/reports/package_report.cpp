@@ -19,6 +19,7 @@
 #include "crypto/rsa.h"
 #include "crypto/signature_file.h"
 #include "installer/application_manifest.h"
+#include "packaging/temporary_folders.h"
 #include "support/file_system.h"
 #include "support/text.h"
 #include "wz/reports/packaged_manifest.h"
@@ -54,9 +55,14 @@ class UnnamedFile {
  public:
   UnnamedFile() {
     std::error_code failure;
-    std::string path = std::filesystem::temp_directory_path(failure).string() + "/wz-XXXXXX";
-    number_ = mkostemp(path.data(), O_CLOEXEC);
-    if (number_ >= 0) unlink(path.c_str());
+    const std::string folder = std::filesystem::temp_directory_path(failure).string();
+    number_ = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (number_ >= 0) return;
+    // A file system that cannot make one without a name.
+    std::string path = folder + "/wz-XXXXXX";
+    if (!packaging::makeTemporaryFolder(path)) return;
+    number_ = open((path + "/file").c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    packaging::removeTemporaryFolder(path);
   }
   UnnamedFile(const UnnamedFile&) = delete;
   UnnamedFile& operator=(const UnnamedFile&) = delete;

@@ -1,7 +1,5 @@
 #include "wz/terminal/terminal_copy.h"
 
-#include <stdlib.h>
-
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -9,6 +7,7 @@
 
 #include "installer/application_manifest.h"
 #include "installer/directories.h"
+#include "packaging/temporary_folders.h"
 #include "support/text.h"
 #include "workstation/terminal/terminal_directory.h"
 #include "workstation/terminal/terminal_layout.h"
@@ -83,8 +82,7 @@ void copyExports(const fs::path& from, const fs::path& to) {
 }  // namespace
 
 TerminalCopy::~TerminalCopy() {
-  std::error_code ignored;
-  if (!parent_.empty()) fs::remove_all(parent_, ignored);
+  if (!parent_.empty()) packaging::removeTemporaryFolder(parent_);
 }
 
 bool TerminalCopy::make(const std::string& terminalDir, std::string& error) {
@@ -96,7 +94,7 @@ bool TerminalCopy::make(const std::string& terminalDir, std::string& error) {
   }
   std::error_code failure;
   std::string path = (fs::temp_directory_path(failure) / "wz-try-XXXXXX").string();
-  if (failure || mkdtemp(path.data()) == nullptr) {
+  if (failure || !packaging::makeTemporaryFolder(path)) {
     error = "cannot make a folder for temporary files: " + std::string(std::strerror(errno));
     return false;
   }

@@ -1,5 +1,5 @@
-/// A copy of a terminal for trying things out, gone with the object: its profile, certificates and
-/// everything that installations look at, but none of its applications' own files.
+/// A copy of a terminal for trying things out, gone with the object or the program: its profile,
+/// certificates and everything that installations look at, but none of its applications' own files.
 #ifndef WZ_TERMINAL_TERMINAL_COPY_H
 #define WZ_TERMINAL_TERMINAL_COPY_H
 

@@ -1,0 +1,130 @@
+#include "packaging/temporary_folders.h"
+
+#include <pthread.h>
+#include <stdlib.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <mutex>
+#include <set>
+#include <system_error>
+
+namespace packaging {
+namespace {
+
+constexpr int kWatched[] = {SIGINT, SIGTERM, SIGHUP};
+
+struct Shared {
+  std::mutex mutex;  // guards what follows; kept for good by the thread that ends it all
+  std::set<std::string> folders;  // absolute: the working directory may change
+  pid_t child = 0;
+};
+
+// Never destroyed: the thread may want it while the process ends.
+Shared& shared() {
+  static Shared* const kShared = new Shared;
+  return *kShared;
+}
+
+sigset_t watchedSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : kWatched) {
+    struct sigaction action {};
+    sigaction(number, nullptr, &action);
+    if (action.sa_handler != SIG_IGN) sigaddset(&signals, number);  // as nohup(1) wants it
+  }
+  return signals;
+}
+
+// Other threads go on for the moment and may put something into a folder that is just being
+// emptied, but none can make a new one.
+void removeAllOf(const std::set<std::string>& folders) {
+  for (const std::string& folder : folders) {
+    constexpr int kTries = 1000;
+    std::error_code failure;
+    for (int i = 0; i < kTries; ++i) {
+      std::filesystem::remove_all(folder, failure);
+      if (!failure) break;
+    }
+  }
+}
+
+void endBy(int number) {
+  std::signal(number, SIG_DFL);
+  sigset_t one;
+  sigemptyset(&one);
+  sigaddset(&one, number);
+  pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
+  kill(getpid(), number);
+}
+
+void* awaitSignal(void*) {
+  const sigset_t signals = watchedSignals();
+  int number = 0;
+  while (sigwait(&signals, &number) != 0) {
+  }
+  shared().mutex.lock();  // not let go: who wants to make, remove or move something waits
+  if (shared().child > 0) kill(shared().child, SIGKILL);
+  removeAllOf(shared().folders);
+  endBy(number);
+  return nullptr;
+}
+
+std::string absolutePath(const std::string& path) {
+  std::error_code failure;
+  const std::filesystem::path absolute = std::filesystem::absolute(path, failure);
+  return failure ? path : absolute.string();
+}
+
+}  // namespace
+
+bool removeFoldersOnSignals() {
+  (void)shared();
+  const sigset_t signals = watchedSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  pthread_t thread;
+  if (pthread_create(&thread, nullptr, awaitSignal, nullptr) == 0) {
+    pthread_detach(thread);
+    return true;
+  }
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+  return false;
+}
+
+void leaveFoldersToParent() {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : kWatched) sigaddset(&signals, number);
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+void killBeforeRemoval(pid_t child) {
+  const std::lock_guard lock(shared().mutex);
+  shared().child = child;
+}
+
+bool makeTemporaryFolder(std::string& pattern) {
+  const std::lock_guard lock(shared().mutex);
+  if (mkdtemp(pattern.data()) == nullptr) return false;
+  shared().folders.insert(absolutePath(pattern));
+  return true;
+}
+
+void removeTemporaryFolder(const std::string& path) {
+  const std::lock_guard lock(shared().mutex);
+  std::error_code ignored;
+  std::filesystem::remove_all(path, ignored);
+  shared().folders.erase(absolutePath(path));
+}
+
+bool moveOut(const std::string& from, const std::string& to) {
+  const std::lock_guard lock(shared().mutex);
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+}  // namespace packaging

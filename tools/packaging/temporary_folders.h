@@ -1,0 +1,35 @@
+/// Folders that are to be gone when the program is, also when a signal ends it.
+///
+/// Whoever makes one here removes it here. Any thread may call these functions.
+#ifndef PACKAGING_TEMPORARY_FOLDERS_H
+#define PACKAGING_TEMPORARY_FOLDERS_H
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace packaging {
+
+/// From here on SIGINT, SIGTERM and SIGHUP, unless they were ignored at the start, end the program
+/// only when its folders have been removed. To be called once, before the process has threads: it
+/// starts one. False when there can be none; the signals then act as usual.
+bool removeFoldersOnSignals();
+
+/// Undoes that in a forked process, where that thread is not there, and lets it end with its
+/// parent.
+void leaveFoldersToParent();
+
+/// A child to be killed before the folders are removed, because it writes into them; 0: none.
+void killBeforeRemoval(pid_t child);
+
+/// mkdtemp(3). False with errno.
+[[nodiscard]] bool makeTemporaryFolder(std::string& pattern);
+
+void removeTemporaryFolder(const std::string& path);
+
+/// rename(2), which is either done or not when a signal ends the program. False with errno.
+[[nodiscard]] bool moveOut(const std::string& from, const std::string& to);
+
+}  // namespace packaging
+
+#endif  // PACKAGING_TEMPORARY_FOLDERS_H
