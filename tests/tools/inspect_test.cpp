@@ -3,9 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <stdlib.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "packaging/signer.h"
@@ -57,6 +61,21 @@ class InspectTest : public testing::Test {
     ZipBuilder zip;
     for (const auto& [name, content] : contents) zip.stored(name, content);
     folder_.write("shop.zip", zip.build());
+  }
+
+  // A package that wz pack would not make: its application is signed, and has this file alone.
+  void packForeign(const std::string& manifest, const std::string& content) {
+    app_.write("manifest.mft", kShopManifest);
+    pack();
+    Contents package = contentsOf(file_);
+    package["shop.zip"] = ZipBuilder().file(manifest, content).build();
+    packaging::Signer signer;
+    std::string error;
+    ASSERT_TRUE(
+        signer.load(DEVELOPMENT_KEYS, packaging::SignerRole::kApplication, "", error) &&
+        signer.signArchive(folder_.write("inner", package["shop.zip"]), package["shop.p7s"], error))
+        << error;
+    rebuild(package);
   }
 
   [[nodiscard]] ProgramResult inspect(const std::vector<std::string>& more = {}) const {
@@ -183,16 +202,7 @@ TEST_F(InspectTest, ACertificateOfAnUnknownAuthorityIsExplained) {
 }
 
 TEST_F(InspectTest, AManifestThatIsNotInItsPlaceIsMissed) {
-  pack();
-  Contents package = contentsOf(file_);
-  package["shop.zip"] = ZipBuilder().file("shop/manifest.mft", kShopManifest).build();
-  packaging::Signer signer;
-  std::string error;
-  ASSERT_TRUE(
-      signer.load(DEVELOPMENT_KEYS, packaging::SignerRole::kApplication, "", error) &&
-      signer.signArchive(folder_.write("inner", package["shop.zip"]), package["shop.p7s"], error))
-      << error;
-  rebuild(package);
+  packForeign("shop/manifest.mft", kShopManifest);
 
   const ProgramResult result = inspect();
 
@@ -201,6 +211,45 @@ TEST_F(InspectTest, AManifestThatIsNotInItsPlaceIsMissed) {
               IsSupersetOf(Lines{"  passed  RSA signature: verified with the signer's key",
                                  "  FAILED  manifest in its place: there is no shop.MFT"}));
 }
+
+// ---- Whose name it bears -----------------------------------------------------------------------
+
+constexpr char kBankManifest[] = R"({"application": {"id": "bank", "version": "9"},
+  "sponsors": ["123456"], "desktop": {"file": "index.html"}})";
+
+TEST_F(InspectTest, AnIdThatIsNotTheNameOfTheFileIsWarnedOf) {
+  packForeign("shop.MFT", kBankManifest);
+
+  const ProgramResult result = inspect();
+
+  EXPECT_THAT(linesOf(result.out),
+              Contains("warning: shop.zip: the manifest shop.MFT names the application bank, which "
+                       "is not the name of its file: it would be run with the folder and the "
+                       "stored data of bank"));
+  EXPECT_THAT(inspect({"--json"}).out, HasSubstr("\"warnings\": [\n    \"shop.zip: the manifest"));
+}
+
+TEST_F(InspectTest, TheOwnIdIsNotWarnedOf) {
+  pack();
+
+  EXPECT_THAT(inspect().out, Not(HasSubstr("warning")));
+}
+
+TEST_F(InspectTest, TheIdOfAnInstalledApplicationIsWarnedOf) {
+  app_.write("manifest.mft", kBankManifest);
+  pack();
+  const std::string terminal = makeTerminal();
+  ASSERT_EQ(runWz({"install", "--terminal", terminal, file_}).code, 0);
+  packForeign("shop.MFT", kBankManifest);
+  const char* const warning =
+      "warning: shop.zip: the manifest shop.MFT takes the id bank of an application that is "
+      "installed on the terminal under the name BANK";
+
+  EXPECT_THAT(inspect({"--terminal", terminal}).out, HasSubstr(warning));
+  EXPECT_THAT(runWz({"install", "--terminal", terminal, file_}).out, HasSubstr(warning));
+}
+
+// ---- What is no package ------------------------------------------------------------------------
 
 TEST_F(InspectTest, WhatIsNoArchiveIsRejected) {
   folder_.write("shop.zip", "no archive");
@@ -268,6 +317,23 @@ TEST_F(InspectTest, ATerminalThatWouldNotKeepItSaysWhy) {
   EXPECT_STREQ(document["onTerminal"]["packages"][0]["reasons"][0].GetString(),
                "Error: Invalid sponsor list '654321' for installing 'shop', expecting sponsor "
                "'123456'");
+}
+
+TEST_F(InspectTest, ASignalAtAnyMomentLeavesNothing) {
+  pack();
+  const std::string terminal = makeTerminal();
+  const TemporaryDirectory temporary;
+  constexpr int kTimes = 40;
+  for (int i = 0; i < kTimes; ++i) {
+    Program wz({"inspect", file_, "--terminal", terminal},
+               [&] { setenv("TMPDIR", temporary.path().c_str(), 1); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(i * 5));
+
+    wz.signal(i % 2 == 0 ? SIGTERM : SIGINT);
+
+    wz.wait();
+    EXPECT_TRUE(fs::is_empty(temporary.path())) << i;
+  }
 }
 
 TEST_F(InspectTest, AFolderThatIsNoTerminalIsNamed) {

@@ -96,6 +96,7 @@ void printWords(const PackageReport& report) {
   }
   for (const InnerPackage& inner : report.inners) printInner(inner);
   if (report.inners.empty()) printLine("  there is no archive in it, so that nothing is installed");
+  for (const std::string& warning : report.warnings) printLine("warning: " + warning);
 }
 
 // ---- As JSON -----------------------------------------------------------------------------------
@@ -178,6 +179,7 @@ void putReport(JsonWriter& writer, const PackageReport& report) {
           });
   putRows(writer, "archives", report.inners,
           [&writer](const InnerPackage& inner) { putInner(writer, inner); });
+  putTexts(writer, "warnings", report.warnings);
 }
 
 // ---- On a terminal -----------------------------------------------------------------------------

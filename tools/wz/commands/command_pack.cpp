@@ -74,6 +74,7 @@ bool verify(const std::string& made, const std::string& keys, const SigningAutho
 }
 
 void printMade(const std::string& file, const PackageReport& report) {
+  for (const std::string& warning : report.warnings) printMessage("warning: " + warning);
   std::error_code failure;
   printLine("made " + file + ", " + std::to_string(std::filesystem::file_size(file, failure)) +
             " octets");

@@ -22,6 +22,7 @@
 #include "packaging/temporary_folders.h"
 #include "support/file_system.h"
 #include "support/text.h"
+#include "wz/reports/identity_warnings.h"
 #include "wz/reports/packaged_manifest.h"
 
 namespace wz {
@@ -400,6 +401,7 @@ PackageReport examinePackage(const std::string& file, std::span<const Authority>
     if (!isLookedAt(entry->first) || !wzapp::toUpper(entry->first).ends_with(".ZIP")) continue;
     report.inners.push_back(InnerExamination(archive, entry, sizes, trust, report).run());
   }
+  report.warnings = identityWarnings(report.inners);
   return report;
 }
 

@@ -73,6 +73,7 @@ struct PackageReport {
   std::vector<PackageEntry> entries;
   std::vector<PackageCertificate> certificates;
   std::vector<InnerPackage> inners;
+  std::vector<std::string> warnings;  ///< would be installed, but may not be what was meant
 
   /// Whether every inner package would be taken by a terminal that has the roots of these
   /// authorities, and there is one.

@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "support/text.h"
+#include "wz/reports/identity_warnings.h"
 #include "wz/reports/output.h"
 #include "wz/words/exit_code.h"
 #include "wzapp/wzapp.h"
@@ -100,7 +102,7 @@ void addOnce(const Reasons& more, Reasons& reasons) {
 
 PackageOutcome judgePackage(const WaitingPackage& package, const InstalledApplications& now,
                             const InstallLog& log) {
-  PackageOutcome outcome{package.file, true, log.ofPackage(package.name)};
+  PackageOutcome outcome{package.file, true, log.ofPackage(package.name), {}};
   if (std::ranges::any_of(outcome.reasons, isError)) outcome.isDone = false;
   if (package.report.inners.empty()) {
     outcome.isDone = false;
@@ -124,6 +126,15 @@ PackageOutcome judgePackage(const WaitingPackage& package, const InstalledApplic
     addOnce({who + whatIsMissing(inner.kind)}, outcome.reasons);
   }
   return outcome;
+}
+
+std::vector<std::string> warningsAbout(const WaitingPackage& package,
+                                       const InstalledApplications& before) {
+  std::vector<std::string> warnings = package.report.warnings;
+  for (std::string& warning : takenIdWarnings(package.report.inners, before)) {
+    warnings.push_back(std::move(warning));
+  }
+  return warnings;
 }
 
 // ---- In words ----------------------------------------------------------------------------------
@@ -154,6 +165,7 @@ InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
     compare(before, now, log, outcome.changes);
     for (const WaitingPackage& package : packages) {
       outcome.packages.push_back(judgePackage(package, now, log));
+      outcome.packages.back().warnings = warningsAbout(package, before);
     }
     outcome.log = log.lines();
   }
@@ -179,6 +191,7 @@ void printOutcome(const InstallOutcome& outcome) {
   for (const PackageOutcome& package : outcome.packages) {
     printLine((package.isDone ? "done " : "rejected ") + package.file);
     printReasons(package.reasons);
+    for (const std::string& warning : package.warnings) printLine("  warning: " + warning);
   }
 }
 
@@ -194,6 +207,7 @@ void putOutcome(JsonWriter& writer, const InstallOutcome& outcome) {
     putText(writer, "file", package.file);
     putFlag(writer, "done", package.isDone);
     putTexts(writer, "reasons", package.reasons);
+    putTexts(writer, "warnings", package.warnings);
     writer.EndObject();
   }
   writer.EndArray();

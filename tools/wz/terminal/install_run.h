@@ -21,8 +21,9 @@ struct WaitingPackage {
 
 struct PackageOutcome {
   std::string file;
-  bool isDone = false;  ///< what it was for has come about
-  Reasons reasons;      ///< why not; also what was said about it all the same
+  bool isDone = false;                ///< what it was for has come about
+  Reasons reasons;                    ///< why not; also what was said about it all the same
+  std::vector<std::string> warnings;  ///< of ids that are, or were by then, those of others
 };
 
 struct ApplicationChange {
