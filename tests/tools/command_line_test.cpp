@@ -4,15 +4,19 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "tests/builders/temporary_directory.h"
 #include "tests/builders/test_terminal.h"
+#include "tests/tools/key_files.h"
 #include "tests/tools/program.h"
 
 namespace wzapp_test {
@@ -123,12 +127,82 @@ INSTANTIATE_TEST_SUITE_P(
             "Memory", {"terminal", "create", "/nowhere/t", "--memory", "lots"}, "--memory"}),
     [](const testing::TestParamInfo<WrongCommandLine>& row) { return row.param.name; });
 
-TEST(EnvironmentTest, ACommandNeedsATerminal) {
+// ---- The user's own terminal -------------------------------------------------------------------
+
+class OwnTerminalTest : public testing::Test {
+ protected:
+  // In the surroundings of a user whose home is a folder of this test.
+  ProgramResult runAtHome(const Arguments& arguments, const std::string& data = "") const {
+    return runWz(arguments, [&] {
+      withoutTerminal();
+      setenv("HOME", home_.path().c_str(), 1);
+      if (data.empty()) {
+        unsetenv("XDG_DATA_HOME");
+      } else {
+        setenv("XDG_DATA_HOME", data.c_str(), 1);
+      }
+    });
+  }
+
+  TemporaryDirectory home_;
+  std::string own_ = home_ / ".local/share/wzapp/terminal";
+};
+
+TEST_F(OwnTerminalTest, IsMadeAtItsFirstUseAndSaidOnce) {
+  const ProgramResult first = runAtHome({"list"});
+  const ProgramResult second = runAtHome({"list"});
+
+  EXPECT_EQ(first.code, 0);
+  EXPECT_EQ(first.errors, "wz: made the terminal " + own_ +
+                              " for commands that name none (with --terminal or WZ_TERMINAL)\n");
+  EXPECT_EQ(second.code, 0);
+  EXPECT_EQ(second.errors, "");
+  EXPECT_TRUE(std::filesystem::exists(own_ + "/terminal.json"));
+}
+
+TEST_F(OwnTerminalTest, LiesInTheDataFolderThatTheUserChose) {
+  EXPECT_EQ(runAtHome({"list"}, home_ / "data").code, 0);
+
+  EXPECT_TRUE(std::filesystem::exists(home_ / "data/wzapp/terminal/terminal.json"));
+  EXPECT_FALSE(std::filesystem::exists(own_));
+}
+
+// XDG Base Directory Specification: such paths are to be ignored.
+TEST_F(OwnTerminalTest, ARelativeDataFolderDoesNotCount) {
+  EXPECT_EQ(runAtHome({"list"}, "data").code, 0);
+
+  EXPECT_TRUE(std::filesystem::exists(own_ + "/terminal.json"));
+}
+
+TEST_F(OwnTerminalTest, SeveralFirstUsesAtOnceAllSucceed) {
+  std::vector<std::thread> users;
+  std::atomic<int> done{0};
+  for (int i = 0; i < 6; ++i) {
+    users.emplace_back([&] { done += runAtHome({"list"}).code == 0 ? 1 : 0; });
+  }
+  for (std::thread& user : users) user.join();
+
+  EXPECT_EQ(done, 6);
+  EXPECT_THAT(namesIn(home_ / ".local/share/wzapp"), testing::ElementsAre("terminal"));
+}
+
+TEST_F(OwnTerminalTest, EveryCommandUsesIt) {
+  EXPECT_EQ(runAtHome({"exec", "--", "test", "-d", "/mnt/flash/etc"}).code, 1);
+  EXPECT_EQ(runAtHome({"certs", "-o", home_ / "certs.tar"}).code, 0);
+  EXPECT_EQ(runAtHome({"notify", "till", "PAID"}).errors, "wz: nobody listens for PAID at till\n");
+  EXPECT_EQ(runAtHome({"listen", "till", "PAID", "--timeout", "0.01"}).code, 0);
+}
+
+TEST_F(OwnTerminalTest, WithoutAnyPlaceForOneATerminalMustBeNamed) {
   for (const Arguments& arguments :
        {Arguments{"run", "shop"}, Arguments{"listen", "till", "PAID"},
         Arguments{"notify", "till", "PAID"}, Arguments{"reply", "till", "PAY", "1"},
         Arguments{"certs", "-o", "-"}}) {
-    const ProgramResult result = runWz(arguments, withoutTerminal);
+    const ProgramResult result = runWz(arguments, [] {
+      withoutTerminal();
+      unsetenv("HOME");
+      unsetenv("XDG_DATA_HOME");
+    });
 
     EXPECT_EQ(result.code, kEnvironment) << arguments.front();
     EXPECT_THAT(result.errors, HasSubstr("which terminal? Name its folder with --terminal DIR"));

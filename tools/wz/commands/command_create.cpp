@@ -4,7 +4,7 @@
 
 #include "wz/commands/commands.h"
 #include "wz/reports/output.h"
-#include "wz/terminal/development_roots.h"
+#include "wz/terminal/own_terminal.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -22,14 +22,6 @@ bool readDisplay(const std::string& text, workstation::TerminalProfile& profile)
   if (cross == std::string::npos) return false;
   return readNumber(std::string_view(text).substr(0, cross), profile.displayWidth) &&
          readNumber(std::string_view(text).substr(cross + 1), profile.displayHeight);
-}
-
-// So that packages signed with development keys are taken by the terminals of a library that trusts
-// those. With a product's own authorities there are none.
-void addDevelopmentRoots(workstation::NewTerminal& terminal) {
-  for (const DevelopmentRoot& root : developmentRoots()) {
-    terminal.ownRoots.push_back({root.fileName, std::string(root.der.begin(), root.der.end())});
-  }
 }
 
 }  // namespace

@@ -18,9 +18,9 @@ std::string footer(const std::string& examples) {
 
 void addTerminal(CLI::App& command, std::string& terminal) {
   command
-      .add_option(
-          "--terminal", terminal,
-          "Folder of the terminal (default: what the\nenvironment variable WZ_TERMINAL says)")
+      .add_option("--terminal", terminal,
+                  "Folder of the terminal (default: what the\nenvironment variable WZ_TERMINAL "
+                  "says, or one among\nyour data that is made at its first use)")
       ->type_name("DIR");
 }
 

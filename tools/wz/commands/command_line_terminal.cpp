@@ -2,23 +2,16 @@
 
 #include "wz/commands/command_line.h"
 #include "wz/commands/commands.h"
+#include "wz/terminal/own_terminal.h"
 
 namespace wz {
 
 void addTerminalCommands(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<CreateOptions>();
   CreateOptions& options = *kept;
+  options.terminal = defaultTerminal();
   workstation::TerminalProfile& profile = options.terminal.profile;
   workstation::TerminalExports& exports = options.terminal.exports;
-  profile.serial = "10000000001";
-  profile.model = "T30";
-  profile.displayColour = true;
-  profile.memoryKB = 524288;
-  profile.keys = 15;
-  profile.touch = true;
-  profile.sponsorId = "123456";
-  profile.sponsorText = "Example sponsor";
-  exports.triggers = {"CARD_PRESENTED", "RECEIPT"};
 
   CLI::App& terminal = *app.add_subcommand("terminal", "Make terminals");
   terminal.require_subcommand(1);

@@ -3,18 +3,13 @@
 #include "workstation/terminal/terminal_namespace.h"
 #include "workstation/terminal/terminal_profile.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/own_terminal.h"
 
 namespace wz {
 
 bool enterChosenTerminal(const std::string& terminalDir) {
-  const std::string directory =
-      terminalDir.empty() ? workstation::terminalDirectory() : terminalDir;
-  if (directory.empty()) {
-    printMessage(
-        "which terminal? Name its folder with --terminal DIR or in the environment variable "
-        "WZ_TERMINAL; make one with: wz terminal create DIR");
-    return false;
-  }
+  std::string directory = terminalDir.empty() ? workstation::terminalDirectory() : terminalDir;
+  if (directory.empty() && !findOwnTerminal(directory)) return false;
   std::string error;
   if (workstation::enterTerminal(directory, error)) return true;
   printMessage(error);
@@ -22,7 +17,10 @@ bool enterChosenTerminal(const std::string& terminalDir) {
 }
 
 bool Session::begin(const std::string& terminalDir) {
-  if (!enterChosenTerminal(terminalDir)) return false;
+  return enterChosenTerminal(terminalDir) && beginBus();
+}
+
+bool Session::beginBus() {
   std::string error;
   if (bus_.begin(workstation::terminalDirectory(), error)) return true;
   printMessage(error);

@@ -8,8 +8,9 @@
 
 namespace wz {
 
-/// Enters `terminalDir`, or the terminal that WZ_TERMINAL names when that is empty. To be called
-/// before the process has threads. False after a message.
+/// Enters `terminalDir`; when that is empty the terminal that WZ_TERMINAL names, and otherwise the
+/// user's own, which is made when it is not there (own_terminal.h). To be called before the process
+/// has threads. False after a message.
 [[nodiscard]] bool enterChosenTerminal(const std::string& terminalDir);
 
 /// Being inside a terminal, with its message bus running. There is one in a process.
@@ -17,6 +18,9 @@ class Session {
  public:
   /// Enters as enterChosenTerminal does, and sees to it that the terminal's bus runs.
   [[nodiscard]] bool begin(const std::string& terminalDir);
+
+  /// The second half, for a process that is inside already.
+  [[nodiscard]] bool beginBus();
 
  private:
   workstation::BusUse bus_;
