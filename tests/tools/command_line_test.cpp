@@ -93,7 +93,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCommandLine{"UnknownOption", {"run", "shop", "--fast"}, "--fast"},
         WrongCommandLine{"TerminalAlone", {"terminal"}, "subcommand"},
         WrongCommandLine{"NoDirectory", {"terminal", "create"}, "DIR"},
-        WrongCommandLine{"NoApplication", {"run"}, "APP"},
+        WrongCommandLine{"NoApplication", {"run"}, "name an application, or its folder"},
         WrongCommandLine{"KeysAlone", {"keys"}, "subcommand"},
         WrongCommandLine{"NoKeyDirectory", {"keys", "init"}, "DIR"},
         WrongCommandLine{"NoCertificate", {"keys", "show"}, "FILE"},

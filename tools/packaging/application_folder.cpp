@@ -252,6 +252,11 @@ ApplicationFolder readApplicationFolder(const std::string& path, Findings& findi
   return folder;
 }
 
+bool checkManifestForm(const std::string& path, Findings& findings) {
+  zelipc::JSObject manifest;
+  return checkForm(path, wzapp::readJSONFile(manifest, path), findings);
+}
+
 std::string whyNoApplicationId(const std::string& id) {
   if (id.empty()) return "is missing; write \"application\": {\"id\": \"...\"}";
   if (id.size() > kLongestId) {

@@ -41,6 +41,10 @@ struct Findings {
 /// Reads the folder. The result is good when there are no errors.
 [[nodiscard]] ApplicationFolder readApplicationFolder(const std::string& path, Findings& findings);
 
+/// Whether a terminal can read the manifest `path` in one of its two forms. An error, or a warning
+/// about the form, is put into `findings`.
+[[nodiscard]] bool checkManifestForm(const std::string& path, Findings& findings);
+
 /// Why `id` cannot be that of an installed application, as the rest of a sentence; empty when it
 /// can.
 [[nodiscard]] std::string whyNoApplicationId(const std::string& id);

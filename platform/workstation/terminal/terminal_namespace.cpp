@@ -1,12 +1,8 @@
 #include "workstation/terminal/terminal_namespace.h"
 
 #include <fcntl.h>
-#include <linux/capability.h>
-#include <sched.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,11 +11,11 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
-#include <vector>
 
 #include "workstation/terminal/accounts.h"
 #include "workstation/terminal/covered_folder.h"
 #include "workstation/terminal/owner_check.h"
+#include "workstation/terminal/private_namespaces.h"
 #include "workstation/terminal/terminal_layout.h"
 #include "workstation/terminal/terminal_profile.h"
 
@@ -36,8 +32,7 @@ constexpr unsigned kOrdinaryId = 1000;
 struct Entry {
   std::string terminal;  // absolute, without links
   TerminalProfile profile;
-  unsigned outerUid = 0, outerGid = 0;
-  unsigned innerUid = 0, innerGid = 0;
+  NamespaceIds ids;
   std::string& error;
 };
 
@@ -113,34 +108,9 @@ bool readProfile(Entry& entry) {
   return false;
 }
 
-bool writeOnce(const char* path, const std::string& text) {
-  const int file = open(path, O_WRONLY | O_CLOEXEC);
-  if (file < 0) return false;
-  const ssize_t written = write(file, text.data(), text.size());
-  const int code = errno;
-  close(file);
-  errno = code;
-  return written == static_cast<ssize_t>(text.size());
-}
-
-std::string mapLine(unsigned inner, unsigned outer) {
-  return std::to_string(inner) + " " + std::to_string(outer) + " 1\n";
-}
-
 bool makeNamespaces(Entry& entry) {
-  if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return fail(entry, "unshare");
-  if (!writeOnce("/proc/self/setgroups", "deny")) return fail(entry, "/proc/self/setgroups");
-  if (!writeOnce("/proc/self/uid_map", mapLine(entry.innerUid, entry.outerUid))) {
-    return fail(entry, "/proc/self/uid_map");
-  }
-  if (!writeOnce("/proc/self/gid_map", mapLine(entry.innerGid, entry.outerGid))) {
-    return fail(entry, "/proc/self/gid_map");
-  }
-  // What is mounted on the machine later still shows here; nothing done here shows there.
-  if (mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0) {
-    return fail(entry, "making mounts private");
-  }
-  return true;
+  const char* const step = makePrivateNamespaces(entry.ids);
+  return step == nullptr || fail(entry, step);
 }
 
 // Keeps the entry of `folder` below which `path` lies, if it does.
@@ -203,11 +173,11 @@ bool replaceAccounts(Entry& entry) {
   if (mount("accounts", kScratch, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") != 0) {
     return fail(entry, kScratch);
   }
-  if (!replaceFile("/etc/group", groupFile(entry.innerGid), "/mnt/group")) {
+  if (!replaceFile("/etc/group", groupFile(entry.ids.innerGid), "/mnt/group")) {
     return fail(entry, "/etc/group");
   }
-  const bool assumed = entry.innerUid != entry.outerUid;
-  const std::string passwd = passwdFile(entry.innerUid, entry.innerGid, assumed);
+  const bool assumed = entry.ids.innerUid != entry.ids.outerUid;
+  const std::string passwd = passwdFile(entry.ids.innerUid, entry.ids.innerGid, assumed);
   if (!passwd.empty() && !replaceFile("/etc/passwd", passwd, "/mnt/passwd")) {
     return fail(entry, "/etc/passwd");
   }
@@ -223,19 +193,8 @@ bool sealFolders(Entry& entry) {
 }
 
 bool dropCapabilities(Entry& entry) {
-  for (unsigned long capability = 0; capability <= CAP_LAST_CAP; ++capability) {
-    // EINVAL: a capability that this kernel does not know yet.
-    if (prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0 && errno != EINVAL) {
-      return fail(entry, "dropping capabilities");
-    }
-  }
-  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-  const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
-  if (prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0) != 0 ||
-      syscall(SYS_capset, &header, none) != 0) {
-    return fail(entry, "dropping capabilities");
-  }
-  return true;
+  const char* const step = dropAllCapabilities();
+  return step == nullptr || fail(entry, step);
 }
 
 // The working directory was opened in a folder that is covered now; its name leads to the same
@@ -251,9 +210,9 @@ void reopenWorkingDir(const char* path, const struct stat& before) {
 
 bool enterTerminal(const std::string& terminalDir, std::string& error) {
   const unsigned uid = geteuid(), gid = getegid();
-  Entry entry{"", TerminalProfile(), uid, gid, uid, gid, error};
-  if (uid == 0) entry.innerUid = kOrdinaryId;
-  if (gid == 0) entry.innerGid = kOrdinaryId;
+  Entry entry{"", TerminalProfile(), {uid, gid, uid, gid}, error};
+  if (uid == 0) entry.ids.innerUid = kOrdinaryId;
+  if (gid == 0) entry.ids.innerGid = kOrdinaryId;
   char buffer[PATH_MAX];
   const char* const workingDir = getcwd(buffer, sizeof(buffer));
   struct stat workingDirStatus {};

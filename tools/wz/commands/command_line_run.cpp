@@ -13,10 +13,10 @@ void addRun(CLI::App& app, Action& action) {
   command
       .add_option("APP", options.application,
                   "Id of an installed application; or a folder with a\n"
-                  "manifest.mft, installed for as long as it runs, if none\n"
-                  "of its id is (./NAME is always a folder)")
-      ->required()
+                  "manifest.mft, which stands in for what is installed\n"
+                  "under its id (./NAME is always a folder)")
       ->type_name("");
+  command.add_option("--folder", options.folder, "A folder, instead of APP")->type_name("DIR");
   addTerminal(command, options.terminal);
   command
       .add_option("--entry", options.entry,

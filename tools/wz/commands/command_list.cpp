@@ -1,16 +1,28 @@
+#include <algorithm>
 #include <string>
+#include <vector>
 
+#include "support/text.h"
 #include "wz/commands/commands.h"
 #include "wz/reports/installed_applications.h"
 #include "wz/reports/json_output.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/application.h"
 #include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
 namespace {
 
-void printWords(const InstalledApplications& applications) {
+const RunningFolder* standInFor(const std::string& upperId,
+                                const std::vector<RunningFolder>& running) {
+  const auto isIt = [&](const RunningFolder& one) { return wzapp::toUpper(one.id) == upperId; };
+  const auto found = std::ranges::find_if(running, isIt);
+  return found == running.end() ? nullptr : &*found;
+}
+
+void printWords(const InstalledApplications& applications,
+                const std::vector<RunningFolder>& running) {
   bool isEmpty = true;
   for (const auto& [upperId, application] : applications) {
     if (!application.isInstalled) continue;
@@ -22,13 +34,16 @@ void printWords(const InstalledApplications& applications) {
     line += application.marketplaceFolder.empty()
                 ? "  no marketplace manifest: the next installation removes it"
                 : "  for" + (sponsors.empty() ? " no sponsor" : sponsors);
+    const RunningFolder* const standIn = standInFor(upperId, running);
+    if (standIn != nullptr) line += "; " + standIn->folder + " is being run in its place";
     printLine(line);
   }
   if (isEmpty) printLine("no application is installed");
 }
 
-void printJson(const InstalledApplications& applications) {
-  printJsonObject([&applications](JsonWriter& writer) {
+void printJson(const InstalledApplications& applications,
+               const std::vector<RunningFolder>& running) {
+  printJsonObject([&](JsonWriter& writer) {
     writer.Key("applications");
     writer.StartArray();
     for (const auto& [upperId, application] : applications) {
@@ -38,6 +53,16 @@ void printJson(const InstalledApplications& applications) {
       putText(writer, "version", application.version);
       putFlag(writer, "hasMarketplaceManifest", !application.marketplaceFolder.empty());
       putTexts(writer, "sponsors", application.sponsors);
+      putFlag(writer, "hasStandIn", standInFor(upperId, running) != nullptr);
+      writer.EndObject();
+    }
+    writer.EndArray();
+    writer.Key("standIns");
+    writer.StartArray();
+    for (const RunningFolder& one : running) {
+      writer.StartObject();
+      putText(writer, "id", one.id);
+      putText(writer, "folder", one.folder);
       writer.EndObject();
     }
     writer.EndArray();
@@ -49,10 +74,11 @@ void printJson(const InstalledApplications& applications) {
 int listApplications(const ListOptions& options) {
   if (!enterChosenTerminal(options.terminal)) return kEnvironment;
   const InstalledApplications applications = findInstalledApplications();
+  const std::vector<RunningFolder> running = runningFolders();
   if (options.asJson) {
-    printJson(applications);
+    printJson(applications, running);
   } else {
-    printWords(applications);
+    printWords(applications, running);
   }
   return kDone;
 }

@@ -103,24 +103,44 @@ bool prepareConfigRoot() {
   return wzapp::wzAppRun(none, 0, nullptr, nullptr, {}, nullptr, nullptr) != kUnusableRoot;
 }
 
-// An id before a folder of the same name; a path with a "/" is always a folder.
-int findApplication(const RunOptions& options, PlacedFolder& placed, Application& application) {
-  const bool isPath = options.application.find('/') != std::string::npos;
-  if (!isPath && findInstalled(options.application, application)) return kDone;
+bool isFolder(const std::string& path) {
   std::error_code failure;
-  const std::filesystem::path folder = std::filesystem::canonical(options.application, failure);
-  if (failure || !std::filesystem::is_directory(folder, failure)) {
-    printMessage("there is no application " + options.application +
-                 ": neither is one of that id installed, nor is there a folder of that name");
+  return std::filesystem::is_directory(path, failure);
+}
+
+// The folder stands in for an installed application, so that what runs is what is being worked on.
+int placeFolder(const std::string& path, StandIn& standIn, Application& application) {
+  std::error_code failure;
+  const std::filesystem::path folder = std::filesystem::canonical(path, failure);
+  if (failure || !isFolder(folder.string())) {
+    printMessage("there is no folder " + path);
     return kUsage;
   }
-  std::string error;
-  if (!placed.place(folder.string(), error)) {
-    printMessage(error);
-    return kEnvironment;
+  packaging::Findings findings;
+  const bool isPlaced = standIn.place(folder.string(), findings);
+  for (const std::string& warning : findings.warnings) printMessage("warning: " + warning);
+  for (const std::string& error : findings.errors) printMessage(error);
+  application = standIn.application();
+  if (isPlaced) return kDone;
+  return application.id.empty() ? kApplicationFailed : kEnvironment;
+}
+
+// A path with a "/" is a folder; of a plain name an installed application comes before a folder.
+int findApplication(const RunOptions& options, StandIn& standIn, Application& application) {
+  if (!options.folder.empty()) return placeFolder(options.folder, standIn, application);
+  const std::string& name = options.application;
+  const bool isPath = name.find('/') != std::string::npos;
+  if (!isPath && findInstalled(name, application)) {
+    if (isFolder(name)) {
+      printMessage("running the installed application " + name +
+                   "; the folder of that name is run by: wz run ./" + name);
+    }
+    return kDone;
   }
-  application = placed.application();
-  return kDone;
+  if (isPath || isFolder(name)) return placeFolder(name, standIn, application);
+  printMessage("there is no application " + name +
+               ": neither is one of that id installed, nor is there a folder of that name");
+  return kUsage;
 }
 
 int explainStart(int code, const RunOptions& options, const Application& application) {
@@ -252,17 +272,22 @@ int runFound(const RunOptions& options, const Application& application,
 
 int runApplication(const RunOptions& given) {
   RunOptions options = given;
+  if (options.application.empty() == options.folder.empty()) {
+    printMessage("name an application, or its folder with --folder DIR");
+    return kUsage;
+  }
   Properties parameters;
   if (!readParameters(options, parameters)) return kUsage;
   if (!options.screenshot.empty()) {
     options.screenshot = std::filesystem::absolute(options.screenshot).string();
   }
   watchInterrupts();
-  Session session;
-  if (!session.begin(options.terminal) || !prepareConfigRoot()) return kEnvironment;
-  PlacedFolder placed;
+  if (!enterChosenTerminal(options.terminal) || !prepareConfigRoot()) return kEnvironment;
+  StandIn standIn;
   Application application;
-  if (const int code = findApplication(options, placed, application); code != kDone) return code;
+  if (const int code = findApplication(options, standIn, application); code != kDone) return code;
+  Session session;
+  if (!session.beginBus()) return kEnvironment;
 
   RunEvents events;
   workstation::BrowserOptions browser;

@@ -21,7 +21,8 @@ int createTerminal(const CreateOptions& options);
 
 struct RunOptions {
   std::string terminal;     // empty: WZ_TERMINAL
-  std::string application;  // id, or folder
+  std::string application;  // id, or folder; or
+  std::string folder;       // always a folder
   std::string entry = "desktop";
   std::vector<std::string> parameters;  // KEY=VALUE each
   bool headless = false;

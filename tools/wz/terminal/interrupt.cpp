@@ -5,18 +5,14 @@
 
 #include <atomic>
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdint>
-#include <cstring>
 
 namespace wz {
 namespace {
 
 // All of this is read by a signal handler, so nothing here allocates or locks.
 std::atomic<int> signalCount{0};
-std::atomic<bool> hasPath{false};
-char pathToUnlink[PATH_MAX];
 int eventDescriptor = -1;
 
 void onSignal(int number) {
@@ -27,7 +23,6 @@ void onSignal(int number) {
     errno = savedError;
     return;
   }
-  if (hasPath.load()) unlink(pathToUnlink);
   std::signal(number, SIG_DFL);
   raise(number);  // delivered when this handler returns
 }
@@ -51,12 +46,5 @@ void watchInterrupts() {
 bool interrupted() { return signalCount.load() > 0; }
 
 int interruptDescriptor() { return eventDescriptor; }
-
-void unlinkWhenKilled(const std::string& path) {
-  hasPath = false;
-  if (path.empty() || path.size() >= sizeof(pathToUnlink)) return;
-  std::memcpy(pathToUnlink, path.c_str(), path.size() + 1);
-  hasPath = true;
-}
 
 }  // namespace wz

@@ -2,8 +2,6 @@
 #ifndef WZ_TERMINAL_INTERRUPT_H
 #define WZ_TERMINAL_INTERRUPT_H
 
-#include <string>
-
 namespace wz {
 
 /// Begins to watch the three signals; to be called before the process has threads. Until then, and
@@ -15,9 +13,6 @@ bool interrupted();
 
 /// Becomes and stays readable once a signal has come, for poll(2). -1 before watchInterrupts.
 int interruptDescriptor();
-
-/// A file to be unlinked when a second signal ends the process at once. Empty: none.
-void unlinkWhenKilled(const std::string& path);
 
 }  // namespace wz
 
