@@ -1,7 +1,5 @@
 #include "packaging/application_folder.h"
 
-#include <rapidjson/document.h>
-#include <rapidjson/error/en.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 #include <system_error>
 
 #include "installer/application_manifest.h"
+#include "packaging/json_problem.h"
 #include "runtime/manifest_entry.h"
 #include "support/config_file.h"
 #include "support/file_system.h"
@@ -100,22 +99,9 @@ class FolderReader {
 
 // ---- The manifest ------------------------------------------------------------------------------
 
-// "line 3, column 7": positions count from 1, columns in octets.
-std::string positionIn(const std::string& text, std::size_t offset) {
-  const std::string_view before = std::string_view(text).substr(0, offset);
-  const auto line = 1 + std::ranges::count(before, '\n');
-  const std::size_t start = before.rfind('\n');
-  const std::size_t column = start == std::string_view::npos ? offset + 1 : offset - start;
-  return "line " + std::to_string(line) + ", column " + std::to_string(column);
-}
-
 std::string jsonProblem(const std::string& text) {
-  rapidjson::Document document;
-  document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(
-      text.data(), text.size());
-  if (!document.HasParseError()) return "JSON that terminals do not read";
-  return std::string("no JSON: ") + rapidjson::GetParseError_En(document.GetParseError()) + " (" +
-         positionIn(text, document.GetErrorOffset()) + ")";
+  const std::string why = whyNoJson(text);
+  return why.empty() ? "JSON that terminals do not read" : "no JSON: " + why;
 }
 
 // False after an error for a file that a terminal reads in neither form.

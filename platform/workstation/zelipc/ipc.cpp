@@ -3,6 +3,7 @@
 #include "workstation/zelipc/zelipc_export.h"
 
 #include "workstation/zelipc/messaging.h"
+#include "workstation/zelipc/raw_notification.h"
 
 namespace zelipc {
 namespace {
@@ -25,6 +26,12 @@ int ipcNotify(const std::string& to, const std::string& name, const JSObject& pa
               unsigned int flags, const std::string& from) {
   return guarded(
       [&](Messaging& messaging) { return messaging.notify(to, name, payload, flags, from); });
+}
+
+int ipcNotifyText(const std::string& to, const std::string& name, const std::string& text,
+                  unsigned int flags, const std::string& from) {
+  return guarded(
+      [&](Messaging& messaging) { return messaging.notifyText(to, name, text, flags, from); });
 }
 
 // There are no options.

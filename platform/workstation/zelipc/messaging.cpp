@@ -312,6 +312,31 @@ int Messaging::notify(const std::string& to, const std::string& name,
   return kIpcDone;
 }
 
+int Messaging::notifyText(const std::string& to, const std::string& name, const std::string& text,
+                          unsigned flags, const std::string& from) {
+  if (text.empty()) return kIpcInvalid;
+  const int started = start();
+  if (started != kIpcDone) return started;
+  auto notification = std::make_shared<Notification>();
+  notification->from = from;
+  notification->to = to;
+  notification->name = name;
+  notification->flags = flags;
+  notification->text = text;
+  const Audience audience = audienceOf(to);
+  notification->number = audience.number;
+
+  bool sent = false;
+  if (connected_) {
+    const int code = sendToBus(notification, !audience.isHere && audience.hearsErrors, sent);
+    if (code != kIpcDone) return code;
+  }
+  const bool isError = !audience.isHere;
+  if (isError && (sent || !audience.hearsErrors)) return kIpcDone;
+  enqueue(std::move(notification), isError);
+  return kIpcDone;
+}
+
 Messaging::Audience Messaging::audienceOf(const std::string& address) {
   const std::lock_guard lock(mutex_);
   return {registrations_.hasAddress(address), !registrations_.errorReceivers().empty(),

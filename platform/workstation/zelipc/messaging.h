@@ -34,7 +34,7 @@ namespace workstation {
 /// Results of the exported functions.
 enum IpcResult : int {
   kIpcDone = 0,
-  kIpcInvalid = -1,        ///< no callback
+  kIpcInvalid = -1,        ///< no callback, or no text
   kIpcNoMemory = -2,       ///< nothing was sent or changed
   kIpcNotStarted = -3,     ///< no thread or no descriptor to be had, or the process is ending
   kIpcTooLarge = -4,       ///< longer than what the bus carries
@@ -53,6 +53,10 @@ class Messaging final : private BusSink {
 
   int notify(const std::string& to, const std::string& name, const zelipc::JSObject& payload,
              unsigned flags, const std::string& from);
+
+  /// The same with the payload's text as it stands, JSON or not; not empty.
+  int notifyText(const std::string& to, const std::string& name, const std::string& text,
+                 unsigned flags, const std::string& from);
 
   /// Registering the very same again changes nothing.
   int registerReceiver(const Registrations::Key& key, zelipc::NotificationCallback callback,

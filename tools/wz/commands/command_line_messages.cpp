@@ -20,6 +20,7 @@ void addListen(CLI::App& app, Action& action) {
   addCount(command, options.count, "End after this number of notifications\n(default: never)");
   addTimeout(command, options.timeoutSeconds,
              "End after this time; it is a failure when --count is\nnot reached by then");
+  command.add_flag("--json", options.asJson, "Print one JSON object a line");
   command.footer(
       footer("  wz listen --terminal desk 1 _WZLog\n"
              "  wz listen --terminal desk till PAID CANCELLED --count 1 --timeout 10\n"));
@@ -75,12 +76,34 @@ void addReply(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return reply(*kept); }; });
 }
 
+void addHost(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<HostOptions>();
+  HostOptions& options = *kept;
+  CLI::App& command = *app.add_subcommand("host", "Play the programs around an application");
+  command.add_option("FILE", options.file, "What they answer, JSON")->type_name("");
+  addTerminal(command, options.terminal);
+  command.add_flag("--example", options.printExample, "Print a file to begin with");
+  command.add_flag("--schema", options.printSchema, "Print the JSON Schema of such files");
+  command.add_flag("--json", options.asJson, "Print one JSON object a line");
+  addCount(command, options.count, "End after this number of notifications\n(default: never)");
+  addTimeout(command, options.timeoutSeconds,
+             "End after this time; it is a failure when --count is\nnot reached by then");
+  command.footer(
+      footer("  wz host --example > host.json\n"
+             "  wz host --terminal desk host.json\n") +
+      "\n\nThe first rule that fits a notification answers it: by a reply with placeholders, after "
+      "a\n"
+      "delay, in sequence, by silence, an error, a malformed reply, or what a program says.");
+  command.callback([&action, kept] { action = [kept] { return playHost(*kept); }; });
+}
+
 }  // namespace
 
 void addMessageCommands(CLI::App& app, Action& action) {
   addListen(app, action);
   addNotify(app, action);
   addReply(app, action);
+  addHost(app, action);
 }
 
 }  // namespace wz

@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "wz/commands/commands.h"
+#include "wz/reports/message_output.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
@@ -14,6 +15,7 @@ int listen(const ListenOptions& options) {
   Session session;
   if (!session.begin(options.terminal)) return kEnvironment;
 
+  const MessageOutput output;
   Messages messages;
   std::vector<std::unique_ptr<Registration>> registrations;
   for (const std::string& name : options.names) {
@@ -27,7 +29,13 @@ int listen(const ListenOptions& options) {
     const std::optional<Message> message = messages.take(deadline);
     // Without a number to wait for, the user or the time limit is what ends this.
     if (!message) return options.count == 0 ? kDone : kApplicationFailed;
-    printLine(describe(*message));
+    if (options.asJson) {
+      zelipc::JSObject event = output.event("received");
+      MessageOutput::addMessage(*message, event);
+      MessageOutput::print(event);
+    } else {
+      printLine(describe(*message));
+    }
   }
   return kDone;
 }

@@ -39,6 +39,7 @@ struct ListenOptions {
   std::vector<std::string> names;
   unsigned count = 0;  // 0: no end
   double timeoutSeconds = 0;
+  bool asJson = false;
 };
 
 int listen(const ListenOptions& options);
@@ -66,6 +67,18 @@ struct ReplyOptions {
 };
 
 int reply(const ReplyOptions& options);
+
+struct HostOptions {
+  std::string terminal;
+  std::string file;
+  bool printSchema = false, printExample = false;
+  bool asJson = false;
+  unsigned count = 0;
+  double timeoutSeconds = 0;
+};
+
+/// Plays the programs around an application.
+int playHost(const HostOptions& options);
 
 struct ExecuteOptions {
   std::string terminal;

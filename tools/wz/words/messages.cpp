@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "packaging/json_problem.h"
 #include "wz/reports/output.h"
 
 namespace wz {
@@ -53,7 +54,8 @@ DeliveryErrors::~DeliveryErrors() {
 bool readPayload(const std::string& text, JSObject& payload) {
   const int consumed = payload.parse(text.c_str());
   if (consumed >= 0 && static_cast<std::size_t>(consumed) == text.size()) return true;
-  printMessage("not a JSON value: " + text);
+  const std::string why = packaging::whyNoJson(text);
+  printMessage("not a JSON value: " + text + (why.empty() ? "" : ": " + why));
   return false;
 }
 

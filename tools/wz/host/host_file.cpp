@@ -1,0 +1,196 @@
+#include "wz/host/host_file.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/schema.h>
+#include <rapidjson/stringbuffer.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "packaging/json_problem.h"
+#include "support/file_system.h"
+#include "wz/host/host_texts.h"
+#include "wz/host/reply_template.h"
+
+namespace wz {
+namespace {
+
+using zelipc::JSObject;
+
+// ---- Form --------------------------------------------------------------------------------------
+
+struct SchemaWords {
+  std::string_view keyword, words;
+};
+
+constexpr SchemaWords kSchemaWords[] = {
+    {"additionalProperties", "has a member that is not known"},
+    {"anyOf", "is neither a value nor an object of tests that are known"},
+    {"enum", "is not one of the values that it may have"},
+    {"maximum", "is too large"},
+    {"minItems", "is empty"},
+    {"minLength", "is empty"},
+    {"minimum", "is too small"},
+    {"required", "lacks a member that must be there"},
+    {"type", "is of another type than it must be"},
+};
+
+std::string_view wordsFor(std::string_view keyword) {
+  for (const SchemaWords& row : kSchemaWords) {
+    if (row.keyword == keyword) return row.words;
+  }
+  return "is not as the schema wants it";
+}
+
+// Of an object: its members that the schema does not know, or those that it wants and misses.
+std::string membersMeant(const rapidjson::Value* value, const rapidjson::Value* schema) {
+  std::string names;
+  const auto add = [&names](const char* name) {
+    names += (names.empty() ? ": " : ", ") + std::string(name);
+  };
+  if (value == nullptr || schema == nullptr || !value->IsObject() || !schema->IsObject()) return {};
+  if (schema->HasMember("required")) {
+    for (const auto& name : (*schema)["required"].GetArray()) {
+      if (!value->HasMember(name.GetString())) add(name.GetString());
+    }
+  }
+  if (schema->HasMember("properties")) {
+    for (const auto& member : value->GetObject()) {
+      if (!(*schema)["properties"].HasMember(member.name)) add(member.name.GetString());
+    }
+  }
+  return names;
+}
+
+// What the schema has against the file: "/rules/0/delay is too large"; empty: nothing.
+std::string schemaProblem(const std::string& text) {
+  rapidjson::Document schema, document;
+  schema.Parse(hostSchema().data(), hostSchema().size());
+  document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
+  const rapidjson::SchemaDocument compiled(schema);
+  rapidjson::SchemaValidator validator(compiled);
+  if (document.Accept(validator)) return {};
+  const auto pointer = validator.GetInvalidDocumentPointer();
+  rapidjson::StringBuffer place;
+  pointer.Stringify(place);
+  const std::string_view keyword = validator.GetInvalidSchemaKeyword();
+  const bool isAboutMembers = keyword == "required" || keyword == "additionalProperties";
+  return (place.GetSize() == 0 ? "the file" : std::string(place.GetString(), place.GetSize())) +
+         " " + std::string(wordsFor(keyword)) +
+         (isAboutMembers
+              ? membersMeant(pointer.Get(document), validator.GetInvalidSchemaPointer().Get(schema))
+              : "");
+}
+
+// ---- Content -----------------------------------------------------------------------------------
+
+constexpr std::array kKinds = {"reply", "silence", "error", "malformed", "exec"};
+
+// False unless there is exactly one kind of answer.
+bool readAnswer(const JSObject& value, HostAnswer& answer) {
+  if (std::ranges::count_if(kKinds, [&](const char* kind) { return value.has(kind); }) != 1) {
+    return false;
+  }
+  if (value.has("reply")) {
+    answer.kind = HostAnswer::Kind::kReply;
+    answer.reply = value["reply"];
+  } else if (value.has("error")) {
+    answer.kind = HostAnswer::Kind::kError;
+    answer.reply["error"] = value["error"];
+  } else if (value.has("malformed")) {
+    answer.kind = HostAnswer::Kind::kMalformed;
+    answer.text = value["malformed"].asString();
+  } else if (value.has("exec")) {
+    answer.kind = HostAnswer::Kind::kProgram;
+    for (std::size_t i = 0; i < value["exec"].size(); ++i) {
+      answer.program.push_back(value["exec"].at(i).asString());
+    }
+  }
+  answer.replyName = value["replyName"].asString();
+  answer.delay = std::chrono::milliseconds(value["delay"].asInt());
+  if (value.has("timeout")) answer.timeout = std::chrono::milliseconds(value["timeout"].asInt());
+  return true;
+}
+
+std::string readAnswers(const JSObject& value, const std::string& place, HostRule& rule) {
+  if (!value.has("sequence")) {
+    rule.answers.emplace_back();
+    if (readAnswer(value, rule.answers.back())) return {};
+    return place + " needs one of reply, silence, error, malformed, exec and sequence";
+  }
+  for (const char* const kind : kKinds) {
+    if (value.has(kind)) return place + " has both a sequence and " + kind;
+  }
+  for (std::size_t i = 0; i < value["sequence"].size(); ++i) {
+    rule.answers.emplace_back();
+    if (readAnswer(value["sequence"].at(i), rule.answers.back())) continue;
+    return place + "/sequence/" + std::to_string(i) +
+           " needs one of reply, silence, error, malformed and exec";
+  }
+  return {};
+}
+
+// Why a rule cannot be meant; empty when it can.
+std::string readRule(const JSObject& value, const std::string& place,
+                     const std::string& defaultAddress, HostRule& rule) {
+  rule.address = value.has("address") ? value["address"].asString() : defaultAddress;
+  rule.name = value["name"].asString();
+  rule.condition = value["when"];
+  if (value.has("times")) rule.times = value["times"].asInt();
+  if (rule.address.empty()) return place + " needs an address, of its own or of the file";
+  if (const std::string why = whyNoCondition(rule.condition); !why.empty()) {
+    return place + "/when: " + why;
+  }
+  return readAnswers(value, place, rule);
+}
+
+}  // namespace
+
+bool parseHostFile(const std::string& text, const std::string& file, std::vector<HostRule>& rules,
+                   std::string& error) {
+  if (const std::string why = packaging::whyNoJson(text); !why.empty()) {
+    error = file + " is no JSON: " + why;
+    return false;
+  }
+  JSObject root;
+  std::string why = schemaProblem(text);
+  if (why.empty() && root.parse(text.c_str()) < 0) why = "it is nested too deeply";
+  std::vector<HostRule> read;
+  for (std::size_t i = 0; why.empty() && i < root["rules"].size(); ++i) {
+    why = readRule(root["rules"].at(i), "/rules/" + std::to_string(i), root["address"].asString(),
+                   read.emplace_back());
+  }
+  if (why.empty() && read.empty()) why = "/rules is empty";
+  if (!why.empty()) {
+    error = file + ": " + why;
+    return false;
+  }
+  rules = std::move(read);
+  return true;
+}
+
+bool readHostFile(const std::string& path, std::vector<HostRule>& rules, std::string& error) {
+  std::string text;
+  if (!wzapp::readFile(path.c_str(), text)) {
+    error = path +
+            " cannot be read, or has more than 16 MiB; an example is printed by: wz host "
+            "--example";
+    return false;
+  }
+  return parseHostFile(text, path, rules, error);
+}
+
+HostRule* findRule(std::vector<HostRule>& rules, const std::string& address,
+                   const std::string& name, const JSObject& payload) {
+  const auto fits = [&](const HostRule& rule) {
+    return rule.address == address && rule.name == name &&
+           (!rule.times || rule.used < *rule.times) && meets(rule.condition, payload);
+  };
+  const auto found = std::ranges::find_if(rules, fits);
+  if (found == rules.end()) return nullptr;
+  ++found->used;
+  return &*found;
+}
+
+}  // namespace wz
