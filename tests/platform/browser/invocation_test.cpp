@@ -1,5 +1,6 @@
 // From uiInvokeURLAsync to uiInvokeWait.
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -191,27 +192,44 @@ struct CancelledPage {
   const char* script;
 };
 
-class CancelTest : public BrowserTest, public testing::WithParamInterface<CancelledPage> {};
+class CancelTest : public BrowserTest, public testing::WithParamInterface<CancelledPage> {
+ protected:
+  std::chrono::steady_clock::duration timeOfCancelling() {
+    Gate over;
+    host.change([over](HostRecord& record) {
+      record.onNotifyAndWait = [over](const Notification&, std::string&) {
+        return over.wait() ? -11 : -12;
+      };
+    });
+    const TestApplication application(std::string("wz.log('info', 'here');") + GetParam().script);
+    const int id = open(application, "index.html", {{"a", "b"}});
+    EXPECT_TRUE(waitForLog("here"));
+    host.change([](HostRecord& record) { record.logLines.clear(); });
+    const auto begin = std::chrono::steady_clock::now();
 
+    EXPECT_EQ(zelgui::uiInvokeCancelAsync(id), 0);
+    const Ended ended = wait(id);
+
+    EXPECT_EQ(ended.result, workstation::kCancelled);
+    EXPECT_NE(ended.error, "");
+    EXPECT_THAT(ended.properties, UnorderedElementsAre(Pair("a", "b"), Pair("wz_appId", "shop")));
+    const auto spent = std::chrono::steady_clock::now() - begin;
+    over.open();
+    return spent;
+  }
+};
+
+// After three seconds a browser that does not close the page is no longer waited for. On a busy
+// machine a page that it does close may take as long, but not each time.
 TEST_P(CancelTest, EndsAtOnceWithPropertiesUnchanged) {
-  Gate over;
-  host.onNotifyAndWait = [over](const Notification&, std::string&) {
-    return over.wait() ? -11 : -12;
-  };
-  const TestApplication application(std::string("wz.log('info', 'here');") + GetParam().script);
-  const int id = open(application, "index.html", {{"a", "b"}});
-  ASSERT_TRUE(waitForLog("here"));
-  const auto begin = std::chrono::steady_clock::now();
+  constexpr std::chrono::milliseconds kLimit{2900};
+  constexpr int kAttempts = 5;
+  auto fastest = std::chrono::steady_clock::duration::max();
+  for (int i = 0; i < kAttempts && fastest >= kLimit && !HasFailure(); ++i) {
+    fastest = std::min(fastest, timeOfCancelling());
+  }
 
-  EXPECT_EQ(zelgui::uiInvokeCancelAsync(id), 0);
-  const Ended ended = wait(id);
-
-  EXPECT_EQ(ended.result, workstation::kCancelled);
-  EXPECT_NE(ended.error, "");
-  EXPECT_THAT(ended.properties, UnorderedElementsAre(Pair("a", "b"), Pair("wz_appId", "shop")));
-  // After three seconds a browser that does not close the page is no longer waited for.
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2900));
-  over.open();
+  EXPECT_LT(fastest, kLimit);
 }
 
 INSTANTIATE_TEST_SUITE_P(Pages, CancelTest,

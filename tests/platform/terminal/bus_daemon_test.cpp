@@ -251,24 +251,20 @@ TEST(BusDaemonTest, WhatTheDaemonComplainsAboutIsPassedOn) {
   EXPECT_THAT(error, HasSubstr("in use"));
 }
 
-TEST(BusDaemonTest, TheBusAcceptsConnectionsWithinMilliseconds) {
+// Also right after the end of another, whose socket may still lie there.
+TEST(BusDaemonTest, TheBusAcceptsConnectionsAsSoonAsItHasBegun) {
   const TemporaryTerminal terminal;
-  auto fastest = std::chrono::microseconds::max();
   std::string error;
 
   for (int round = 0; round < 5; ++round) {
     BusUse use;
-    const auto start = std::chrono::steady_clock::now();
     ASSERT_TRUE(use.begin(terminal.directory(), error)) << error;
-    const auto spent = std::chrono::steady_clock::now() - start;
-    fastest = std::min(fastest, std::chrono::duration_cast<std::chrono::microseconds>(spent));
+    // Found by its connection.
+    EXPECT_GT(busProcess(terminal.directory()), 0);
     const Process bus(busProcess(terminal.directory()));
     use.end();
     EXPECT_TRUE(bus.ends());
   }
-
-  std::printf("bus ready in %ld us\n", static_cast<long>(fastest.count()));
-  EXPECT_LT(fastest, std::chrono::milliseconds(100));
 }
 
 }  // namespace
