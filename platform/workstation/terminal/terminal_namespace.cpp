@@ -9,8 +9,10 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "workstation/terminal/accounts.h"
 #include "workstation/terminal/covered_folder.h"
@@ -156,33 +158,31 @@ bool showTouchScreen(Entry& entry) {
   return true;
 }
 
-// Writes `content` to the file `scratch` and shows it at `path`.
-bool replaceFile(const std::string& path, const std::string& content, const std::string& scratch) {
-  const int file = open(scratch.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+bool writeFile(const std::string& path, const std::string& content) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
   if (file < 0) return false;
   const ssize_t written = write(file, content.data(), content.size());
   close(file);
-  if (written != static_cast<ssize_t>(content.size())) return false;
-  return mount(scratch.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) == 0 && sealMount(path);
+  return written == static_cast<ssize_t>(content.size());
 }
 
-// The copies lie in a file system without a place. Unlinked files would do as well, but nothing can
-// be mounted on those, and a terminal may be entered from inside another.
+// The folder is covered, and not each file: what is mounted on a file goes when the machine puts
+// another in its place, as it does when a group is added.
 bool replaceAccounts(Entry& entry) {
-  constexpr char kScratch[] = "/mnt";
-  if (mount("accounts", kScratch, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") != 0) {
-    return fail(entry, kScratch);
-  }
-  if (!replaceFile("/etc/group", groupFile(entry.ids.innerGid), "/mnt/group")) {
-    return fail(entry, "/etc/group");
-  }
   const bool assumed = entry.ids.innerUid != entry.ids.outerUid;
-  const std::string passwd = passwdFile(entry.ids.innerUid, entry.ids.innerGid, assumed);
-  if (!passwd.empty() && !replaceFile("/etc/passwd", passwd, "/mnt/passwd")) {
-    return fail(entry, "/etc/passwd");
+  std::map<std::string, std::string> files{{"group", groupFile(entry.ids.innerGid)}};
+  if (std::string passwd = passwdFile(entry.ids.innerUid, entry.ids.innerGid, assumed);
+      !passwd.empty()) {
+    files["passwd"] = std::move(passwd);
   }
-  if (umount2(kScratch, MNT_DETACH) != 0) return fail(entry, kScratch);
-  return true;
+  CoveredFolder etc("/etc");
+  etc.keepAll([&files](const std::string& name) { return files.count(name) == 0; });
+  if (!etc.cover()) return fail(entry, etc.path());
+  for (const auto& [name, content] : files) {
+    const std::string path = etc.path() + "/" + name;
+    if (!writeFile(path, content)) return fail(entry, path);
+  }
+  return etc.seal() || fail(entry, etc.path());
 }
 
 bool sealFolders(Entry& entry) {

@@ -14,7 +14,8 @@
 ///
 /// The user id stays the user's. Root becomes the ordinary id 1000, because it is not to be let
 /// through where a terminal's program would be denied. Inside, the group "system" is the user's own
-/// group, the user has a passwd entry, and the process has no capabilities and cannot regain any.
+/// group, the user has a passwd entry, and the process has no capabilities and cannot regain any. A
+/// file right in /etc that the machine replaces meanwhile stays the old one inside.
 /// A terminal with a touch screen shows the device node by which programs recognise one.
 #ifndef WORKSTATION_TERMINAL_TERMINAL_NAMESPACE_H
 #define WORKSTATION_TERMINAL_TERMINAL_NAMESPACE_H
@@ -27,7 +28,7 @@ namespace workstation {
 /// path, which stays good inside. The folder, its `flash` and its `home` must exist and belong to
 /// the user, and its profile must be sound.
 ///
-/// To be called at the top of main: the process must have one thread. Takes about a millisecond.
+/// To be called at the top of main: the process must have one thread. Takes some milliseconds.
 /// False with a line of text in `error` for the user when it did not work; the process may then be
 /// half inside and should end.
 [[nodiscard]] bool enterTerminal(const std::string& terminalDir, std::string& error);

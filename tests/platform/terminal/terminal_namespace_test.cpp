@@ -21,7 +21,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/builders/child_process.h"
 #include "tests/builders/test_terminal.h"
+#include "workstation/terminal/covered_folder.h"
+#include "workstation/terminal/private_namespaces.h"
 #include "workstation/terminal/terminal_layout.h"
 
 namespace {
@@ -235,6 +238,42 @@ TEST(TerminalNamespaceTest, NothingIsMountedOnTheMachine) {
                             [&] { EXPECT_NE(contentOf("/proc/self/mounts"), before); }));
 
   EXPECT_EQ(contentOf("/proc/self/mounts"), before);
+}
+
+// As programs do that add a group, on a machine that this test plays in namespaces around.
+TEST(TerminalNamespaceTest, TheGroupStaysWhenTheMachineReplacesItsGroupFile) {
+  const TemporaryTerminal terminal;
+
+  wzapp_test::runInChild([&] {
+    const std::string groups = contentOf("/etc/group");
+    const unsigned uid = geteuid(), gid = getegid();
+    ASSERT_EQ(makePrivateNamespaces({uid, gid, uid, gid}), nullptr);
+    CoveredFolder etc("/etc");
+    etc.keepAll([](const std::string& name) { return name != "group"; });
+    ASSERT_TRUE(etc.cover());
+    write("/etc/group", groups);
+    int entered[2], replaced[2];
+    ASSERT_EQ(pipe(entered) + pipe(replaced), 0);
+    const pid_t inside = wzapp_test::forkSingleThread();
+    if (inside == 0) {
+      std::string error;
+      char sign = enterTerminal(terminal.directory(), error) ? '1' : '0';
+      (void)!::write(entered[1], &sign, 1);
+      (void)!read(replaced[0], &sign, 1);
+      _exit(contentOf("/etc/group").rfind("system:x:", 0) == 0 ? 0 : 1);
+    }
+    char sign = 0;
+    ASSERT_EQ(read(entered[0], &sign, 1), 1);
+    ASSERT_EQ(sign, '1');
+
+    write("/etc/group.new", groups + "new:x:9999:\n");
+    ASSERT_EQ(std::rename("/etc/group.new", "/etc/group"), 0);
+
+    ASSERT_EQ(::write(replaced[1], &sign, 1), 1);
+    int status = -1;
+    waitpid(inside, &status, 0);
+    EXPECT_EQ(status, 0);
+  });
 }
 
 long processorMicroseconds() {
