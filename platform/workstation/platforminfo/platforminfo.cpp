@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -95,6 +96,8 @@ int platforminfo_get(int key, void* buffer, unsigned int size, unsigned int* len
   std::memcpy(buffer, answer.data(), count);
   if (length != nullptr) *length = static_cast<unsigned int>(count);
   return 0;
+} catch (const std::bad_alloc&) {
+  throw;  // a terminal about which nothing is known would be another answer
 } catch (...) {
-  return -2;  // out of memory
+  return -2;
 }

@@ -315,6 +315,7 @@ bool loadTerminalProfile(const std::string& terminalDir, TerminalProfile& profil
     error = ProfileError();
     error.file = file;
     error.message = std::string("cannot be read: ") + std::strerror(failure);
+    error.isPassing = failure == EMFILE || failure == ENFILE || failure == ENOMEM || failure == EIO;
     return false;
   }
   TerminalProfile loaded;

@@ -50,6 +50,7 @@ struct ProfileError {
   int line = 0;    // from 1; 0: the file as a whole
   int column = 0;  // in octets, from 1
   std::string message;
+  bool isPassing = false;  // the file could not be read, for a reason that says nothing about it
 
   /// "FILE:LINE:COLUMN: MESSAGE", or "FILE: MESSAGE" for the file as a whole.
   std::string text() const;

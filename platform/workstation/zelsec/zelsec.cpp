@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,7 +25,7 @@ using Record = std::vector<std::uint8_t>;
 constexpr int kSuccess = 0;
 constexpr int kNoTerminal = -1;  // no terminal, or its profile cannot be read
 constexpr int kUnknownOperation = -2;
-constexpr int kOutOfMemory = -3;
+constexpr int kFailed = -3;
 constexpr int kEndOfList = -510;
 
 constexpr std::size_t kMaxRecordSize = workstation::kMaxCertificateSize;
@@ -73,7 +74,11 @@ int begin(RecordList& list) {
   TerminalProfile profile;
   workstation::ProfileError error;
   const std::string terminal = workstation::terminalDirectory();
-  if (terminal.empty() || !loadTerminalProfile(terminal, profile, error)) return kNoTerminal;
+  if (terminal.empty()) return kNoTerminal;
+  if (!loadTerminalProfile(terminal, profile, error)) {
+    // For want of a descriptor, or the like, nobody is without a sponsor: the list is over for now.
+    return error.isPassing ? kEndOfList : kNoTerminal;
+  }
   list.records = list.read(profile);
   list.next = 0;
   list.begun = true;
@@ -104,6 +109,8 @@ int CMDiag(int operation, void* buffer, unsigned short* length) try {
     if (list.operation == operation) return nextRecord(list, buffer, length);
   }
   return kUnknownOperation;
+} catch (const std::bad_alloc&) {
+  throw;  // a list without records would be another answer
 } catch (...) {
-  return kOutOfMemory;
+  return kFailed;
 }

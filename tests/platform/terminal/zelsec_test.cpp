@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -34,6 +35,22 @@ std::vector<std::string> readList(int operation) {
   EXPECT_EQ(result, kEndOfList);
   return records;
 }
+
+// As long as it lives, no file can be opened for want of a descriptor.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
+    const rlimit none = {0, before_.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  }
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_ = {};
+};
 
 workstation::TerminalProfile profileWithRoots() {
   workstation::TerminalProfile profile = testProfile();
@@ -128,6 +145,21 @@ TEST(ZelsecTest, WhatCannotBeAnsweredIsAFailureAndNoEndOfAList) {
   EXPECT_NE(CMDiag(kCertificates, buffer, &length), kEndOfList);
 
   EXPECT_EQ(length, 7);
+}
+
+// "No sponsor" would be an answer by which applications are judged.
+TEST(ZelsecTest, EndsItsListWhereTheProfileCannotBeReadForNow) {
+  const TestTerminal terminal;
+  std::vector<char> buffer(8192);
+  unsigned short length = 0;
+  {
+    const NoDescriptors none;
+
+    EXPECT_EQ(CMDiag(kSponsors, buffer.data(), &length), kEndOfList);
+    EXPECT_EQ(CMDiag(kSponsors, buffer.data(), &length), kEndOfList);
+  }
+
+  EXPECT_EQ(CMDiag(kSponsors, buffer.data(), &length), 0);
 }
 
 }  // namespace
