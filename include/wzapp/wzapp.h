@@ -106,8 +106,13 @@ WZAPP_API int wzInstallCreateSourceDir();
 /// where that cannot be had they stay, and the result is 2. What a run that was cut short has left
 /// to do is done by the next.
 ///
+/// A run that cannot find out what is installed, for a reason that may pass (no descriptor, no
+/// memory, an input error, a security service that does not tell the sponsor), judges nothing: what
+/// was installed stays, what the run has brought anew is taken back, packages stay, and the result
+/// is 2.
+///
 /// \param log   called on this thread, once per message; `format` is printf style and carries its
-///              own line feed. Null: nothing is reported.
+///              own line feed. It may call anything but wzInstall. Null: nothing is reported.
 /// \param user  first argument of every call of `log`.
 /// \return 0 packages went in; 1 there were none, or the source directory cannot be listed; 2 at
 ///         least one error, memory is out, or the configuration root is unusable; 3 at least one

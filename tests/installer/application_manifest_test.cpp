@@ -325,6 +325,10 @@ INSTANTIATE_TEST_SUITE_P(
                     R"({"application":{"id":"shop"},"sponsors":{"0":"1"}})", "1", "shop",
                     "Error: Invalid sponsor list '' for installing 'shop', expecting sponsor "
                     "'1'\n"},
+        SponsorCase{"ObjectAsSponsorsWithoutASponsor", kInstall,
+                    R"({"application":{"id":"shop"},"sponsors":{"0":"1"}})", "", "shop",
+                    "Error: Invalid sponsor list '' for installing 'shop', expecting sponsor "
+                    "''\n"},
         SponsorCase{"NumberAmongSponsors", kInstall,
                     R"({"application":{"id":"shop"},"sponsors":[1,"2"]})", "1", "shop",
                     "Error: Invalid sponsor list ',2' for installing 'shop', expecting sponsor "

@@ -16,13 +16,14 @@ namespace {
 
 FileCalls* current = nullptr;
 
-// Whether the call fails; errno is then set.
+// Whether the call fails; errno is then set, and otherwise what it was before.
 bool fails(const char* function, const char* name) {
   if (current == nullptr || !current->hook) return false;
+  const int before = errno;
   FileCalls* const calls = std::exchange(current, nullptr);
   const int error = calls->hook({function, name});
   current = calls;
-  if (error != 0) errno = error;
+  errno = error != 0 ? error : before;
   return error != 0;
 }
 

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "support/install_result.h"
+#include "tests/builders/child_process.h"
 #include "tests/installer/file_calls.h"
 #include "tests/installer/install_scenario.h"
 
@@ -23,7 +25,7 @@ using testing::Contains;
 using testing::StartsWith;
 using namespace wzapp_test;
 
-constexpr int kSampleStep = 7;
+constexpr int kSampleStep = 31;
 constexpr int kForGood = 1000000;
 
 class InstallFaultsTest : public ScenarioTest, public testing::WithParamInterface<int> {
@@ -106,6 +108,7 @@ class InstallFaultsTest : public ScenarioTest, public testing::WithParamInterfac
 
 TEST_P(InstallFaultsTest, LoseNothingWhereNothingIsToBeInstalled) {
   const int step = triesEveryPoint() ? 1 : kSampleStep;
+  const int first = 1 + GetParam() % step;  // another sample for each error
   prepareStaying();
   dropNothing();
   ASSERT_EQ(install(), kInstallNoPackage);
@@ -113,7 +116,7 @@ TEST_P(InstallFaultsTest, LoseNothingWhereNothingIsToBeInstalled) {
   const Snapshot before = snapshot();
   int errors = 0;
   for (const int times : {1, kForGood}) {
-    for (int nth = 1; runWithFault(nth, times); nth += step) {
+    for (int nth = first; runWithFault(nth, times); nth += step) {
       ASSERT_EQ(snapshot(), before) << where(nth);
       if (result == kInstallError) {
         ASSERT_TRUE(hasErrorLine()) << where(nth);
@@ -135,6 +138,7 @@ TEST_P(InstallFaultsTest, LoseNothingWhereNothingIsToBeInstalled) {
 
 TEST_P(InstallFaultsTest, LoseNothingBesideWhatIsInstalled) {
   const int step = triesEveryPoint() ? 1 : kSampleStep * 3;
+  const int first = 1 + 4 * GetParam() % step;
   prepareStaying();
   static_cast<void>(install());
   const Snapshot after = snapshot();
@@ -142,7 +146,7 @@ TEST_P(InstallFaultsTest, LoseNothingBesideWhatIsInstalled) {
                               kManifests + "/stays"};
   int unjudged = 0;
   for (const int times : {1, kForGood}) {
-    int nth = 1;
+    int nth = first;
     while (true) {
       prepareStaying();
       const Snapshot before = snapshot();
@@ -210,6 +214,22 @@ TEST_F(ScenarioTest, TakesBackWhatIsNewWhereItCannotBeJudged) {
   EXPECT_EQ(install(), kInstallOk);
   EXPECT_THAT(lines, Contains("tool\n"));
   EXPECT_THAT(dropped(), testing::IsEmpty());
+}
+
+// The descriptor that is free then is a descriptor like any other.
+TEST_F(ScenarioTest, ComesToTheSameEndWhereTheHostHasClosedItsStandardInput) {
+  FileCalls calls;
+  prepare();
+  static_cast<void>(install());
+  const Snapshot after = snapshot();
+  prepare();
+  const ChildResult child = tryInChild([this] {
+    close(STDIN_FILENO);
+    static_cast<void>(install());
+  });
+
+  EXPECT_EQ(child.failures, "");
+  EXPECT_EQ(snapshot(), after);
 }
 
 // Nothing could be told from what was there before.

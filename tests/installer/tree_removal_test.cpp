@@ -234,6 +234,33 @@ TEST_F(TreeRemovalTest, NeedsFewDescriptorsHoweverDeepATreeIs) {
   EXPECT_LT(most, before + 25);
 }
 
+// Those that were opened again from below must be closed again, too.
+TEST_F(TreeRemovalTest, NeedsFewDescriptorsHoweverBushyADeepTreeIs) {
+  constexpr int kDepth = 60;
+  terminal.makeFolder(kApps);
+  makeChain(kTree, kDepth);
+  std::string path = kTree;
+  for (int i = 0; i < kDepth; ++i) {
+    makeChain(path + "/b", 20);
+    path += "/d";
+  }
+  const auto openFiles = [] { return listed("/proc/self/fd").size(); };
+  const std::size_t before = openFiles();
+  std::size_t most = 0;
+  int count = 0;
+  calls.hook = [&](const FileCall&) {
+    if (++count % 7 == 0) most = std::max(most, openFiles());
+    return 0;
+  };
+
+  removeTree(kTree, Quiet::kNothing);
+
+  EXPECT_FALSE(terminal.exists(kTree));
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_EQ(openFiles(), before);
+  EXPECT_LT(most, before + 25);
+}
+
 // --- What is reported -------------------------------------------------------------------------
 
 std::string unreadable(const std::string& path) {

@@ -237,6 +237,46 @@ INSTANTIATE_TEST_SUITE_P(
                     IdentityCase{"EmptyRecord", {{0, ""}, answer({})}, kNobody, 1},
                     IdentityCase{"RecordOfThreeOctets", {{0, "abc"}, answer({})}, kNobody, 1}));
 
+struct FindingCase {
+  const char* name;
+  std::vector<DiagAnswer> answers;
+  Finding finding;
+};
+
+void PrintTo(const FindingCase& row, std::ostream* out) { *out << row.name; }
+
+class TerminalSponsorFindingTest : public testing::TestWithParam<FindingCase> {};
+
+TEST_P(TerminalSponsorFindingTest, TellsNoSponsorFromAnUnknownOne) {
+  runInChild([] {
+    FakePlatform platform;
+    platform.diag = GetParam().answers;
+    std::string id;
+    std::string text;
+
+    EXPECT_EQ(getTerminalSponsor(id, text), GetParam().finding);
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Answers, TerminalSponsorFindingTest,
+    testing::Values(FindingCase{"Sponsor", {answer({})}, Finding::kFound},
+                    FindingCase{"EndThenSponsor", {{kEnd, ""}, answer({})}, Finding::kFound},
+                    FindingCase{
+                        "EndTwice", {{kEnd, ""}, {kEnd, ""}, answer({})}, Finding::kUnknown},
+                    FindingCase{"OtherRecordsBetween",
+                                {answer({.identifier = "unknown"}),
+                                 {kEnd, ""},
+                                 answer({.identifier = "unknown"}),
+                                 {kEnd, ""}},
+                                Finding::kUnknown},
+                    FindingCase{"Refused", {{-1, ""}}, Finding::kNone},
+                    FindingCase{"EndThenRefused", {{kEnd, ""}, {-3, ""}}, Finding::kNone},
+                    FindingCase{"ShortRecord", {{0, "abc"}}, Finding::kNone},
+                    FindingCase{"ShortRecordBehindAnEnd", {{kEnd, ""}, {0, "abc"}}, Finding::kNone},
+                    FindingCase{"EmptyText", {answer({.text = ""})}, Finding::kNone}),
+    [](const testing::TestParamInfo<FindingCase>& row) { return row.param.name; });
+
 TEST(TerminalSponsorCacheTest, IsFilledOnceByManyThreads) {
   runInChild([] {
     FakePlatform platform;
