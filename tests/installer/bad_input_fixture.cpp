@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <ctime>
 
 namespace wzapp_test {
 namespace {
@@ -78,12 +77,6 @@ void append(Lines& lines, const Lines& more) {
 }
 
 bool triesEverything() { return std::getenv("WZAPP_EVERY_POINT") != nullptr; }
-
-double processorSeconds() {
-  struct timespec time = {};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
 
 std::set<std::string> goodTree() {
   return {"mp/",

@@ -51,9 +51,6 @@ void append(Lines& lines, const Lines& more);
 // Whole sizes and every point instead of a sample: WZAPP_EVERY_POINT is set.
 bool triesEverything();
 
-// Seconds of processor time that this process has used.
-double processorSeconds();
-
 class BadInputTest : public InstallTest {
  protected:
   // A test that does not end is killed.
