@@ -249,7 +249,7 @@ TEST_F(ConfigRootTest, MustBeThereAfterItsCreation) {
   fillOldLayout();
   calls.stat = [](const char* path, struct stat* status) {
     if (std::string(path) != kRoot) return wzapp_test::realStat(path, status);
-    errno = EIO;
+    errno = ENOENT;
     return -1;
   };
 
