@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 
+#include "installer/place.h"
 #include "support/file_system.h"
 #include "wzapp/wzapp.h"
 
@@ -135,10 +136,24 @@ class Complaints {
 
 bool isOwn(const struct stat& status) { return status.st_uid == getuid(); }
 
+// A link that somebody else made does not become a root.
+bool mayBecomeRoot(const char* path) {
+  struct stat status;
+  return linkStat(path, status) == 0 && (!S_ISLNK(status.st_mode) || isTrustedLink(status));
+}
+
+bool move(const Migration& migration) {
+  if (!mayBecomeRoot(migration.from)) return false;
+  if (std::rename(migration.from, migration.to) != 0) return false;
+  if (mayBecomeRoot(migration.to)) return true;
+  // It was exchanged meanwhile.
+  static_cast<void>(std::rename(migration.to, migration.from));
+  return false;
+}
+
 void migrate(const Migration& migration, Complaints& complaints) {
   struct stat status;
-  if (fileStat(migration.from, status) != 0) return;
-  if (std::rename(migration.from, migration.to) == 0) return;
+  if (fileStat(migration.from, status) != 0 || move(migration)) return;
   complaints.add("Failed to move %s to %s\n", migration.from, migration.to);
 }
 

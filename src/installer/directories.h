@@ -20,7 +20,8 @@ inline constexpr const char* kFileSystemRoot = "/mnt/flash/etc/config/wzapp/fsro
 // Makes `log` with `user` the install sink (null: silent) and sees to it that the configuration
 // root is a directory of the calling process's real user. Where it does not exist yet it is
 // created, and the applications of the older layout are moved into it; a move that fails is
-// reported and the rest goes on.
+// reported and the rest goes on. A symbolic link is moved like a directory if it is a trusted one
+// (place.h); any other link counts as a move that fails.
 //
 // True when the root is usable, otherwise false after one report; a root that was created stays.
 // Any thread may call; calls follow one another, so that two first starts at once both succeed.

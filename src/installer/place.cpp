@@ -1,10 +1,13 @@
 #include "installer/place.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <string_view>
 #include <vector>
 
@@ -51,6 +54,30 @@ FileDescriptor openOrMakeDirectory(const FileDescriptor& directory, const std::s
   return openDirectory(directory, name);
 }
 
+// --- The roots --------------------------------------------------------------------------------
+
+constexpr std::string_view kRoots[] = {kAppRoot, kManifestRoot, kFileSystemRoot};
+
+// Whether what lies below the root goes through it at this length of `path`.
+bool isRoot(std::string_view path, std::size_t length) {
+  return std::ranges::find(kRoots, path.substr(0, length)) != std::end(kRoots);
+}
+
+// Where the link leads. What was found to be trusted is what is read: another one may have its name
+// by now.
+FileDescriptor followTrustedLink(const FileDescriptor& directory, const std::string& name) {
+  const FileDescriptor link(openat(directory.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  struct stat status;
+  if (!link.isOpen() || fstatat(link.get(), "", &status, AT_EMPTY_PATH) != 0) return {};
+  if (!isTrustedLink(status)) {
+    errno = ENOTDIR;
+    return {};
+  }
+  char target[PATH_MAX + 1] = {};
+  if (readlinkat(link.get(), "", target, PATH_MAX) <= 0) return {};
+  return FileDescriptor(openat(directory.get(), target, kPassFlags));
+}
+
 bool walk(const std::string& path, StepInto stepInto, Place& place) {
   const std::size_t length = trustedLength(path);
   std::vector<std::string> components = splitPath(std::string_view(path).substr(length));
@@ -65,9 +92,15 @@ bool walk(const std::string& path, StepInto stepInto, Place& place) {
   components.pop_back();
   const std::string trusted = path.substr(0, length);
   found.directory = FileDescriptor(open(trusted.empty() ? "." : trusted.c_str(), kPassFlags));
+  std::size_t walked = length;
   for (const std::string& component : components) {
     if (!found.directory.isOpen()) return false;
-    found.directory = stepInto(found.directory, component);
+    walked = path.find(component, walked) + component.size();
+    FileDescriptor next = stepInto(found.directory, component);
+    if (!next.isOpen() && errno == ENOTDIR && isRoot(path, walked)) {
+      next = followTrustedLink(found.directory, component);
+    }
+    found.directory = std::move(next);
   }
   if (!found.directory.isOpen()) return false;
   place = std::move(found);
@@ -75,6 +108,10 @@ bool walk(const std::string& path, StepInto stepInto, Place& place) {
 }
 
 }  // namespace
+
+bool isTrustedLink(const struct stat& status) {
+  return S_ISLNK(status.st_mode) && (status.st_uid == 0 || status.st_uid == getuid());
+}
 
 bool findPlace(const std::string& path, Place& place) { return walk(path, openDirectory, place); }
 

@@ -2,6 +2,8 @@
 #ifndef WZAPP_INSTALLER_PLACE_H
 #define WZAPP_INSTALLER_PLACE_H
 
+#include <sys/stat.h>
+
 #include <string>
 
 #include "installer/file_descriptor.h"
@@ -14,10 +16,15 @@ struct Place {
   std::string name;
 };
 
+// Whether this is the status of a symbolic link that belongs to root or to the process's user. Such
+// a link may stand for one of the three roots: who can make it can write to the root anyway.
+[[nodiscard]] bool isTrustedLink(const struct stat& status);
+
 // Finds the place of `path`, whose components "/" separates. Below the configuration root no
-// symbolic link is followed on the way; elsewhere, as on the way to the configuration root, they
-// are. False with errno when a directory on the way is missing or is none (ENOTDIR for a link), or
-// when a component is "." or "..". The only exception is std::bad_alloc.
+// symbolic link is followed on the way, but for a trusted one in the place of the application root,
+// the manifest root or the file-system root; elsewhere, as on the way to the configuration root,
+// they are. False with errno when a directory on the way is missing or is none (ENOTDIR for a
+// link), or when a component is "." or "..". The only exception is std::bad_alloc.
 [[nodiscard]] bool findPlace(const std::string& path, Place& place);
 
 // The same for a path below the configuration root, creating the directories that are missing on

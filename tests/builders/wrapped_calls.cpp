@@ -14,6 +14,7 @@ WrappedCalls::~WrappedCalls() { current = nullptr; }
 extern "C" {
 
 int __real_stat(const char* path, struct stat* status);
+int __real_lstat(const char* path, struct stat* status);
 int __real_mkdir(const char* path, mode_t mode);
 int __real_rename(const char* from, const char* to);
 int __real_chown(const char* path, uid_t owner, gid_t group);
@@ -27,6 +28,11 @@ ssize_t __real_read(int file, void* buffer, std::size_t size);
 int __wrap_stat(const char* path, struct stat* status) {
   if (current != nullptr && current->stat) return current->stat(path, status);
   return __real_stat(path, status);
+}
+
+int __wrap_lstat(const char* path, struct stat* status) {
+  if (current != nullptr && current->lstat) return current->lstat(path, status);
+  return __real_lstat(path, status);
 }
 
 int __wrap_mkdir(const char* path, mode_t mode) {
@@ -74,6 +80,8 @@ ssize_t __wrap_read(int file, void* buffer, std::size_t size) {
 }  // extern "C"
 
 int realStat(const char* path, struct stat* status) { return __real_stat(path, status); }
+
+int realLstat(const char* path, struct stat* status) { return __real_lstat(path, status); }
 
 int realMkdir(const char* path, mode_t mode) { return __real_mkdir(path, mode); }
 

@@ -23,6 +23,7 @@ class WrappedCalls {
   ~WrappedCalls();
 
   std::function<int(const char* path, struct stat* status)> stat;
+  std::function<int(const char* path, struct stat* status)> lstat;
   std::function<int(const char* path, mode_t mode)> mkdir;
   std::function<int(const char* from, const char* to)> rename;
   std::function<int(const char* path, uid_t owner, gid_t group)> chown;
@@ -37,6 +38,7 @@ class WrappedCalls {
 
 // The functions themselves, for hooks that change a part of what they do.
 int realStat(const char* path, struct stat* status);
+int realLstat(const char* path, struct stat* status);
 int realMkdir(const char* path, mode_t mode);
 int realRename(const char* from, const char* to);
 int realChown(const char* path, uid_t owner, gid_t group);

@@ -159,6 +159,64 @@ TEST_F(ConfigRootTest, SaysNothingOfAbsentOldDirectories) {
   EXPECT_FALSE(terminal.exists("/mnt/flash/etc/config/wzapp/fsroot"));
 }
 
+TEST_F(ConfigRootTest, TakesALinkOfTheUserOver) {
+  terminal.writeFile("/mnt/flash/elsewhere/file", "app");
+  terminal.makeFolder("/home/sys13/flash/www");
+  std::filesystem::create_directory_symlink("/mnt/flash/elsewhere", "/home/sys13/flash/www/wz");
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_TRUE(std::filesystem::is_symlink(wzapp::kAppRoot));
+  EXPECT_EQ(terminal.readFile(std::string(wzapp::kAppRoot) + "/file"), "app");
+}
+
+class ForeignLinkTest : public ConfigRootTest {
+ protected:
+  ForeignLinkTest() {
+    terminal.writeFile("/mnt/flash/elsewhere/file", "kept");
+    terminal.writeFile(kOldManifest, "manifest");
+    calls.lstat = [](const char* path, struct stat* status) {
+      const int result = wzapp_test::realLstat(path, status);
+      if (result == 0 && S_ISLNK(status->st_mode)) status->st_uid = ::getuid() + 1;
+      return result;
+    };
+  }
+
+  static void makeLink() {
+    std::filesystem::create_directory_symlink("/mnt/flash/elsewhere", "/home/sys13/flash/www/wz");
+  }
+  void expectOnlyTheManifestsMoved() {
+    EXPECT_THAT(lines, ElementsAre("Failed to move /home/sys13/flash/www/wz to "
+                                   "/mnt/flash/etc/config/wzapp/wz\n"));
+    EXPECT_FALSE(terminal.exists(wzapp::kAppRoot));
+    EXPECT_EQ(terminal.readFile(kNewManifest), "manifest");
+  }
+};
+
+TEST_F(ForeignLinkTest, IsNotTakenOver) {
+  makeLink();
+
+  EXPECT_TRUE(prepare());
+
+  expectOnlyTheManifestsMoved();
+}
+
+TEST_F(ForeignLinkTest, IsNotTakenOverInPlaceOfADirectory) {
+  terminal.writeFile(kOldApp, "app");
+  calls.rename = [](const char* from, const char* to) {
+    if (std::string(from).ends_with("www/wz")) {
+      std::filesystem::remove_all(from);
+      makeLink();
+    }
+    return wzapp_test::realRename(from, to);
+  };
+
+  EXPECT_TRUE(prepare());
+
+  expectOnlyTheManifestsMoved();
+}
+
 struct RenameCase {
   const char* name;
   const char* line;

@@ -69,7 +69,10 @@ int __wrap_unlinkat(int directory, const char* name, int flags) {
 }
 
 int __wrap_fstatat(int directory, const char* name, struct stat* status, int flags) {
-  return fails("fstatat", name) ? -1 : __real_fstatat(directory, name, status, flags);
+  if (fails("fstatat", name)) return -1;
+  const int result = __real_fstatat(directory, name, status, flags);
+  if (result == 0 && current != nullptr && current->atStatus) current->atStatus(*status);
+  return result;
 }
 
 DIR* __wrap_fdopendir(int directory) {
@@ -121,7 +124,10 @@ int __wrap_ftruncate(int file, off_t size) {
 }
 
 int __wrap_fstatvfs(int file, struct statvfs* status) {
-  return fails("fstatvfs", "") ? -1 : __real_fstatvfs(file, status);
+  if (fails("fstatvfs", "")) return -1;
+  const int result = __real_fstatvfs(file, status);
+  if (result == 0 && current != nullptr && current->atSpace) current->atSpace(*status);
+  return result;
 }
 
 // Not done where calls are watched: it would wait for what the whole machine has written.

@@ -3,6 +3,9 @@
 #ifndef WZAPP_TESTS_INSTALLER_FILE_CALLS_H
 #define WZAPP_TESTS_INSTALLER_FILE_CALLS_H
 
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
 #include <functional>
 #include <string>
 
@@ -25,6 +28,12 @@ class FileCalls {
 
   // Called before each operation. 0 lets it happen; any other number is the errno it fails with.
   std::function<int(const FileCall& call)> hook;
+
+  // Changes what fstatat() has found out: another owner, which no test can give a file.
+  std::function<void(struct stat& status)> atStatus;
+
+  // The same of fstatvfs().
+  std::function<void(struct statvfs& status)> atSpace;
 };
 
 }  // namespace wzapp_test

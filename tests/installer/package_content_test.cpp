@@ -385,7 +385,19 @@ TEST_F(PackageContentTest, FollowsNoLink) {
   EXPECT_EQ(terminal.readFile(kManifests + "/b/gone"), "4");
 }
 
-TEST_F(PackageContentTest, DoesNotEnterARootThatIsALink) {
+TEST_F(PackageContentTest, GoesBelowARootThatIsTheUsersLink) {
+  terminal.writeFile(kOutside + "/shop/old", "old");
+  terminal.writeFile(kOutside + "/tool/file", "kept");
+  fs::create_directory_symlink(kOutside, kApps);
+
+  static_cast<void>(extract(ZipBuilder().file("shop/file", "new")));
+
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_THAT(treeOf(kOutside), ElementsAre("shop/", "shop/file", "tool/", "tool/file"));
+}
+
+TEST_F(PackageContentTest, DoesNotEnterARootThatIsAnotherLink) {
+  calls.atStatus = [](struct stat& status) { status.st_uid = getuid() + 1; };
   terminal.writeFile(kOutside + "/shop/file", "kept");
   fs::create_directory_symlink(kOutside, kApps);
 

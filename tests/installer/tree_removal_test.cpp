@@ -496,8 +496,20 @@ TEST_F(TreeRemovalTest, FollowsNoLinkOnTheWay) {
   EXPECT_THAT(lines, ElementsAre(notRemoved(kTree + "/a", ENOTDIR)));
 }
 
-// A root that is a link is somebody else's work: the library makes directories.
-TEST_F(TreeRemovalTest, FollowsNoLinkInPlaceOfARoot) {
+TEST_F(TreeRemovalTest, FollowsTheUsersOwnLinkInPlaceOfARoot) {
+  fillTree(kOutside + "/shop");
+  terminal.makeFolder(kConfig);
+  ASSERT_EQ(symlink(kOutside.c_str(), kApps.c_str()), 0);
+
+  removeTree(kTree, Quiet::kNothing);
+
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_THAT(treeOf(kOutside), IsEmpty());
+  EXPECT_TRUE(terminal.exists(kApps));
+}
+
+TEST_F(TreeRemovalTest, FollowsNoOtherLinkInPlaceOfARoot) {
+  calls.atStatus = [](struct stat& status) { status.st_uid = getuid() + 1; };
   fillTree(kOutside + "/shop");
   const auto before = treeOf(kOutside);
   terminal.makeFolder(kConfig);
@@ -530,6 +542,7 @@ TEST_P(SwappedDirectoryTest, LeavesWhatIsOutsideAlone) {
   const SwapCase& row = GetParam();
   fillTree(kOutside + "/shop");
   const auto outside = treeOf(kOutside);
+  calls.atStatus = [](struct stat& status) { status.st_uid = getuid() + 1; };
   int nth = 1;
   int swaps = 0;
   for (bool wasReached = true; wasReached; ++nth) {
