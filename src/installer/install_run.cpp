@@ -16,6 +16,7 @@
 #include "installer/listing.h"
 #include "installer/messages.h"
 #include "installer/package_file.h"
+#include "installer/set_aside.h"
 #include "support/install_result.h"
 #include "support/text.h"
 #include "wzapp/wzapp.h"
@@ -109,6 +110,17 @@ bool synchronizeAll() {
   return true;
 }
 
+// A directory that is named like a package is only in the way; one with a short name stays unless
+// it is empty.
+void deleteDealtWith(const std::string& path) {
+  const std::size_t nameLength = path.size() - (path.rfind('/') + 1);
+  if (nameLength > kPackageFileEnding.size()) {
+    removeOrSetAside(path.c_str());
+  } else {
+    static_cast<void>(std::remove(path.c_str()));
+  }
+}
+
 // What cannot be brought to stable storage is installed once more by the next run. So is what was
 // not judged: new applications were taken back and are only in their packages now; new manifests,
 // among them those that uninstall, have had no effect yet. A package whose content could stay, an
@@ -121,7 +133,7 @@ void deletePackages(InstallRun& run) {
   std::ranges::stable_partition(run.toDelete,
                                 [](const DealtWith& file) { return !file.isDeletedLast; });
   // One that cannot be deleted is processed again by the next run.
-  for (const DealtWith& file : run.toDelete) static_cast<void>(std::remove(file.path.c_str()));
+  for (const DealtWith& file : run.toDelete) deleteDealtWith(file.path);
 }
 
 // --- The run ----------------------------------------------------------------------------------

@@ -3,9 +3,8 @@
 #include <fcntl.h>
 #include <sys/statvfs.h>
 
-#include <cstdio>
-
 #include "installer/directories.h"
+#include "installer/set_aside.h"
 #include "support/file_system.h"
 
 namespace wzapp {
@@ -15,8 +14,8 @@ constexpr mode_t kFileMode = 0600;
 // The free space is asked for once for so many octets.
 constexpr std::uint64_t kGrant = std::uint64_t{1} << 20;
 
-// A link is removed itself, and a directory only when it is empty.
-void removeByName() { static_cast<void>(std::remove(kTemporaryFile)); }
+// Whatever has the name: anybody may have put it there.
+void removeByName() { removeOrSetAside(kTemporaryFile); }
 
 }  // namespace
 

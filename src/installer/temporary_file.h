@@ -17,7 +17,7 @@
 namespace wzapp {
 
 // The file kTemporaryFile from construction to destruction, when whatever has that name then is
-// removed. For one thread at a time. Nothing throws.
+// removed, a directory with its content. For one thread at a time. Nothing throws.
 class TemporaryFile {
  public:
   // What a copy of unverified octets leaves free on the file system, in octets.

@@ -178,6 +178,49 @@ TEST_F(InstallAttackTest, TheTemporaryFileIsALinkBeforeItIsCreated) {
   EXPECT_FALSE(terminal.exists(kTemporary));
 }
 
+TEST_F(InstallAttackTest, TheTemporaryFileIsThereBeforeItIsCreated) {
+  drop("shop.zip", applicationPackage("shop"));
+  calls.hook = [this](const FileCall& call) {
+    if (call.function == "open" && call.name == kTemporary) {
+      terminal.writeFile(kTemporary, evilArchive().build());
+    }
+    return 0;
+  };
+
+  EXPECT_EQ(install(), kInstallError);
+
+  EXPECT_EQ(lines,
+            logOf({beginLines(), openLines("shop.zip"), signerLines(), extractedLines("SHOP-O.ZIP"),
+                   "Error: Failed reading 'SHOP-O.ZIP'\n", extractedLines("SHOP.ZIP"),
+                   "Error: Failed reading 'SHOP.ZIP'\n", rulesLines(), endLines({}, "ERROR")}));
+  EXPECT_FALSE(terminal.exists(kTemporary));
+}
+
+TEST_F(InstallAttackTest, TheTemporaryFileIsADirectoryWithContent) {
+  drop("installer.tmp/in/file", "removed");
+  fs::create_directory_symlink(kOutside, kTemporary + "/link");
+  drop("shop.zip", applicationPackage("shop"));
+
+  EXPECT_EQ(install(), kInstallOk);
+
+  expectWholeLog();
+  expectOutsideUntouched();
+  EXPECT_THAT(dropped(), IsEmpty());
+}
+
+TEST_F(InstallAttackTest, TheTemporaryFileIsADirectoryThatCannotBeEmptied) {
+  drop("installer.tmp/file", "kept");
+  fs::permissions(kTemporary, fs::perms{0555});
+  drop("shop.zip", applicationPackage("shop"));
+
+  EXPECT_EQ(install(), kInstallOk);
+
+  expectWholeLog();
+  const std::vector<std::string> left = listed(kSource);
+  ASSERT_EQ(left.size(), 1U);
+  EXPECT_EQ(read(kSource + "/" + left[0] + "/file"), "kept");
+}
+
 TEST_F(InstallAttackTest, TheTemporaryFileBecomesALink) {
   drop("shop.zip", applicationPackage("shop"));
   atLine = [](const std::string& line) {
@@ -249,13 +292,14 @@ TEST_F(InstallAttackTest, PackagesBecomeDirectoriesAndLinksBeforeTheyAreDeleted)
     fs::remove(kPackage);
     fs::create_directory_symlink(kOutside, kPackage);
     fs::remove(kSource + "/tool.zip");
-    drop("tool.zip/file", "kept");
+    drop("tool.zip/file", "removed");
+    fs::create_directory_symlink(kOutside, kSource + "/tool.zip/link");
   };
 
   EXPECT_EQ(install(), kInstallOk);
 
   expectOutsideUntouched();
-  EXPECT_THAT(dropped(), ElementsAre("tool.zip/", "tool.zip/file"));
+  EXPECT_THAT(dropped(), IsEmpty());
 }
 
 // At any moment, on a thread of its own.

@@ -139,7 +139,9 @@ TEST_F(PackageFileTest, IsARegularFileOnly) {
   fs::create_symlink("nowhere", kSource + "/gone.zip");
   fs::create_symlink("loop.zip", kSource + "/loop.zip");
   terminal.makeFolder(kSource + "/empty.zip");
-  drop("full.zip/file", "kept");
+  drop("full.zip/in/file", "removed");
+  terminal.writeFile("/mnt/flash/elsewhere/file", "kept");
+  fs::create_directory_symlink("/mnt/flash/elsewhere", kSource + "/full.zip/in/link");
   Lines expected = beginLines();
   for (const std::string& name : listed(kSource)) {
     expected.push_back("Install " + kSource + "/" + name + "\n");
@@ -149,8 +151,23 @@ TEST_F(PackageFileTest, IsARegularFileOnly) {
   EXPECT_EQ(install(), kInstallError);
 
   EXPECT_EQ(lines, logOf({expected, rulesLines(), endLines({}, "ERROR")}));
-  EXPECT_THAT(dropped(), ElementsAre("full.zip/", "full.zip/file"));
+  EXPECT_THAT(dropped(), IsEmpty());
   EXPECT_TRUE(fs::exists("/dev/zero"));
+  EXPECT_EQ(read("/mnt/flash/elsewhere/file"), "kept");
+}
+
+// Another user's: its content cannot be removed, but its name can be taken from it.
+TEST_F(PackageFileTest, IsNoDirectoryForEver) {
+  drop("x.zip/file", "kept");
+  fs::permissions(kSource + "/x.zip", fs::perms{0555});
+
+  EXPECT_EQ(install(), kInstallError);
+  EXPECT_EQ(install(), kInstallNoPackage);
+
+  const std::vector<std::string> left = listed(kSource);
+  ASSERT_EQ(left.size(), 1U);
+  EXPECT_THAT(left[0], testing::StartsWith("installer.tmp"));
+  EXPECT_EQ(read(kSource + "/" + left[0] + "/file"), "kept");
 }
 
 TEST_F(PackageFileTest, MayBeALinkToAnArchive) {
