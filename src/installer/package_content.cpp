@@ -4,7 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
+#include <limits>
 #include <set>
 #include <string_view>
 
@@ -12,6 +15,7 @@
 #include "installer/entry_path.h"
 #include "installer/file_descriptor.h"
 #include "installer/place.h"
+#include "installer/space_check.h"
 #include "installer/tree_removal.h"
 #include "support/file_system.h"
 #include "support/install_result.h"
@@ -45,6 +49,24 @@ void removePreviousVersion(const UnZIP::Index& index, const char* root) {
   }
 }
 
+// Whether the new version fits where the old one is. Without an old one there is nothing to lose,
+// and what fits is written.
+bool hasRoom(const UnZIP::Index& index, const char* root) {
+  SpaceCheck check(root);
+  for (const std::string& name : topDirectories(index)) {
+    const std::string path = destinationOf(name, root);
+    if (isBelow(path, root)) check.addRemoved(path);
+  }
+  for (const auto& [name, record] : index) {
+    const std::string destination = destinationOf(name, root);
+    if (name.ends_with('/') || !isBelow(destination, root)) continue;
+    const std::string path = normalizePath(destination);
+    if (name.find('/') == std::string::npos) check.addReplaced(path);
+    check.addWritten(path, record.size);
+  }
+  return !check.hasOldVersion() || check.fits();
+}
+
 // --- Files ------------------------------------------------------------------------------------
 
 int createFile(const Place& place) {
@@ -67,10 +89,20 @@ int replaceFile(const Place& place) {
   return createFile(place);
 }
 
+// Whether the file has room for so many octets before what it holds is given up. A file system that
+// cannot tell, and one to which it does not matter, has.
+bool hasRoomFor(int file, std::uint64_t size) {
+  constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
+  if (size == 0) return true;
+  const auto length = static_cast<off_t>(std::min(size, kLargest));
+  return fallocate(file, FALLOC_FL_KEEP_SIZE, 0, length) == 0 ||
+         (errno != ENOSPC && errno != EDQUOT && errno != EFBIG);
+}
+
 // A file that is there keeps its owner, its mode and its place in the directory: it is cut to
 // nothing, unless it is not plain. Something else may have taken its place once it was found to be:
 // opening follows no link and waits for no reader, and what was opened is looked at again.
-int openTarget(const Place& place) {
+int openTarget(const Place& place, std::uint64_t size) {
   const int created = createFile(place);
   if (created >= 0 || errno != EEXIST) return created;
   if (!findPlain(place)) return replaceFile(place);
@@ -80,6 +112,7 @@ int openTarget(const Place& place) {
   struct stat status;
   if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
   if (!isPlain(status)) return replaceFile(place);
+  if (!hasRoomFor(file.get(), size)) return -1;
   return ftruncate(file.get(), 0) == 0 ? file.release() : -1;
 }
 
@@ -88,7 +121,8 @@ bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const std::string& destina
   if (!isBelow(destination, root)) return false;
   const Place* const place = places.make(normalizePath(destination));
   if (place == nullptr) return false;
-  return archive.extractToFile(entry, [place] { return openTarget(*place); });
+  return archive.extractToFile(entry,
+                               [place, entry] { return openTarget(*place, entry->second.size); });
 }
 
 bool isManifest(const std::string& path) { return toUpper(path).ends_with(kManifestEnding); }
@@ -96,14 +130,15 @@ bool isManifest(const std::string& path) { return toUpper(path).ends_with(kManif
 }  // namespace
 
 std::string extractContent(UnZIP& archive, const ContentTarget& target) {
-  if (target.isReplaced) removePreviousVersion(archive.index(), target.root);
+  const bool isRefused = target.isReplaced && !hasRoom(archive.index(), target.root);
+  if (target.isReplaced && !isRefused) removePreviousVersion(archive.index(), target.root);
   std::string appId;
   FilePlaces places;
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
     const std::string& name = entry->first;
     if (name.ends_with('/')) continue;
     const std::string destination = destinationOf(name, target.root);
-    if (!extractEntry(archive, entry, destination, target.root, places)) {
+    if (isRefused || !extractEntry(archive, entry, destination, target.root, places)) {
       reportError("Error: Failed to extract '%s' -> '%s'\n", name.c_str(), destination.c_str());
       continue;
     }

@@ -20,6 +20,9 @@ struct ContentTarget {
 // owner, its mode and its place in the listing stay, and what could be written stays when the rest
 // cannot. Anything else, and a file that has another name elsewhere, is replaced by a new file.
 //
+// An application that is there already is only removed for a new version that has room
+// (space_check.h): of another one no entry can be extracted.
+//
 // Returns the application id of the last ".MFT" that was extracted, which may be empty; empty
 // without one. The only exception is std::bad_alloc.
 [[nodiscard]] std::string extractContent(UnZIP& archive, const ContentTarget& target);

@@ -1,0 +1,208 @@
+// Updates on a file system that has no room for them: the old version stays whole.
+//
+// Here that is a memory file system of a child process's own. With WZAPP_SMALL_FLASH=1 it is the
+// one that the temporary terminal lies on (TMPDIR); full_flash.sh makes one and runs this there.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "installer/temporary_file.h"
+#include "support/install_result.h"
+#include "tests/builders/child_process.h"
+#include "tests/builders/own_namespace.h"
+#include "tests/installer/install_fixture.h"
+
+namespace wzapp {
+namespace {
+
+namespace fs = std::filesystem;
+
+using namespace wzapp_test;
+
+constexpr std::size_t kKilo = 1024;
+const std::string kFlash = "/mnt/flash";
+const std::string kFiller = kFlash + "/filler";
+
+// One version of the application "shop": `parts` files of a size beside its page.
+struct Version {
+  std::string page;
+  std::size_t parts;
+  std::size_t partSize;
+
+  [[nodiscard]] ZipBuilder archive() const {
+    ZipBuilder archive;
+    archive.file("shop.MFT", manifestFor("shop")).file("shop/index.html", page);
+    for (std::size_t i = 0; i < parts; ++i) archive.stored(part(i), noise(partSize));
+    return archive;
+  }
+
+  [[nodiscard]] std::string package() const {
+    return withSigners()
+        .inner("SHOP.ZIP", archive())
+        .signedBy(applicationSigner())
+        .inner("SHOP-O.ZIP", manifestArchive("shop"))
+        .signedBy(manifestSigner())
+        .build();
+  }
+
+  static std::string part(std::size_t number) {
+    return "shop/parts" + std::to_string(number % 3) + "/" + std::to_string(number);
+  }
+
+  // Whether this is what is installed, and nothing else.
+  [[nodiscard]] bool isThere() const {
+    std::size_t files = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(kApps)) {
+      if (entry.is_regular_file()) ++files;
+    }
+    if (files != parts + 2) return false;
+    for (std::size_t i = 0; i < parts; ++i) {
+      std::error_code missing;
+      if (fs::file_size(kApps + "/" + part(i), missing) != partSize) return false;
+    }
+    return true;
+  }
+};
+
+const Version kOld = {"old", 4, 100 * kKilo};
+const Version kNew = {"new", 12, 70 * kKilo};
+
+// Takes so much of the file system that `octets` are left.
+void leaveFree(std::uint64_t octets) {
+  struct statvfs status = {};
+  ASSERT_EQ(statvfs(kFlash.c_str(), &status), 0);
+  const std::uint64_t free = std::uint64_t{status.f_bavail} * status.f_frsize;
+  ASSERT_GT(free, octets);
+  const int file = open(kFiller.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  ASSERT_GE(file, 0);
+  ASSERT_EQ(posix_fallocate(file, 0, static_cast<off_t>(free - octets)), 0);
+  close(file);
+}
+
+class FullFlashTest : public wzapp_test::InstallTest {
+ protected:
+  // Installs the old version, then the new one where `limit` has taken the room. True if it is
+  // there; otherwise the old one is.
+  template <typename Limit>
+  bool isUpdated(const Limit& limit) {
+    fs::remove_all(kConfig);
+    fs::remove(kFiller);
+    fs::create_directories(kSource);
+    fs::permissions(kSource, fs::perms{0777});
+    drop("shop.zip", oldPackage_);
+    EXPECT_EQ(install(), kInstallOk);
+    EXPECT_TRUE(kOld.isThere());
+    drop("shop.zip", newPackage_);
+    limit();
+
+    const int result = install();
+
+    EXPECT_THAT(lines, testing::Contains("shop\n"));  // the list of what is installed
+    EXPECT_FALSE(fs::exists(kSource + "/shop.zip"));
+    const std::string page = read(kApps + "/shop/index.html");
+    if (page == kNew.page) {
+      EXPECT_TRUE(kNew.isThere());
+      EXPECT_EQ(result, kInstallOk);
+      return true;
+    }
+    EXPECT_EQ(page, kOld.page);
+    EXPECT_TRUE(kOld.isThere());
+    EXPECT_EQ(result, kInstallError);
+    return false;
+  }
+
+  // At every 20 KiB of free space from nothing to enough.
+  void updateInEverySpace() {
+    const std::uint64_t enough = TemporaryFile::kReserve + 4 * newPackage_.size();
+    std::size_t updates = 0;
+    std::size_t refusals = 0;
+    for (std::uint64_t free = 0; free <= enough;
+         free += free < (enough / 4) ? 20 * kKilo : 60 * kKilo) {
+      SCOPED_TRACE(free);
+      const bool isDone = isUpdated([free] { leaveFree(free); });
+      ++(isDone ? updates : refusals);
+      ASSERT_FALSE(HasFailure());
+    }
+    EXPECT_GT(updates, 0U);
+    EXPECT_GT(refusals, 10U);
+  }
+
+  const std::string oldPackage_ = kOld.package();
+  const std::string newPackage_ = kNew.package();
+};
+
+TEST_F(FullFlashTest, KeepsTheOldVersionWhereTheNewOneHasNoRoom) {
+  runInChild([this] {
+    enterOwnNamespace();
+    mountMemory(kFlash, "size=24m");
+    updateInEverySpace();
+  });
+}
+
+TEST_F(FullFlashTest, KeepsTheOldVersionWhereThereAreNoFilesForTheNewOne) {
+  runInChild([this] {
+    enterOwnNamespace();
+    std::set<bool> outcomes;
+    for (int files = 22; files < 45; ++files) {
+      SCOPED_TRACE(files);
+      mountMemory(kFlash, "size=24m,nr_inodes=" + std::to_string(files));
+      outcomes.insert(isUpdated([] {}));
+      ASSERT_EQ(umount(kFlash.c_str()), 0);
+    }
+    EXPECT_EQ(outcomes.size(), 2U);
+  });
+}
+
+TEST_F(FullFlashTest, OfTheMachineKeepsTheOldVersionWhereTheNewOneHasNoRoom) {
+  if (std::getenv("WZAPP_SMALL_FLASH") == nullptr) {
+    GTEST_SKIP() << "only in a small file system: tests/installer/full_flash.sh";
+  }
+  updateInEverySpace();
+}
+
+// A new version without an old one has nothing to lose, and takes what there is.
+TEST_F(FullFlashTest, TakesTheReserveForANewApplication) {
+  runInChild([this] {
+    enterOwnNamespace();
+    mountMemory(kFlash, "size=24m");
+    fs::create_directories(kSource);
+    fs::permissions(kSource, fs::perms{0777});
+    drop("shop.zip", newPackage_);
+    leaveFree(2 * newPackage_.size() + 100 * kKilo);
+
+    EXPECT_EQ(install(), kInstallOk);
+
+    EXPECT_TRUE(kNew.isThere());
+  });
+}
+
+// It is cut only once its new content has room.
+TEST_F(FullFlashTest, KeepsAManifestWhoseNewContentHasNoRoom) {
+  const std::string longer = manifestFor("shop") + std::string(300 * kKilo, ' ');
+  const std::string package =
+      withSigners()
+          .inner("SHOP-O.ZIP", ZipBuilder().file("shop/mpmanifest.mft", longer))
+          .signedBy(manifestSigner())
+          .build();
+  runInChild([&] {
+    enterOwnNamespace();
+    mountMemory(kFlash, "size=24m");
+    EXPECT_FALSE(isUpdated([&] {
+      drop("shop.zip", package);
+      leaveFree(200 * kKilo);
+    }));
+    EXPECT_EQ(read(kManifests + "/shop/mpmanifest.mft"), manifestFor("shop"));
+  });
+}
+
+}  // namespace
+}  // namespace wzapp
