@@ -414,6 +414,39 @@ TEST_F(TemporaryFileTest, AsksForTheFreeSpaceOnceAMegabyte) {
   EXPECT_EQ(fs::file_size(kTemporary), 3U << 20);
 }
 
+// What the file system has free, in blocks of 4096 octets: for everybody, and for root besides.
+class ReserveTest : public TemporaryFileTest {
+ protected:
+  bool isCopied(std::uint64_t freeOctets) {
+    calls.atSpace = [freeOctets](struct statvfs& status) {
+      status.f_frsize = 4096;
+      status.f_bsize = 65536;
+      status.f_bavail = freeOctets / 4096;
+      status.f_bfree = status.f_bavail + 1000000;
+    };
+    TemporaryFile file;
+    file.begin(TemporaryFile::Space::kAllButReserve);
+    file.append(std::vector<std::uint8_t>(100));
+    return file.copy() >= 0;
+  }
+};
+
+TEST_F(ReserveTest, IsLeftFreeBesideTheMegabyteThatIsGranted) {
+  constexpr std::uint64_t kNeeded = std::uint64_t{9} << 20;
+
+  EXPECT_TRUE(isCopied(kNeeded));
+  EXPECT_FALSE(isCopied(kNeeded - 4096));
+}
+
+TEST_F(ReserveTest, IsNoMatterOnceAPackageIsVerified) {
+  calls.atSpace = [](struct statvfs& status) { status.f_bavail = 0; };
+  TemporaryFile file;
+  file.begin(TemporaryFile::Space::kAll);
+  file.append(std::vector<std::uint8_t>(100));
+
+  EXPECT_GE(file.copy(), 0);
+}
+
 TEST_F(TemporaryFileTest, IsGoneOnceItIsGivenUp) {
   const std::vector<std::uint8_t> block(8192);
   TemporaryFile file;

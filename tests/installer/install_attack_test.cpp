@@ -36,6 +36,8 @@ ZipBuilder evilArchive() {
   return ZipBuilder().stored("shop/index.html", "evil").stored("shop/evil.html", "evil");
 }
 
+std::string textOf(const Octets& octets) { return {octets.begin(), octets.end()}; }
+
 // The same octets on disk, so that a file that is open changes with it.
 void overwrite(const std::string& path, const std::string& content) {
   const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
@@ -133,6 +135,34 @@ TEST_F(InstallAttackTest, APackageFileChangesBetweenTwoPasses) {
   calls.hook = [](const FileCall& call) { return call.function == "fstatvfs" ? EIO : 0; };
   atLine = [&package](const std::string& line) {
     if (line == "Checking SHOP.ZIP\n") overwrite(kPackage, package("evil"));
+  };
+
+  EXPECT_EQ(install(), kInstallError);
+
+  EXPECT_EQ(lines, logOf({beginLines(), openLines("shop.zip"), "Adding certificate a.crt\n",
+                          extractedLines("SHOP.ZIP"), "Error: Failed reading 'SHOP.ZIP'\n",
+                          rulesLines(), endLines({}, "ERROR")}));
+  EXPECT_THAT(tree(), IsEmpty());
+}
+
+// Nothing but the octets of one page change, at their place: what is left to tell is their digest.
+TEST_F(InstallAttackTest, AnEntryChangesBetweenTwoPasses) {
+  const std::string archive =
+      ZipBuilder().stored("shop/index.html", "<p>good").stored("shop/x", noise()).build();
+  const std::string package = ZipBuilder()
+                                  .stored("SHOP.P7S", signatureOf(archive, applicationSigner()))
+                                  .stored("SHOP.ZIP", archive)
+                                  .stored("a.crt", textOf(applicationSigner().certificate))
+                                  .build();
+  const std::size_t page = package.find("<p>good");
+  ASSERT_NE(page, std::string::npos);
+  drop("shop.zip", package);
+  calls.hook = [](const FileCall& call) { return call.function == "fstatvfs" ? EIO : 0; };
+  atLine = [&](const std::string& line) {
+    if (line != "Checking SHOP.ZIP\n") return;
+    std::string changed = package;
+    changed.replace(page, 7, "<p>evil");
+    overwrite(kPackage, changed);
   };
 
   EXPECT_EQ(install(), kInstallError);
