@@ -52,8 +52,8 @@ class TextWriter {
 
   void number(std::uint64_t value) {
     std::array<char, 20> digits;
-    const char* end = std::to_chars(digits.begin(), digits.end(), value).ptr;
-    for (const char* digit = digits.begin(); digit != end; ++digit) character(*digit);
+    const char* end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+    for (const char* digit = digits.data(); digit != end; ++digit) character(*digit);
   }
 
   // Leaves the empty text where a text was asked for.
