@@ -12,6 +12,8 @@
 #include <cstring>
 #include <vector>
 
+#include "packaging/temporary_folders.h"
+
 extern char** environ;
 
 namespace packaging {
@@ -121,9 +123,11 @@ bool runSignCommand(const std::string& command, const std::string& signer, std::
   errno = start(command, signer, input.get(), writing.get(), process);
   if (errno != 0) return fail(error, "cannot run " + command);
   writing.reset();
+  killBeforeRemoval(process);
   const std::string result = readAll(reading.get());
   reading.reset();
   const int status = awaitEnd(process);
+  killBeforeRemoval(0);
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
     error = "the sign command failed (" +
             (WIFEXITED(status) ? "exit code " + std::to_string(WEXITSTATUS(status))

@@ -19,7 +19,8 @@ bool removeFoldersOnSignals();
 /// parent.
 void leaveFoldersToParent();
 
-/// A child to be killed before the folders are removed, because it writes into them; 0: none.
+/// A child to be killed before the folders are removed, because it writes into them or works for
+/// nobody then; 0: none.
 void killBeforeRemoval(pid_t child);
 
 /// mkdtemp(3). False with errno.
