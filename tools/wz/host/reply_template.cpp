@@ -1,9 +1,12 @@
 #include "wz/host/reply_template.h"
 
+#include <regex.h>
+
 #include <algorithm>
+#include <array>
 #include <charconv>
-#include <regex>
 #include <string_view>
+#include <vector>
 
 namespace wz {
 namespace {
@@ -11,7 +14,7 @@ namespace {
 using zelipc::JSObject;
 
 constexpr std::string_view kOpen = "{{", kClose = "}}";
-constexpr std::size_t kLongestMatched = 4096;  // octets; regular expressions recurse over a text
+constexpr std::size_t kLongestMatched = 4096;  // octets; an expression may take long over a text
 
 // The value at a path; null where there is none. A member that has the whole rest of the path as
 // its name comes before one that has a part of it.
@@ -96,10 +99,37 @@ bool isIn(const JSObject& value, const JSObject& array) {
   return false;
 }
 
+// An extended regular expression (regex(7)).
+class Expression {
+ public:
+  explicit Expression(const std::string& text)
+      : code_(regcomp(&compiled_, text.c_str(), REG_EXTENDED | REG_NOSUB)) {}
+  Expression(const Expression&) = delete;
+  Expression& operator=(const Expression&) = delete;
+  ~Expression() {
+    if (code_ == 0) regfree(&compiled_);
+  }
+
+  [[nodiscard]] bool isIn(const std::string& text) const {
+    return code_ == 0 && regexec(&compiled_, text.c_str(), 0, nullptr, 0) == 0;
+  }
+
+  // Empty: it is one.
+  [[nodiscard]] std::string problem() const {
+    if (code_ == 0) return {};
+    std::array<char, 128> text{};
+    regerror(code_, &compiled_, text.data(), text.size());
+    return text.data();
+  }
+
+ private:
+  regex_t compiled_{};
+  int code_;
+};
+
 bool matches(const JSObject& value, const JSObject& expression) {
   const std::string text = textOf(value);
-  return text.size() <= kLongestMatched &&
-         std::regex_search(text, std::regex(expression.asString()));
+  return text.size() <= kLongestMatched && Expression(expression.asString()).isIn(text);
 }
 
 struct Test {
@@ -163,10 +193,9 @@ std::string whyNoCondition(const JSObject& condition) {
        condition.isObject() ? condition.keys() : std::vector<std::string>()) {
     if (!condition[path].isObject() || !condition[path].has("matches")) continue;
     const std::string expression = condition[path]["matches"].asString();
-    try {
-      (void)std::regex(expression);
-    } catch (const std::regex_error& error) {
-      return "the expression " + expression + " of " + path + " is none: " + error.what();
+    const std::string problem = Expression(expression).problem();
+    if (!problem.empty()) {
+      return "the expression " + expression + " of " + path + " is none: " + problem;
     }
   }
   return {};
