@@ -113,6 +113,7 @@ class Workshop:
         for pair in properties.get("ENVIRONMENT", []):
             name, value = pair.split("=", 1)
             environment[name] = value
+        said = ""
         listen, report = os.pipe()
         with open(self.log, "wb") as log:
             child = subprocess.Popen(
@@ -122,9 +123,13 @@ class Workshop:
                 pass_fds=[report],
             )
             os.close(report)
-            with os.fdopen(listen) as pipe:
-                said = pipe.read()
-            child.wait()
+            try:
+                with os.fdopen(listen) as pipe:
+                    said = pipe.read()
+            finally:  # when the campaign is cut short
+                if not said:
+                    child.kill()
+                child.wait()
         if not said:
             raise OSError(f"no end of {test['name']} was reported; see {self.log}")
         end = json.loads(said)
