@@ -1,0 +1,37 @@
+// What the process holds at this moment.
+#ifndef WZAPP_TESTS_SOAK_LIVE_MEMORY_H
+#define WZAPP_TESTS_SOAK_LIVE_MEMORY_H
+
+#include <malloc.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
+#define WZAPP_SANITIZED 1
+#endif
+
+namespace wzapp_test {
+
+// Octets that were allocated and not freed.
+inline std::size_t liveMemory() {
+#ifdef WZAPP_SANITIZED
+  return __sanitizer_get_current_allocated_bytes();
+#else
+  return mallinfo2().uordblks;
+#endif
+}
+
+inline std::size_t entriesOf(const char* folder) {
+  namespace fs = std::filesystem;
+  return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), {}));
+}
+
+inline std::size_t openDescriptors() { return entriesOf("/proc/self/fd"); }
+inline std::size_t runningThreads() { return entriesOf("/proc/self/task"); }
+
+}  // namespace wzapp_test
+
+#endif  // WZAPP_TESTS_SOAK_LIVE_MEMORY_H
