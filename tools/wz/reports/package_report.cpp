@@ -19,6 +19,7 @@
 #include "crypto/rsa.h"
 #include "crypto/signature_file.h"
 #include "installer/application_manifest.h"
+#include "installer/unverified_work.h"
 #include "packaging/temporary_folders.h"
 #include "support/file_system.h"
 #include "support/text.h"
@@ -108,7 +109,7 @@ void examineCertificates(UnZIP& archive, Trust& trust, PackageReport& report) {
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
     if (!isLookedAt(entry->first) || !wzapp::toUpper(entry->first).ends_with(".CRT")) continue;
     std::vector<std::uint8_t> der;
-    if (!archive.readEntry(entry, der) || der.empty()) {
+    if (!archive.readEntry(entry, der, wzapp::kMaxCredentialSize) || der.empty()) {
       report.certificates.push_back({entry->first, false, "it cannot be unpacked", {}, 0, {}});
       continue;
     }
@@ -230,7 +231,8 @@ class InnerExamination {
   }
 
   bool readSignature() {
-    if (!archive_.readEntry(signatureEntry_, signature_) || signature_.empty()) {
+    if (!archive_.readEntry(signatureEntry_, signature_, wzapp::kMaxCredentialSize) ||
+        signature_.empty()) {
       return pass("signature file read", false, "it is empty, or cannot be unpacked");
     }
     if (const int code = wzapp::parseSignatureFile(signature_, info_); code != 0) {
