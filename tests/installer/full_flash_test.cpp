@@ -120,13 +120,13 @@ class FullFlashTest : public wzapp_test::InstallTest {
     return false;
   }
 
-  // At every 20 KiB of free space from nothing to enough.
+  // From no free space at all to enough.
   void updateInEverySpace() {
+    constexpr std::uint64_t kStep = 75 * kKilo;
     const std::uint64_t enough = TemporaryFile::kReserve + 4 * newPackage_.size();
     std::size_t updates = 0;
     std::size_t refusals = 0;
-    for (std::uint64_t free = 0; free <= enough;
-         free += free < (enough / 4) ? 20 * kKilo : 60 * kKilo) {
+    for (std::uint64_t free = 0; free <= enough; free += kStep) {
       SCOPED_TRACE(free);
       const bool isDone = isUpdated([free] { leaveFree(free); });
       ++(isDone ? updates : refusals);
@@ -152,7 +152,7 @@ TEST_F(FullFlashTest, KeepsTheOldVersionWhereThereAreNoFilesForTheNewOne) {
   runInChild([this] {
     enterOwnNamespace();
     std::set<bool> outcomes;
-    for (int files = 22; files < 45; ++files) {
+    for (int files = 24; files < 45; ++files) {
       SCOPED_TRACE(files);
       mountMemory(kFlash, "size=24m,nr_inodes=" + std::to_string(files));
       outcomes.insert(isUpdated([] {}));

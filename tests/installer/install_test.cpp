@@ -155,7 +155,9 @@ TEST_F(InstallRunTest, LetsNoProgramInheritItsFiles) {
   std::set<int> during;
   atLine = [&during](const std::string& /*line*/) { during.merge(inheritedDescriptors()); };
   calls.hook = [&during](const FileCall& /*call*/) {
+    const int error = errno;
     during.merge(inheritedDescriptors());
+    errno = error;
     return 0;
   };
 
