@@ -1,8 +1,8 @@
-/// One element of a DER text (ITU-T X.690): its header, read and placed.
-///
-/// A record refers into the buffer that it was read from and stays good as long as those octets.
-/// The reader takes more than DER allows (padded lengths, the indefinite form) and less (lengths up
-/// to 32766, identifiers up to three octets). Everything here may be used from any thread.
+// One element of a DER text (ITU-T X.690): its header, read and placed.
+//
+// A record refers into the buffer that it was read from and stays good as long as those octets.
+// The reader takes more than DER allows (padded lengths, the indefinite form) and less (lengths up
+// to 32766, identifiers up to three octets). Everything here may be used from any thread.
 #ifndef WZAPP_CRYPTO_DER_ELEMENT_H
 #define WZAPP_CRYPTO_DER_ELEMENT_H
 
@@ -14,10 +14,10 @@
 
 namespace wzapp {
 
-/// Content length that stands for the indefinite form; the largest real one is one less.
+// Content length that stands for the indefinite form; the largest real one is one less.
 inline constexpr std::int32_t kIndefiniteLength = 32767;
 
-/// Identifier octets that the parsers ask for.
+// Identifier octets that the parsers ask for.
 enum DerIdentifier : std::uint32_t {
   kDerBoolean = 0x01,
   kDerInteger = 0x02,
@@ -34,35 +34,35 @@ enum DerIdentifier : std::uint32_t {
 struct DerElement {
   static constexpr std::uint8_t kConstructedBit = 0x20;
   static constexpr std::uint8_t kClassBits = 0xC0;
-  static constexpr std::uint8_t kTagBits = 0x1F;  ///< all ones: the tag number follows separately
+  static constexpr std::uint8_t kTagBits = 0x1F;  // all ones: the tag number follows separately
 
-  std::int32_t status = kDerBadHeader;  ///< 0 once the element has been read completely
-  ByteView buffer;                      ///< what is walked
-  std::size_t offset = 0;               ///< of the identifier octet in the buffer
-  std::uint32_t identifier = 0;   ///< the whole first octet, class and constructed bits included
-  std::uint32_t constructed = 0;  ///< identifier & 0x20
-  std::uint32_t classBits = 0;    ///< identifier & 0xC0
+  std::int32_t status = kDerBadHeader;  // 0 once the element has been read completely
+  ByteView buffer;                      // what is walked
+  std::size_t offset = 0;               // of the identifier octet in the buffer
+  std::uint32_t identifier = 0;   // the whole first octet, class and constructed bits included
+  std::uint32_t constructed = 0;  // identifier & 0x20
+  std::uint32_t classBits = 0;    // identifier & 0xC0
   std::int32_t tagNumber = 0;
-  std::int32_t contentLength = 0;  ///< in octets, or kIndefiniteLength
-  std::int32_t headerLength = 0;   ///< in octets
-  std::uint32_t depth = 0;         ///< 0: outermost
-  std::uint32_t index = 0;         ///< elements passed before it inside the same parent
+  std::int32_t contentLength = 0;  // in octets, or kIndefiniteLength
+  std::int32_t headerLength = 0;   // in octets
+  std::uint32_t depth = 0;         // 0: outermost
+  std::uint32_t index = 0;         // elements passed before it inside the same parent
 
   [[nodiscard]] bool isValid() const { return status == 0; }
   [[nodiscard]] bool isIndefinite() const { return contentLength == kIndefiniteLength; }
 
-  /// Whether content() and encoding() have something to show: the extent of an indefinite element
-  /// is not known before its end has been walked to, so no view is ever made of one.
+  // Whether content() and encoding() have something to show: the extent of an indefinite element
+  // is not known before its end has been walked to, so no view is ever made of one.
   [[nodiscard]] bool hasView() const { return isValid() && !isIndefinite(); }
 
-  /// The content octets; empty without hasView().
+  // The content octets; empty without hasView().
   [[nodiscard]] ByteView content() const {
     if (!hasView()) return {};
     return buffer.subspan(offset + static_cast<std::size_t>(headerLength),
                           static_cast<std::size_t>(contentLength));
   }
 
-  /// Header and content; empty without hasView().
+  // Header and content; empty without hasView().
   [[nodiscard]] ByteView encoding() const {
     if (!hasView()) return {};
     return buffer.subspan(
@@ -70,26 +70,26 @@ struct DerElement {
   }
 };
 
-/// Reads the identifier and the length at `offset`, at most the end of the buffer, into the fields
-/// that they decide; status, depth and index are left alone. The content need not lie in the
-/// buffer.
-///
-/// \return 0; or, with `element` left alone, kDerTooLong for an identifier or a length beyond the
-///         limits and kDerBadHeader when the buffer ends inside the header.
+// Reads the identifier and the length at `offset`, at most the end of the buffer, into the fields
+// that they decide; status, depth and index are left alone. The content need not lie in the
+// buffer.
+//
+// Returns 0; or, with `element` left alone, kDerTooLong for an identifier or a length beyond the
+// limits and kDerBadHeader when the buffer ends inside the header.
 [[nodiscard]] inline int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element);
 
-/// Decodes the content as a signed number in two's complement, of 1 to 4 octets.
-/// \return 0, or kDerBadInteger and `value` is left alone. The identifier is not looked at.
+// Decodes the content as a signed number in two's complement, of 1 to 4 octets.
+// Returns 0, or kDerBadInteger and `value` is left alone. The identifier is not looked at.
 [[nodiscard]] int readInteger(const DerElement& element, std::int32_t& value);
 
-/// \param value  0 for the octet 0x00, 1 for any other.
-/// \return 0, or kDerBadBoolean and `value` is left alone. The identifier is not looked at.
+// `value`: 0 for the octet 0x00, 1 for any other.
+// Returns 0, or kDerBadBoolean and `value` is left alone. The identifier is not looked at.
 [[nodiscard]] int readBoolean(const DerElement& element, std::int32_t& value);
 
 // -------------------------------------------------------------------------------------------------
 
-/// Reads the octets of a tag number, which begin at `position`, and moves it behind them.
-/// \return as readDerHeader().
+// Reads the octets of a tag number, which begin at `position`, and moves it behind them.
+// Returns as readDerHeader().
 [[nodiscard]] int readLongTag(ByteView buffer, std::size_t& position, std::int32_t& tagNumber);
 
 // identifier := short | 0x1F-low-bits more* last

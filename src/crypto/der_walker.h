@@ -1,18 +1,18 @@
-/// A walk over the elements of a DER text, in pre-order and without allocation.
-///
-/// Every reader of certificates and signature files goes through this walker. It reads nothing
-/// outside the view that it was made of, whatever the lengths in it claim. A walker is a value of
-/// its own: several may be under way at once, one walker belongs to one thread at a time.
-///
-/// Returning a constructed element usually enters it: the next step gives its first part. A step
-/// to the next sibling instead passes an element of definite length over whole:
-///
-///   30 .. ( 02 .. , 30 .. ( 04 .. ) , 05 00 )
-///   A       B       C       D         E        kNext         gives A B C D E
-///                                              kNextSibling  gives A B C E after A by kNext
-///
-/// A step by kNext or kToIndex after one by kNextSibling takes that one back and goes again from
-/// there, so that it leads into C and gives D.
+// A walk over the elements of a DER text, in pre-order and without allocation.
+//
+// Every reader of certificates and signature files goes through this walker. It reads nothing
+// outside the view that it was made of, whatever the lengths in it claim. A walker is a value of
+// its own: several may be under way at once, one walker belongs to one thread at a time.
+//
+// Returning a constructed element usually enters it: the next step gives its first part. A step
+// to the next sibling instead passes an element of definite length over whole:
+//
+//   30 .. ( 02 .. , 30 .. ( 04 .. ) , 05 00 )
+//   A       B       C       D         E        kNext         gives A B C D E
+//                                              kNextSibling  gives A B C E after A by kNext
+//
+// A step by kNext or kToIndex after one by kNextSibling takes that one back and goes again from
+// there, so that it leads into C and gives D.
 #ifndef WZAPP_CRYPTO_DER_WALKER_H
 #define WZAPP_CRYPTO_DER_WALKER_H
 
@@ -26,33 +26,33 @@
 namespace wzapp {
 
 enum class WalkMode {
-  kRestart = 0,      ///< from the first octet, n steps behind the outermost element
-  kToIndex = 1,      ///< on to element n, counted from the start of the walk; back: restarts. A
-                     ///< reader's mode like the others, although no parser here asks for it
-  kNext = 2,         ///< on by one element, into a constructed one
-  kNextSibling = 3,  ///< on by one element, over a constructed one of definite length
+  kRestart = 0,      // from the first octet, n steps behind the outermost element
+  kToIndex = 1,      // on to element n, counted from the start of the walk; back: restarts. A
+                     // reader's mode like the others, although no parser here asks for it
+  kNext = 2,         // on by one element, into a constructed one
+  kNextSibling = 3,  // on by one element, over a constructed one of definite length
 };
 
 class DerWalker {
  public:
-  /// Levels of nesting, the outermost included.
+  // Levels of nesting, the outermost included.
   static constexpr std::size_t kLevels = 25;
 
-  /// Walks `buffer`, which must outlive the walker and its elements.
+  // Walks `buffer`, which must outlive the walker and its elements.
   explicit DerWalker(ByteView buffer) : buffer_(buffer) { restart(); }
   DerWalker(const DerWalker&) = delete;
   DerWalker& operator=(const DerWalker&) = delete;
 
-  /// Steps and fills `element` with the one at which it stops.
-  /// \param n  for kRestart and kToIndex the element to stop at; the other modes ignore it.
-  /// \return 0, and element.status is 0; or, with element.status left at kDerBadHeader: kDerEnd at
-  ///         the end of the buffer; kDerBadHeader for a header that cannot be read or content that
-  ///         would end outside the buffer; kDerTooLong for more than kLevels levels;
-  ///         kDerIndefinitePrimitive. After a failure the walk stands where it stood before the
-  ///         step that failed, and depth and index of `element` say where that is.
+  // Steps and fills `element` with the one at which it stops.
+  // `n`: for kRestart and kToIndex the element to stop at; the other modes ignore it.
+  // Returns 0, and element.status is 0; or, with element.status left at kDerBadHeader: kDerEnd at
+  // the end of the buffer; kDerBadHeader for a header that cannot be read or content that would end
+  // outside the buffer; kDerTooLong for more than kLevels levels; kDerIndefinitePrimitive. After a
+  // failure the walk stands where it stood before the step that failed, and depth and index of
+  // `element` say where that is.
   [[nodiscard]] int walk(WalkMode mode, std::size_t n, DerElement& element);
 
-  /// walk() in one mode each.
+  // walk() in one mode each.
   [[nodiscard]] int first(DerElement& element) { return walk(WalkMode::kRestart, 0, element); }
   [[nodiscard]] int next(DerElement& element);
   [[nodiscard]] int nextSibling(DerElement& element);
@@ -91,13 +91,13 @@ class DerWalker {
   std::array<std::size_t, kLevels> children_;  // passed before the deeper level was opened
 };
 
-/// `der` without the octets behind its first element; all of it where that element cannot be read
-/// to its end.
+// `der` without the octets behind its first element; all of it where that element cannot be read
+// to its end.
 [[nodiscard]] ByteView outermostElement(ByteView der);
 
-/// How many elements lie below `element`, counted in pre-order until its end or until they can no
-/// longer be read. All descendants count, not only direct parts. The parsers here count as they
-/// read; this is for those who look at one element by itself.
+// How many elements lie below `element`, counted in pre-order until its end or until they can no
+// longer be read. All descendants count, not only direct parts. The parsers here count as they
+// read; this is for those who look at one element by itself.
 [[nodiscard]] std::size_t countParts(const DerElement& element);
 
 }  // namespace wzapp

@@ -1,4 +1,4 @@
-/// Octets as uppercase hexadecimal text.
+// Octets as uppercase hexadecimal text.
 #ifndef WZAPP_CRYPTO_HEX_H
 #define WZAPP_CRYPTO_HEX_H
 
@@ -8,9 +8,9 @@
 
 namespace wzapp {
 
-/// Writes two characters an octet and a terminating NUL.
-/// \param size  octets at `text`. Where it is not larger than twice the number of octets, only the
-///              first (size - 1) / 2 of them are written; with 0 nothing is.
+// Writes two characters an octet and a terminating NUL.
+// `size`: octets at `text`. Where it is not larger than twice the number of octets, only the first
+// (size - 1) / 2 of them are written; with 0 nothing is.
 void bytesToHex(ByteView bytes, char* text, std::size_t size);
 
 }  // namespace wzapp

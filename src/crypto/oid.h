@@ -1,11 +1,11 @@
-/// Object identifiers (ITU-T X.660): content octets of the DER form, dotted text, and the short
-/// ones as values that compare at once.
-///
-/// The first content octet gives the first two arcs and is always read as one octet: 80 or more is
-/// "2." and the octet less 80, 40 to 79 is "1." and the octet less 40, below that "0." and the
-/// octet. Every further arc is a number of up to 35 bits in up to five octets, base 128. An arc may
-/// be padded with 0x80 octets; its text does not show that, and whatever compares here compares as
-/// if by text.
+// Object identifiers (ITU-T X.660): content octets of the DER form, dotted text, and the short
+// ones as values that compare at once.
+//
+// The first content octet gives the first two arcs and is always read as one octet: 80 or more is
+// "2." and the octet less 80, 40 to 79 is "1." and the octet less 40, below that "0." and the
+// octet. Every further arc is a number of up to 35 bits in up to five octets, base 128. An arc may
+// be padded with 0x80 octets; its text does not show that, and whatever compares here compares as
+// if by text.
 #ifndef WZAPP_CRYPTO_OID_H
 #define WZAPP_CRYPTO_OID_H
 
@@ -20,35 +20,35 @@
 
 namespace wzapp {
 
-/// Longest dotted text, in characters, that an OID may have to be compared with another.
+// Longest dotted text, in characters, that an OID may have to be compared with another.
 inline constexpr std::size_t kMaxOidText = 30;
 
-/// An OID whose text has at most kMaxOidText characters, without its padding: two are equal when
-/// their texts are. Such an OID never has more than 14 octets.
+// An OID whose text has at most kMaxOidText characters, without its padding: two are equal when
+// their texts are. Such an OID never has more than 14 octets.
 class ShortOid {
  public:
   constexpr ShortOid() = default;
 
-  /// Reads the content octets of an OBJECT IDENTIFIER.
-  /// \return 0; kDerNotFound for a text that is too long and for an arc of more than five octets;
-  ///         kDerTruncatedOid when the content is empty or ends inside an arc. `oid` is filled only
-  ///         on success.
+  // Reads the content octets of an OBJECT IDENTIFIER.
+  // Returns 0; kDerNotFound for a text that is too long and for an arc of more than five octets;
+  // kDerTruncatedOid when the content is empty or ends inside an arc. `oid` is filled only on
+  // success.
   [[nodiscard]] static int read(ByteView content, ShortOid& oid);
 
-  /// Content octets as they stand. Nothing is checked: the result equals one that read() or parse()
-  /// has made only if read() makes the same of these octets, and none where they are no short OID
-  /// or padded. The fast way to recognise a known OID.
+  // Content octets as they stand. Nothing is checked: the result equals one that read() or parse()
+  // has made only if read() makes the same of these octets, and none where they are no short OID
+  // or padded. The fast way to recognise a known OID.
   [[nodiscard]] static constexpr ShortOid ofOctets(ByteView content);
 
-  /// The OID with this text; nothing for a text that no content octets convert to, such as "1.40",
-  /// "2.05" or one that is too long.
+  // The OID with this text; nothing for a text that no content octets convert to, such as "1.40",
+  // "2.05" or one that is too long.
   [[nodiscard]] static constexpr std::optional<ShortOid> parse(std::string_view text);
 
-  /// A key of 128 bits: a one, then the octets, the last of them lowest in `low`.
+  // A key of 128 bits: a one, then the octets, the last of them lowest in `low`.
   [[nodiscard]] constexpr std::uint64_t high() const { return high_; }
   [[nodiscard]] constexpr std::uint64_t low() const { return low_; }
 
-  /// By the key; the order means nothing else.
+  // By the key; the order means nothing else.
   friend constexpr auto operator<=>(const ShortOid&, const ShortOid&) = default;
 
  private:
@@ -63,21 +63,20 @@ class ShortOid {
   std::uint64_t low_ = 0;
 };
 
-/// The OID with a text known when compiling; a text that is none does not compile.
+// The OID with a text known when compiling; a text that is none does not compile.
 consteval ShortOid oid(std::string_view text);
 
-/// Whether content octets are this OID, padded or not.
+// Whether content octets are this OID, padded or not.
 [[nodiscard]] bool isOid(ByteView content, const ShortOid& oid);
 
-/// Writes the dotted text and a terminating NUL.
-/// \param size  octets at `text`. With 0 nothing is written and the size needed is returned.
-/// \return the length of the text (with `size` 0: plus 1); kDerNotFound for an arc of more than
-///         five octets or a text that does not fit, kDerTruncatedOid as above, and then `text` is
-///         empty.
+// Writes the dotted text and a terminating NUL.
+// `size`: octets at `text`. With 0 nothing is written and the size needed is returned.
+// Returns the length of the text (with `size` 0: plus 1); kDerNotFound for an arc of more than five
+// octets or a text that does not fit, kDerTruncatedOid as above, and then `text` is empty.
 [[nodiscard]] int oidToText(ByteView content, char* text, std::size_t size);
 
-/// The same for the content of an element, whatever its identifier.
-/// \return as above; kDerInvalidElement for a record that is not valid or of indefinite length.
+// The same for the content of an element, whatever its identifier.
+// Returns as above; kDerInvalidElement for a record that is not valid or of indefinite length.
 [[nodiscard]] int oidToText(const DerElement& element, char* text, std::size_t size);
 
 // -------------------------------------------------------------------------------------------------

@@ -1,7 +1,7 @@
-/// The object identifiers that have been met, to refuse a second one.
-///
-/// Up to kInline of them are kept in a row inside the object, and none takes memory; those beyond
-/// go into a set, so that no number of them makes a text slow to read.
+// The object identifiers that have been met, to refuse a second one.
+//
+// Up to kInline of them are kept in a row inside the object, and none takes memory; those beyond
+// go into a set, so that no number of them makes a text slow to read.
 #ifndef WZAPP_CRYPTO_SEEN_OIDS_H
 #define WZAPP_CRYPTO_SEEN_OIDS_H
 
@@ -20,7 +20,7 @@ class SeenOids {
 
   enum class Result { kNew, kSeenBefore, kNoMemory };
 
-  /// \return kNoMemory when memory cannot be had; `oid` is then not inserted.
+  // Returns kNoMemory when memory cannot be had; `oid` is then not inserted.
   [[nodiscard]] Result insert(const ShortOid& oid);
 
  private:

@@ -1,7 +1,7 @@
-/// One name for octets in memory that somebody else owns.
-///
-/// A view is passed by value, owns nothing and stays good as long as the octets it was made of; a
-/// record of views says whose octets they are.
+// One name for octets in memory that somebody else owns.
+//
+// A view is passed by value, owns nothing and stays good as long as the octets it was made of; a
+// record of views says whose octets they are.
 #ifndef WZAPP_SUPPORT_BYTE_VIEW_H
 #define WZAPP_SUPPORT_BYTE_VIEW_H
 
@@ -13,7 +13,7 @@ namespace wzapp {
 
 using ByteView = std::span<const std::uint8_t>;
 
-/// The octets of a text, which are not copied.
+// The octets of a text, which are not copied.
 inline ByteView viewOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
