@@ -27,24 +27,6 @@ constexpr const char* kRuntimeVersion = "2.46.6";
 constexpr const char* kExporterDirectories[] = {"/home/usr%d/www", "/home/sys%d/www"};
 constexpr int kExportersPerRow = 16;
 
-// What a terminal is, for applications that do not name its model: "480x800C15T" has 480 by 800
-// pixels in colour (M: monochrome), 15 keys and a touch screen (N: none).
-std::string hardwareDescriptor() {
-  constexpr int kMonochromeDepth = 1;
-  constexpr int kOddWidth = 856;  // a display that applications know by what can be seen of it
-  constexpr int kVisibleWidth = 854;
-
-  int width = 0;
-  int height = 0;
-  int depth = 0;
-  displayInfo(width, height, depth);
-  if (width == kOddWidth) width = kVisibleWidth;
-  std::string descriptor;
-  format(descriptor, "%dx%d%c%d%c", width, height, depth == kMonochromeDepth ? 'M' : 'C',
-         keyCount(), hasTouchScreen() != 0 ? 'T' : 'N');
-  return descriptor;
-}
-
 // One check of all installed applications.
 class DependencyCheck {
  public:
@@ -315,6 +297,22 @@ bool DependencyCheck::run() {
 }
 
 }  // namespace
+
+std::string hardwareDescriptor() {
+  constexpr int kMonochromeDepth = 1;
+  constexpr int kOddWidth = 856;  // a display that applications know by what can be seen of it
+  constexpr int kVisibleWidth = 854;
+
+  int width = 0;
+  int height = 0;
+  int depth = 0;
+  displayInfo(width, height, depth);
+  if (width == kOddWidth) width = kVisibleWidth;
+  std::string descriptor;
+  format(descriptor, "%dx%d%c%d%c", width, height, depth == kMonochromeDepth ? 'M' : 'C',
+         keyCount(), hasTouchScreen() != 0 ? 'T' : 'N');
+  return descriptor;
+}
 
 bool checkDependencies(AppIds& removed) { return DependencyCheck(removed).run(); }
 

@@ -5,6 +5,8 @@
 
 #include "installer/marketplace_rules.h"
 
+#include <string>
+
 namespace wzapp {
 
 // Removes every installed application whose dependencies fail and, since what is removed may export
@@ -18,6 +20,10 @@ namespace wzapp {
 //
 // Called while the install lock is held, by one thread. The only exception is std::bad_alloc.
 [[nodiscard]] bool checkDependencies(AppIds& removed);
+
+// What this terminal is, for applications that do not name its model: "480x800C15T" has 480 by 800
+// pixels in colour (M: monochrome), 15 keys and a touch screen (N: none). May throw std::bad_alloc.
+[[nodiscard]] std::string hardwareDescriptor();
 
 }  // namespace wzapp
 

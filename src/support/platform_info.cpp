@@ -118,10 +118,7 @@ constexpr TouchRule kTouchRules[] = {
 bool findTouchScreen() {
   struct stat status;
   if (fileStat(kTouchDevice, status) == 0) return true;
-  const std::string_view name = modelName();
-  if (name.size() > 1 && name[1] != '2') return true;
-  return std::any_of(std::begin(kTouchRules), std::end(kTouchRules),
-                     [name](const TouchRule& rule) { return rule.matches(name, rule.prefix); });
+  return hasTouchScreenOfModel(modelName());
 }
 
 struct KeyCountRule {
@@ -165,6 +162,12 @@ int hasTouchScreen() {
   static std::atomic<int> cache{-1};  // two threads at once find the same
   if (cache == -1) cache = findTouchScreen() ? 1 : 0;
   return cache;
+}
+
+bool hasTouchScreenOfModel(std::string_view name) {
+  if (name.size() > 1 && name[1] != '2') return true;
+  return std::any_of(std::begin(kTouchRules), std::end(kTouchRules),
+                     [name](const TouchRule& rule) { return rule.matches(name, rule.prefix); });
 }
 
 void displayInfo(int& width, int& height, int& depth) {

@@ -14,6 +14,9 @@ namespace wzapp {
 // 1 if the terminal has a touch screen, else 0. Found out once per process.
 [[nodiscard]] int hasTouchScreen();
 
+// Whether the model `name` has one, where the device itself does not tell.
+[[nodiscard]] bool hasTouchScreenOfModel(std::string_view name);
+
 // The display's size in pixels and its colour depth in bits, 24 or 1; -1, -1 and 0 when unknown.
 void displayInfo(int& width, int& height, int& depth);
 

@@ -50,15 +50,14 @@ TEST_P(HelpTest, ShowsTwoExamplesAndTheExitCodes) {
   EXPECT_EQ(examples, 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, HelpTest,
-                         testing::Values(Arguments{}, Arguments{"terminal"},
-                                         Arguments{"terminal", "create"}, Arguments{"run"},
-                                         Arguments{"listen"}, Arguments{"notify"},
-                                         Arguments{"reply"}, Arguments{"exec"}, Arguments{"keys"},
-                                         Arguments{"keys", "init"}, Arguments{"keys", "show"},
-                                         Arguments{"certs"}, Arguments{"new"}, Arguments{"pack"},
-                                         Arguments{"inspect"}, Arguments{"install"},
-                                         Arguments{"list"}, Arguments{"remove"}));
+INSTANTIATE_TEST_SUITE_P(
+    Commands, HelpTest,
+    testing::Values(Arguments{}, Arguments{"terminal"}, Arguments{"terminal", "create"},
+                    Arguments{"terminal", "show"}, Arguments{"run"}, Arguments{"replay"},
+                    Arguments{"listen"}, Arguments{"notify"}, Arguments{"reply"}, Arguments{"exec"},
+                    Arguments{"keys"}, Arguments{"keys", "init"}, Arguments{"keys", "show"},
+                    Arguments{"certs"}, Arguments{"new"}, Arguments{"pack"}, Arguments{"inspect"},
+                    Arguments{"install"}, Arguments{"list"}, Arguments{"remove"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
   const ProgramResult result = runWz({"--version"});
@@ -298,6 +297,41 @@ TEST(CreateTest, AFolderInUseIsLeftAlone) {
   EXPECT_EQ(result.code, kEnvironment);
   EXPECT_EQ(result.errors, "wz: " + terminal.directory() +
                                ": is not empty; a terminal needs a folder of its own\n");
+}
+
+TEST(TerminalTest, ShowsWhatApplicationsFind) {
+  const TemporaryTerminal terminal;
+  std::ofstream(terminal.directory() + "/terminal.json")
+      << R"({"serial": "7", "model": "T30", "display": {"width": 320, "height": 480,)"
+         R"( "colour": false}, "memory": 1024, "keys": 15, "touch": false})";
+
+  const ProgramResult result = runWz({"terminal", "show", terminal.directory()});
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(result.out, HasSubstr("\nplatform    320x480M0T\n"));
+  EXPECT_THAT(result.out, HasSubstr("\nkeys        0\n"));
+  EXPECT_THAT(result.out,
+              HasSubstr("the model T30 has no keys whatever \"keys\" says, which is 15"));
+  EXPECT_THAT(result.out, HasSubstr("the model T30 has a touch screen whatever \"touch\" says"));
+}
+
+// A new terminal is what its model is, unless it is asked for otherwise; then it is said.
+TEST(TerminalTest, ANewOneAgreesWithItsModelOrSaysSo) {
+  const TemporaryDirectory directory;
+
+  const ProgramResult plain = runWz({"terminal", "create", directory / "plain"});
+  const ProgramResult odd =
+      runWz({"terminal", "create", directory / "odd", "--keys", "15", "--no-touch"});
+  const ProgramResult keypad =
+      runWz({"terminal", "create", directory / "keypad", "--model", "KM420"});
+
+  EXPECT_EQ(plain.errors, "");
+  EXPECT_THAT(runWz({"terminal", "show", directory / "plain"}).out,
+              HasSubstr("\nplatform    480x800C0T\n"));
+  EXPECT_EQ(odd.code, 0);
+  EXPECT_THAT(odd.errors, HasSubstr("wz: note: the model T30 has no keys"));
+  EXPECT_THAT(odd.errors, HasSubstr("wz: note: the model T30 has a touch screen"));
+  EXPECT_EQ(keypad.errors, "");
 }
 
 }  // namespace

@@ -11,8 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/builders/test_terminal.h"
-#include "tests/tools/program.h"
+#include "tests/tools/run_fixture.h"
 
 namespace wzapp_test {
 namespace {
@@ -24,60 +23,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-using Arguments = std::vector<std::string>;
-
-constexpr int kDone = 0, kFailed = 1, kUsage = 2, kEnvironment = 3;
-
-constexpr char kAppRoot[] = "/flash/etc/config/wzapp/wz";
-
-class RunTest : public testing::Test {
- protected:
-  // A folder with the application "shop", whose desktop page runs `script`.
-  std::string shop(const std::string& script) {
-    write("desk/shop/manifest.mft",
-          R"({"application": {"id": "shop", "version": "1.2"}, "desktop": {"file": "index.html"},)"
-          R"( "imports_trigger": [{"id": "PAY", "file": "pay.html"}]})");
-    write("desk/shop/index.html", page(script));
-    write("desk/shop/pay.html", page("wz.exit(0, {page: 'pay'});"));
-    return terminal_.directory() + "/desk/shop";
-  }
-
-  // Puts an application of the same id into the terminal.
-  void installShop() {
-    write(
-        "flash/etc/config/wzapp/wz/SHOP.MFT",
-        R"({"application": {"id": "shop", "version": "1.2"}, "desktop": {"file": "index.html"}})");
-    write("flash/etc/config/wzapp/wz/shop/index.html", page("wz.exit(0, {which: 'installed'});"));
-  }
-
-  static std::string page(const std::string& script) {
-    return "<!DOCTYPE html><meta charset=utf-8><title>Shop</title><p>Shop</p><script>" + script +
-           "</script>";
-  }
-
-  void write(const std::string& name, const std::string& content) {
-    const fs::path path = fs::path(terminal_.directory()) / name;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << content;
-  }
-
-  Arguments run(const std::string& application, Arguments further = {}) const {
-    Arguments arguments{"run", application, "--terminal", terminal_.directory(), "--headless"};
-    arguments.insert(arguments.end(), further.begin(), further.end());
-    return arguments;
-  }
-
-  // What stands in the application root.
-  std::vector<std::string> installed() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(terminal_.directory() + kAppRoot)) {
-      names.push_back(entry.path().filename().string());
-    }
-    return names;
-  }
-
-  TemporaryTerminal terminal_;
-};
 
 constexpr char kWaitForever[] = "console.info('waiting');";
 
@@ -90,7 +35,7 @@ TEST_F(RunTest, ShowsWhatTheApplicationDoesAndHowItEnds) {
 
   EXPECT_EQ(result.code, kDone) << result.errors;
   const std::vector<std::string> lines = linesOf(result.out);
-  EXPECT_THAT(lines, Contains("shop console warning: low 7"));
+  EXPECT_THAT(lines, Contains(StartsWith("shop console warning: low 7 (index.html:1:")));
   EXPECT_THAT(lines, Contains("shop log info: Opened two tills"));
   EXPECT_THAT(lines, Contains(StartsWith("shop request failed: 404 ")));
   EXPECT_THAT(lines, Contains("shop ended with result 0"));
@@ -356,7 +301,9 @@ TEST_F(RunTest, WhatAnApplicationWritesCannotActOnTheUsersTerminal) {
   const ProgramResult result = runWz(run(shop(
       R"(console.log('\u001b]0;owned\u0007\n\u202e'); wz.exit(0, {'\u001b[2J': '\u009b'});)")));
 
-  EXPECT_THAT(linesOf(result.out), Contains("shop console info: \\x1b]0;owned\\x07\\n\\u{202e}"));
+  EXPECT_THAT(linesOf(result.out),
+              Contains(StartsWith("shop console info: \\x1b]0;owned\\x07 (index.html:1:")));
+  EXPECT_THAT(linesOf(result.out), Contains("  \\u{202e}"));
   EXPECT_THAT(linesOf(result.out), Contains("  \\x1b[2J = \\u{009b}"));
   EXPECT_THAT(result.out + result.errors, Not(HasSubstr("\x1b")));
 }

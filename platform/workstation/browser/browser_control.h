@@ -3,6 +3,7 @@
 #ifndef WORKSTATION_BROWSER_BROWSER_CONTROL_H
 #define WORKSTATION_BROWSER_BROWSER_CONTROL_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -11,9 +12,12 @@
 namespace workstation {
 
 struct BrowserOptions {
-  bool headless = false;  ///< No windows; also whenever there is no display server.
-  bool devtools = false;  ///< Opens the developer tools with each window.
-  std::string program;    ///< The browser's binary; empty: Debian's Chromium.
+  bool headless = false;      ///< No windows; also whenever there is no display server.
+  bool devtools = false;      ///< Opens the developer tools with each window.
+  bool recordsInput = false;  ///< Tells what the user clicks and types (PageEvent::kInput).
+  bool lastPicture = false;  ///< Takes a picture of each page as it ends (PageEvent::kLastPicture).
+  std::string locale;        ///< A BCP 47 tag that pages see as the user's; empty: the machine's.
+  std::string program;       ///< The browser's binary; empty: Debian's Chromium.
 };
 
 /// Counts for the next browser that is started, so call it before the first invocation.
@@ -22,12 +26,36 @@ WORKSTATION_API void setBrowserOptions(const BrowserOptions& options);
 /// Something that happened in the page of one invocation.
 struct PageEvent {
   enum class Kind {
-    kConsole,  ///< `level` (0 to 7), `texts`: a console line, dialog text or uncaught exception.
-    kLog,      ///< `level` (0 to 7), `texts`: the page called wz.log.
-    kFailedRequest,  ///< `url`, `status`: "404" or the name of the network's error.
+    kOpened,   ///< The first: a page is being opened, with `properties`.
+    kConsole,  ///< A console line, dialog text or uncaught error: `level` (0 to 7), one text, which
+               ///< may have several lines; `place`, `depth`, `isUncaught`.
+    kLog,      ///< The page called wz.log: `level` (0 to 7), `texts`.
+    kFailedRequest,  ///< `url`, `status`: "404" or the name of the network's error; `isOwn`.
     kFirstPaint,     ///< The page shows something for the first time.
-    kEnded,          ///< `level` is the result, `texts` the error's text if there is one.
+    kSent,           ///< The page sends a notification: `message`, `awaitsReply`.
+    kReply,        ///< What came of it, unless it was sent and awaits no reply: `message` with the
+                   ///< reply's payload, `level` 0; or a code other than 0 and the error's text.
+    kInput,        ///< The user has done something: `input`.
+    kLastPicture,  ///< The page is ending: one text, a PNG; or none, and why not in `status`.
+    kEnded,        ///< `level` is the result, `texts` the error's text if there is one.
   };
+  struct Place {
+    std::string file;  ///< Relative to the application's folder, or a URL; empty: not known.
+    int line = 0, column = 0;  ///< From 1; 0: not known.
+  };
+  struct Message {
+    std::string from, to, name;
+    std::string payload;  ///< JSON text
+  };
+
+  struct Input {
+    std::string action;  ///< "click", "key", or "choose" for a choice out of a list.
+    std::string target;  ///< A CSS selector of the element; empty: the page as a whole.
+    std::string text;    ///< The key's name as scripts see it; the value that was chosen.
+    bool hasPoint = false;
+    int x = 0, y = 0;  ///< Where in an element that is more than a button, if `hasPoint`.
+  };
+
   Kind kind = Kind::kConsole;
   int invocation = -1;
   std::string appId;
@@ -35,6 +63,14 @@ struct PageEvent {
   std::vector<std::string> texts;
   std::string url;
   std::string status;
+  Place place;
+  int depth = 0;            ///< In how many console groups the line stands.
+  bool isUncaught = false;  ///< An error, or a rejection, that nothing in the page has handled.
+  bool isOwn = false;       ///< The URL is one of the application's own.
+  Message message;
+  bool awaitsReply = false;
+  std::map<std::string, std::string> properties;
+  Input input;
 };
 
 /// Called on a thread that belongs to the event's invocation, in the order of its events; kEnded
@@ -49,6 +85,17 @@ WORKSTATION_API void setPageObserver(PageObserver observer, void* user);
 /// `error`, when there is no such invocation, the file cannot be written, or the page does not
 /// answer within a few seconds (one held by wz.notifyAndWaitSync cannot).
 WORKSTATION_API bool takeScreenshot(int invocation, const std::string& file, std::string& error);
+
+/// Gives the page of a running invocation a command of the browser's developer tools (the Chrome
+/// DevTools Protocol, a method of a page's session), with its parameters as the text of a JSON
+/// object. The result's text is in `result`. False, with the reason in `error`, as takeScreenshot.
+WORKSTATION_API bool commandPage(int invocation, const std::string& method,
+                                 const std::string& params, std::string& result,
+                                 std::string& error);
+
+/// Opens the developer tools of a running invocation that has a window. False, with the reason in
+/// `error`, as takeScreenshot.
+WORKSTATION_API bool showDeveloperTools(int invocation, std::string& error);
 
 }  // namespace workstation
 

@@ -311,7 +311,10 @@ bool loadTerminalProfile(const std::string& terminalDir, TerminalProfile& profil
                          ProfileError& error) {
   const std::string file = terminalDir + "/" + kProfileFile;
   std::string text;
-  if (const int failure = readProfileFile(file, text); failure != 0) {
+  const char* const standIn = std::getenv(kProfileVariable);
+  const int failure = standIn != nullptr ? 0 : readProfileFile(file, text);
+  if (standIn != nullptr) text = standIn;
+  if (failure != 0) {
     error = ProfileError();
     error.file = file;
     error.message = std::string("cannot be read: ") + std::strerror(failure);

@@ -59,6 +59,10 @@ struct ProfileError {
 /// Name of the profile in a terminal directory.
 inline constexpr char kProfileFile[] = "terminal.json";
 
+/// The text of a profile that stands in, in this process and those that it starts, for the one of
+/// the terminal that it plays: another screen can so be tried.
+inline constexpr char kProfileVariable[] = "WZ_TERMINAL_PROFILE";
+
 /// Reads the profile of the terminal `terminalDir`. On failure `profile` is left alone and `error`
 /// says what is wrong. May be called from any thread.
 [[nodiscard]] bool loadTerminalProfile(const std::string& terminalDir, TerminalProfile& profile,

@@ -268,7 +268,7 @@ TEST_F(InvocationTest, EventsComeInOrderAndEndComesLast) {
     wz.notifyAndWait('1', 'all').then(() => wz.exit(6));)");
   host.onNotifyAndWait = [&host = host](const Notification&, std::string& reply) {
     reply = "{}";
-    return host.waitUntil([](const HostRecord& record) { return record.events.size() >= 4; }) ? 0
+    return host.waitUntil([](const HostRecord& record) { return record.events.size() >= 6; }) ? 0
                                                                                               : -11;
   };
 
@@ -282,13 +282,14 @@ TEST_F(InvocationTest, EventsComeInOrderAndEndComesLast) {
     EXPECT_EQ(event.appId, "shop");
   }
   using Kind = PageEvent::Kind;
-  ASSERT_GE(kinds.size(), 5U);
-  EXPECT_EQ(kinds[0], Kind::kConsole);
-  EXPECT_EQ(kinds[1], Kind::kLog);
+  ASSERT_GE(kinds.size(), 7U);
+  EXPECT_EQ(kinds[0], Kind::kOpened);
+  EXPECT_EQ(kinds[1], Kind::kConsole);
+  EXPECT_EQ(kinds[2], Kind::kLog);
   EXPECT_THAT(kinds, testing::Contains(Kind::kFirstPaint).Times(1));
   EXPECT_EQ(kinds.back(), Kind::kEnded);
-  EXPECT_THAT(host.events[0].texts, testing::ElementsAre("careful", "5", "true", "null"));
-  EXPECT_EQ(host.events[0].level, 4);
+  EXPECT_THAT(host.events[1].texts, testing::ElementsAre("careful 5 true null"));
+  EXPECT_EQ(host.events[1].level, 4);
   EXPECT_EQ(host.events.back().level, 6);
 }
 

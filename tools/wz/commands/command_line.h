@@ -21,8 +21,8 @@ void addCount(CLI::App& command, unsigned& count, const std::string& meaning);
 
 // Each of these adds commands to `app`. The one that is given sets `action` while the command line
 // is parsed; both must outlive that.
-void addTerminalCommands(CLI::App& app, Action& action);  ///< terminal create
-void addRunCommands(CLI::App& app, Action& action);       ///< run, exec
+void addTerminalCommands(CLI::App& app, Action& action);  ///< terminal create, show
+void addRunCommands(CLI::App& app, Action& action);       ///< run, replay, exec
 void addMessageCommands(CLI::App& app, Action& action);   ///< listen, notify, reply
 void addKeyCommands(CLI::App& app, Action& action);       ///< keys init, keys show, certs
 void addPackageCommands(CLI::App& app, Action& action);   ///< new, pack, inspect, install and so on

@@ -6,6 +6,19 @@
 namespace wz {
 namespace {
 
+// Another screen than the terminal's own.
+void addScreen(CLI::App& command, RunOptions& options) {
+  command.add_option("--size", options.screen.size, "Another size of the display in pixels")
+      ->type_name("WIDTHxHEIGHT");
+  command.add_option("--keys", options.screen.keys, "Another number of keys")
+      ->check(CLI::Range(0, 255))
+      ->type_name("N");
+  command.add_flag("--no-touch", options.screen.noTouch, "No touch screen");
+  command.add_flag("--monochrome", options.screen.monochrome, "A display of black and white");
+  command.add_option("--locale", options.locale, "The user's language as pages see it, such as de")
+      ->type_name("TAG");
+}
+
 void addRun(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<RunOptions>();
   RunOptions& options = *kept;
@@ -30,8 +43,26 @@ void addRun(CLI::App& app, Action& action) {
       ->take_all();
   command.add_flag("--headless", options.headless,
                    "Open no window (always so without a display server)");
+  command.add_flag("--watch", options.watches,
+                   "Follow the folder: what is saved there is in the page at\n"
+                   "once (? lists the keys for reload, picture, quit)");
   command.add_option("--screenshot", options.screenshot, "Save a picture of the page as PNG")
       ->type_name("FILE");
+  command
+      .add_option("--screenshot-at", options.screenshotAt,
+                  "Take it at exit, after a time (2s, 300ms), or when an\n"
+                  "element appears (a CSS selector); default: first paint")
+      ->type_name("WHEN");
+  addScreen(command, options);
+  command.add_flag("--json", options.asJson, "Tell the story as JSON, one object a line");
+  command
+      .add_option("--record", options.recording,
+                  "Write what happens, and what is clicked and typed, to a\n"
+                  "file for wz replay")
+      ->type_name("FILE");
+  command.add_flag("--fail-on-error", options.failOnError,
+                   "Fail when an error or rejection goes uncaught, or a file\n"
+                   "of the application's own cannot be loaded");
   command.add_flag("--devtools", options.devtools, "Open the browser's developer tools");
   addTimeout(command, options.timeoutSeconds, "Cancel the application after this time");
   command.footer(
@@ -40,6 +71,31 @@ void addRun(CLI::App& app, Action& action) {
       "\n\nA result other than 0 counts as a failure. The first interrupt cancels the "
       "application, the\nsecond ends wz at once.");
   command.callback([&action, kept] { action = [kept] { return runApplication(*kept); }; });
+}
+
+void addReplay(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<ReplayOptions>();
+  ReplayOptions& options = *kept;
+  CLI::App& command = *app.add_subcommand("replay", "Run an application again as recorded");
+  command.add_option("FILE", options.recording, "What wz run --record has written")
+      ->required()
+      ->type_name("");
+  command.add_option("APP", options.application, "Id of an installed application, or a folder")
+      ->required()
+      ->type_name("");
+  addTerminal(command, options.terminal);
+  command
+      .add_option("--tolerance", options.toleranceSeconds,
+                  "How much later than recorded anything may happen")
+      ->check(CLI::Range(0.1, 3600.0))
+      ->capture_default_str()
+      ->type_name("SECONDS");
+  command.add_flag("--window", options.window, "Show the page in a window");
+  command.footer(
+      footer("  wz run --terminal desk --record pay.jsonl ./shop\n"
+             "  wz replay --terminal desk pay.jsonl ./shop\n") +
+      "\n\nWhat differs from the recording is printed, a line each, and counts as a failure.");
+  command.callback([&action, kept] { action = [kept] { return replay(*kept); }; });
 }
 
 void addExecute(CLI::App& app, Action& action) {
@@ -64,6 +120,7 @@ void addExecute(CLI::App& app, Action& action) {
 
 void addRunCommands(CLI::App& app, Action& action) {
   addRun(app, action);
+  addReplay(app, action);
   addExecute(app, action);
 }
 

@@ -5,6 +5,23 @@
 #include "wz/terminal/own_terminal.h"
 
 namespace wz {
+namespace {
+
+void addShow(CLI::App& terminal, Action& action) {
+  const auto kept = std::make_shared<ShowTerminalOptions>();
+  CLI::App& command = *terminal.add_subcommand("show", "Print what a terminal is");
+  command
+      .add_option("DIR", kept->directory, "The terminal's folder (default: as WZ_TERMINAL says)")
+      ->type_name("");
+  command.footer(
+      footer("  wz terminal show desk\n"
+             "  wz terminal show\n") +
+      "\n\nThe platform is what applications name in imports_hardware. Where the model decides "
+      "otherwise\nthan terminal.json, a note says so.");
+  command.callback([&action, kept] { action = [kept] { return showTerminal(*kept); }; });
+}
+
+}  // namespace
 
 void addTerminalCommands(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<CreateOptions>();
@@ -13,11 +30,12 @@ void addTerminalCommands(CLI::App& app, Action& action) {
   workstation::TerminalProfile& profile = options.terminal.profile;
   workstation::TerminalExports& exports = options.terminal.exports;
 
-  CLI::App& terminal = *app.add_subcommand("terminal", "Make terminals");
+  CLI::App& terminal = *app.add_subcommand("terminal", "Make terminals, show what they are");
   terminal.require_subcommand(1);
   terminal.footer(
       footer("  wz terminal create desk\n"
-             "  wz terminal create --help\n"));
+             "  wz terminal show desk\n"));
+  addShow(terminal, action);
   CLI::App& command = *terminal.add_subcommand("create", "Make a folder that plays a terminal");
   command.add_option("DIR", options.directory, "The new folder; it may exist when it is empty")
       ->required()
@@ -33,8 +51,7 @@ void addTerminalCommands(CLI::App& app, Action& action) {
   command.add_option("--memory", profile.memoryKB, "Memory in units of 1024 octets")
       ->capture_default_str()
       ->type_name("KB");
-  command.add_option("--keys", profile.keys, "Number of keys")
-      ->capture_default_str()
+  command.add_option("--keys", options.keys, "Number of keys (default: what the model has)")
       ->type_name("N");
   command.add_flag("--touch,!--no-touch", profile.touch,
                    "Whether there is a touch screen (default: there is)");

@@ -3,21 +3,30 @@
 #ifndef WZ_COMMANDS_COMMANDS_H
 #define WZ_COMMANDS_COMMANDS_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "workstation/terminal/terminal_directory.h"
 #include "wz/commands/signing_options.h"
+#include "wz/terminal/screen_trial.h"
 
 namespace wz {
 
 struct CreateOptions {
   std::string directory;
   std::string display = "480x800";  // pixels, WIDTHxHEIGHT
+  std::optional<int> keys;          // none: as many as the model has
   workstation::NewTerminal terminal;
 };
 
 int createTerminal(const CreateOptions& options);
+
+struct ShowTerminalOptions {
+  std::string directory;  // empty: as for every command
+};
+
+int showTerminal(const ShowTerminalOptions& options);
 
 struct RunOptions {
   std::string terminal;     // empty: WZ_TERMINAL
@@ -27,11 +36,28 @@ struct RunOptions {
   std::vector<std::string> parameters;  // KEY=VALUE each
   bool headless = false;
   bool devtools = false;
-  std::string screenshot;     // file; empty: none
+  std::string screenshot;    // file; empty: none
+  std::string screenshotAt;  // exit, a delay or a selector; empty: first paint
+  ScreenTrial screen;
+  std::string locale;  // empty: the machine's
+  bool asJson = false;
+  bool failOnError = false;
+  bool watches = false;
+  std::string recording;      // file; empty: none
   double timeoutSeconds = 0;  // 0: no limit
 };
 
 int runApplication(const RunOptions& options);
+
+struct ReplayOptions {
+  std::string terminal;
+  std::string recording;    // file
+  std::string application;  // id, or folder
+  bool window = false;
+  double toleranceSeconds = 5;
+};
+
+int replay(const ReplayOptions& options);
 
 struct ListenOptions {
   std::string terminal;

@@ -108,6 +108,16 @@ std::string joined(const std::vector<std::string>& texts, std::string_view betwe
 
 void printLine(std::string_view line) { writeText(STDOUT_FILENO, escaped(line) + "\n"); }
 
+void printBlock(std::string_view lines) {
+  std::string block;
+  for (;;) {
+    const std::size_t end = lines.find('\n');
+    block += escaped(lines.substr(0, end)) + "\n";
+    if (end == std::string_view::npos) return writeText(STDOUT_FILENO, block);
+    lines.remove_prefix(end + 1);
+  }
+}
+
 void printMessage(std::string_view message) {
   writeText(STDERR_FILENO, "wz: " + escaped(message) + "\n");
 }

@@ -20,6 +20,9 @@ std::string joined(const std::vector<std::string>& texts, std::string_view betwe
 /// Writes `line`, escaped, and a line feed to standard output, in one piece.
 void printLine(std::string_view line);
 
+/// The same for several lines at once, parted by line feeds: they stand together.
+void printBlock(std::string_view lines);
+
 /// Writes "wz: ", `message`, escaped, and a line feed to standard error, in one piece: errors, and
 /// what is said beside the results.
 void printMessage(std::string_view message);

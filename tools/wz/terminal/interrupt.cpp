@@ -13,6 +13,7 @@ namespace {
 
 // All of this is read by a signal handler, so nothing here allocates or locks.
 std::atomic<int> signalCount{0};
+std::atomic<void (*)()> lastCall{nullptr};
 int eventDescriptor = -1;
 
 void onSignal(int number) {
@@ -23,6 +24,7 @@ void onSignal(int number) {
     errno = savedError;
     return;
   }
+  if (void (*const function)() = lastCall.load()) function();
   std::signal(number, SIG_DFL);
   raise(number);  // delivered when this handler returns
 }
@@ -46,5 +48,7 @@ void watchInterrupts() {
 bool interrupted() { return signalCount.load() > 0; }
 
 int interruptDescriptor() { return eventDescriptor; }
+
+void callWhenKilled(void (*function)()) { lastCall = function; }
 
 }  // namespace wz

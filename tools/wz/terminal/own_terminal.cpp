@@ -60,7 +60,7 @@ workstation::NewTerminal defaultTerminal() {
   terminal.profile.displayHeight = 800;
   terminal.profile.displayColour = true;
   terminal.profile.memoryKB = 524288;
-  terminal.profile.keys = 15;
+  terminal.profile.keys = 0;  // a T30 has none
   terminal.profile.touch = true;
   terminal.profile.sponsorId = "123456";
   terminal.profile.sponsorText = "Example sponsor";

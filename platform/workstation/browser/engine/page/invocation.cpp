@@ -30,11 +30,14 @@ Invocation::Invocation(InvocationHost& host, std::shared_ptr<CdpConnection> conn
       queue_(std::move(queue)),
       plan_(std::move(plan)),
       over_(std::make_shared<std::atomic<bool>>(false)),
+      gate_([this](PageEvent event) { letOut(std::move(event)); }),
       waiting_(std::make_shared<std::atomic<int>>(0)) {
   script_.token = randomToken();
   script_.origin = origin();
   script_.callUrl = origin() + kCallPath + script_.token + '/';
   script_.properties = plan_.properties;
+  script_.isMonochrome = !plan_.shape.colour;
+  script_.recordsInput = plan_.recordsInput;
   const auto appId = plan_.properties.find("wz_appId");
   if (appId != plan_.properties.end()) script_.appId = appId->second;
 }
@@ -46,6 +49,10 @@ void Invocation::send(const char* method, const JsonObject& params) {
 // ---- Opening ----
 
 void Invocation::start() {
+  PageEvent event;
+  event.kind = PageEvent::Kind::kOpened;
+  event.properties = plan_.properties;
+  observe(std::move(event));
   connection_->call("", "Target.createBrowserContext", JsonObject().add("disposeOnDetach", true),
                     [self = shared_from_this()](const CdpReply& reply) {
                       if (!reply.ok) {
@@ -205,6 +212,8 @@ void Invocation::setUpPage() {
                                                  .add("mobile", false));
   if (plan_.shape.touch)
     send("Emulation.setTouchEmulationEnabled", JsonObject().add("enabled", true));
+  if (!plan_.locale.empty())
+    send("Emulation.setLocaleOverride", JsonObject().add("locale", plan_.locale));
   send("Runtime.enable");
   send("Runtime.addBinding", JsonObject().add("name", bindingName(script_)));
   // The script must have arrived in the page's process: the browser does not wait for it by itself,
@@ -238,6 +247,14 @@ void Invocation::end(int result, const std::string& error) {
   *over_ = true;
   end_.result = result;
   end_.error = error;
+  closeWhenTold();
+}
+
+// What the page has printed last may still be asked for its text, which goes with the page.
+void Invocation::closeWhenTold() {
+  if (gate_.held() > 0) return;
+  const bool canDrawLast = painted_ && !gone_ && !blocking_.isHeld() && !tookLast_;
+  if (plan_.lastPicture && canDrawLast) return takeLastPicture();
   close();
 }
 
@@ -274,6 +291,7 @@ void Invocation::finish() {
   host_.remove(*this);
   connection_->forgetSession(session_);
   plan_.hostLease.reset();
+  gate_.open();
   // Where the page has set one of the host's properties anew, the page's stays.
   end_.properties.insert(plan_.properties.begin(), plan_.properties.end());
   PageEvent event;
@@ -290,12 +308,16 @@ void Invocation::finish() {
 }
 
 void Invocation::onTargetCrashed(const std::string& target) {
-  if (target == target_) end(kPageCrashed, "the page's process has crashed");
+  if (target != target_) return;
+  gone_ = true;
+  end(kPageCrashed, "the page's process has crashed");
 }
 
 void Invocation::onTargetGone(const std::string& target) {
   if (workers_.erase(target) != 0) host_.removeFrame(target);
-  if (target == target_) end(kWindowClosed, "");
+  if (target != target_) return;
+  gone_ = true;  // there is nothing left to be drawn
+  end(kWindowClosed, "");
 }
 
 void Invocation::onNavigationRefused(const std::string& url) {
@@ -304,9 +326,19 @@ void Invocation::onNavigationRefused(const std::string& url) {
 
 // ---- Pictures ----
 
-void Invocation::takeScreenshot(ScreenshotHandler handler) {
-  if (!isOpen() || session_.empty()) return handler(false, "the page is not open");
-  if (blocking_.isHeld()) return handler(false, "the page waits for a reply and cannot be drawn");
+bool Invocation::canDraw(const PageHandler& handler) const {
+  const bool isShown = isOpen() && !session_.empty();
+  if (isShown && !blocking_.isHeld()) return true;
+  handler(false,
+          isShown ? "the page waits for a reply and cannot be drawn" : "the page is not open");
+  return false;
+}
+
+void Invocation::takeScreenshot(PageHandler handler) {
+  if (canDraw(handler)) capture(std::move(handler));
+}
+
+void Invocation::capture(PageHandler handler) {
   connection_->call(
       session_, "Page.captureScreenshot", JsonObject().add("format", "png"),
       [handler = std::move(handler)](const CdpReply& reply) {
@@ -317,6 +349,38 @@ void Invocation::takeScreenshot(ScreenshotHandler handler) {
         handler(true, octets);
       },
       kScreenshotDeadline);
+}
+
+void Invocation::takeLastPicture() {
+  tookLast_ = true;
+  capture([self = shared_from_this()](bool ok, const std::string& octetsOrError) {
+    PageEvent event;
+    event.kind = PageEvent::Kind::kLastPicture;
+    (ok ? event.texts.emplace_back() : event.status) = octetsOrError;
+    self->observe(std::move(event));
+    self->close();
+  });
+}
+
+// ---- What the workstation asks of a page ----
+
+void Invocation::command(const std::string& method, const JsonObject& params, PageHandler handler) {
+  if (!canDraw(handler)) return;
+  connection_->call(
+      session_, method.c_str(), params,
+      [handler = std::move(handler)](const CdpReply& reply) {
+        handler(reply.ok, reply.ok ? jsonText(reply.result) : reply.error);
+      },
+      kScreenshotDeadline);
+}
+
+void Invocation::showDeveloperTools(PageHandler handler) {
+  if (plan_.headless) return handler(false, "there is no window");
+  if (!isOpen() || target_.empty()) return handler(false, "the page is not open");
+  connection_->call("", "Target.openDevTools", JsonObject().add("targetId", target_),
+                    [handler = std::move(handler)](const CdpReply& reply) {
+                      handler(reply.ok, reply.ok ? "" : reply.error);
+                    });
 }
 
 }  // namespace workstation

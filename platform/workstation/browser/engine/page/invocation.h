@@ -16,6 +16,7 @@
 #include "workstation/browser/engine/files/application_files.h"
 #include "workstation/browser/engine/page/blocking_calls.h"
 #include "workstation/browser/engine/page/console_meter.h"
+#include "workstation/browser/engine/page/event_gate.h"
 #include "workstation/browser/engine/page/invocation_outcome.h"
 #include "workstation/browser/engine/page/page_call.h"
 #include "workstation/browser/engine/page/page_script.h"
@@ -29,6 +30,7 @@ struct WindowShape {
   int width = 320;
   int height = 480;
   bool touch = false;
+  bool colour = true;
 };
 
 /// What an invocation begins with.
@@ -41,6 +43,9 @@ struct InvocationPlan {
   WindowShape shape;
   bool headless = true;
   bool devtools = false;
+  bool recordsInput = false;
+  bool lastPicture = false;
+  std::string locale;  ///< empty: the browser's
 };
 
 class Invocation;
@@ -89,8 +94,13 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   /// A request for a new document in the page's window leads out of the application.
   void onNavigationRefused(const std::string& url);
 
-  using ScreenshotHandler = std::function<void(bool ok, const std::string& octetsOrError)>;
-  void takeScreenshot(ScreenshotHandler handler);
+  using PageHandler = std::function<void(bool ok, const std::string& resultOrError)>;
+  void takeScreenshot(PageHandler handler);
+
+  /// A method of the page's session. The handler gets its result as JSON text.
+  void command(const std::string& method, const JsonObject& params, PageHandler handler);
+
+  void showDeveloperTools(PageHandler handler);
 
   const std::string& token() const { return script_.token; }
   const std::string& host() const { return plan_.host; }
@@ -118,20 +128,27 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
 
   // Events of the session.
   void onBinding(const JsonValue& params);
-  void onConsole(const JsonValue& params);
-  void onException(const JsonValue& params);
-  void onLogEntry(const JsonValue& params);
   void onLifecycle(const JsonValue& params);
   void onFrameNavigated(const JsonValue& params);
   void onFrameAttached(const JsonValue& params);
   void onFrameDetached(const JsonValue& params);
-  void onDialog(const JsonValue& params);
   void onRequest(const JsonValue& params);
   void onResponse(const JsonValue& params);
   void onLoadingFailed(const JsonValue& params);
   void onLoadingFinished(const JsonValue& params);
   void onSocketCreated(const JsonValue& params);
   void onSocketFailed(const JsonValue& params);
+
+  // What a page prints.
+  void onConsole(const JsonValue& params);
+  void onException(const JsonValue& params);
+  void onLogEntry(const JsonValue& params);
+  void onDialog(const JsonValue& params);
+  using LineText = std::function<std::string(const std::map<std::size_t, std::string>& expanded)>;
+  void showLine(PageEvent event, const JsonValue& args, LineText text);
+  void expandLine(PageEvent event, const std::vector<std::size_t>& indices, const JsonValue& args,
+                  LineText text);
+  void releaseValues();
 
   // Calls of the page.
   struct Caller {  // where the reply of a call goes
@@ -144,11 +161,18 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void runNotification(PageCall&& call, int document);
   void runLogCall(ScriptCall&& call, int document);
   void reply(const Caller& caller, int code, const std::string& text);
+  void tellReply(const ScriptCall& call, int code, const std::string& text);
   void answerWhenCaughtUp(const std::string& requestId);
   void reportLogRefusal(int document, int code, const std::string& text);
 
   void reportFailedRequest(const RequestLog::Request& request, const std::string& status);
   void observe(PageEvent event);
+  void letOut(PageEvent event);
+  void tellInput(const PageEvent::Input& input);
+  bool canDraw(const PageHandler& handler) const;
+  void capture(PageHandler handler);
+  void takeLastPicture();
+  void closeWhenTold();
   void close();
   void finish();
   bool isOpen() const { return state_ == State::kOpen; }
@@ -169,11 +193,16 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   std::set<std::string> workers_;  // targets without a window
   std::string document_;           // the browser's id of what the window shows
   bool painted_ = false;
+  bool tookLast_ = false;
+  bool gone_ = false;  // crashed, or its window closed
   bool logRefusalReported_ = false;
   long long droppedLines_ = 0;
   BlockingCalls blocking_;
   RequestLog requests_;
   ConsoleMeter console_;
+  EventGate gate_;
+  int groups_ = 0;                                   // of the console that are open
+  int expanded_ = 0;                                 // lines whose objects the browser still keeps
   const std::shared_ptr<std::atomic<int>> waiting_;  // threads that wait for a reply
   InvocationEnd end_;
 };

@@ -4,6 +4,7 @@
 
 #include "js/jsproc.h"
 #include "workstation/browser/engine/files/file_server.h"
+#include "workstation/browser/engine/page/console_text.h"
 #include "workstation/browser/engine/page/invocation.h"
 #include "workstation/browser/engine/page/page_observer.h"
 #include "workstation/browser/engine/process/quiet_thread.h"
@@ -40,16 +41,27 @@ std::size_t sizeOf(const ScriptCall& call) {
   return size;
 }
 
+PageEvent sentEvent(const ScriptCall& call, bool awaitsReply) {
+  PageEvent event;
+  event.kind = PageEvent::Kind::kSent;
+  event.message = {call.from, call.to, call.name, call.json};
+  event.awaitsReply = awaitsReply;
+  return event;
+}
+
 }  // namespace
 
 struct Invocation::Outlet {
   std::weak_ptr<Invocation> invocation;
   std::shared_ptr<CdpConnection> connection;
 
-  void reply(const Caller& caller, CallResult result) const {
-    (void)connection->post([invocation = invocation, caller, result = std::move(result)] {
+  void reply(const Caller& caller, const ScriptCall& call, CallResult result) const {
+    (void)connection->post([invocation = invocation, caller, call, result = std::move(result)] {
       // Nobody is there to be told when the invocation has ended.
-      if (const auto self = invocation.lock()) self->reply(caller, result.code, result.text);
+      const auto self = invocation.lock();
+      if (!self) return;
+      self->tellReply(call, result.code, result.text);
+      self->reply(caller, result.code, result.text);
     });
   }
 };
@@ -71,6 +83,7 @@ void Invocation::onBinding(const JsonValue& params) {
         return runLogCall(std::move(call.script), document);
       return runNotification(std::move(call), document);
     case PageCall::Kind::kBlocking:
+      gate_.open();  // the page answers nothing from here on
       blocking_.begin(call.id);
       return runNotification(std::move(call), document);
     case PageCall::Kind::kDrop:
@@ -80,6 +93,8 @@ void Invocation::onBinding(const JsonValue& params) {
       return end(call.result, "");
     case PageCall::Kind::kClose:
       return end(0, "");
+    case PageCall::Kind::kInput:
+      return tellInput(call.input);
   }
 }
 
@@ -89,21 +104,24 @@ void Invocation::runNotification(PageCall&& call, int document) {
   if (waits && waiting_->load() >= kMostWaitingCalls)
     return reply(caller, kTooManyCalls, "too many calls are waiting for replies");
   if (waits) ++*waiting_;
+  observe(sentEvent(call.script, waits));
   const std::size_t size = sizeOf(call.script);
-  auto run = [out = outlet(), caller, script = std::move(call.script), context = callContext()] {
-    out.reply(caller, callProcessor(script, context));
-  };
+  // What a reply is told with; the payload is not.
+  ScriptCall head = call.script;
+  head.json.clear();
+  auto run = [out = outlet(), caller, head, script = std::move(call.script),
+              context = callContext()] { out.reply(caller, head, callProcessor(script, context)); };
   const auto waiting = waiting_;
   const auto out = outlet();
   // A call that waits gets a thread of its own, but in the order of the calls.
-  auto runBeside = [run, waiting, out, caller] {
+  auto runBeside = [run, waiting, out, caller, head] {
     std::thread thread = startQuietThread([run, waiting] {
       run();
       --*waiting;
     });
     if (thread.joinable()) return thread.detach();
     --*waiting;
-    out.reply(caller, {kTooManyCalls, "there is no thread for the call"});
+    out.reply(caller, head, {kTooManyCalls, "there is no thread for the call"});
   };
   const bool taken =
       waits ? queue_->push(std::move(runBeside), size) : queue_->push(std::move(run), size);
@@ -117,10 +135,9 @@ void Invocation::runLogCall(ScriptCall&& call, int document) {
   const std::size_t size = sizeOf(call);
   PageEvent event;
   event.kind = PageEvent::Kind::kLog;
-  event.invocation = id();
-  event.appId = script_.appId;
-  auto run = [out = outlet(), call = std::move(call), context = callContext(),
-              event = std::move(event), dropped, document]() mutable {
+  event.level = call.level;
+  event.texts = call.texts;
+  auto run = [out = outlet(), call = std::move(call), context = callContext(), dropped, document] {
     if (dropped > 0) {
       ScriptCall note = call;
       note.level = js::JS_LOG_WARNING;
@@ -128,9 +145,6 @@ void Invocation::runLogCall(ScriptCall&& call, int document) {
       (void)callProcessor(note, context);  // if it fails, so does the next one
     }
     const CallResult result = callProcessor(call, context);
-    event.level = call.level;
-    event.texts = std::move(call.texts);
-    tellPageObserver(event);
     if (result.code == 0) return;
     (void)out.connection->post([invocation = out.invocation, document, result] {
       if (const auto self = invocation.lock())
@@ -139,6 +153,7 @@ void Invocation::runLogCall(ScriptCall&& call, int document) {
   };
   if (queue_->push(std::move(run), size)) {
     droppedLines_ = 0;
+    observe(std::move(event));
   } else {
     ++droppedLines_;
   }
@@ -156,6 +171,27 @@ void Invocation::reply(const Caller& caller, int code, const std::string& text) 
   const std::string body = JsonObject().add("code", code).add("text", text).text();
   if (const auto answer = blocking_.addReply(caller.id, body))
     answerRequest(*connection_, answer->requestId, 200, "application/json", answer->body);
+}
+
+void Invocation::tellReply(const ScriptCall& call, int code, const std::string& text) {
+  const bool awaitsReply = call.kind == ScriptCall::Kind::kNotifyAndWait;
+  if (!isOpen() || (code == 0 && !awaitsReply)) return;
+  PageEvent event;
+  event.kind = PageEvent::Kind::kReply;
+  event.level = code;
+  event.message = {call.to, call.from, awaitsReply ? call.replyName : call.name, ""};
+  event.awaitsReply = awaitsReply;
+  if (code == 0) event.message.payload = text;
+  if (code != 0) event.texts.push_back(text);
+  observe(std::move(event));
+}
+
+void Invocation::tellInput(const PageEvent::Input& input) {
+  if (!plan_.recordsInput) return;
+  PageEvent event;
+  event.kind = PageEvent::Kind::kInput;
+  event.input = input;
+  observe(std::move(event));
 }
 
 void Invocation::onReplyRequest(long long id, const std::string& requestId) {
@@ -193,6 +229,7 @@ void Invocation::reportFailedRequest(const RequestLog::Request& request,
   event.kind = PageEvent::Kind::kFailedRequest;
   event.url = request.url;
   event.status = status;
+  event.isOwn = withoutOrigin(request.url, origin()) != request.url;
   observe(std::move(event));
   // The window is left with nothing in it that could go on.
   if (request.isPage) end(-1, status + ": " + request.url);

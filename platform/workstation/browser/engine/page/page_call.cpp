@@ -72,6 +72,22 @@ bool readClose(const JsonValue&, PageCall& call) {
   return true;
 }
 
+bool readInput(const JsonValue& root, PageCall& call) {
+  call.kind = PageCall::Kind::kInput;
+  const JsonValue& point = jsonMember(root, "at");
+  call.input = {jsonString(root, "action"),
+                jsonString(root, "target"),
+                jsonString(root, "text"),
+                point.IsArray() && point.Size() == 2 && point[0].IsInt() && point[1].IsInt(),
+                0,
+                0};
+  if (call.input.hasPoint) {
+    call.input.x = point[0].GetInt();
+    call.input.y = point[1].GetInt();
+  }
+  return true;
+}
+
 struct OperationRow {
   const char* name;
   bool (*read)(const JsonValue& root, PageCall& call);
@@ -79,7 +95,7 @@ struct OperationRow {
 
 constexpr OperationRow kOperations[] = {
     {"notify", readNotify}, {"wait", readWait}, {"waitSync", readWaitSync}, {"log", readLog},
-    {"drop", readDrop},     {"exit", readExit}, {"close", readClose},
+    {"drop", readDrop},     {"exit", readExit}, {"close", readClose},       {"input", readInput},
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 
+#include "workstation/browser/browser_control.h"
 #include "workstation/browser/js/script_call.h"
 
 namespace workstation {
@@ -20,6 +21,7 @@ struct PageCall {
     kDrop,      ///< The blocking call `id` has been given up.
     kExit,      ///< Ends the invocation.
     kClose,     ///< Closes the window.
+    kInput,     ///< Tells what the user has done.
   };
 
   Kind kind = Kind::kScript;
@@ -27,6 +29,7 @@ struct PageCall {
   ScriptCall script;
   int result = 0;                                 ///< kExit
   std::map<std::string, std::string> properties;  ///< kExit
+  PageEvent::Input input;                         ///< kInput
 };
 
 /// False when `payload` is nothing that the script makes.

@@ -21,6 +21,8 @@ std::string pageScript(const PageScriptConfig& config) {
       .add("origin", config.origin)
       .add("callUrl", config.callUrl)
       .add("appId", config.appId)
+      .add("monochrome", config.isMonochrome)
+      .add("recordsInput", config.recordsInput)
       // As a text, since a literal's "__proto__" would be something else than a property.
       .add("properties", properties.text());
   return std::string(kPageScriptText) + '(' + parameters.text() + ");\n";

@@ -17,6 +17,8 @@ struct PageScriptConfig {
   std::string origin;   ///< "https://shop.invalid"
   std::string callUrl;  ///< What requests for the replies of blocking calls begin with.
   std::string appId;
+  bool isMonochrome = false;  ///< The display shows black and white alone.
+  bool recordsInput = false;  ///< The script tells what the user does.
   std::map<std::string, std::string> properties;
 };
 

@@ -3,6 +3,63 @@
 // platform. What the page may later replace is taken hold of here.
 ((config) => {
   'use strict';
+
+  // Tells what the user does, in words from which it can be done again: elements by a selector that
+  // means them alone, keys by their names.
+  const recordInput = (root, send) => {
+    const { document } = root;
+    const isAlone = (selector) => document.querySelectorAll(selector).length === 1;
+    const selectorOf = (element) => {
+      if (element === document.body || element === document.documentElement) return '';
+      for (const name of ['id', 'data-testid', 'name', 'aria-label']) {
+        const value = element.getAttribute(name);
+        if (value === null || value === '') continue;
+        const selector = name === 'id' ? `#${CSS.escape(value)}` : `[${name}=${quoted(value)}]`;
+        if (isAlone(selector)) return selector;
+      }
+      const parent = element.parentElement;
+      if (parent === null) return element.localName;
+      const kin = Array.from(parent.children).filter((one) => one.localName === element.localName);
+      const which = kin.length > 1 ? `:nth-of-type(${kin.indexOf(element) + 1})` : '';
+      return `${selectorOf(parent) || 'body'} > ${element.localName}${which}`;
+    };
+    const quoted = (text) => JSON.stringify(text);
+    // A click on what a button holds is one on the button.
+    const meant = (node) => {
+      const element = node instanceof Element ? node : document.body;
+      return element.closest('button, a, label, select, input, textarea') || element;
+    };
+    const tell = (action, target, text, at) => {
+      send(JSON.stringify({ op: 'input', action, target, text, at }));
+    };
+    const listen = (type, listener) => {
+      root.addEventListener(type, (event) => { if (event.isTrusted) listener(event); }, true);
+    };
+
+    // A key on a button, and a label, make clicks that no pointer has made.
+    let pressed = false;
+    listen('pointerdown', () => { pressed = true; });
+    listen('click', (event) => {
+      if (!pressed) return;
+      pressed = false;
+      const element = meant(event.target);
+      if (element.localName === 'select') return;
+      const isLarge = element === document.body || element === document.documentElement
+        || element.localName === 'canvas' || element.localName === 'svg';
+      const box = element.getBoundingClientRect();
+      const at = [Math.round(event.clientX - box.x), Math.round(event.clientY - box.y)];
+      tell('click', selectorOf(element), '', isLarge ? at : undefined);
+    });
+    listen('keydown', (event) => {
+      if (event.ctrlKey || event.altKey || event.metaKey || event.isComposing) return;
+      if (event.key === 'Shift' || event.key === 'Unidentified') return;
+      tell('key', selectorOf(document.activeElement || document.body), event.key);
+    });
+    listen('change', (event) => {
+      if (event.target.localName === 'select') tell('choose', selectorOf(event.target), event.target.value);
+    });
+  };
+
   const root = globalThis;
   const send = root[config.binding];
   delete root[config.binding];
@@ -208,6 +265,15 @@
 
   defineProperty(root, 'WzError', { value: WzError, configurable: true, writable: true });
   defineProperty(root, 'wz', { value: freeze(wz), configurable: true, enumerable: true });
+
+  // Every pixel becomes black or white, whichever is nearer.
+  if (config.monochrome) {
+    const sheet = new root.CSSStyleSheet();
+    sheet.replaceSync(':root { filter: grayscale(1) contrast(1000) !important; }');
+    root.document.adoptedStyleSheets = [sheet];
+  }
+
+  if (config.recordsInput && root.top === root) recordInput(root, send);
 
   // A browser lets a page close its window only in some states; an application always may.
   if (root.top === root) {

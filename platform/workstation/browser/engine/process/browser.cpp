@@ -14,7 +14,7 @@ namespace workstation {
 namespace {
 
 // Longer than the browser is given for it.
-constexpr std::chrono::seconds kScreenshotPatience{8};
+constexpr std::chrono::seconds kPagePatience{8};
 
 // Every request of every page, worker and window goes through our hands.
 constexpr char kAllRequests[] = R"([{"urlPattern":"*"}])";
@@ -71,7 +71,7 @@ std::unique_ptr<Browser> Browser::start(const BrowserOptions& options, const std
   browser->profile_ = ProfileDirectory::create(terminal, error);
   if (!browser->profile_) return nullptr;
   browser->process_ = ChromiumProcess::start(
-      chromiumCommand(program, *browser->profile_, browser->headless_), error);
+      chromiumCommand(program, *browser->profile_, browser->headless_, options.locale), error);
   if (!browser->process_) return nullptr;
   browser->connection_ = std::make_shared<CdpConnection>(std::move(browser->process_->commands),
                                                          std::move(browser->process_->events));
@@ -117,28 +117,58 @@ void Browser::cancel(int invocation) {
   });
 }
 
-bool Browser::takeScreenshot(int invocation, std::string& png, std::string& error) {
-  struct Shot {
+// Waits for what a page answers.
+bool Browser::ask(int invocation, const PageRequest& request, std::string& result,
+                  std::string& error) {
+  struct Answer {
     bool ok;
-    std::string octetsOrError;
+    std::string resultOrError;
   };
-  const auto promise = std::make_shared<std::promise<Shot>>();
-  std::future<Shot> future = promise->get_future();
-  const auto handler = [promise](bool ok, const std::string& octetsOrError) {
-    promise->set_value({ok, octetsOrError});
+  const auto promise = std::make_shared<std::promise<Answer>>();
+  std::future<Answer> future = promise->get_future();
+  const auto handler = [promise](bool ok, const std::string& resultOrError) {
+    promise->set_value({ok, resultOrError});
   };
-  const bool asked = connection_->post([this, invocation, handler] {
+  const bool asked = connection_->post([this, invocation, request, handler] {
     Invocation* const running = find(invocation);
     if (running == nullptr) return handler(false, "there is no such invocation");
-    running->takeScreenshot(handler);
+    request(*running, handler);
   });
-  if (!asked || future.wait_for(kScreenshotPatience) != std::future_status::ready) {
+  if (!asked || future.wait_for(kPagePatience) != std::future_status::ready) {
     error = "the browser does not answer";
     return false;
   }
-  const Shot shot = future.get();
-  (shot.ok ? png : error) = shot.octetsOrError;
-  return shot.ok;
+  const Answer answer = future.get();
+  (answer.ok ? result : error) = answer.resultOrError;
+  return answer.ok;
+}
+
+bool Browser::takeScreenshot(int invocation, std::string& png, std::string& error) {
+  const auto request = [](Invocation& page, Invocation::PageHandler handler) {
+    page.takeScreenshot(std::move(handler));
+  };
+  return ask(invocation, request, png, error);
+}
+
+bool Browser::command(int invocation, const std::string& method, const std::string& params,
+                      std::string& result, std::string& error) {
+  const auto document = std::make_shared<JsonDocument>();
+  if (!parseJson(params, *document) || !document->IsObject()) {
+    error = "the parameters are no JSON object";
+    return false;
+  }
+  const auto request = [method, document](Invocation& page, Invocation::PageHandler handler) {
+    page.command(method, JsonObject(*document), std::move(handler));
+  };
+  return ask(invocation, request, result, error);
+}
+
+bool Browser::showDeveloperTools(int invocation, std::string& error) {
+  const auto request = [](Invocation& page, Invocation::PageHandler handler) {
+    page.showDeveloperTools(std::move(handler));
+  };
+  std::string nothing;
+  return ask(invocation, request, nothing, error);
 }
 
 Invocation* Browser::find(int invocation) {

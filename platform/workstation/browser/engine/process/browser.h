@@ -3,6 +3,7 @@
 #define WORKSTATION_BROWSER_ENGINE_BROWSER_H
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -38,6 +39,12 @@ class Browser final : private InvocationHost {
   /// False, with the reason in `error`, when no picture could be taken.
   bool takeScreenshot(int invocation, std::string& png, std::string& error);
 
+  /// Gives a page a command, see commandPage.
+  bool command(int invocation, const std::string& method, const std::string& params,
+               std::string& result, std::string& error);
+
+  bool showDeveloperTools(int invocation, std::string& error);
+
   bool isHeadless() const { return headless_; }
   bool hasEnded() const { return ended_; }
 
@@ -60,6 +67,8 @@ class Browser final : private InvocationHost {
   bool answerCall(Invocation* owner, const std::string& path, const std::string& requestId);
   void refuseRequest(const JsonValue& params, const std::string& url, Invocation* owner);
   Invocation* find(int invocation);
+  using PageRequest = std::function<void(Invocation& page, Invocation::PageHandler handler)>;
+  bool ask(int invocation, const PageRequest& request, std::string& result, std::string& error);
   Invocation* ownerOfRequest(const JsonValue& params, const std::string& host);
 
   std::unique_ptr<ProfileDirectory> profile_;

@@ -115,12 +115,16 @@ bool findBrowser(const BrowserOptions& options, std::string& program, std::strin
 }
 
 ChromiumCommand chromiumCommand(const std::string& program, const ProfileDirectory& profile,
-                                bool headless) {
+                                bool headless, const std::string& locale) {
   ChromiumCommand command;
   command.program = program;
   command.arguments.assign(std::begin(kSwitches), std::end(kSwitches));
   command.arguments.push_back("--user-data-dir=" + profile.path() + "/profile");
   if (headless) command.arguments.emplace_back("--headless");
+  if (!locale.empty()) {
+    command.arguments.push_back("--lang=" + locale);
+    command.arguments.push_back("--accept-lang=" + locale);
+  }
   if (!headless && environmentValue("DISPLAY").empty())
     command.arguments.emplace_back("--ozone-platform=wayland");
   if (sharedMemoryIsSmall()) command.arguments.emplace_back("--disable-dev-shm-usage");

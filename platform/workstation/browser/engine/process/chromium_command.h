@@ -18,7 +18,7 @@ bool hasDisplayServer();
 
 /// The command for `program` with everything it writes below `profile`.
 ChromiumCommand chromiumCommand(const std::string& program, const ProfileDirectory& profile,
-                                bool headless);
+                                bool headless, const std::string& locale = "");
 
 }  // namespace workstation
 

@@ -1,5 +1,8 @@
 #include "workstation/browser/engine/protocol/json.h"
 
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -107,6 +110,15 @@ std::string jsonQuote(std::string_view text) {
   quoted += '"';
   return quoted;
 }
+
+std::string jsonText(const JsonValue& value) {
+  rapidjson::StringBuffer buffer;
+  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+  value.Accept(writer);
+  return {buffer.GetString(), buffer.GetSize()};
+}
+
+JsonObject::JsonObject(const JsonDocument& object) : text_(jsonText(object)) { text_.pop_back(); }
 
 void JsonObject::beginMember(std::string_view name) {
   if (text_.size() > 1) text_ += ',';

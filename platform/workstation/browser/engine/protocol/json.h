@@ -41,9 +41,15 @@ bool jsonBool(const JsonValue& object, const char* name);
 /// `text` as a JSON string literal, quotes included. Octets that are no UTF-8 become U+FFFD.
 std::string jsonQuote(std::string_view text);
 
+/// A value as compact JSON text.
+std::string jsonText(const JsonValue& value);
+
 /// Builds the text of one JSON object, member by member.
 class JsonObject {
  public:
+  JsonObject() = default;
+  /// Begins with the members of `object`, which is one.
+  explicit JsonObject(const JsonDocument& object);
   JsonObject& add(std::string_view name, std::string_view value);
   JsonObject& add(std::string_view name, const char* value);
   JsonObject& add(std::string_view name, long long value);

@@ -131,6 +131,25 @@ int planInvocation(const InvokeRequest& request, InvocationPlan& plan, std::stri
   return 0;
 }
 
+void takeOptions(const BrowserOptions& options, InvocationPlan& plan) {
+  plan.devtools = options.devtools;
+  plan.recordsInput = options.recordsInput;
+  plan.lastPicture = options.lastPicture;
+  plan.locale = options.locale;
+}
+
+// Calls `body` with the browser. No exception gets out.
+template <class Body>
+bool withBrowser(std::string& error, Body body) {
+  try {
+    if (const auto browser = currentBrowser()) return body(*browser);
+    error = "there is no such invocation";
+  } catch (const std::exception& exception) {
+    error = exception.what();
+  }
+  return false;
+}
+
 bool writeFile(const std::string& path, const std::string& octets, std::string& error) {
   std::FILE* const file = std::fopen(path.c_str(), "wbe");
   const bool written =
@@ -157,7 +176,7 @@ int startInvocation(const InvokeRequest& request, std::string& error) {
   const auto outcome = invocationTable().add(request.callback, request.user);
   {
     const std::lock_guard<std::mutex> lock(service().mutex);
-    plan.devtools = service().options.devtools;
+    takeOptions(service().options, plan);
     for (bool fresh = false; !fresh;) {
       const std::shared_ptr<Browser> browser = runningBrowser(fresh, error);
       if (!browser) break;
@@ -186,18 +205,22 @@ void setBrowserOptions(const BrowserOptions& options) {
 }
 
 bool takeScreenshot(int invocation, const std::string& file, std::string& error) {
-  try {
-    const auto browser = currentBrowser();
+  return withBrowser(error, [&](Browser& browser) {
     std::string png;
-    if (!browser) {
-      error = "there is no such invocation";
-      return false;
-    }
-    return browser->takeScreenshot(invocation, png, error) && writeFile(file, png, error);
-  } catch (const std::exception& exception) {
-    error = exception.what();
-    return false;
-  }
+    return browser.takeScreenshot(invocation, png, error) && writeFile(file, png, error);
+  });
+}
+
+bool commandPage(int invocation, const std::string& method, const std::string& params,
+                 std::string& result, std::string& error) {
+  return withBrowser(error, [&](Browser& browser) {
+    return browser.command(invocation, method, params, result, error);
+  });
+}
+
+bool showDeveloperTools(int invocation, std::string& error) {
+  return withBrowser(
+      error, [&](Browser& browser) { return browser.showDeveloperTools(invocation, error); });
 }
 
 }  // namespace workstation

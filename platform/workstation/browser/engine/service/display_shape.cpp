@@ -15,7 +15,7 @@ bool displayShape(const std::string& terminal, WindowShape& shape, std::string& 
     error = problem.text();
     return false;
   }
-  shape = {profile.displayWidth, profile.displayHeight, profile.touch};
+  shape = {profile.displayWidth, profile.displayHeight, profile.touch, profile.displayColour};
   return true;
 }
 
