@@ -29,7 +29,7 @@ TEST_P(UnverifiedWorkTest, IsLimitedByTheSizeOfTheFile) {
 INSTANTIATE_TEST_SUITE_P(
     Sizes, UnverifiedWorkTest,
     testing::Values(WorkCase{0, 0}, WorkCase{1, 1032}, WorkCase{1000, 1032000},
-                    WorkCase{21620, 21620 * 1032},             // the last of which all may come out
+                    WorkCase{21620, 21620 * 1032},  // the last of which all may come out
                     WorkCase{21621, 16 * kMega + 21621 * 256},  // that the format can bring
                     WorkCase{kMega, 272 * kMega},
                     WorkCase{std::uint64_t{1} << 40, 16 * kMega + (std::uint64_t{256} << 40)}));

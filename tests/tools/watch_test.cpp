@@ -178,8 +178,7 @@ TEST_F(WatchTest, AnInstalledApplicationCannotBeWatched) {
 
 // The limit holds for a user namespace, of which the program gets one with none left.
 TEST_F(WatchTest, WithoutInotifyWatchesItSaysWhatToDo) {
-  const std::string command =
-      "echo 0 > /proc/sys/user/max_inotify_instances && exec \"$0\" \"$@\"";
+  const std::string command = "echo 0 > /proc/sys/user/max_inotify_instances && exec \"$0\" \"$@\"";
   const auto limit = [&] {
     execlp("unshare", "unshare", "--user", "--map-root-user", "sh", "-c", command.c_str(),
            WZ_PROGRAM, "run", "--headless", "--watch", folder_.c_str(), "--terminal",

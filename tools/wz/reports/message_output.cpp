@@ -41,8 +41,7 @@ std::string asciiJson(const JSObject& value) {
   rapidjson::StringBuffer buffer;
   AsciiWriter writer(buffer);
   rapidjson::Reader reader;
-  constexpr unsigned kFlags =
-      rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
   if (reader.Parse<kFlags>(stream, writer).IsError()) return "null";
   return withoutDelete(std::string(buffer.GetString(), buffer.GetSize()));
 }
