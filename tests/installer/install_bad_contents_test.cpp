@@ -73,6 +73,12 @@ class BadContentsTest : public BadInputTest {
                   "Error: Signature 'GOOD.P7S' using unknown certificate\n"});
   }
 
+  // The same when that certificate cannot even be read.
+  static Lines withUnreadCertificate() {
+    return logOf({notExtracted("a.crt"), "Adding certificate m.crt\n", extractedLines("GOOD-O.ZIP"),
+                  "Found GOOD.ZIP\n", "Error: Signature 'GOOD.P7S' using unknown certificate\n"});
+  }
+
   // Those of one whose signature of the application brings these.
   static Lines withoutSignature(const Lines& signatureLines) {
     return logOf({signerLines(), extractedLines("GOOD-O.ZIP"), "Found GOOD.ZIP\n", signatureLines});
@@ -112,9 +118,9 @@ TEST_F(BadContentsTest, OfCertificates) {
   std::vector<BadPackage> packages;
   for (const std::string& content : nonsense()) {
     packages.push_back(
-        {packageWith("a.crt", content),
-         withoutCertificate(content.size() > kMaxCredentialSize ? Lines{notExtracted("a.crt")}
-                                                                : readingFailed(-3))});
+        {packageWith("a.crt", content), content.size() > kMaxCredentialSize
+                                            ? withUnreadCertificate()
+                                            : withoutCertificate(readingFailed(-3))});
   }
   const std::string whole = certificateOf(applicationSigner());
   for (std::size_t size = 1; size < whole.size(); size += triesEverything() ? 1 : 60) {
@@ -315,13 +321,14 @@ const std::vector<Manifest>& manifests() {
       {std::string(kMega, '['), kUnreadable, false, ""},
       {nestedObjects(kMega / 8), kUnreadable, false, ""},
       {repeated("{\"a\":", kMega / 5), kUnreadable, false, ""},
-      // Of megabytes.
-      {jsonWith("") + std::string(2 * kMega, ' '), kAccepted, true, ""},
-      {jsonWith("\"a\":\"" + std::string(2 * kMega, 'x') + "\""), kAccepted, true, ""},
-      {jsonWith("\"" + std::string(kMega, 'x') + "\":1"), kAccepted, true, ""},
+      // Large ones, and larger than a manifest may be.
+      {jsonWith("") + std::string(kMega / 2, ' '), kAccepted, true, ""},
+      {jsonWith("") + std::string(kMega, ' '), kUnreadable, false, ""},
+      {jsonWith("\"a\":\"" + std::string(kMega / 2, 'x') + "\""), kAccepted, true, ""},
+      {jsonWith("\"" + std::string(kMega / 2, 'x') + "\":1"), kAccepted, true, ""},
       {jsonWith("\"a\":[" + repeated("0,", kMega / 4) + "0]"), kAccepted, true, ""},
-      {jsonWith("\"a\":" + std::string(kMega, '9')), kAccepted, true, ""},
-      {jsonWith("\"a\":0." + std::string(kMega, '9')), kAccepted, true, ""},
+      {jsonWith("\"a\":" + std::string(kMega / 2, '9')), kAccepted, true, ""},
+      {jsonWith("\"a\":0." + std::string(kMega / 2, '9')), kAccepted, true, ""},
       {std::string(2 * kMega, 'x'), kUnreadable, false, ""},
       {std::string(kMega, '\n'), kNoId, false, ""},
       {std::string(kMega, '\0'), kUnreadable, false, ""},
@@ -340,9 +347,10 @@ const std::vector<Manifest>& manifests() {
       {"[install]\nappid=\n[uninstall]\nappid=\n", kNoId, false, ""},
       {keyValue + "\0"s, kUnreadable, false, ""},
       {repeated("[a]\n", kMega / 16) + keyValue, kAccepted, false, ""},
-      {keyValue + "a=" + std::string(2 * kMega, 'x') + "\n", kAccepted, false, ""},
-      {keyValue + repeated("a=b\n", kMega / 4), kAccepted, false, ""},
-      {keyValue + repeated(";\n", kMega / 2), kAccepted, false, ""},
+      {keyValue + "a=" + std::string(kMega / 2, 'x') + "\n", kAccepted, false, ""},
+      {keyValue + repeated("a=b\n", kMega / 8), kAccepted, false, ""},
+      {keyValue + repeated(";\n", kMega / 4), kAccepted, false, ""},
+      {keyValue + repeated(";\n", kMega / 2), kUnreadable, false, ""},
       {"[install]\nappid=ID\nsponsor=" + repeated(",", 1000) +
            "\n[uninstall]\nappid=ID\nsponsor=" + repeated(",", 1000) + "\n",
        kSponsors, false, repeated(",", 1000)},

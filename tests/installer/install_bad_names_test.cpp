@@ -449,11 +449,10 @@ std::string escaped(const std::string& text) {
   return json;
 }
 
-// An id is a name in the log and in the folder of the manifest, and leads nowhere.
+// An id is a name in the log, and leads nowhere.
 TEST_F(BadNamesTest, OfApplicationsInTheirManifests) {
-  for (const std::string& id : {"%n%s"s, "a\nError: forged"s, "\x1B[2J"s, "../x"s,
-                                "../../../outside"s, "/mnt/flash/outside"s, "C:\\x"s, "."s, ".."s,
-                                "x/"s, "\x7F"s, std::string(300, 'i'), std::string(1 << 20, 'i')}) {
+  for (const std::string& id : {"%n%s"s, "a\nError: forged"s, "\x1B[2J"s, "\x7F"s,
+                                std::string(300, 'i'), std::string(1 << 19, 'i')}) {
     SCOPED_TRACE(id.substr(0, 20));
     drop("x.zip",
          withSigners()
@@ -467,6 +466,27 @@ TEST_F(BadNamesTest, OfApplicationsInTheirManifests) {
     expectLog(logOf({beginLines(), openLines("x.zip"), signerLines(), extractedLines("X-O.ZIP"),
                      "postinstall\n", "Checking x\n", "Mismatching directory name x\n",
                      "Removing " + kManifests + "/x\n", "Checking dependencies\n", failed,
+                     endLines({}, "ERROR")}));
+    expectOutsideUntouched();
+  }
+}
+
+// What cannot be the name of a folder is no id.
+TEST_F(BadNamesTest, OfApplicationsThatCannotBeFolders) {
+  for (const std::string& id :
+       {"../x"s, "../../../outside"s, "/mnt/flash/outside"s, "C:\\x"s, "."s, ".."s, "x/"s}) {
+    SCOPED_TRACE(id);
+    drop("x.zip",
+         withSigners()
+             .inner("X-O.ZIP", ZipBuilder().file("x/mpmanifest.mft", manifestFor(escaped(id))))
+             .signedBy(manifestSigner()));
+
+    EXPECT_EQ(install(), kInstallError);
+
+    expectLog(logOf({beginLines(), openLines("x.zip"), signerLines(), extractedLines("X-O.ZIP"),
+                     "postinstall\n", "Checking x\n",
+                     "Error: app id missing in " + kManifests + "/x/mpmanifest.mft\n",
+                     "Removing " + kManifests + "/x\n", "Checking dependencies\n",
                      endLines({}, "ERROR")}));
     expectOutsideUntouched();
   }

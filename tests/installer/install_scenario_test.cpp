@@ -49,10 +49,10 @@ struct Terminal {
   bool hasSecondRoot;
 };
 
+// None is without a sponsor: where the security service has no record to show, nobody is judged.
 const std::vector<Terminal> kTerminals = {
     {"WithASponsor", "123456", "T30", 480, 800, "480x800C0T", true},
     {"WithAnotherSponsor", "654321", "N255k", 856, 480, "854x480C15T", false},
-    {"WithoutASponsor", "", "T7", 480, 800, "480x800C0T", true},
 };
 
 workstation::TerminalProfile profileOf(const Terminal& row) {

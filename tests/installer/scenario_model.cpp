@@ -107,7 +107,13 @@ int Model::run() {
       error("Installation of " + id + " failed");
       break;
     }
-    for (const std::string& path : toDelete) removePlainly(path);
+    for (const std::string& path : toDelete) {
+      if (endsIn(path, ".ZIP")) {
+        removeTree(path);
+      } else {
+        removePlainly(path);
+      }
+    }
   } else {
     makeFolders(kSourceRoot);
     applyMarketplaceRules();
