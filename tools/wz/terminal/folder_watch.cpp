@@ -50,6 +50,12 @@ std::string below(const std::string& parent, const std::string& name) {
   return parent.empty() ? name : parent + "/" + name;
 }
 
+// Whether a link of either sort is at `path`.
+bool isLink(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 && (S_ISLNK(status.st_mode) || status.st_nlink > 1);
+}
+
 std::string watchError(const std::string& path) {
   if (errno == ENOSPC) {
     return "no inotify watches are left for " + path +
@@ -182,9 +188,13 @@ void FolderWatch::readEvents(std::set<std::string>& changed, bool& isGone) {
     }
     const bool isNew = (event->mask & (IN_CREATE | IN_MOVED_TO)) != 0;
     const bool isFolder = (event->mask & IN_ISDIR) != 0;
-    // A file that is only being made will be closed when it has been written.
-    if ((event->mask & IN_CREATE) != 0 && !isFolder) continue;
-    if (event->len > 0) noteEntry(parent, event->name, isFolder, isNew, changed);
+    if (event->len == 0) continue;
+    // A file that is only being made will be closed when it has been written; a link never is.
+    if ((event->mask & IN_CREATE) != 0 && !isFolder &&
+        !isLink(folder_ + "/" + below(parent, event->name))) {
+      continue;
+    }
+    noteEntry(parent, event->name, isFolder, isNew, changed);
   }
 }
 
