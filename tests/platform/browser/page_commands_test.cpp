@@ -58,7 +58,9 @@ class PageCommandsTest : public BrowserTest {
 };
 
 TEST_F(PageCommandsTest, ACommandIsAnsweredOrItsErrorTold) {
-  const int id = open(TestApplication("wz.log('info', 'ready')"));
+  // It has a name, since its files go with it: they must be there until the page is loaded.
+  const TestApplication application("wz.log('info', 'ready')");
+  const int id = open(application);
   ASSERT_TRUE(waitForLog("ready"));
   std::string result, error;
 
