@@ -113,7 +113,7 @@ TEST_F(WatchTest, ABrokenManifestOrScriptIsToldAndTheNextOneWorks) {
   ASSERT_TRUE(program.awaitOutput("first 3")) << program.errors();
 
   write("desk/shop/manifest.mft", "{\n  \"application\": {");
-  EXPECT_TRUE(program.awaitOutput("manifest.mft:2:")) << program.errors();
+  EXPECT_TRUE(program.awaitOutput("manifest.mft is no JSON: ")) << program.errors();
   save("console.info('page goes on');");
   EXPECT_TRUE(program.awaitOutput("page goes on")) << program.out();
   save("let = ;");
