@@ -108,10 +108,12 @@ bool command(int invocation, const char* method, const JSObject& params, std::st
   return workstation::commandPage(invocation, method, params.dump(), nothing, error);
 }
 
-bool notThere(const std::string& selector, std::string& error) {
+Acted notThere(const std::string& selector, std::string& error) {
   error = kNotThere + selector;
-  return false;
+  return Acted::kNotYet;
 }
+
+Acted sent(bool isConfirmed) { return isConfirmed ? Acted::kDone : Acted::kLost; }
 
 bool sendMouse(int invocation, const char* type, double x, double y, std::string& error) {
   JSObject params;
@@ -123,15 +125,16 @@ bool sendMouse(int invocation, const char* type, double x, double y, std::string
   return command(invocation, "Input.dispatchMouseEvent", params, error);
 }
 
-bool click(int invocation, const PageEvent::Input& input, std::string& error) {
+Acted click(int invocation, const PageEvent::Input& input, std::string& error) {
   const std::string x = input.hasPoint ? std::to_string(input.x) : "";
   const std::string y = input.hasPoint ? std::to_string(input.y) : "";
   Document point;
-  if (!evaluate(invocation, call(kPointOf, {input.target, x, y}), point, error)) return false;
+  if (!evaluate(invocation, call(kPointOf, {input.target, x, y}), point, error))
+    return Acted::kNotYet;
   if (!point.IsArray() || point.Size() != 2) return notThere(input.target, error);
   const double left = point[0].GetDouble(), top = point[1].GetDouble();
-  return sendMouse(invocation, "mousePressed", left, top, error) &&
-         sendMouse(invocation, "mouseReleased", left, top, error);
+  return sent(sendMouse(invocation, "mousePressed", left, top, error) &&
+              sendMouse(invocation, "mouseReleased", left, top, error));
 }
 
 // The keys that have no character of their own, with the numbers that scripts of old look at.
@@ -171,27 +174,28 @@ JSObject keyParams(const std::string& key) {
   return params;
 }
 
-bool press(int invocation, const PageEvent::Input& input, std::string& error) {
+Acted press(int invocation, const PageEvent::Input& input, std::string& error) {
   Document isThere;
-  if (!evaluate(invocation, call(kFocus, {input.target}), isThere, error)) return false;
+  if (!evaluate(invocation, call(kFocus, {input.target}), isThere, error)) return Acted::kNotYet;
   if (!isThere.IsTrue()) return notThere(input.target, error);
   JSObject params = keyParams(input.text);
   params["type"] = JSObject(params.has("text") ? "keyDown" : "rawKeyDown");
-  if (!command(invocation, "Input.dispatchKeyEvent", params, error)) return false;
+  if (!command(invocation, "Input.dispatchKeyEvent", params, error)) return Acted::kLost;
   params["type"] = JSObject("keyUp");
-  return command(invocation, "Input.dispatchKeyEvent", params, error);
+  return sent(command(invocation, "Input.dispatchKeyEvent", params, error));
 }
 
-bool choose(int invocation, const PageEvent::Input& input, std::string& error) {
+Acted choose(int invocation, const PageEvent::Input& input, std::string& error) {
   Document isThere;
+  // The page does it as it is asked, so that an answer that is missing says nothing.
   if (!evaluate(invocation, call(kChoose, {input.target, input.text}), isThere, error))
-    return false;
-  return isThere.IsTrue() || notThere(input.target, error);
+    return error == kNoSelector ? Acted::kNotYet : Acted::kLost;
+  return isThere.IsTrue() ? Acted::kDone : notThere(input.target, error);
 }
 
 struct ActionRow {
   std::string_view name;
-  bool (*act)(int invocation, const PageEvent::Input& input, std::string& error);
+  Acted (*act)(int invocation, const PageEvent::Input& input, std::string& error);
 };
 
 constexpr ActionRow kActions[] = {{"click", click}, {"key", press}, {"choose", choose}};
@@ -218,12 +222,12 @@ bool reloadStyles(int invocation, const std::set<std::string>& names, std::strin
   return reloaded.IsTrue();
 }
 
-bool actOnPage(int invocation, const PageEvent::Input& input, std::string& error) {
+Acted actOnPage(int invocation, const PageEvent::Input& input, std::string& error) {
   for (const ActionRow& row : kActions) {
     if (row.name == input.action) return row.act(invocation, input, error);
   }
   error = "there is no action " + input.action;
-  return false;
+  return Acted::kNotYet;
 }
 
 }  // namespace wz

@@ -27,10 +27,17 @@ inline constexpr char kNoSelector[] = "not a selector";
 [[nodiscard]] bool reloadStyles(int invocation, const std::set<std::string>& names,
                                 std::string& error);
 
-/// Clicks, presses a key or chooses out of a list, as PageEvent::kInput tells it. The element is
-/// there, or it fails.
-[[nodiscard]] bool actOnPage(int invocation, const workstation::PageEvent::Input& input,
-                             std::string& error);
+/// What has come of an input.
+enum class Acted {
+  kDone,
+  kNotYet,  ///< nothing was done, for example because the element is not there
+  kLost,    ///< it was sent, but not confirmed: an application that ends by it does not
+};
+
+/// Clicks, presses a key or chooses out of a list, as PageEvent::kInput tells it. Unless it is
+/// done, `error` says why.
+[[nodiscard]] Acted actOnPage(int invocation, const workstation::PageEvent::Input& input,
+                              std::string& error);
 
 }  // namespace wz
 

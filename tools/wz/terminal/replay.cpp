@@ -152,15 +152,24 @@ bool Replay::act(std::size_t index) {
 bool Replay::actOnce(const PageEvent::Input& input, std::size_t index) {
   const Deadline deadline = after(Clock::now(), tolerance_);
   std::string error;
-  while (!actOnPage(run_.invocation(), input, error)) {
-    const bool isOver = !run_.isRunning() || Clock::now() >= deadline || interrupted();
-    if (isOver) {
-      stopAt(index, error);
+  for (;;) {
+    const Acted acted = actOnPage(run_.invocation(), input, error);
+    if (acted == Acted::kDone || (acted == Acted::kLost && hasEndedSoon())) return true;
+    const bool isOver = acted == Acted::kLost || !run_.isRunning() || Clock::now() >= deadline;
+    if (isOver || interrupted()) {
+      stopAt(index, run_.isRunning() ? error : "the application has ended before it");
       return false;
     }
     (void)take(Clock::now() + kLookTime);
   }
-  return true;
+}
+
+// Whether the application ends, as one does that took the input for its end.
+bool Replay::hasEndedSoon() {
+  const Deadline deadline = after(Clock::now(), tolerance_);
+  while (run_.isRunning() && take(deadline)) {
+  }
+  return !run_.isRunning();
 }
 
 void Replay::awaitEnd() {

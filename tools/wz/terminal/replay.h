@@ -33,6 +33,7 @@ class Replay {
   bool pauseBefore(std::size_t index);
   bool act(std::size_t index);
   bool actOnce(const workstation::PageEvent::Input& input, std::size_t index);
+  bool hasEndedSoon();
   void awaitEnd();
   bool take(Deadline deadline);
   void stopAt(std::size_t index, const std::string& why);
