@@ -60,7 +60,7 @@ TEST_F(HostTest, RulesAnswerByTheirConditions) {
   ASSERT_TRUE(desk.awaitOutput("playing desk"));
 
   EXPECT_EQ(ask(R"({"card": "991"})").out, "{\"error\":\"lost\"}\n");
-  EXPECT_EQ(ask(R"({"card": 7})").out, "{\"card\":7,\"known\":true,\"who\":\"for wz\"}\n");
+  EXPECT_EQ(ask(R"({"card": 7})").out, "{\"known\":true,\"card\":7,\"who\":\"for wz\"}\n");
   EXPECT_EQ(ask("{}").out, "{\"known\":false}\n");
 
   EXPECT_EQ(desk.wait(), kDone);
@@ -69,7 +69,7 @@ TEST_F(HostTest, RulesAnswerByTheirConditions) {
       ElementsAre("wz -> desk ASK {\"card\":\"991\"}",
                   "  desk -> wz ASK_reply {\"error\":\"lost\"}", "wz -> desk ASK {\"card\":7}",
                   "  desk -> wz ASK_reply "
-                  "{\"card\":7,\"known\":true,\"who\":\"for wz\"}",
+                  "{\"known\":true,\"card\":7,\"who\":\"for wz\"}",
                   "wz -> desk ASK {}", "  desk -> wz ASK_reply {\"known\":false}"));
 }
 
@@ -136,8 +136,8 @@ TEST_F(HostTest, AProgramIsAskedInJson) {
   ASSERT_TRUE(desk.awaitOutput("playing desk"));
 
   EXPECT_EQ(ask(R"({"card": 7})", {"--flags", "3"}).out,
-            "{\"asked\":{\"flags\":3,\"from\":\"wz\",\"name\":\"ASK\",\"payload\":{\"card\":7},"
-            "\"to\":\"desk\"}}\n");
+            "{\"asked\":{\"from\":\"wz\",\"to\":\"desk\",\"name\":\"ASK\",\"flags\":3,"
+            "\"payload\":{\"card\":7}}}\n");
   EXPECT_EQ(desk.wait(), kDone);
 }
 
