@@ -106,14 +106,15 @@ std::string jsonProblem(const std::string& text) {
 
 // False after an error for a file that a terminal reads in neither form.
 bool checkForm(const std::string& path, bool isJson, Findings& findings) {
-  if (isJson) return true;
+  static_assert(wzapp::kMaxManifestSize == std::size_t{1} << 20, "the message names it");
   std::string text;
-  if (!wzapp::readFile(path.c_str(), text)) {
+  if (!wzapp::readFile(path.c_str(), text, wzapp::kMaxManifestSize)) {
     findings.errors.push_back(path +
-                              " cannot be read, or has more than 16 MiB; every application has "
+                              " cannot be read, or has more than 1 MiB; every application has "
                               "its manifest there (wz new DIR makes one)");
     return false;
   }
+  if (isJson) return true;
   const std::string trimmedText = wzapp::trim(text);
   if (!trimmedText.empty() && trimmedText[0] == '{') {
     findings.errors.push_back(path + " is " + jsonProblem(text));
@@ -172,10 +173,22 @@ void checkPages(const zelipc::JSObject& manifest, const std::string& path,
   }
 }
 
+// The id as it stands in the manifest. Terminals take one that is no plain name for none; its
+// author is to be told what is wrong with it.
+std::string writtenId(const std::string& path) {
+  zelipc::JSObject object;
+  const bool isJson = wzapp::readJSONFile(object, path);
+  const zelipc::JSObject& manifest = object;
+  if (isJson) return manifest["application"]["id"].asString();
+  const wzapp::ConfigFile config(path);
+  const std::string id = config.getValue("install", "appid", "");
+  return id.empty() ? config.getValue("uninstall", "appid", "") : id;
+}
+
 // Installing and running read the id each in a way of its own.
 void takeIdentity(const std::string& path, ApplicationFolder& folder, Findings& findings) {
   folder.id = wzapp::readManifestAppId(path);
-  const std::string why = whyNoApplicationId(folder.id);
+  const std::string why = whyNoApplicationId(folder.id.empty() ? writtenId(path) : folder.id);
   if (!why.empty()) {
     findings.errors.push_back(path + ": the application id " + why);
     return;
