@@ -1,6 +1,6 @@
 // Application manifests in both forms: a refusal is reported by one error and an acceptance by
-// none, the id that is given out is the manifest's, and what is imported and exported has numbers
-// that are known.
+// none, the id that is given out is the manifest's if it is a plain name, and what is imported and
+// exported has numbers that are known.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -12,6 +12,8 @@
 #include "fuzz/check.h"
 #include "installer/application_manifest.h"
 #include "installer/dependency_manifest.h"
+#include "support/app_id.h"
+#include "support/file_system.h"
 #include "support/install_result.h"
 #include "support/json_file.h"
 #include "zelipc/zelipc.h"
@@ -89,6 +91,17 @@ bool listsSponsor(const JSObject& root) {
   return false;
 }
 
+// What an installation takes for the id of a manifest in JSON form: one that is no plain name is
+// none. Spelled out once more, so that a mistake in telling plain names shows.
+std::string idOf(const JSObject& root) {
+  const std::string id = root["application"]["id"].asString();
+  if (id == "." || id == ".." || (!id.empty() && id.back() == ':')) return {};
+  for (const char octet : id) {
+    if (octet == '/' || octet == '\\' || octet == '\0') return {};
+  }
+  return id;
+}
+
 void checkNumbers(const JSObject& root) {
   wzapp::FeatureTables features;
   const wzapp::DependencyManifest manifest = wzapp::takeDependencies(root, features);
@@ -104,7 +117,7 @@ void checkNumbers(const JSObject& root) {
                    root[wzapp::kFeatureKinds[kind].exportsKey].size() ||
                !root[wzapp::kFeatureKinds[kind].exportsKey].isArray());
   }
-  FUZZ_CHECK(manifest.appId.value_or("") == root["application"]["id"].asString());
+  FUZZ_CHECK(manifest.appId.value_or("") == idOf(root));
 }
 
 }  // namespace
@@ -120,16 +133,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string installId = checkSponsor(SponsorMode::kInstall, path, mayInstall);
   const std::string uninstallId = checkSponsor(SponsorMode::kUninstall, path, mayUninstall);
 
+  if (size > wzapp::kMaxManifestSize) {
+    FUZZ_CHECK(appId.empty() && installId.empty() && uninstallId.empty());
+    FUZZ_CHECK(!mayInstall && !mayUninstall);
+    return 0;
+  }
   JSObject object;
   if (wzapp::readJSONFile(object, path)) {
     const JSObject& root = object;
-    FUZZ_CHECK(appId == root["application"]["id"].asString());
+    FUZZ_CHECK(appId == idOf(root));
     FUZZ_CHECK(installId == appId && uninstallId == appId);
     FUZZ_CHECK(mayInstall == mayUninstall);
     FUZZ_CHECK(mayInstall == (!appId.empty() && listsSponsor(root)));
     checkNumbers(root);
     return 0;
   }
+  FUZZ_CHECK(wzapp::isPlainAppId(appId) && wzapp::isPlainAppId(uninstallId));
   FUZZ_CHECK(installId.empty() || installId == appId);
   FUZZ_CHECK(uninstallId.empty() || !appId.empty());
   return 0;
