@@ -23,4 +23,4 @@ mkfs.ext4 -q -m 10 "$work/image"
 mkdir "$work/flash"
 mount -o loop "$work/image" "$work/flash" 2>/dev/null || skip "there is no loop device"
 
-TMPDIR=$work/flash WZAPP_SMALL_FLASH=1 "$program" --gtest_filter='FullFlashTest.OfTheMachine*'
+WZAPP_SMALL_FLASH=$work/flash "$program" --gtest_filter='FullFlashTest.OfTheMachine*'
