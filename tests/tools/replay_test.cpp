@@ -137,27 +137,54 @@ TEST_F(ReplayTest, ARecordingThatCannotBeWrittenIsAFailure) {
   EXPECT_THAT(result.errors, HasSubstr("cannot write /nowhere/run.jsonl"));
 }
 
-// Each sample by itself: recorded, replayed, and with a change that the replay finds.
-class SampleReplayTest : public ReplayTest, public testing::WithParamInterface<const char*> {};
+// ---- The samples --------------------------------------------------------------------------------
 
-TEST_P(SampleReplayTest, IsReplayedAndARegressionIsCaught) {
-  const fs::path folder = fs::path(terminal_.directory()) / GetParam();
-  fs::copy(fs::path(EXAMPLES) / GetParam(), folder, fs::copy_options::recursive);
-  const std::string file = terminal_.directory() + "/sample.jsonl";
+class SampleReplayTest : public ReplayTest {
+ protected:
+  std::string sample(const std::string& name) const {
+    const fs::path folder = fs::path(terminal_.directory()) / name;
+    fs::copy(fs::path(EXAMPLES) / name, folder, fs::copy_options::recursive);
+    return folder.string();
+  }
+
+  void expectReplayed(const std::string& file, const std::string& folder,
+                      const std::string& script) {
+    const ProgramResult same = replay(file, folder);
+    EXPECT_EQ(same.code, kDone) << same.out << same.errors;
+
+    std::ofstream(folder + "/" + script, std::ios::app) << "\nconsole.info('changed');\n";
+    const ProgramResult changed = replay(file, folder);
+    EXPECT_EQ(changed.code, kFailed);
+    EXPECT_THAT(changed.out, HasSubstr("not recorded"));
+  }
+};
+
+TEST_F(SampleReplayTest, TheOneThatPlaysItselfIsRecordedAndReplayed) {
+  const std::string folder = sample("tip");
+  const std::string file = terminal_.directory() + "/tip.jsonl";
   const ProgramResult recorded =
-      runWz(run(folder.string(), {"--record", file, "--param", "demo=1", "--timeout", "20"}));
+      runWz(run(folder, {"--record", file, "--param", "demo=1", "--timeout", "20"}));
   ASSERT_EQ(recorded.code, kDone) << recorded.out << recorded.errors;
 
-  const ProgramResult same = replay(file, folder.string());
-  EXPECT_EQ(same.code, kDone) << same.out << same.errors;
-
-  std::ofstream(folder / "app.js", std::ios::app) << "\nconsole.info('changed');\n";
-  const ProgramResult changed = replay(file, folder.string());
-  EXPECT_EQ(changed.code, kFailed);
-  EXPECT_THAT(changed.out, HasSubstr("not recorded"));
+  expectReplayed(file, folder, "app.js");
 }
 
-INSTANTIATE_TEST_SUITE_P(Samples, SampleReplayTest, testing::Values("tip", "loyalty"));
+// It begins with a card, asks a desk, and ends by its user alone: no run without one can be
+// recorded.
+TEST_F(SampleReplayTest, TheOneThatNeedsADeskAndAUserIsReplayed) {
+  write(
+      "card.jsonl",
+      R"({"recording":1,"app":"loyalty","entry":"CARD_PRESENTED","parameters":{"wz_parameters":"{\"card\":\"4711\"}"}}
+{"at":0.4,"event":"messageSent","from":"loyalty","to":"oatmere-club","name":"MEMBER_LOOKUP","awaitsReply":true,"payload":{"card":"4711","amount":0}}
+{"at":0.4,"event":"requestFailed","url":"https://loyalty.invalid/campaign.webp","status":"404"}
+{"at":0.5,"event":"reply","from":"oatmere-club","name":"MEMBER_LOOKUP_reply","code":0,"payload":{"known":true,"name":"Ada","points":36}}
+{"at":0.6,"event":"log","level":"info","texts":["Member found","36 points"]}
+{"at":0.9,"event":"click","target":"#collect"}
+{"at":1.3,"event":"exited","result":0,"properties":{"outcome":"collect"}}
+)");
+
+  expectReplayed(terminal_.directory() + "/card.jsonl", sample("loyalty"), "card.js");
+}
 
 }  // namespace
 }  // namespace wzapp_test
