@@ -1,11 +1,14 @@
 #include "wz/terminal/watched_run.h"
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <thread>
 #include <utility>
 
 #include "wz/reports/output.h"
 #include "wz/terminal/folder_watch.h"
+#include "wz/terminal/interrupt.h"
 #include "wz/terminal/key_reader.h"
 #include "wz/terminal/page_actions.h"
 #include "wz/words/exit_code.h"
@@ -35,6 +38,20 @@ std::string listOf(const std::set<std::string>& names) {
     text += (text.empty() ? "" : ", ") + name;
   }
   return text;
+}
+
+// A page that is just being loaded anew cannot be drawn, and a picture that was asked of the old
+// one may never be answered: it is asked for again.
+bool tookScreenshot(int invocation, const std::string& file, std::string& error) {
+  constexpr std::chrono::seconds kLoadTime{3};
+  constexpr std::chrono::milliseconds kPause{100};
+  const auto deadline = std::chrono::steady_clock::now() + kLoadTime;
+  for (;;) {
+    const bool isLast = std::chrono::steady_clock::now() >= deadline;
+    if (workstation::takeScreenshot(invocation, file, error)) return true;
+    if (isLast || interrupted()) return false;
+    std::this_thread::sleep_for(kPause);
+  }
 }
 
 std::string freePictureName(const std::string& id) {
@@ -157,10 +174,10 @@ bool WatchedRun::onKey(char key) {
 }
 
 void WatchedRun::takePicture() {
+  if (!run_.isRunning()) return printMessage("no picture: the application has ended");
   const std::string file = freePictureName(run_.plan().application.id);
   std::string error;
-  if (!workstation::takeScreenshot(run_.invocation(), file, error))
-    return printMessage("no picture: " + error);
+  if (!tookScreenshot(run_.invocation(), file, error)) return printMessage("no picture: " + error);
   report_.screenshot(file);
   printMessage("saved " + file);
 }
