@@ -209,8 +209,10 @@ INSTANTIATE_TEST_SUITE_P(
         WrongManifest{"KeyValue", "[application\n", "(line 1)"},
         WrongManifest{"NoId", "{}", ": the application id is missing; write"},
         WrongManifest{"EmptyId", R"({"application": {"id": ""}})", "the application id is missing"},
-        WrongManifest{"Path", R"({"application": {"id": "../shop"}})", "the application id "},
-        WrongManifest{"Parent", R"({"application": {"id": ".."}})", "the application id "},
+        WrongManifest{"Path", R"({"application": {"id": "../shop"}})",
+                      "cannot stand in a folder's name"},
+        WrongManifest{"Parent", R"({"application": {"id": ".."}})",
+                      "the application id names no folder"},
         WrongManifest{"Long", R"({"application": {"id": ")" + std::string(239, 'x') + R"("}})",
                       "the application id has 239 octets"}),
     [](const testing::TestParamInfo<WrongManifest>& row) { return row.param.name; });

@@ -12,6 +12,7 @@
 #include "installer/application_manifest.h"
 #include "packaging/json_problem.h"
 #include "runtime/manifest_entry.h"
+#include "support/app_id.h"
 #include "support/config_file.h"
 #include "support/file_system.h"
 #include "support/json_file.h"
@@ -173,22 +174,10 @@ void checkPages(const zelipc::JSObject& manifest, const std::string& path,
   }
 }
 
-// The id as it stands in the manifest. Terminals take one that is no plain name for none; its
-// author is to be told what is wrong with it.
-std::string writtenId(const std::string& path) {
-  zelipc::JSObject object;
-  const bool isJson = wzapp::readJSONFile(object, path);
-  const zelipc::JSObject& manifest = object;
-  if (isJson) return manifest["application"]["id"].asString();
-  const wzapp::ConfigFile config(path);
-  const std::string id = config.getValue("install", "appid", "");
-  return id.empty() ? config.getValue("uninstall", "appid", "") : id;
-}
-
 // Installing and running read the id each in a way of its own.
 void takeIdentity(const std::string& path, ApplicationFolder& folder, Findings& findings) {
   folder.id = wzapp::readManifestAppId(path);
-  const std::string why = whyNoApplicationId(folder.id.empty() ? writtenId(path) : folder.id);
+  const std::string why = whyNoApplicationId(folder.id.empty() ? misnamedId(path) : folder.id);
   if (!why.empty()) {
     findings.errors.push_back(path + ": the application id " + why);
     return;
@@ -254,6 +243,22 @@ ApplicationFolder readApplicationFolder(const std::string& path, Findings& findi
 bool checkManifestForm(const std::string& path, Findings& findings) {
   zelipc::JSObject manifest;
   return checkForm(path, wzapp::readJSONFile(manifest, path), findings);
+}
+
+std::string misnamedId(const std::string& manifest) {
+  zelipc::JSObject object;
+  const bool isJson = wzapp::readJSONFile(object, manifest);
+  const zelipc::JSObject& root = object;
+  std::vector<std::string> ids;
+  if (isJson) {
+    ids.push_back(root["application"]["id"].asString());
+  } else {
+    const wzapp::ConfigFile config(manifest);
+    ids = {config.getValue("install", "appid", ""), config.getValue("uninstall", "appid", ""),
+           config.getValue("application", "id", "")};
+  }
+  const auto found = std::ranges::find_if_not(ids, wzapp::isPlainAppId);
+  return found == ids.end() ? std::string() : *found;
 }
 
 std::string whyNoApplicationId(const std::string& id) {

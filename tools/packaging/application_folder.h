@@ -45,6 +45,10 @@ struct Findings {
 /// about the form, is put into `findings`.
 [[nodiscard]] bool checkManifestForm(const std::string& path, Findings& findings);
 
+/// The id in the manifest that is no plain name, if there is one. Terminals take it for none; its
+/// author is to be told what is wrong with it.
+[[nodiscard]] std::string misnamedId(const std::string& manifest);
+
 /// Why `id` cannot be that of an installed application, as the rest of a sentence; empty when it
 /// can.
 [[nodiscard]] std::string whyNoApplicationId(const std::string& id);

@@ -86,7 +86,8 @@ bool StandIn::place(const std::string& folder, packaging::Findings& findings) {
   const std::string manifest = folder + "/" + kFolderManifest;
   if (!packaging::checkManifestForm(manifest, findings)) return false;
   const std::string id = manifestId(manifest);
-  if (const std::string why = packaging::whyNoApplicationId(id); !why.empty()) {
+  const std::string& told = id.empty() ? packaging::misnamedId(manifest) : id;
+  if (const std::string why = packaging::whyNoApplicationId(told); !why.empty()) {
     findings.errors.push_back(manifest + ": the application id " + why);
     return false;
   }
