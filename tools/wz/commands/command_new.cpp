@@ -91,7 +91,7 @@ int makeApplication(const NewOptions& given) {
     if (!writeFile(folder / file.name, content)) return kEnvironment;
   }
   printLine("made the application " + options.id + " in " + options.directory);
-  printLine("  run it   wz run --terminal DIR " + options.directory);
+  printLine("  run it   wz run " + options.directory);
   printLine("  pack it  wz pack " + options.directory + " -o " + options.id + ".zip");
   return kDone;
 }
