@@ -166,9 +166,13 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
 
 }  // namespace wzapp_test
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return wzapp_test::mustFail(wzapp_test::kMemoryFault) ? nullptr
+                                                        : std::malloc(size == 0 ? 1 : size);
+}
+
 void* operator new(std::size_t size) {
-  const bool fails = wzapp_test::mustFail(wzapp_test::kMemoryFault);
-  void* const memory = fails ? nullptr : std::malloc(size == 0 ? 1 : size);
+  void* const memory = operator new(size, std::nothrow);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
@@ -176,3 +180,5 @@ void* operator new(std::size_t size) {
 void operator delete(void* memory) noexcept { std::free(memory); }
 
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
