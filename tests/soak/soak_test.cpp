@@ -79,6 +79,20 @@ struct Counters {
   std::array<std::atomic<std::uint64_t>, 4> installed;  // by result
 };
 
+// So that what the threads do can be looked at.
+void abortIf(bool isStuck, const char* what) {
+  if (!isStuck) return;
+  std::cout << what << '\n' << std::flush;
+  std::abort();
+}
+
+// Those that are there while nothing goes on. A sanitizer has one of its own, and starts it
+// together with the first that a program asks for.
+std::size_t idleThreads() {
+  std::thread([] {}).join();
+  return runningThreads();
+}
+
 class SoakTest : public InstallTest {
  protected:
   SoakTest() {
@@ -119,7 +133,7 @@ class SoakTest : public InstallTest {
   void repeat(const Work& work);
 
   std::FILE* ownError_;
-  const std::size_t ownThreads_ = runningThreads();  // a sanitizer has one, too
+  const std::size_t ownThreads_ = idleThreads();
   std::atomic<bool> isOver_ = false;
   std::atomic<bool> isQuiet_ = false;  // no application runs any more
   std::atomic<std::uint64_t> progress_ = 0;
@@ -270,16 +284,15 @@ void SoakTest::round(seconds length) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     if (progress_ != seen) lastProgress = steady_clock::now();
     seen = progress_;
-    if (steady_clock::now() - lastProgress > kLongestPause) {
-      std::cout << "nothing goes on any more\n" << std::flush;
-      std::abort();
-    }
+    abortIf(steady_clock::now() - lastProgress > kLongestPause, "nothing goes on any more");
   }
   isOver_ = true;
   for (std::thread& worker : workers) worker.join();
   // A handle that was let go early leaves a thread that has told its host and is about to end.
+  const auto over = steady_clock::now();
   while (platformObjects() != 0 || runningThreads() > ownThreads_ + 1) {
-    std::this_thread::yield();
+    abortIf(steady_clock::now() - over > kLongestPause, "an application does not end");
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   isQuiet_ = true;
   messenger.join();
