@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <iterator>
@@ -14,6 +15,7 @@
 
 #include "installer/place.h"
 #include "support/file_system.h"
+#include "support/finding.h"
 #include "wzapp/wzapp.h"
 
 namespace wzapp {
@@ -139,12 +141,17 @@ bool isOwn(const struct stat& status) { return status.st_uid == getuid(); }
 // A link that somebody else made does not become a root.
 bool mayBecomeRoot(const char* path) {
   struct stat status;
-  return linkStat(path, status) == 0 && (!S_ISLNK(status.st_mode) || isTrustedLink(status));
+  const Finding finding =
+      findOut([&] { return linkStat(path, status) == 0 ? Finding::kFound : findingOf(errno); });
+  return finding == Finding::kFound && (!S_ISLNK(status.st_mode) || isTrustedLink(status));
 }
 
 bool move(const Migration& migration) {
   if (!mayBecomeRoot(migration.from)) return false;
-  if (std::rename(migration.from, migration.to) != 0) return false;
+  const Finding finding = findOut([&] {
+    return std::rename(migration.from, migration.to) == 0 ? Finding::kFound : findingOf(errno);
+  });
+  if (finding != Finding::kFound) return false;
   if (mayBecomeRoot(migration.to)) return true;
   // It was exchanged meanwhile.
   static_cast<void>(std::rename(migration.to, migration.from));
@@ -153,7 +160,8 @@ bool move(const Migration& migration) {
 
 void migrate(const Migration& migration, Complaints& complaints) {
   struct stat status;
-  if (fileStat(migration.from, status) != 0 || move(migration)) return;
+  // What nobody can tell of may be there: the older layout is looked at this once.
+  if (findStatus(migration.from, status) == Finding::kNone || move(migration)) return;
   complaints.add("Failed to move %s to %s\n", migration.from, migration.to);
 }
 
