@@ -73,14 +73,23 @@ constexpr Question kQuestions[] = {
     {68, modelName},    {72, keypadRecord},
 };
 
+// Of a terminal about which nothing is known callers would think that it is another one. So what
+// cannot be read for a reason that passes is a failure of resources, of which memory is the one
+// that an interface without such an answer can tell.
+bool loadProfile(TerminalProfile& profile) {
+  const std::string terminal = workstation::terminalDirectory();
+  if (terminal.empty()) return false;
+  workstation::ProfileError error;
+  if (loadTerminalProfile(terminal, profile, error)) return true;
+  if (error.isPassing) throw std::bad_alloc();
+  return false;
+}
+
 Answer answerTo(int key) {
   for (const Question& question : kQuestions) {
     if (question.key != key) continue;
     TerminalProfile profile;
-    workstation::ProfileError error;
-    const std::string terminal = workstation::terminalDirectory();
-    if (terminal.empty() || !loadTerminalProfile(terminal, profile, error)) return {};
-    return question.answer(profile);
+    return loadProfile(profile) ? question.answer(profile) : Answer();
   }
   return {};
 }
@@ -97,7 +106,7 @@ int platforminfo_get(int key, void* buffer, unsigned int size, unsigned int* len
   if (length != nullptr) *length = static_cast<unsigned int>(count);
   return 0;
 } catch (const std::bad_alloc&) {
-  throw;  // a terminal about which nothing is known would be another answer
+  throw;
 } catch (...) {
   return -2;
 }

@@ -6,9 +6,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
+#include "tests/builders/no_descriptors.h"
 #include "tests/builders/test_terminal.h"
 
 namespace {
@@ -141,6 +143,21 @@ TEST(PlatformInfoTest, WithoutASoundTerminalThereIsNoAnswer) {
   unsetenv("WZ_TERMINAL");
   EXPECT_NE(ask(35, 17).result, 0);
   setenv("WZ_TERMINAL", directory.c_str(), 1);
+}
+
+// Otherwise the terminal would be taken for one without a display, and applications that want one
+// be removed.
+TEST(PlatformInfoTest, WhatCannotBeReadForTheMomentIsNoAnswerAtAll) {
+  const TestTerminal terminal;
+  std::array<char, 72> display{};
+  unsigned length = 0;
+
+  {
+    const wzapp_test::NoDescriptors none;
+    EXPECT_THROW(platforminfo_get(46, display.data(), 72, &length), std::bad_alloc);
+  }
+
+  EXPECT_EQ(platforminfo_get(46, display.data(), 72, &length), 0);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -10,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/builders/no_descriptors.h"
 #include "tests/builders/test_terminal.h"
 
 namespace {
@@ -35,22 +35,6 @@ std::vector<std::string> readList(int operation) {
   EXPECT_EQ(result, kEndOfList);
   return records;
 }
-
-// As long as it lives, no file can be opened for want of a descriptor.
-class NoDescriptors {
- public:
-  NoDescriptors() {
-    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
-    const rlimit none = {0, before_.rlim_max};
-    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-  }
-  NoDescriptors(const NoDescriptors&) = delete;
-  NoDescriptors& operator=(const NoDescriptors&) = delete;
-  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-
- private:
-  rlimit before_ = {};
-};
 
 workstation::TerminalProfile profileWithRoots() {
   workstation::TerminalProfile profile = testProfile();
@@ -153,7 +137,7 @@ TEST(ZelsecTest, EndsItsListWhereTheProfileCannotBeReadForNow) {
   std::vector<char> buffer(8192);
   unsigned short length = 0;
   {
-    const NoDescriptors none;
+    const wzapp_test::NoDescriptors none;
 
     EXPECT_EQ(CMDiag(kSponsors, buffer.data(), &length), kEndOfList);
     EXPECT_EQ(CMDiag(kSponsors, buffer.data(), &length), kEndOfList);
