@@ -23,6 +23,7 @@ from pathlib import Path
 SKIPPED = 77
 IMAGE_SIZE = 48 << 20  # above the reserve that the installer leaves
 LEAST_CUTS = 200
+APPLICATIONS = "flash/etc/config/wzapp/wz/"
 # Kernel timers would write while an image is copied; nothing but the test does then.
 NO_TIMER = "commit=1000,noatime"
 
@@ -100,6 +101,29 @@ WAYS = [nothing, everything, journal, some_file]
 # --- Cuts -----------------------------------------------------------------------------------------
 
 
+class Host:
+    """The program that installs; what it is asked, and answers, is said in power_host.cpp."""
+
+    def __init__(self, program, messages):
+        self.process = subprocess.Popen(
+            [program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=messages, text=True
+        )
+
+    def do(self, *words):
+        """For a command that does not stop on its way."""
+        self.check_end(self.ask(*words))
+
+    @staticmethod
+    def check_end(answer):
+        if answer != ["end", "0"]:
+            raise RuntimeError(f"the host answers {answer}")
+
+    def ask(self, *words):
+        self.process.stdin.write(" ".join(map(str, words)) + "\n")
+        self.process.stdin.flush()
+        return self.process.stdout.readline().split()
+
+
 class FileSystem:
     def __init__(self, host, scratch, kind, make, options):
         self.host, self.kind, self.options = host, kind, options
@@ -112,7 +136,7 @@ class FileSystem:
             image.truncate(IMAGE_SIZE)
         call(*make, str(self.image))
         with self.mount() as folder:
-            call(str(host), "prepare", str(folder / "terminal"))
+            self.host.do("prepare", folder / "terminal")
 
     def mount(self):
         return mounted(self.image, self.folder, self.kind, self.options)
@@ -123,27 +147,31 @@ class FileSystem:
     def after_run(self):
         """What is there after a run on the copy."""
         with mounted(self.copy, self.again, self.kind, self.options) as folder:
-            call(str(self.host), "install", str(folder / "terminal"))
+            self.host.do("install", folder / "terminal")
             return tree(folder / "terminal")
 
     def cut(self, chance):
         """Yields the number of a change, how it was cut, and what the next run made of it."""
         with self.mount() as folder:
-            child = subprocess.Popen(
-                [self.host, "step", str(folder / "terminal")], stdin=subprocess.PIPE,
-                stdout=subprocess.PIPE, bufsize=0,
-            )
+            answer = self.host.ask("step", folder / "terminal")
             number = 0
-            while child.stdout.read(1):
-                # Two ways for each change; the second has what the first has brought.
-                for way in (WAYS[number % 2 * 2], WAYS[(number + number // 4) % 4]):
+            while answer == ["change"]:
+                # Two or three ways for each change; the second has what the first has brought.
+                ways = [WAYS[number % 2 * 2], WAYS[(number + number // 4) % 4], some_file]
+                for way in ways[: 3 if number % 3 == 0 else 2]:
                     way(folder, chance)
                     self.copied()
                     yield number, way.__name__, self.after_run()
-                child.stdin.write(b"\n")
+                answer = self.host.ask("go")
                 number += 1
-            if child.wait() != 0:
-                raise RuntimeError(f"the run ended with {child.returncode}")
+            self.host.check_end(answer)
+
+
+def check_undisturbed(expected):
+    """A run that installs nothing would be made up for by anything."""
+    applications = {path.split("/")[5] for path in expected if path.startswith(APPLICATIONS)}
+    if not {"shop", "tool"} <= applications or "gone" in applications:
+        raise RuntimeError(f"an undisturbed run installs {sorted(applications)}")
 
 
 def try_file_system(host, scratch, kind, make, options, seed):
@@ -151,6 +179,7 @@ def try_file_system(host, scratch, kind, make, options, seed):
     file_system = FileSystem(host, scratch, kind, make, options)
     file_system.copied()
     expected = file_system.after_run()
+    check_undisturbed(expected)
     cuts, failures = 0, 0
     for number, way, after in file_system.cut(chance):
         cuts += 1
@@ -182,14 +211,16 @@ def main():
     print(f"Seed {seed}")
     good, tried = True, 0
     with tempfile.TemporaryDirectory(prefix="wzapp-power-") as scratch:
+        scratch = Path(scratch)
+        messages = scratch / "messages"
+        host = Host(sys.argv[1], open(messages, "w"))
         for kind, make, options in FILE_SYSTEMS:
             why = missing(kind, make)
             if why:
                 print(f"{kind}: left out, {why}")
                 continue
             tried += 1
-            good &= try_file_system(
-                Path(sys.argv[1]), Path(scratch), kind, make, options, seed)
+            good &= try_file_system(host, scratch, kind, make, options, seed)
     if tried == 0:
         return SKIPPED
     return 0 if good else 1
