@@ -128,20 +128,24 @@ class InstallRacesTest : public wzapp_test::InstallTest {
   }
 
   // A thousand runs beside `strike`, each begun by `prepare`, which nobody disturbs. The runs must
-  // have come to both ends, or the attacker was not there when it mattered.
+  // have come to both ends, or the attacker was not there when it mattered; unless he can so rarely
+  // do harm that each may end well.
   void race(const std::function<void()>& prepare,
-            const std::function<void(std::uint64_t number)>& strike) {
+            const std::function<void(std::uint64_t number)>& strike, bool mayEachInstall = false) {
     prepare();
     Attacker attacker(strike);
     int installed = 0;
+    int struck = 0;  // runs
     for (int i = 0; i < kRuns; ++i) {
       attacker.hold();
       prepare();
+      const std::uint64_t before = attacker.strikes();
       attacker.goOn();
 
       static_cast<void>(install());
 
       attacker.hold();
+      if (attacker.strikes() > before) ++struck;
       expectOnlyVerified();
       expectOutsideUntouched();
       if (contentOf(kShop + "/pages/second.html") == goodPage()) ++installed;
@@ -149,9 +153,10 @@ class InstallRacesTest : public wzapp_test::InstallTest {
       if (HasFatalFailure()) break;
     }
     std::cout << "[ RACES    ] " << kRuns << " runs, " << installed << " of them installed, "
-              << attacker.strikes() << " strikes\n";
+              << struck << " of them struck, " << attacker.strikes() << " strikes\n";
+    EXPECT_GT(struck, kRuns / 2);
     EXPECT_GT(installed, 0);
-    EXPECT_LT(installed, kRuns);
+    EXPECT_LE(installed, mayEachInstall ? kRuns : kRuns - 1);
   }
 
   const std::string honest = packageWith(goodPage());
@@ -217,7 +222,8 @@ TEST_F(InstallRacesTest, TheTemporaryFileIsReplaced) {
         if (number % 3 == 0) fs::remove(kTemporary, ignored);
         exchange(next.c_str(), kTemporary.c_str());
         fs::remove_all(next, ignored);
-      });
+      },
+      true);
 }
 
 // Folders and files of the roots, and of the application in them.
