@@ -45,6 +45,17 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return mustFail() ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
 
+// As the standard library has them; a sanitizer would have its own.
+void* operator new[](std::size_t size) { return operator new(size); }
+
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
+  return operator new(size, tag);
+}
+
+void operator delete[](void* memory) noexcept { operator delete(memory); }
+
+void operator delete[](void* memory, std::size_t) noexcept { operator delete(memory); }
+
 void operator delete(void* memory) noexcept { std::free(memory); }
 
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }

@@ -1,0 +1,133 @@
+// WZ-08nn: files of an application.
+
+#include "wz/words/codes.h"
+
+namespace wz {
+namespace {
+
+constexpr char kIgnore[] = "echo NAME >> APPDIR/.wzignore";
+
+constexpr Code kCodes[] = {
+    // ---- What cannot be packed ----------------------------------------------------------------
+    {.id = "WZ-0801",
+     .severity = Severity::kError,
+     .title = "The folder of the application cannot be read",
+     .rule = "An application is a folder whose files the user may read.",
+     .causes = "The name of a file, or of another user's folder.",
+     .repair = "Name the folder, or mend its permissions."},
+    {.id = "WZ-0802",
+     .severity = Severity::kError,
+     .title = "A file cannot be read",
+     .rule = "Every file of an application is packed.",
+     .causes = "Another user's file.",
+     .repair = "Mend its permissions, or leave it out by .wzignore.",
+     .command = kIgnore},
+    {.id = "WZ-0803",
+     .severity = Severity::kError,
+     .title = "A link, pipe or device cannot be packed",
+     .rule = "Terminals have files and folders.",
+     .causes = "A link into another project.",
+     .repair = "Put a copy of the file there."},
+    {.id = "WZ-0804",
+     .severity = Severity::kError,
+     .title = "A name has a backslash in it",
+     .rule = "Terminals take \\ for /.",
+     .causes = "A file that was unpacked from an archive of another system.",
+     .repair = "Rename it."},
+    {.id = "WZ-0805",
+     .severity = Severity::kError,
+     .title = "A name is too long for a package",
+     .behind = "WZ-0101",
+     .rule = "Names in a package have at most 255 octets, the application's folder included.",
+     .causes = "Deep folders, or names made of digests.",
+     .repair = "Shorten the path."},
+
+    // ---- References ---------------------------------------------------------------------------
+    {.id = "WZ-0810",
+     .severity = Severity::kWarning,
+     .title = "A page that the manifest names is not there",
+     .rule = "The desktop and the triggers name a page of the application each.",
+     .causes = "The page was renamed.",
+     .repair = "Put the page there, or name another."},
+    {.id = "WZ-0811",
+     .severity = Severity::kWarning,
+     .title = "The manifest names no page to start",
+     .rule = "An application is started by the page of its desktop or of a trigger.",
+     .causes = "\"desktop\" is missing.",
+     .repair = "Write \"desktop\": {\"file\": \"index.html\"}."},
+    {.id = "WZ-0812",
+     .severity = Severity::kWarning,
+     .title = "The icon that the manifest names is not there",
+     .rule = "\"icon\" is a picture of the application.",
+     .causes = "The picture was renamed.",
+     .repair = "Put the picture there, or leave \"icon\" out."},
+    {.id = "WZ-0813",
+     .severity = Severity::kError,
+     .title = "A file that a page, a style or a script asks for is not there",
+     .rule = "What is asked for by a local address lies in the application's folder.",
+     .causes = "The file was renamed, is left out of packages (a name that begins with a dot, or "
+               ".wzignore), or is made by a build that has not run.",
+     .repair = "Put the file there, or take the reference out."},
+    {.id = "WZ-0814",
+     .severity = Severity::kError,
+     .title = "A reference differs from its file by upper and lower case",
+     .rule = "Terminals tell upper from lower case in names of files.",
+     .causes = "It was tried on a system that does not.",
+     .repair = "Write the name as the file has it."},
+    {.id = "WZ-0815",
+     .severity = Severity::kError,
+     .title = "A reference leaves the folder of the application",
+     .rule = "A page reaches the files of its own application alone.",
+     .causes = "../ up to a folder that several applications share.",
+     .repair = "Put a copy into the application's folder."},
+    {.id = "WZ-0816",
+     .severity = Severity::kWarning,
+     .title = "A script or a style is newer than the terminal's browser",
+     .rule =
+         "The browser of a terminal is older than that of a workstation; what it does not know it "
+         "passes over, or the whole script fails.",
+     .causes = "It was tried on a new browser alone.",
+     .repair = "Write it in the older way, or have a compiler do so."},
+
+    // ---- What is better left out --------------------------------------------------------------
+    {.id = "WZ-0820",
+     .severity = Severity::kError,
+     .title = "A private key would be packed",
+     .rule = "A package can be read by everybody who has it.",
+     .causes = "Keys lie in the folder of the application.",
+     .repair = "Take the key away, and make a new one if a package with it has left the house."},
+    {.id = "WZ-0821",
+     .severity = Severity::kError,
+     .title = "The folder node_modules would be packed",
+     .rule = "Terminals run what pages ask for, not modules of a build.",
+     .causes = "The folder of the project is packed, not that of its product.",
+     .repair = "Pack the folder that the build makes, or leave it out by .wzignore.",
+     .command = kIgnore},
+    {.id = "WZ-0822",
+     .severity = Severity::kError,
+     .title = "A folder of version control would be packed",
+     .rule = "It holds the history of the source, with all that was ever in it.",
+     .causes = "The folder of the project is packed, and the folder's name has no dot in front.",
+     .repair = "Leave it out by .wzignore.",
+     .command = kIgnore},
+    {.id = "WZ-0823",
+     .severity = Severity::kWarning,
+     .title = "A leftover of an editor or a system would be packed",
+     .rule = "Copies and temporary files are of no use on a terminal.",
+     .causes = "An editor that keeps copies.",
+     .repair = "Delete it, or leave it out by .wzignore.",
+     .command = kIgnore},
+    {.id = "WZ-0824",
+     .severity = Severity::kWarning,
+     .title = "A file is very large",
+     .rule = "A terminal has little flash, and keeps a copy of each archive while it installs it.",
+     .causes = "A picture or film in full size, or a map of a script's source.",
+     .repair = "Make it smaller, or leave it out by .wzignore.",
+     .command = kIgnore},
+};
+
+}  // namespace
+
+std::span<const Code> fileCodes() { return kCodes; }
+
+}  // namespace wz

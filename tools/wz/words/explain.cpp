@@ -1,0 +1,236 @@
+#include "wz/words/explain.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstdio>
+#include <optional>
+
+namespace wz {
+namespace {
+
+// ---- Lines of a log ----------------------------------------------------------------------------
+
+// A printf format taken apart: literal texts, with a directive between each two.
+struct Pattern {
+  std::vector<std::string> literals;
+  std::vector<char> directives;  // 's' or 'd'
+
+  explicit Pattern(std::string_view format) {
+    if (format.ends_with('\n')) format.remove_suffix(1);
+    literals.emplace_back();
+    for (std::size_t i = 0; i < format.size(); ++i) {
+      if (format[i] != '%' || i + 1 == format.size()) {
+        literals.back() += format[i];
+        continue;
+      }
+      directives.push_back(format[++i]);
+      literals.emplace_back();
+    }
+  }
+
+  [[nodiscard]] std::size_t literalSize() const {
+    std::size_t size = 0;
+    for (const std::string& literal : literals) size += literal.size();
+    return size;
+  }
+};
+
+bool isNumber(std::string_view text) {
+  int number = 0;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return failure == std::errc() && end == text.data() + text.size();
+}
+
+// Each literal where it comes first behind the one before it, but the last at the end of the line.
+std::optional<std::vector<std::string>> valuesIn(std::string_view line, const Pattern& pattern) {
+  std::vector<std::string> values;
+  std::size_t position = line.find(pattern.literals.front());
+  if (position == std::string_view::npos) return std::nullopt;
+  position += pattern.literals.front().size();
+  for (std::size_t i = 1; i < pattern.literals.size(); ++i) {
+    const std::string& literal = pattern.literals[i];
+    const bool isLast = i + 1 == pattern.literals.size();
+    const std::size_t next = isLast && line.size() >= literal.size() ? line.size() - literal.size()
+                                                                     : line.find(literal, position);
+    if (next == std::string_view::npos || next < position ||
+        !line.substr(next).starts_with(literal))
+      return std::nullopt;
+    values.emplace_back(line.substr(position, next - position));
+    if (pattern.directives[i - 1] == 'd' && !isNumber(values.back())) return std::nullopt;
+    position = next + literal.size();
+  }
+  if (position != line.size()) return std::nullopt;
+  return values;
+}
+
+std::string_view trimmedLine(std::string_view line) {
+  while (!line.empty() && std::isspace(static_cast<unsigned char>(line.back())) != 0) {
+    line.remove_suffix(1);
+  }
+  while (!line.empty() && std::isspace(static_cast<unsigned char>(line.front())) != 0) {
+    line.remove_prefix(1);
+  }
+  return line;
+}
+
+// ---- What a user writes ------------------------------------------------------------------------
+
+std::string lower(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return result;
+}
+
+// "WZ-0304", "wz 304" and "304" alike; null for other texts.
+const Code* findWrittenCode(std::string_view text) {
+  std::string rest = lower(trimmedLine(text));
+  if (rest.starts_with('-')) return nullptr;  // a number of the library
+  if (rest.starts_with("wz")) rest.erase(0, 2);
+  rest.erase(0, std::min(rest.find_first_not_of("- _"), rest.size()));
+  constexpr std::size_t kDigits = 4;
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  if (rest.empty() || rest.size() > kDigits || !std::ranges::all_of(rest, isDigit)) return nullptr;
+  return findCode("WZ-" + std::string(kDigits - rest.size(), '0') + rest);
+}
+
+std::vector<const Code*> findNumber(std::string_view text) {
+  std::vector<const Code*> found;
+  text = trimmedLine(text);
+  if (!text.starts_with('-') || !isNumber(text)) return found;
+  for (const Code* const code : allCodes()) {
+    if (code->layer != Layer::kNone && std::to_string(code->number) == text) found.push_back(code);
+  }
+  return found;
+}
+
+std::vector<std::string> wordsOf(const std::string& text) {
+  std::vector<std::string> words(1);
+  for (const char c : text) {
+    if (std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '.') {
+      words.back() += c;
+    } else if (!words.back().empty()) {
+      words.emplace_back();
+    }
+  }
+  if (words.back().empty()) words.pop_back();
+  return words;
+}
+
+std::vector<const Code*> findWords(const std::string& text) {
+  const std::vector<std::string> words = wordsOf(lower(text));
+  std::vector<const Code*> inTitle;
+  std::vector<const Code*> anywhere;
+  const auto hasAll = [&words](const std::string& in) {
+    return std::ranges::all_of(
+        words, [&in](const std::string& word) { return in.find(word) != std::string::npos; });
+  };
+  if (words.empty()) return {};
+  for (const Code* const code : allCodes()) {
+    const std::string title = lower(code->title);
+    if (hasAll(title)) inTitle.push_back(code);
+    if (hasAll(title + lower(code->rule) + lower(code->causes))) anywhere.push_back(code);
+  }
+  return inTitle.empty() ? anywhere : inTitle;
+}
+
+// "Error %d" of a certificate: the number has a row of its own.
+void addNumbered(const LogMatch& match, std::vector<const Code*>& found) {
+  if (std::string_view(match.code->id) != "WZ-0202") return;
+  int number = 0;
+  const std::string& text = match.values.back();
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  if (const Code* const cause = findCode(Layer::kSummary, number)) found.push_back(cause);
+}
+
+// ---- In words ----------------------------------------------------------------------------------
+
+void addPart(const char* label, std::string_view text, std::size_t width,
+             std::vector<std::string>& lines) {
+  constexpr std::size_t kLabel = 12;
+  if (text.empty()) return;
+  std::string begin = std::string("  ") + label;
+  begin.resize(kLabel, ' ');
+  for (const std::string& line : wrapped(text, width - kLabel)) {
+    lines.push_back(begin + line);
+    begin.assign(kLabel, ' ');
+  }
+}
+
+}  // namespace
+
+LogMatch matchLogLine(std::string_view line) {
+  LogMatch best;
+  std::size_t bestSize = 0;
+  line = trimmedLine(line);
+  for (const Code* const code : allCodes()) {
+    if (*code->logLine == '\0') continue;
+    const Pattern pattern(code->logLine);
+    const auto values = valuesIn(line, pattern);
+    if (!values || pattern.literalSize() <= bestSize) continue;
+    best = {code, *values};
+    bestSize = pattern.literalSize();
+  }
+  return best;
+}
+
+std::vector<const Code*> findMeant(const std::string& text) {
+  if (const Code* const code = findWrittenCode(text)) return {code};
+  if (const auto numbered = findNumber(text); !numbered.empty()) return numbered;
+  if (const LogMatch match = matchLogLine(text); match.code != nullptr) {
+    std::vector<const Code*> found{match.code};
+    addNumbered(match, found);
+    return found;
+  }
+  return findWords(text);
+}
+
+std::vector<const Code*> codesBehind(const Code& code) {
+  std::vector<const Code*> found;
+  for (const Code* const other : allCodes()) {
+    if (std::string_view(other->behind) == code.id) found.push_back(other);
+  }
+  return found;
+}
+
+std::vector<std::string> explanation(const Code& code, std::size_t width) {
+  std::vector<std::string> lines;
+  lines.push_back(std::string(code.id) + " " + severityText(code.severity) + ": " + code.title);
+  std::string_view logLine = code.logLine;
+  if (logLine.ends_with('\n')) logLine.remove_suffix(1);
+  addPart("Log", logLine, width, lines);
+  if (*code.behind != '\0') {
+    addPart("Log", std::string("says only what ") + code.behind + " has", width, lines);
+  }
+  if (code.layer != Layer::kNone) addPart("Number", std::to_string(code.number), width, lines);
+  addPart("Rule", code.rule, width, lines);
+  addPart("Causes", code.causes, width, lines);
+  for (const Code* const cause : codesBehind(code)) {
+    addPart("", std::string(cause->id) + " " + cause->title, width, lines);
+  }
+  addPart("Repair", code.repair, width, lines);
+  addPart("Command", code.command, width, lines);
+  return lines;
+}
+
+std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
+  std::vector<std::string> lines;
+  while (text.size() > width) {
+    std::size_t end = text.rfind(' ', width);
+    if (end == std::string_view::npos || end == 0) end = text.find(' ');
+    if (end == std::string_view::npos) break;
+    lines.emplace_back(text.substr(0, end));
+    text.remove_prefix(end + 1);
+  }
+  lines.emplace_back(text);
+  return lines;
+}
+
+std::string lowerFirst(std::string_view title) {
+  std::string text(title);
+  const bool isWord = text.size() > 1 && std::isupper(static_cast<unsigned char>(text[1])) == 0;
+  if (isWord) text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+  return text;
+}
+
+}  // namespace wz
