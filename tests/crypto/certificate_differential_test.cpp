@@ -330,7 +330,7 @@ TEST(CertificateDifferential, RecordsAgreeWithOpenSsl) {
   RandomCases random(34);
   std::set<int> codes;
   int accepted = 0;
-  for (std::size_t i = 0; i < randomCaseCount(1500); ++i) {
+  for (std::size_t i = 0; i < randomCaseCount(500); ++i) {
     const std::vector<Chosen> extensions = chooseExtensions(random);
     const X509Pointer certificate = makeCertificate(random, extensions, rsaKey());
     const Octets der = encodingOf(certificate.get());
@@ -347,7 +347,7 @@ TEST(CertificateDifferential, RecordsAgreeWithOpenSsl) {
     comparePrivateExtensions(extensions, record);
     if (HasFailure()) FAIL() << i;
   }
-  EXPECT_GT(accepted, 100);
+  EXPECT_GT(accepted, 50);
   EXPECT_THAT(codes,
               testing::IsSupersetOf(
                   {0, static_cast<int>(kMissingKeyId), static_cast<int>(kUnknownCriticalExtension),

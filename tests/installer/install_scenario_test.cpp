@@ -34,7 +34,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kSource = "/mnt/flash/system/wz";
-constexpr std::size_t kUsualScenarios = 400;
+constexpr std::size_t kUsualScenarios = 200;
 
 // --- Terminals --------------------------------------------------------------------------------
 
