@@ -140,7 +140,7 @@ bool UnZIP::countOctets(std::uint64_t octets) {
 }
 
 // What it says about the CRC is not asked for; without an open entry it does nothing.
-void UnZIP::closeEntry() { (void)unzCloseCurrentFile(handle_); }
+void UnZIP::closeEntry() { static_cast<void>(unzCloseCurrentFile(handle_)); }
 
 ReadEnd UnZIP::readOpenEntry(const BlockSink& sink) {
   Block block;

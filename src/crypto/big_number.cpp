@@ -104,7 +104,7 @@ void reduceModulo(BigNumber& remainder, const Product& dividend, const BigNumber
   const int shift = std::countl_zero(modulus[divisorWords - 1]);
   BigNumber divisor;
   std::array<Word, 2 * kMaxWords + 1> rest;
-  (void)shiftLeft(divisor.data(), modulus.data(), divisorWords, shift);
+  static_cast<void>(shiftLeft(divisor.data(), modulus.data(), divisorWords, shift));
   rest[2 * words] = shiftLeft(rest.data(), dividend.data(), 2 * words, shift);
   divideNormalised(rest.data(), 2 * words + 1, divisor.data(), divisorWords);
 

@@ -139,7 +139,7 @@ std::string timeStampText(const LogTime& time) {
 }
 
 void publishLog(const LogOrigin& origin, const std::vector<WZLogEntry>& entries) noexcept {
-  (void)attempt([&] {
+  attempt([&] {
     const std::string appId(origin.appId);
     std::string sponsorId;
     std::string sponsorText;

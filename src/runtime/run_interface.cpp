@@ -59,7 +59,7 @@ void createFileSystemRoot(const std::string& fsRoot) {
   struct stat status;
   if (fileStat(fsRoot.c_str(), status) == 0) return;
   // An application can do without: one that stores a file is told so then.
-  (void)makePath(fsRoot);
+  static_cast<void>(makePath(fsRoot));
 }
 
 std::unique_ptr<WZAppManager> makeApp(const RunRequest& request, const ManifestEntry& entry) {
@@ -102,9 +102,7 @@ int wzAppRun(counted_ptr<WZApp>& app, int display, int region, const char* manif
   const bool registered = attempt(registerScriptCallbacks);
   app.reset();
   if (!registered) return kNoThread;
-  (void)attempt([&] {
-    result = launch(app, {display, region, manifest, entry, params, onExit, user});
-  });
+  attempt([&] { result = launch(app, {display, region, manifest, entry, params, onExit, user}); });
   return result;
 }
 

@@ -39,9 +39,9 @@ inline constexpr std::size_t kMaxManifestSize = std::size_t{1} << 20;
 // Whether `path` begins with a separator or its first component ends in ":".
 [[nodiscard]] bool isAbsolutePath(const std::string& path);
 
-// What stands before the last separator: "a/b" of "a/b/c". The root and a volume keep theirs ("/"
-// of
-// "/a", "C:/" of "C:/a"); "." where there is no separator.
+// What stands before the last separator: "a/b" of "a/b/c"; "." where there is no separator. The
+// root and a volume keep theirs: "/" of "/a", "C:/" of "C:/a". The library itself makes every
+// folder on the way to a file instead; this is for those who check where a path leads.
 [[nodiscard]] std::string dirName(const std::string& path);
 
 // `path` without empty and "." components, each ".." folded with the name before it. A ".." that

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
-#include <ranges>
 #include <system_error>
 #include <vector>
 
@@ -63,9 +62,8 @@ bool liesWhereItBelongs(const Rule& rule, const std::vector<std::string_view>& n
   std::vector<std::string_view> root;
   if (!splitPlain(rule.root, root) || names.size() < root.size()) return false;
   const std::size_t below = names.size() - root.size();
-  return std::ranges::equal(root,
-                            std::views::take(names, static_cast<std::ptrdiff_t>(root.size()))) &&
-         below >= rule.least && below <= rule.most;
+  return std::equal(root.begin(), root.end(), names.begin()) && below >= rule.least &&
+         below <= rule.most;
 }
 
 }  // namespace
