@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <iterator>
-#include <mutex>
 #include <new>
 #include <optional>
 #include <span>
@@ -16,6 +15,7 @@
 #include "installer/place.h"
 #include "support/file_system.h"
 #include "support/finding.h"
+#include "support/mutex.h"
 #include "wzapp/wzapp.h"
 
 namespace wzapp {
@@ -41,8 +41,8 @@ bool isSourceDirReady() {
 }
 
 bool makeSourceDir() {
-  static std::mutex mutex;  // of two threads at once, each would be in the other's way
-  const std::lock_guard<std::mutex> lock(mutex);
+  static Mutex mutex;  // of two threads at once, each would be in the other's way
+  const MutexLock lock(mutex);
   // What counts is that a directory is there afterwards: another program may have been faster, and
   // makePath() takes anything else of that name for it.
   try {
@@ -199,12 +199,12 @@ bool makeConfigRootUsable(Complaints& complaints) {
 }  // namespace
 
 bool prepareConfigRoot(InstallLog log, void* user) {
-  static std::mutex mutex;
+  static Mutex mutex;
   const InstallSink sink = {log != nullptr ? log : silentInstallLog, user};
   Complaints complaints;
   bool isUsable = false;
   {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     setInstallLog(sink.log, sink.user);
     isUsable = makeConfigRootUsable(complaints);
   }

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <mutex>
 #include <string_view>
 
 #include "installer/application_manifest.h"
@@ -18,6 +17,7 @@
 #include "installer/package_file.h"
 #include "installer/set_aside.h"
 #include "support/install_result.h"
+#include "support/mutex.h"
 #include "support/text.h"
 #include "wzapp/wzapp.h"
 
@@ -27,7 +27,7 @@ namespace {
 constexpr std::string_view kPackageFileEnding = ".ZIP";
 
 // Held by the run that is going on; it guards the result and everything that the run changes.
-std::mutex installMutex;
+Mutex installMutex;
 
 // --- Packages ---------------------------------------------------------------------------------
 
@@ -130,8 +130,8 @@ void deleteDealtWith(const std::string& path) {
 // the package of the application that it took away would bring it back.
 void deletePackages(InstallRun& run) {
   if (run.toDelete.empty() || !run.isJudged || !synchronizeAll()) return;
-  std::ranges::stable_partition(run.toDelete,
-                                [](const DealtWith& file) { return !file.isDeletedLast; });
+  std::stable_partition(run.toDelete.begin(), run.toDelete.end(),
+                        [](const DealtWith& file) { return !file.isDeletedLast; });
   // One that cannot be deleted is processed again by the next run.
   for (const DealtWith& file : run.toDelete) deleteDealtWith(file.path);
 }
@@ -155,7 +155,7 @@ void listApplications() {
   }
 }
 
-void runInstallation(InstallRun& run) {
+void runInstallation(InstallRun& run) WZAPP_REQUIRES(installMutex) {
   report("Installing to %s\n", kAppRoot);
   std::vector<ListedEntry> entries;
   switch (listDirectory(kSourceDir, entries)) {
@@ -180,7 +180,7 @@ void runInstallation(InstallRun& run) {
 }
 
 // A run that an exception has ended: no memory, or the host's log threw.
-void endEarly(InstallRun& run) {
+void endEarly(InstallRun& run) WZAPP_REQUIRES(installMutex) {
   setInstallResult(kInstallError);
   if (run.isDecided) return;
   try {
@@ -191,7 +191,7 @@ void endEarly(InstallRun& run) {
 }
 
 InstallResult runLocked() {
-  const std::lock_guard<std::mutex> lock(installMutex);
+  const MutexLock lock(installMutex);
   setInstallResult(kInstallOk);
   InstallRun run;
   try {

@@ -2,13 +2,13 @@
 
 #include <cstddef>
 #include <cstring>
-#include <mutex>
 #include <string_view>
 #include <utility>
 
 #include "runtime/attempt.h"
 #include "runtime/log_entry.h"
 #include "runtime/log_record.h"
+#include "support/mutex.h"
 
 namespace wzapp {
 namespace {
@@ -34,16 +34,16 @@ struct LogTables {
   std::map<std::string, AppData> appData;
 };
 
-std::mutex logMutex;  // guards the tables; taken after an application's mutex, never before it
+Mutex logMutex;  // taken after an application's mutex, never before it
 
 // Made on first use and never destroyed: scripts may write while the process comes to its end.
-LogTables& logTables() {
+LogTables& logTables() WZAPP_REQUIRES(logMutex) {
   static LogTables& tables = *new LogTables;
   return tables;
 }
 
 // Null when no application with that id runs.
-AppLog* findLog(const std::string& appId) {
+AppLog* findLog(const std::string& appId) WZAPP_REQUIRES(logMutex) {
   const auto log = logTables().logEntries.find(appId);
   return log == logTables().logEntries.end() ? nullptr : &log->second;
 }
@@ -54,7 +54,7 @@ void append(AppLog& log, WZLogEntry entry) {
   log.estimatedSize += size;
 }
 
-void publishWhenFull(const std::string& appId, AppLog& log) {
+void publishWhenFull(const std::string& appId, AppLog& log) WZAPP_REQUIRES(logMutex) {
   if (log.estimatedSize < kPublishSize) return;
   const AppData& data = logTables().appData[appId];
   publishLog({.appId = appId,
@@ -136,8 +136,8 @@ std::string_view orEmpty(const std::optional<std::string>& said) {
 }  // namespace
 
 void openAppLog(const std::string& appId, const LaunchData& launch) noexcept {
-  (void)attempt([&] {
-    const std::lock_guard<std::mutex> lock(logMutex);
+  attempt([&] {
+    const MutexLock lock(logMutex);
     append(logTables().logEntries[appId], applicationEntry("Application launched", "LAUNCH"));
     AppData& data = logTables().appData[appId];
     data.version = launch.version;
@@ -149,11 +149,11 @@ void openAppLog(const std::string& appId, const LaunchData& launch) noexcept {
 
 void closeAppLog(const std::string& appId, const LaunchData& launch,
                  const std::optional<RunFailure>& failure) noexcept {
-  (void)attempt([&] {
-    const std::lock_guard<std::mutex> lock(logMutex);
+  attempt([&] {
+    const MutexLock lock(logMutex);
     LogTables& tables = logTables();
     // Another application with this id may have closed the log; then it holds the end only.
-    (void)attempt([&] {
+    attempt([&] {
       AppLog& log = tables.logEntries[appId];
       if (failure) append(log, failureEntry(*failure));
       append(log, applicationEntry("Application ended", "EXIT"));
@@ -174,8 +174,8 @@ void closeAppLog(const std::string& appId, const LaunchData& launch,
 void onScriptLog(void*, const std::string& appId, js::JSLogLevel level,
                  const std::vector<std::string>& args) noexcept {
   if (args.empty()) return;
-  (void)attempt([&] {
-    const std::lock_guard<std::mutex> lock(logMutex);
+  attempt([&] {
+    const MutexLock lock(logMutex);
     AppLog* const log = findLog(appId);
     if (log == nullptr) return;
     append(*log, scriptEntry(levelNumber(level), args));
@@ -186,11 +186,11 @@ void onScriptLog(void*, const std::string& appId, js::JSLogLevel level,
 void onScriptTrace(void*, js::JSTraceType type, const std::string& appId,
                    std::map<std::string, std::string>& info) noexcept {
   if (type != js::JS_TRACE_PAGE || appId.empty()) return;
-  (void)attempt([&] {
+  attempt([&] {
     // A request without a status has got no answer, which is a failure too.
     const std::string& status = info["status"];
     if (status == "200") return;
-    const std::lock_guard<std::mutex> lock(logMutex);
+    const MutexLock lock(logMutex);
     AppLog* const log = findLog(appId);
     if (log == nullptr) return;
     append(*log, failedRequestEntry(info["url"], status));

@@ -40,10 +40,7 @@ class DetachedAttributes {
 
 }  // namespace
 
-WZAppManager::~WZAppManager() {
-  pthread_cond_destroy(&cond);
-  pthread_mutex_destroy(&mutex);
-}
+WZAppManager::~WZAppManager() { pthread_cond_destroy(&cond); }
 
 bool WZAppManager::start(counted_ptr<WZApp>& handle) {
   self.reset(this);
@@ -54,14 +51,13 @@ bool WZAppManager::start(counted_ptr<WZApp>& handle) {
 }
 
 void WZAppManager::cancel() {
-  pthread_mutex_lock(&mutex);
-  while (running && invocation < 0) pthread_cond_wait(&cond, &mutex);
+  const MutexLock lock(mutex);
+  while (running && invocation < 0) pthread_cond_wait(&cond, mutex.native());
   if (running) {
     // A request that cannot be made leaves the application to end by itself.
-    (void)attempt([this] { zelgui::uiInvokeCancelAsync(invocation); });
+    attempt([id = invocation] { zelgui::uiInvokeCancelAsync(id); });
   }
-  while (running) pthread_cond_wait(&cond, &mutex);
-  pthread_mutex_unlock(&mutex);
+  while (running) pthread_cond_wait(&cond, mutex.native());
 }
 
 }  // namespace wzapp

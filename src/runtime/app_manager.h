@@ -11,6 +11,7 @@
 
 #include <pthread.h>
 
+#include "support/mutex.h"
 #include "wzapp/wzapp.h"
 
 namespace wzapp {
@@ -35,14 +36,13 @@ class WZAppManager final : public WZApp {
   // until it has. For any thread but the application's own.
   void cancel();
 
-  // Guards `running` and `invocation`. May be held when the log's mutex is taken, never the other
-  // way round.
-  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-  pthread_cond_t cond = PTHREAD_COND_INITIALIZER;  // One of the two has changed.
-  bool running = true;                             // Until the host has been told of the end.
+  // May be held when the log's mutex is taken, never the other way round.
+  Mutex mutex;
+  pthread_cond_t cond = PTHREAD_COND_INITIALIZER;  // What the mutex guards has changed.
+  bool running WZAPP_GUARDED_BY(mutex) = true;     // Until the host has been told of the end.
   // -1 before the start page is invoked; then the GUI service's id, or its negative failure; the
   // final result after the page's end. A final result is seen only together with !running.
-  std::int32_t invocation = -1;
+  std::int32_t invocation WZAPP_GUARDED_BY(mutex) = -1;
 
   std::map<std::string, std::string> properties;
   ExitCallback onExit = nullptr;

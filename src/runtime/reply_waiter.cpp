@@ -30,41 +30,33 @@ ReplyWaiter::ReplyWaiter(std::string sender, std::string receiver, std::string n
   pthread_condattr_destroy(&attributes);
 }
 
-ReplyWaiter::~ReplyWaiter() {
-  pthread_cond_destroy(&cond);
-  pthread_mutex_destroy(&mutex);
-}
+ReplyWaiter::~ReplyWaiter() { pthread_cond_destroy(&cond); }
 
 void ReplyWaiter::wait(int timeoutMs) {
   if (timeoutMs < 0) {
-    pthread_mutex_lock(&mutex);
-    while (!done) pthread_cond_wait(&cond, &mutex);
-    pthread_mutex_unlock(&mutex);
+    const MutexLock lock(mutex);
+    while (!done) pthread_cond_wait(&cond, mutex.native());
     return;
   }
 
   const timespec deadline = deadlineIn(timeoutMs);
-  pthread_mutex_lock(&mutex);
-  while (!done && pthread_cond_timedwait(&cond, &mutex, &deadline) == 0) {
+  const MutexLock lock(mutex);
+  while (!done && pthread_cond_timedwait(&cond, mutex.native(), &deadline) == 0) {
   }
-  pthread_mutex_unlock(&mutex);
 }
 
 void ReplyWaiter::signal(std::string text, bool isReply) noexcept {
-  pthread_mutex_lock(&mutex);
+  const MutexLock lock(mutex);
   reply = std::move(text);
   received = isReply;
   done = true;
   pthread_cond_signal(&cond);
-  pthread_mutex_unlock(&mutex);
 }
 
 bool ReplyWaiter::takeReply(std::string& text) {
-  pthread_mutex_lock(&mutex);
+  const MutexLock lock(mutex);
   text = std::move(reply);
-  const bool isReply = received;
-  pthread_mutex_unlock(&mutex);
-  return isReply;
+  return received;
 }
 
 // Which notifications come here is settled by the registration.

@@ -9,6 +9,7 @@
 
 #include <pthread.h>
 
+#include "support/mutex.h"
 #include "zelipc/zelipc.h"
 
 namespace wzapp {
@@ -38,11 +39,11 @@ class ReplyWaiter {
                              const std::string& name, const zelipc::JSObject&, unsigned int);
 
  private:
-  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;  // guards done, reply and received
-  pthread_cond_t cond;                                // on the monotonic clock
-  bool done = false;
-  std::string reply;
-  bool received = false;
+  Mutex mutex;
+  pthread_cond_t cond;  // on the monotonic clock
+  bool done WZAPP_GUARDED_BY(mutex) = false;
+  std::string reply WZAPP_GUARDED_BY(mutex);
+  bool received WZAPP_GUARDED_BY(mutex) = false;
   const std::string from;
   const std::string to;
   const std::string name;

@@ -74,12 +74,12 @@ constexpr BrowserProperty kBrowserProperties[] = {
 
 // While on, what this thread sets is for its own invocation and changes no other application's.
 void setLocalProperties(bool local) {
-  (void)attempt([=] { zelgui::uiSetLocalProperties(local); });
+  attempt([=] { zelgui::uiSetLocalProperties(local); });
 }
 
 // A property that the service refuses keeps its default, and the run goes on.
 void setBrowserProperty(const WZAppManager& app, const BrowserProperty& property) {
-  (void)attempt([&] {
+  attempt([&] {
     if (property.text != nullptr) {
       zelgui::uiSetPropertyString(app.display, property.id, property.text(app).c_str());
     } else {
@@ -92,7 +92,7 @@ void configureBrowser(const WZAppManager& app) {
   for (const BrowserProperty& property : kConfigurationDirectories) {
     setBrowserProperty(app, property);
   }
-  (void)attempt([&] { zelgui::uiReadConfig(app.display); });
+  attempt([&] { zelgui::uiReadConfig(app.display); });
   for (const BrowserProperty& property : kBrowserProperties) {
     setBrowserProperty(app, property);
   }
@@ -109,7 +109,7 @@ std::optional<std::string> merchantIdOf(const WZAppManager& app) {
   if (!text) return std::nullopt;
   zelipc::JSObject parameters;
   // Not examined: parameters that are no JSON text hold no merchant id.
-  (void)parseJson(parameters, *text);
+  static_cast<void>(parseJson(parameters, *text));
   const zelipc::JSObject& merchantId =
       static_cast<const zelipc::JSObject&>(parameters)["wz_merchantId"];
   if (!merchantId.isString()) return std::nullopt;
@@ -121,30 +121,30 @@ std::optional<std::string> merchantIdOf(const WZAppManager& app) {
 // costs neither the others nor the line of the launch.
 LaunchData logLaunch(const WZAppManager& app) {
   LaunchData launch;
-  (void)attempt([&] { launch.version = app.version; });
-  (void)attempt([&] { launch.merchantId = merchantIdOf(app); });
-  (void)attempt([&] { launch.system = propertyOf(app, "wz_system"); });
-  (void)attempt([&] { launch.systemVersion = propertyOf(app, "wz_system_version"); });
+  attempt([&] { launch.version = app.version; });
+  attempt([&] { launch.merchantId = merchantIdOf(app); });
+  attempt([&] { launch.system = propertyOf(app, "wz_system"); });
+  attempt([&] { launch.systemVersion = propertyOf(app, "wz_system_version"); });
   openAppLog(app.appId, launch);
   return launch;
 }
 
-// Called with `mutex` held.
-void invokeStartPage(WZAppManager& app) {
-  app.invocation = kOutOfMemory;
-  (void)attempt([&] {
-    app.invocation = zelgui::uiInvokeURLAsync(app.display, app.region, app.properties,
-                                              app.startFile, nullptr, nullptr);
+void invokeStartPage(WZAppManager& app) WZAPP_REQUIRES(app.mutex) {
+  std::int32_t invocation = kOutOfMemory;
+  attempt([&] {
+    invocation = zelgui::uiInvokeURLAsync(app.display, app.region, app.properties, app.startFile,
+                                          nullptr, nullptr);
   });
+  app.invocation = invocation;
   pthread_cond_broadcast(&app.cond);
 }
 
-// Called without `mutex`, so that the application can be cancelled meanwhile.
+// Without the mutex, so that the application can be cancelled meanwhile.
 int waitForEnd(WZAppManager& app, int invocation) {
   int result = kOutOfMemory;
   if (!attempt([&] { result = zelgui::uiInvokeWait(invocation, app.properties, kNoLimit); })) {
     // Nobody would know of the page any more: let it not go on.
-    (void)attempt([&] { zelgui::uiInvokeCancelAsync(invocation); });
+    attempt([&] { zelgui::uiInvokeCancelAsync(invocation); });
   }
   return result;
 }
@@ -157,19 +157,18 @@ RunFailure describeFailure(int result) {
   return failure;
 }
 
-// Called with `mutex` held.
-void logExit(const WZAppManager& app, const LaunchData& launch) {
+void logExit(const WZAppManager& app, const LaunchData& launch) WZAPP_REQUIRES(app.mutex) {
   std::optional<RunFailure> failure;
   if (app.invocation < 0) {
-    (void)attempt([&] { failure = describeFailure(app.invocation); });
+    attempt([&failure, result = app.invocation] { failure = describeFailure(result); });
   }
   closeAppLog(app.appId, launch, failure);
 }
 
-// Called with `mutex` held: a cancel returns only when the host has been told.
-void tellHost(const WZAppManager& app) {
+// With the mutex held: a cancel returns only when the host has been told.
+void tellHost(const WZAppManager& app) WZAPP_REQUIRES(app.mutex) {
   if (app.onExit == nullptr) return;
-  (void)attempt([&] { app.onExit(app.user, app.invocation, app.properties); });
+  attempt([&app, result = app.invocation] { app.onExit(app.user, result, app.properties); });
 }
 
 }  // namespace
@@ -179,13 +178,13 @@ counted_ptr<WZApp> runApplication(WZAppManager& app) noexcept {
   configureBrowser(app);
   const LaunchData launch = logLaunch(app);
 
-  pthread_mutex_lock(&app.mutex);
+  app.mutex.lock();
   invokeStartPage(app);
   if (app.invocation >= 0) {
     const int invocation = app.invocation;
-    pthread_mutex_unlock(&app.mutex);
+    app.mutex.unlock();
     const int result = waitForEnd(app, invocation);
-    pthread_mutex_lock(&app.mutex);
+    app.mutex.lock();
     // From here to the unlock nobody sees it, so nobody takes it for an invocation id.
     app.invocation = result;
   }
@@ -194,7 +193,7 @@ counted_ptr<WZApp> runApplication(WZAppManager& app) noexcept {
   tellHost(app);
   app.running = false;
   pthread_cond_broadcast(&app.cond);
-  pthread_mutex_unlock(&app.mutex);
+  app.mutex.unlock();
 
   counted_ptr<WZApp> self(app.self);
   app.self.reset();

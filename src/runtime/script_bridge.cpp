@@ -1,11 +1,10 @@
 #include "runtime/script_bridge.h"
 
-#include <mutex>
-
 #include "js/jsproc.h"
 #include "runtime/app_log.h"
 #include "runtime/attempt.h"
 #include "runtime/reply_waiter.h"
+#include "support/mutex.h"
 #include "zelhtml/zelhtml.h"
 
 namespace wzapp {
@@ -17,8 +16,8 @@ constexpr int kNotifyAndWaitRefused = -12;
 constexpr int kNoReply = -11;
 constexpr int kNoOptions = 0;
 
-std::mutex registrationMutex;
-bool registered = false;  // guarded by registrationMutex
+Mutex registrationMutex;
+bool registered WZAPP_GUARDED_BY(registrationMutex) = false;
 
 // Lets `waiter` hear of replies and of delivery failures as long as it lives. What the messaging
 // library answers is not examined: without a registration no reply comes, and that shows.
@@ -31,7 +30,7 @@ class ReplyRegistration {
   }
 
   ~ReplyRegistration() {
-    (void)attempt([this] {
+    attempt([this] {
       zelipc::ipcUnregisterNotificationCB(replyName_, ReplyWaiter::onReply, &waiter_, from_);
     });
   }
@@ -52,8 +51,7 @@ class UnicastErrorRegistration {
   }
 
   ~UnicastErrorRegistration() {
-    (void)attempt(
-        [this] { zelipc::ipcUnregisterUnicastError(ReplyWaiter::onUnicastError, &waiter_); });
+    attempt([this] { zelipc::ipcUnregisterUnicastError(ReplyWaiter::onUnicastError, &waiter_); });
   }
 
   UnicastErrorRegistration(const UnicastErrorRegistration&) = delete;
@@ -67,7 +65,7 @@ int notifyAndWait(const std::string& to, const std::string& name, const std::str
                   unsigned int flags, const std::string& from, const std::string& replyName,
                   std::string& reply, int timeoutMs) {
   zelipc::JSObject payload;
-  (void)parseJson(payload, json);
+  static_cast<void>(parseJson(payload, json));
   ReplyWaiter waiter(from, to, name);
   int sent = 0;
   {
@@ -83,7 +81,7 @@ int notifyAndWait(const std::string& to, const std::string& name, const std::str
 }  // namespace
 
 void registerScriptCallbacks() {
-  const std::lock_guard<std::mutex> lock(registrationMutex);
+  const MutexLock lock(registrationMutex);
   if (registered) return;
   zelhtml::htmlSetScriptProcessor("js", js::jsProcessorExt, nullptr);
   js::jsSetNotify(onScriptNotify, nullptr);
@@ -102,9 +100,9 @@ int onScriptNotify(void*, const char* to, const char* name, const char* json, un
                    const char* from) noexcept {
   if (to == nullptr || name == nullptr || json == nullptr) return kNotifyRefused;
   int result = kNotifyRefused;
-  (void)attempt([&] {
+  attempt([&] {
     zelipc::JSObject payload;
-    (void)parseJson(payload, json);
+    static_cast<void>(parseJson(payload, json));
     result = zelipc::ipcNotify(to, name, payload, flags, from == nullptr ? "" : from);
   });
   return result;

@@ -1,24 +1,24 @@
 #include "support/install_log.h"
 
-#include <mutex>
+#include "support/mutex.h"
 
 namespace wzapp {
 namespace {
 
-std::mutex sinkMutex;
-InstallSink currentSink = {silentInstallLog, nullptr};  // under sinkMutex
+Mutex sinkMutex;
+InstallSink currentSink WZAPP_GUARDED_BY(sinkMutex) = {silentInstallLog, nullptr};
 
 }  // namespace
 
 void silentInstallLog(void* /*user*/, const char* /*format*/, ...) {}
 
 void setInstallLog(InstallLog log, void* user) {
-  const std::lock_guard<std::mutex> lock(sinkMutex);
+  const MutexLock lock(sinkMutex);
   currentSink = {log != nullptr ? log : silentInstallLog, user};
 }
 
 InstallSink installSink() {
-  const std::lock_guard<std::mutex> lock(sinkMutex);
+  const MutexLock lock(sinkMutex);
   return currentSink;
 }
 

@@ -5,11 +5,11 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <mutex>
 
 #include "platforminfo/platforminfo.h"
 
 #include "support/file_system.h"
+#include "support/mutex.h"
 #include "support/text.h"
 
 namespace wzapp {
@@ -145,10 +145,10 @@ constexpr KeyCountRule kKeyCountRules[] = {
 }  // namespace
 
 const char* modelName() {
-  static std::mutex mutex;
+  static Mutex mutex;
   static char cache[kModelSize] = "";  // under `mutex` until it holds a name, and then for good
 
-  const std::lock_guard<std::mutex> lock(mutex);
+  const MutexLock lock(mutex);
   if (cache[0] == '\0') {
     ModelRecord record;
     const std::string_view name = normalizedModel(record);

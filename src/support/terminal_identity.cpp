@@ -6,13 +6,13 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "support/byte_view.h"
 #include "support/format.h"
+#include "support/mutex.h"
 #include "support/security_list.h"
 
 namespace wzapp {
@@ -150,13 +150,13 @@ Finding readSponsor(Sponsor& sponsor) {
 
 // Written once, under the mutex, and never freed: a detached thread may outlive static objects.
 std::atomic<const Sponsor*> cachedSponsor{nullptr};
-std::mutex cacheMutex;
+Mutex cacheMutex;
 
 // Sees to it that there is a cached sponsor.
 Finding findSponsor() {
   if (cachedSponsor.load(std::memory_order_acquire) != nullptr) return Finding::kFound;
 
-  const std::lock_guard<std::mutex> lock(cacheMutex);
+  const MutexLock lock(cacheMutex);
   if (cachedSponsor.load(std::memory_order_acquire) != nullptr) return Finding::kFound;
   auto sponsor = std::make_unique<Sponsor>();
   const Finding finding = readSponsor(*sponsor);

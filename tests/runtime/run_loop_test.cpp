@@ -47,7 +47,8 @@ class RunLoopTest : public RuntimeTest {
     host.awaitEnd();
     std::vector<std::string> calls = platform().calls();
     calls.erase(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(callsBefore));
-    return stubs::withMutexNames(calls, {{&host.manager().mutex, "mutex"}, {logMutex, "log"}});
+    return stubs::withMutexNames(calls,
+                                 {{host.manager().mutex.native(), "mutex"}, {logMutex, "log"}});
   }
 
   // Runs an application whose page ends at once.
@@ -61,11 +62,11 @@ class RunLoopTest : public RuntimeTest {
 };
 
 // Whether another thread could have the mutex now.
-bool isFree(pthread_mutex_t& mutex) {
+bool isFree(wzapp::Mutex& mutex) {
   bool result = false;
   std::thread([&] {
-    result = pthread_mutex_trylock(&mutex) == 0;
-    if (result) pthread_mutex_unlock(&mutex);
+    result = pthread_mutex_trylock(mutex.native()) == 0;
+    if (result) mutex.unlock();
   }).join();
   return result;
 }
