@@ -21,6 +21,8 @@
 namespace wzapp {
 namespace {
 
+// What manifests compare with: the runtime as the platform numbers it. The library's own version is
+// another one, since that tells hosts of the ABI.
 constexpr const char* kRuntimeVersion = "2.46.6";
 
 // Directories of other installed software, each a row of sixteen.
