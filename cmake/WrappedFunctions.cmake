@@ -5,6 +5,7 @@
 set(_wzapp_symbols_of_32_bits
   _Znam=_Znaj _ZnamRKSt9nothrow_t=_ZnajRKSt9nothrow_t
   _Znwm=_Znwj _ZnwmRKSt9nothrow_t=_ZnwjRKSt9nothrow_t
+  fcntl=__fcntl_time64
   fstat=__fstat64_time64
   fstatat=__fstatat64_time64
   fstatvfs=fstatvfs64
@@ -12,6 +13,7 @@ set(_wzapp_symbols_of_32_bits
   lstat=__lstat64_time64
   open=open64
   openat=openat64
+  pread=pread64
   pthread_cond_timedwait=__pthread_cond_timedwait64
   readdir=readdir64
   stat=__stat64_time64
