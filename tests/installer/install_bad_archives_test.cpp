@@ -449,7 +449,7 @@ TEST_F(BadArchivesTest, EntriesThatShareWhatUnpacksToFarMore) {
     names.push_back(entry.name);
   }
   const std::string package = archive.build();
-  const std::size_t readable =
+  const std::uint64_t readable =
       (UnverifiedWork::kFreeOctets + package.size() * UnverifiedWork::kExpansion) /
           kMaxCredentialSize +
       UnverifiedWork::kFreeCredentials;

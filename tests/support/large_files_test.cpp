@@ -1,14 +1,23 @@
-// What 32 bits hold only where the build asks for it: times after January 2038, sizes above 2 GiB.
+// What 32 bits hold only where the build asks for it: times after January 2038, sizes above 2 GiB,
+// inodes above 2^32.
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <set>
 #include <string>
 
+#include "support/directory.h"
 #include "support/file_system.h"
+#include "tests/builders/child_process.h"
+#include "tests/builders/own_namespace.h"
 #include "tests/builders/temporary_directory.h"
 
 namespace wzapp {
@@ -67,6 +76,58 @@ TEST_F(LargeFiles, AFileOfMoreThanTwoGiBIsRefusedBySizeAndNotByFailure) {
   std::string content = "before";
   EXPECT_FALSE(readFile(path_.c_str(), content));
   EXPECT_EQ(content, "");
+}
+
+TEST_F(LargeFiles, AListedFileHasItsLaterDateAndTheLargestSize) {
+  make(kThreeGiB, kYear2040);
+
+  Directory directory;
+  ASSERT_TRUE(directory.open(directory_.path()));
+  DirEntry entry;
+  while (entry.name != "file" && directory.read(entry)) {
+  }
+  EXPECT_EQ(entry.type, kRegularFileEntry);
+  EXPECT_EQ(entry.year / 10, 204);  // in local time, it may still be the evening before
+  EXPECT_EQ(entry.size, 2147483647);
+}
+
+// --- Inodes -----------------------------------------------------------------------------------
+
+// Makes `folder`/both, which has the files of two file systems: so that their inodes differ, the
+// uppermost bits of each tell the file system.
+void mountOverlay(const std::string& folder) {
+  wzapp_test::mountMemory(folder);
+  for (const char* layer : {"one", "two", "both"}) {
+    std::filesystem::create_directory(folder + "/" + layer);
+  }
+  for (const std::string layer : {"one", "two"}) {
+    wzapp_test::mountMemory(folder + "/" + layer);
+    std::ofstream(folder + "/" + layer + "/of_" + layer) << layer;
+  }
+  const std::string options = "xino=on,lowerdir=" + folder + "/one:" + folder + "/two";
+  ASSERT_EQ(mount("test", (folder + "/both").c_str(), "overlay", 0, options.c_str()), 0);
+}
+
+TEST(LargeInodes, AreListedAndHaveAStatus) {
+  const wzapp_test::TemporaryDirectory temporary;
+  wzapp_test::runInChild([&] {
+    wzapp_test::enterOwnNamespace();
+    ASSERT_NO_FATAL_FAILURE(mountOverlay(temporary.path()));
+
+    std::set<std::string> names;
+    Directory directory;
+    ASSERT_TRUE(directory.open(temporary / "both"));
+    for (DirEntry entry; directory.read(entry);) names.insert(entry.name);
+    EXPECT_THAT(names, testing::ElementsAre(".", "..", "of_one", "of_two"));
+
+    for (const char* name : {"/both/of_one", "/both/of_two"}) {
+      struct stat status = {};
+      ASSERT_EQ(fileStat((temporary.path() + name).c_str(), status), 0);
+      EXPECT_GT(status.st_ino, 0xffffffffU);
+      ASSERT_EQ(linkStat((temporary.path() + name).c_str(), status), 0);
+      EXPECT_GT(status.st_ino, 0xffffffffU);
+    }
+  });
 }
 
 // An inode, an offset or a time that does not fit would make each of these calls fail.
