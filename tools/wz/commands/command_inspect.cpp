@@ -237,12 +237,25 @@ int inChild(const Body& body) {
   return child > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : kEnvironment;
 }
 
+// What a package takes of the terminal while it is installed: itself, the archives that come out of
+// it, and what comes out of these.
+std::uint64_t neededRoom(const PackageReport& report) {
+  std::error_code failure;
+  const std::uintmax_t file = std::filesystem::file_size(report.file, failure);
+  std::uint64_t room = failure ? 0 : file;
+  for (const PackageEntry& entry : report.entries) room += entry.size;
+  for (const InnerPackage& inner : report.inners) {
+    for (const PackageEntry& entry : inner.entries) room += entry.size;
+  }
+  return room;
+}
+
 int tryOnTerminal(const InspectOptions& options) {
   PackageFiles files;
   if (const int code = files.open({options.file}, EntrySizes::kCounted); code != kDone) return code;
   TerminalCopy copy;
   std::string error;
-  if (!copy.make(options.terminal, error)) {
+  if (!copy.make(options.terminal, neededRoom(files.packages().front().report), error)) {
     printMessage(error);
     return kEnvironment;
   }

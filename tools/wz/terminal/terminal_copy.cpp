@@ -1,6 +1,11 @@
 #include "wz/terminal/terminal_copy.h"
 
+#include <linux/magic.h>
+#include <sys/statfs.h>
+#include <unistd.h>
+
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -8,6 +13,7 @@
 #include "installer/application_manifest.h"
 #include "installer/directories.h"
 #include "packaging/temporary_folders.h"
+#include "support/file_system.h"
 #include "support/text.h"
 #include "workstation/terminal/terminal_directory.h"
 #include "workstation/terminal/terminal_layout.h"
@@ -19,7 +25,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kFlashMount[] = "/mnt/flash";
-constexpr std::uintmax_t kLargestManifest = std::uintmax_t{16} << 20;  // others are not read
+constexpr char kMemoryFolder[] = "/dev/shm";
+// For the copied manifests, and for whoever else wants memory.
+constexpr std::uint64_t kSpareMemory = std::uint64_t{64} << 20;
 
 // "/mnt/flash/etc/..." -> "flash/etc/..."
 fs::path inTerminal(const char* path) {
@@ -32,7 +40,7 @@ bool isManifest(const fs::path& path) {
 
 void copyManifest(const fs::path& from, const fs::path& to) {
   std::error_code failure;
-  if (!fs::is_regular_file(from, failure) || fs::file_size(from, failure) > kLargestManifest) {
+  if (!fs::is_regular_file(from, failure) || fs::file_size(from, failure) > wzapp::kMaxManifestSize) {
     return;
   }
   fs::copy_file(from, to, fs::copy_options::overwrite_existing, failure);
@@ -79,13 +87,27 @@ void copyExports(const fs::path& from, const fs::path& to) {
   }
 }
 
+bool hasMemoryFor(std::uint64_t room) {
+  struct statfs status;
+  if (statfs(kMemoryFolder, &status) != 0 || status.f_type != TMPFS_MAGIC) return false;
+  const std::uint64_t blockSize = static_cast<std::uint64_t>(status.f_bsize);
+  return access(kMemoryFolder, W_OK | X_OK) == 0 &&
+         status.f_bavail >= (room + kSpareMemory) / blockSize;
+}
+
+fs::path folderFor(std::uint64_t room, std::error_code& failure) {
+  const char* const named = std::getenv("TMPDIR");
+  if ((named == nullptr || *named == '\0') && hasMemoryFor(room)) return kMemoryFolder;
+  return fs::temp_directory_path(failure);
+}
+
 }  // namespace
 
 TerminalCopy::~TerminalCopy() {
   if (!parent_.empty()) packaging::removeTemporaryFolder(parent_);
 }
 
-bool TerminalCopy::make(const std::string& terminalDir, std::string& error) {
+bool TerminalCopy::make(const std::string& terminalDir, std::uint64_t room, std::string& error) {
   workstation::NewTerminal terminal;
   workstation::ProfileError profileError;
   if (!workstation::loadTerminalProfile(terminalDir, terminal.profile, profileError)) {
@@ -93,7 +115,7 @@ bool TerminalCopy::make(const std::string& terminalDir, std::string& error) {
     return false;
   }
   std::error_code failure;
-  std::string path = (fs::temp_directory_path(failure) / "wz-try-XXXXXX").string();
+  std::string path = (folderFor(room, failure) / "wz-try-XXXXXX").string();
   if (failure || !packaging::makeTemporaryFolder(path)) {
     error = "cannot make a folder for temporary files: " + std::string(std::strerror(errno));
     return false;

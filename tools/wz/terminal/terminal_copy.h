@@ -3,6 +3,7 @@
 #ifndef WZ_TERMINAL_TERMINAL_COPY_H
 #define WZ_TERMINAL_TERMINAL_COPY_H
 
+#include <cstdint>
 #include <string>
 
 namespace wz {
@@ -14,9 +15,10 @@ class TerminalCopy {
   TerminalCopy(const TerminalCopy&) = delete;
   TerminalCopy& operator=(const TerminalCopy&) = delete;
 
-  /// Copies the terminal in the folder `terminalDir` to the machine's folder for temporary files.
-  /// False with a line of text in `error`.
-  [[nodiscard]] bool make(const std::string& terminalDir, std::string& error);
+  /// Copies the terminal in the folder `terminalDir`: into memory where `room` octets more fit, since
+  /// what is tried synchronises every file; otherwise, or when TMPDIR names one, to the folder for
+  /// temporary files. False with a line of text in `error`.
+  [[nodiscard]] bool make(const std::string& terminalDir, std::uint64_t room, std::string& error);
 
   [[nodiscard]] const std::string& directory() const { return directory_; }
 
