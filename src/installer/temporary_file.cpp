@@ -49,8 +49,8 @@ bool TemporaryFile::hasSpaceFor(std::uint64_t size) {
 
 void TemporaryFile::giveUp() {
   if (file_.isOpen()) {
-    // Somebody may have given it another name.
-    static_cast<void>(ftruncate(file_.get(), 0));
+    // Somebody may have given it another name. Where it fails, nothing else could be done either.
+    [[maybe_unused]] const int ignored = ftruncate(file_.get(), 0);
     file_ = FileDescriptor();
   }
   removeByName();

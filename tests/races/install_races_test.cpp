@@ -185,7 +185,7 @@ TEST_F(InstallRacesTest, APackageIsRewrittenInPlace) {
         const int file = open(kPackage.c_str(), O_WRONLY | O_CLOEXEC);
         if (file < 0) return;
         const std::string& content = number % 2 == 0 ? evil : honest;
-        static_cast<void>(pwrite(file, content.data(), content.size(), 0));
+        [[maybe_unused]] const ssize_t ignored = pwrite(file, content.data(), content.size(), 0);
         close(file);
       });
 }
