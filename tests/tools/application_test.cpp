@@ -74,7 +74,7 @@ class StandInTest : public ApplicationTest {
     packaging::Findings findings;
     if (standIn.place(folder, findings)) return {};
     EXPECT_EQ(findings.errors.size(), 1U);
-    return findings.errors.empty() ? "" : findings.errors.front();
+    return findings.errors.empty() ? "" : findings.errors.front().text;
   }
 };
 

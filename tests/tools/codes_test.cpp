@@ -95,6 +95,35 @@ TEST(CodesTest, NoTwoRowsHaveOneLineOrOneNumber) {
   }
 }
 
+// The codes that the tools' sources give are rows, each.
+TEST(CodesTest, EveryCodeInTheToolsIsARow) {
+  std::set<std::string> used;
+  for (const fs::path& path : sourcesBelow("/tools")) {
+    if (path.filename().string().starts_with("codes")) continue;
+    const std::string text = std::regex_replace(contentOf(path), std::regex("//[^\n]*"), "");
+    const std::regex code("[\"\\[](WZ-[0-9]{4})[\"\\]]");
+    for (auto i = std::sregex_iterator(text.begin(), text.end(), code); i != std::sregex_iterator();
+         ++i) {
+      used.insert((*i)[1]);
+    }
+  }
+  EXPECT_GT(used.size(), 15U);
+  for (const std::string& id : used) EXPECT_NE(wz::findCode(id), nullptr) << id;
+  for (const Code* const code : wz::allCodes()) {
+    const bool isOfTheLibrary = *code->logLine != '\0' || code->layer != Layer::kNone;
+    EXPECT_TRUE(isOfTheLibrary || used.contains(code->id)) << code->id << " is never given";
+  }
+}
+
+// A test provokes each. In the tables of tests an id stands as it is.
+TEST(CodesTest, EveryCodeStandsInATest) {
+  std::string tests;
+  for (const fs::path& path : sourcesBelow("/tests/tools")) tests += contentOf(path);
+  for (const Code* const code : wz::allCodes()) {
+    EXPECT_NE(tests.find(code->id), std::string::npos) << code->id;
+  }
+}
+
 // ---- Beside the library ------------------------------------------------------------------------
 
 // Progress: what says neither that something is wrong nor that something goes.

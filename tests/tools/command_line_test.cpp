@@ -1,7 +1,9 @@
 // What a user meets before anything happens: help, wrong command lines, machines that do not allow.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <rapidjson/document.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -57,7 +59,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"listen"}, Arguments{"notify"}, Arguments{"reply"}, Arguments{"exec"},
                     Arguments{"keys"}, Arguments{"keys", "init"}, Arguments{"keys", "show"},
                     Arguments{"certs"}, Arguments{"new"}, Arguments{"pack"}, Arguments{"inspect"},
-                    Arguments{"install"}, Arguments{"list"}, Arguments{"remove"}));
+                    Arguments{"check"}, Arguments{"explain"}, Arguments{"doctor"},
+                    Arguments{"install"}, Arguments{"list"}, Arguments{"remove"},
+                    Arguments{"completion"}, Arguments{"help"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
   const ProgramResult result = runWz({"--version"});
@@ -332,6 +336,270 @@ TEST(TerminalTest, ANewOneAgreesWithItsModelOrSaysSo) {
   EXPECT_THAT(odd.errors, HasSubstr("wz: note: the model T30 has no keys"));
   EXPECT_THAT(odd.errors, HasSubstr("wz: note: the model T30 has a touch screen"));
   EXPECT_EQ(keypad.errors, "");
+}
+
+// ---- What was meant ----------------------------------------------------------------------------
+
+TEST(DidYouMeanTest, ACommand) {
+  EXPECT_EQ(runWz({"instal"}).errors,
+            "wz: there is no command instal; did you mean install?; see wz --help\n");
+}
+
+TEST(DidYouMeanTest, AnOption) {
+  EXPECT_EQ(runWz({"list", "--terminl", "desk"}).errors,
+            "wz: there is no option --terminl; did you mean --terminal?; see wz list --help\n");
+}
+
+TEST(ShortAnswerTest, ANumberThatIsTooSmall) {
+  EXPECT_EQ(runWz({"listen", "a", "b", "--timeout", "0"}).errors,
+            "wz: --timeout: a number above 0 is wanted, not 0; see wz listen --help\n");
+}
+
+TEST(ShortAnswerTest, ArgumentsAreNamedInTheOrderGiven) {
+  EXPECT_EQ(runWz({"list", "one", "two"}).errors,
+            "wz: not expected: one two; see wz list --help\n");
+}
+
+// ---- Completion --------------------------------------------------------------------------------
+
+// What bash offers for the last of these words.
+std::vector<std::string> completed(const std::string& words) {
+  const std::string script = "source <(" + std::string(WZ_PROGRAM) +
+                             " completion bash); COMP_WORDS=(" + words +
+                             "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _wz; "
+                             "printf '%s\\n' \"${COMPREPLY[@]}\"";
+  const ProgramResult result = runProgram("/bin/bash", {"-c", script});
+  EXPECT_EQ(result.errors, "");
+  return linesOf(result.out);
+}
+
+TEST(CompletionTest, BashOffersCommandsAndOptions) {
+  EXPECT_THAT(completed("wz ins"), testing::ElementsAre("inspect", "install"));
+  EXPECT_THAT(completed("wz keys ''"), testing::ElementsAre("init", "show"));
+  EXPECT_THAT(completed("wz --"), testing::IsSupersetOf({"--help", "--version"}));
+  EXPECT_THAT(completed("wz inspect --ver"), testing::ElementsAre("--verbose"));
+  EXPECT_THAT(completed("wz keys show --j"), testing::ElementsAre("--json"));
+  EXPECT_THAT(completed("wz terminal create desk --ro"), testing::ElementsAre("--roots"));
+  // Behind an option with a value stand names of files, which bash itself knows.
+  EXPECT_THAT(completed("wz install --terminal --"), testing::ElementsAre(""));
+}
+
+class CompletionScriptTest : public testing::TestWithParam<Arguments> {};
+
+// The shell itself takes the script for one of its language.
+TEST_P(CompletionScriptTest, IsRead) {
+  const std::string shell = GetParam()[0];
+  if (runProgram("/bin/sh", {"-c", "command -v " + shell}).code != 0) {
+    GTEST_SKIP() << shell << " is not installed";
+  }
+  const ProgramResult script = runWz({"completion", shell});
+  const ProgramResult result =
+      runProgram("/bin/sh", {"-c", std::string(WZ_PROGRAM) + " completion " + shell + " | " +
+                                       shell + " " + GetParam()[1] + " /dev/stdin"});
+
+  EXPECT_EQ(script.code, 0);
+  EXPECT_THAT(script.out,
+              AllOf(HasSubstr("made by: wz completion " + shell), HasSubstr("verbose")));
+  EXPECT_EQ(result.code, 0) << result.errors;
+}
+
+INSTANTIATE_TEST_SUITE_P(Shells, CompletionScriptTest,
+                         testing::Values(Arguments{"bash", "-n"}, Arguments{"zsh", "-n"},
+                                         Arguments{"fish", "--no-execute"}),
+                         [](const auto& row) { return row.param[0]; });
+
+TEST(CompletionTest, OtherShellsAreNotKnown) {
+  const ProgramResult result = runWz({"completion", "tcsh"});
+
+  EXPECT_EQ(result.code, kUsage);
+  EXPECT_EQ(result.errors,
+            "wz: there is no completion for tcsh; there is for bash, zsh and fish\n");
+}
+
+// ---- Doctor ------------------------------------------------------------------------------------
+
+TEST(DoctorTest, NamesWhatIsMissingAndHowToMendIt) {
+  const TemporaryDirectory folder;
+
+  const ProgramResult result = runWz({"doctor"}, [&folder] {
+    setenv("PATH", folder.path().c_str(), 1);
+    unsetenv("DISPLAY");
+    unsetenv("WAYLAND_DISPLAY");
+  });
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(
+      linesOf(result.out),
+      testing::IsSupersetOf(
+          {"missing  message bus: there is no program for the message bus",
+           "           found: dbus-daemon is not in PATH",
+           "           repair: Install it. sudo apt-get install dbus-daemon [WZ-1003]",
+           "note     display: there is no display server", "note     Node.js: there is no Node.js",
+           "           found: node is not in PATH"}));
+  EXPECT_THAT(result.out, HasSubstr("[WZ-1010]"));
+}
+
+struct Lack {
+  const char* code;
+  const char* make;  // by a shell that is root in namespaces of its own; "$1" is a folder
+};
+
+class LackTest : public testing::TestWithParam<Lack> {};
+
+TEST_P(LackTest, IsFound) {
+  const TemporaryDirectory folder;
+  const std::string script = std::string(GetParam().make) + "; exec \"$0\" doctor";
+
+  const ProgramResult result = runWz({}, [&] {
+    execlp("unshare", "unshare", "--user", "--map-root-user", "--mount", "sh", "-ec",
+           script.c_str(), WZ_PROGRAM, folder.path().c_str(), nullptr);
+  });
+
+  EXPECT_THAT(result.out, HasSubstr("[" + std::string(GetParam().code) + "]")) << result.errors;
+}
+
+constexpr char kFakeBrowser[] =
+    "mount -t tmpfs none /usr/lib/chromium; printf '#!/bin/sh\nexit 1\n' "
+    ">/usr/lib/chromium/chromium; chmod +x /usr/lib/chromium/chromium";
+constexpr char kFakeNode[] =
+    "printf '#!/bin/sh\n[ \"$1\" = --version ] && echo v20.1.0\n' >\"$1/node\"; "
+    "chmod +x \"$1/node\"; PATH=$1:$PATH";
+
+INSTANTIATE_TEST_SUITE_P(
+    Lacks, LackTest,
+    testing::Values(Lack{"WZ-1001", "mount -t tmpfs none /usr/lib/chromium"},
+                    Lack{"WZ-1002", kFakeBrowser},
+                    Lack{"WZ-1004", "echo 0 >/proc/sys/user/max_user_namespaces"},
+                    Lack{"WZ-1005", "mount -t tmpfs -o size=1m none /dev/shm"},
+                    Lack{"WZ-1006", "unset DISPLAY WAYLAND_DISPLAY"},
+                    Lack{"WZ-1007",
+                         "mount -t tmpfs none /usr/share/fonts; HOME=$1; "
+                         "[ ! -d /usr/local/share/fonts ] || "
+                         "mount -t tmpfs none /usr/local/share/fonts"},
+                    Lack{"WZ-0903", "export WZ_KEYS=$1; echo nonsense >\"$1/authorities.txt\""},
+                    Lack{"WZ-1008",
+                         "unset WZ_KEYS; cp \"$0\" \"$1/wz\"; "
+                         "export LD_LIBRARY_PATH=${0%/*}/../lib; exec \"$1/wz\" doctor"},
+                    Lack{"WZ-1011", kFakeNode}),
+    [](const auto& row) { return "Code" + std::string(row.param.code).substr(3); });
+
+TEST(DoctorTest, RemovesWhatWasLeftBehind) {
+  const TemporaryDirectory folder;
+  const std::string left = folder / "wz-try-Ab12Cd", foreign = folder / "wz-try-backup";
+  fs::create_directory(foreign);
+  fs::create_directory(left);
+  fs::permissions(left, fs::perms::owner_all);
+  // Where no other wz runs, since nothing of it is touched while one does.
+  const auto doctor = [&folder](const char* option) {
+    return runWz({}, [&folder, option] {
+      setenv("TMPDIR", folder.path().c_str(), 1);
+      execlp("unshare", "unshare", "--user", "--map-root-user", "--mount", "--pid", "--fork",
+             "--mount-proc", WZ_PROGRAM, "doctor", option, nullptr);
+    });
+  };
+
+  const ProgramResult told = doctor(nullptr);
+  const ProgramResult mended = doctor("--repair");
+
+  EXPECT_THAT(told.out, AllOf(HasSubstr("           found: " + left), HasSubstr("[WZ-1009]")));
+  EXPECT_THAT(mended.out, HasSubstr("leftovers: removed 1\n"));
+  EXPECT_TRUE(fs::exists(foreign));
+}
+
+TEST(HelpCommandTest, ExplainsACommand) {
+  const ProgramResult help = runWz({"help", "pack"});
+
+  EXPECT_EQ(help.code, 0);
+  EXPECT_THAT(help.out, HasSubstr("--sign-command CMD"));
+  EXPECT_EQ(runWz({"help"}).out, runWz({"--help"}).out);
+  EXPECT_EQ(runWz({"help", "fly"}).code, kUsage);
+}
+
+// ---- What is written ---------------------------------------------------------------------------
+
+TEST(OutputLossTest, AFullDeviceIsNoticed) {
+  const ProgramResult result = runWz({"explain"}, [] {
+    const int full = open("/dev/full", O_WRONLY);
+    dup2(full, STDOUT_FILENO);
+  });
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: cannot write to standard output: No space left on device\n");
+}
+
+TEST(OutputLossTest, AClosedStandardOutputIsNoticed) {
+  const ProgramResult result = runWz({"explain"}, [] { close(STDOUT_FILENO); });
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: cannot write to standard output: Bad file descriptor\n");
+}
+
+TEST(OutputLossTest, HelpIsNotLostSilentlyEither) {
+  const ProgramResult result = runWz({"--help"}, [] { close(STDOUT_FILENO); });
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, HasSubstr("cannot write to standard output"));
+}
+
+// ---- JSON --------------------------------------------------------------------------------------
+
+class JsonTest : public testing::TestWithParam<Arguments> {};
+
+TEST_P(JsonTest, AFailureIsADocumentToo) {
+  const ProgramResult result = runWz(GetParam(), withoutTerminal);
+
+  EXPECT_NE(result.code, 0);
+  rapidjson::Document document;
+  document.Parse(result.out.c_str());
+  ASSERT_TRUE(document.IsObject()) << result.out;
+  EXPECT_FALSE(document["ok"].GetBool());
+  EXPECT_TRUE(document["result"].IsNull());
+  ASSERT_GT(document["diagnostics"].Size(), 0U);
+  EXPECT_NE(document["diagnostics"][0]["message"].GetStringLength(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Commands, JsonTest,
+    testing::Values(Arguments{"list", "--json", "--terminal", "/nowhere"},
+                    Arguments{"list", "--json", "--fast"},
+                    Arguments{"install", "--json", "/nowhere/a.zip"},
+                    Arguments{"inspect", "--json", "/nowhere/a.zip"},
+                    Arguments{"inspect", "--json"},
+                    Arguments{"remove", "--json", "--terminal", "/nowhere", "shop"},
+                    Arguments{"keys", "show", "--json", "/nowhere/a.crt"},
+                    Arguments{"explain", "--json", "xyzzy"}, Arguments{"fly", "--json"}));
+
+// ---- wz explain --------------------------------------------------------------------------------
+
+TEST(ExplainCommandTest, ALineOfALogIsExplained) {
+  const ProgramResult result = runWz({"explain", "Error: Signature 'SHOP.P7S' not found"});
+
+  EXPECT_EQ(result.code, 0);
+  EXPECT_THAT(result.out, AllOf(StartsWith("WZ-0301 error: The archive has no signature\n"),
+                                HasSubstr("\n  Repair    ")));
+}
+
+TEST(ExplainCommandTest, JsonTellsTheSame) {
+  const ProgramResult result = runWz({"explain", "-216", "--json"});
+
+  rapidjson::Document document;
+  document.Parse(result.out.c_str());
+  ASSERT_TRUE(document.IsObject()) << result.out << result.errors;
+  EXPECT_STREQ(document["schema"].GetString(), "urn:wzapp:explain:1");
+  EXPECT_STREQ(document["command"].GetString(), "explain");
+  EXPECT_TRUE(document["ok"].GetBool());
+  EXPECT_STREQ(document["result"]["codes"][0]["code"].GetString(), "WZ-0321");
+}
+
+TEST(ExplainCommandTest, WithoutATextEveryCodeIsListed) {
+  EXPECT_GT(linesOf(runWz({"explain"}).out).size(), 100U);
+}
+
+TEST(ExplainCommandTest, WhatIsNotKnownIsRejected) {
+  const ProgramResult result = runWz({"explain", "xyzzy"});
+
+  EXPECT_EQ(result.code, 1);
+  EXPECT_THAT(result.errors, HasSubstr("nothing is known of: xyzzy"));
 }
 
 }  // namespace

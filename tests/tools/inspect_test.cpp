@@ -98,7 +98,7 @@ class InspectTest : public testing::Test {
 TEST_F(InspectTest, ExplainsAPackage) {
   pack();
 
-  const ProgramResult result = inspect();
+  const ProgramResult result = inspect({"--verbose"});
 
   EXPECT_EQ(result.code, 0) << result.out;
   EXPECT_THAT(linesOf(result.out),
@@ -120,6 +120,20 @@ TEST_F(InspectTest, ExplainsAPackage) {
                   "    versions            wzruntime_min_version 2.46"}));
 }
 
+TEST_F(InspectTest, AGoodPackageTakesOneScreen) {
+  pack();
+
+  const ProgramResult result = inspect();
+
+  EXPECT_EQ(result.code, 0) << result.out;
+  const Lines lines = linesOf(result.out);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.front(), "accepted: " + file_);
+  EXPECT_LE(lines.size(), 24U);
+  EXPECT_THAT(lines, IsSupersetOf(Lines{"  shop.zip  application of shop 1.2, 3 files",
+                                        "    imports triggers  RECEIPT (optional)"}));
+}
+
 TEST_F(InspectTest, JsonTellsTheSame) {
   pack();
 
@@ -128,11 +142,11 @@ TEST_F(InspectTest, JsonTellsTheSame) {
   rapidjson::Document document;
   document.Parse(result.out.c_str());
   ASSERT_FALSE(document.HasParseError()) << result.out;
-  EXPECT_TRUE(document["accepted"].GetBool());
-  EXPECT_EQ(document["entries"].Size(), 6U);
-  EXPECT_EQ(document["certificates"][0]["kind"].GetInt(), 3);
-  EXPECT_STREQ(document["certificates"][0]["permissions"][0].GetString(), "S14");
-  const auto& archive = document["archives"][1];
+  EXPECT_TRUE(document["result"]["accepted"].GetBool());
+  EXPECT_EQ(document["result"]["entries"].Size(), 6U);
+  EXPECT_EQ(document["result"]["certificates"][0]["kind"].GetInt(), 3);
+  EXPECT_STREQ(document["result"]["certificates"][0]["permissions"][0].GetString(), "S14");
+  const auto& archive = document["result"]["archives"][1];
   EXPECT_STREQ(archive["entry"].GetString(), "shop.zip");
   EXPECT_STREQ(archive["id"].GetString(), "shop");
   EXPECT_TRUE(archive["accepted"].GetBool());
@@ -147,6 +161,8 @@ struct Spoiling {
   const char* name;
   void (*spoil)(Contents& package);
   const char* line;
+  const char* code;
+  const char* verdict;
 };
 
 void swapArchives(Contents& package) { std::swap(package["shop.zip"], package["shop-O.zip"]); }
@@ -168,45 +184,72 @@ TEST_P(InspectStopTest, TheFirstCheckThatFailsIsNamed) {
   GetParam().spoil(package);
   rebuild(package);
 
-  const ProgramResult result = inspect();
+  const ProgramResult result = inspect({"--verbose"});
 
   EXPECT_EQ(result.code, kRejected);
   EXPECT_THAT(linesOf(result.out), Contains(StartsWith(GetParam().line)));
 }
 
+TEST_P(InspectStopTest, TheVerdictComesFirstWithItsCode) {
+  pack();
+  Contents package = contentsOf(file_);
+  GetParam().spoil(package);
+  rebuild(package);
+
+  const Lines lines = linesOf(inspect().out);
+
+  ASSERT_GT(lines.size(), 3U);
+  EXPECT_EQ(lines[0], "refused: " + std::string(GetParam().verdict));
+  EXPECT_EQ(lines[1],
+            file_ + "!" +
+                (std::string(GetParam().name) == "OtherArchive" ? "shop-O.zip" : "shop.zip") +
+                ": error: " + GetParam().verdict + " [" + GetParam().code + "]");
+  EXPECT_THAT(lines[2], StartsWith("  found: "));
+  EXPECT_THAT(lines, Contains(StartsWith("  repair: ")));
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Packages, InspectStopTest,
     testing::Values(
-        Spoiling{"OtherArchive", swapArchives, "  FAILED  digest of the archive: SHA-256 differs"},
+        Spoiling{"OtherArchive", swapArchives, "  FAILED  digest of the archive: SHA-256 differs",
+                 "WZ-0310", "shop-O.zip is not the archive that was signed"},
         Spoiling{"NoSignature", takeSignature,
-                 "  FAILED  signature found: there is neither SHOP.P7S nor SHOP.ZIP.P7S"},
-        Spoiling{"EmptySignature", emptySignature, "  FAILED  signature file read: it is empty"},
+                 "  FAILED  signature found: there is neither SHOP.P7S nor SHOP.ZIP.P7S", "WZ-0301",
+                 "shop.zip has no signature"},
+        Spoiling{"EmptySignature", emptySignature, "  FAILED  signature file read: it is empty",
+                 "WZ-0102", "the signature of shop.zip cannot be unpacked"},
         Spoiling{"NoSignatureFile", spoilSignatureFile,
-                 "  FAILED  signature file read: it is no PKCS#7 signedData (-215)"},
-        Spoiling{"SpoiledSignature", spoilRsaSignature, "  FAILED  RSA signature: "},
+                 "  FAILED  signature file read: The signature file is no signedData (-215)",
+                 "WZ-0320",
+                 "the signature of shop.zip is none: the signature file is no signedData"},
+        Spoiling{"SpoiledSignature", spoilRsaSignature, "  FAILED  RSA signature: ", "WZ-0311",
+                 "the signature of shop.zip is not of its signer's key"},
         Spoiling{"NoCertificate", takeCertificate,
-                 "  FAILED  signer known: no certificate in the package has the key identifier "},
+                 "  FAILED  signer known: no certificate in the package has the key identifier ",
+                 "WZ-0312", "the certificate of the signer of shop.zip is not in the package"},
         Spoiling{"WrongSigner", signByManifestSigner,
-                 "  FAILED  signer may sign this: kind 4, needed is 3"}),
+                 "  FAILED  signer may sign this: kind 4, needed is 3", "WZ-0304",
+                 "the signer of shop.zip may not sign applications"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(InspectTest, ACertificateOfAnUnknownAuthorityIsExplained) {
   pack({}, madeKeys());
 
-  const ProgramResult result = inspect();
+  const ProgramResult result = inspect({"--verbose"});
 
   EXPECT_EQ(result.code, kRejected);
   EXPECT_THAT(result.out,
               AllOf(HasSubstr("acceptance        Refused: none of the authorities compiled in"),
-                    HasSubstr("is in the package, but is refused")));
+                    HasSubstr("is in the package, but is refused"), HasSubstr("[WZ-0313]")));
 }
 
 TEST_F(InspectTest, AManifestThatIsNotInItsPlaceIsMissed) {
   packForeign("shop/manifest.mft", kShopManifest);
 
-  const ProgramResult result = inspect();
+  const ProgramResult result = inspect({"--verbose"});
 
   EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.out, HasSubstr("[WZ-0105]"));
   EXPECT_THAT(linesOf(result.out),
               IsSupersetOf(Lines{"  passed  RSA signature: verified with the signer's key",
                                  "  FAILED  manifest in its place: there is no shop.MFT"}));
@@ -226,7 +269,8 @@ TEST_F(InspectTest, AnIdThatIsNotTheNameOfTheFileIsWarnedOf) {
               Contains("warning: shop.zip: the manifest shop.MFT names the application bank, which "
                        "is not the name of its file: it would be run with the folder and the "
                        "stored data of bank"));
-  EXPECT_THAT(inspect({"--json"}).out, HasSubstr("\"warnings\": [\n    \"shop.zip: the manifest"));
+  EXPECT_THAT(inspect({"--json"}).out,
+              HasSubstr("\"warnings\": [\n      \"shop.zip: the manifest"));
 }
 
 TEST_F(InspectTest, TheOwnIdIsNotWarnedOf) {
@@ -257,7 +301,30 @@ TEST_F(InspectTest, WhatIsNoArchiveIsRejected) {
   const ProgramResult result = inspect();
 
   EXPECT_EQ(result.code, kRejected);
-  EXPECT_THAT(result.out, HasSubstr("refused: it is no ZIP archive"));
+  EXPECT_THAT(result.out, StartsWith("refused: the file is no ZIP archive\n"));
+}
+
+TEST_F(InspectTest, ACutOffPackageIsCalledCutOff) {
+  pack();
+  const std::string whole = contentOf(file_);
+  // Before the first inner archive ends, and behind it.
+  for (const std::size_t size : {whole.size() / 10, whole.size() / 2}) {
+    folder_.write("shop.zip", whole.substr(0, size));
+
+    const ProgramResult result = inspect();
+
+    EXPECT_EQ(result.code, kRejected);
+    EXPECT_THAT(result.out,
+                AllOf(StartsWith("refused: the archive is cut off\n"), HasSubstr("[WZ-0111]")))
+        << size;
+  }
+}
+
+TEST_F(InspectTest, APackageWithoutAnArchiveIsRefused) {
+  rebuild({{"readme.txt", "x"}});
+
+  EXPECT_THAT(inspect().out, AllOf(StartsWith("refused: there is no archive in the package\n"),
+                                   HasSubstr("[WZ-0104]")));
 }
 
 TEST_F(InspectTest, AFileThatIsNotThereIsNamed) {
@@ -312,9 +379,9 @@ TEST_F(InspectTest, ATerminalThatWouldNotKeepItSaysWhy) {
   rapidjson::Document document;
   document.Parse(result.out.c_str());
   ASSERT_FALSE(document.HasParseError()) << result.out;
-  EXPECT_TRUE(document["accepted"].GetBool());  // by itself it is sound
-  EXPECT_FALSE(document["onTerminal"]["done"].GetBool());
-  EXPECT_STREQ(document["onTerminal"]["packages"][0]["reasons"][0].GetString(),
+  EXPECT_TRUE(document["result"]["accepted"].GetBool());  // by itself it is sound
+  EXPECT_FALSE(document["result"]["onTerminal"]["done"].GetBool());
+  EXPECT_STREQ(document["result"]["onTerminal"]["packages"][0]["reasons"][0].GetString(),
                "Error: Invalid sponsor list '654321' for installing 'shop', expecting sponsor "
                "'123456'");
 }

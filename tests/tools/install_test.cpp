@@ -78,7 +78,7 @@ class InstallTest : public testing::Test {
   [[nodiscard]] std::vector<std::string> installed() const {
     std::vector<std::string> ids;
     const rapidjson::Document document = list();
-    for (const auto& application : document["applications"].GetArray()) {
+    for (const auto& application : document["result"]["applications"].GetArray()) {
       ids.emplace_back(application["id"].GetString());
     }
     return ids;
@@ -143,8 +143,11 @@ TEST_F(InstallTest, AnotherSponsorsApplicationIsRejectedWithTheReason) {
 
   EXPECT_EQ(result.code, kRejected);
   EXPECT_THAT(linesOf(result.out),
-              Contains("  Error: Invalid sponsor list '654321' for installing 'shop', expecting "
-                       "sponsor '123456'"));
+              IsSupersetOf(Lines{
+                  "  Error: Invalid sponsor list '654321' for installing 'shop', expecting "
+                  "sponsor '123456'",
+                  "  repair of WZ-0503: Pack it for the sponsor that the terminal expects. wz pack "
+                  "APPDIR -o FILE --sponsor ID"}));
 }
 
 TEST_F(InstallTest, AMissingTriggerIsTheReasonWhyAnApplicationVanishes) {
@@ -207,14 +210,16 @@ TEST_F(InstallTest, JsonTellsTheSame) {
   rapidjson::Document document;
   document.Parse(result.out.c_str());
   ASSERT_FALSE(document.HasParseError()) << result.out;
-  EXPECT_EQ(document["result"].GetInt(), 0);
-  EXPECT_STREQ(document["resultWord"].GetString(), "ok");
-  EXPECT_TRUE(document["done"].GetBool());
-  EXPECT_STREQ(document["packages"][0]["file"].GetString(), (folder_ / "shop.zip").c_str());
-  EXPECT_STREQ(document["changes"][0]["change"].GetString(), "installed");
-  EXPECT_STREQ(document["changes"][0]["id"].GetString(), "shop");
-  EXPECT_STREQ(document["changes"][0]["versionNow"].GetString(), "1.2");
-  EXPECT_GT(document["log"].Size(), 5U);
+  EXPECT_EQ(document["result"]["result"].GetInt(), 0);
+  EXPECT_TRUE(document["ok"].GetBool());
+  EXPECT_STREQ(document["result"]["resultWord"].GetString(), "ok");
+  EXPECT_TRUE(document["result"]["done"].GetBool());
+  EXPECT_STREQ(document["result"]["packages"][0]["file"].GetString(),
+               (folder_ / "shop.zip").c_str());
+  EXPECT_STREQ(document["result"]["changes"][0]["change"].GetString(), "installed");
+  EXPECT_STREQ(document["result"]["changes"][0]["id"].GetString(), "shop");
+  EXPECT_STREQ(document["result"]["changes"][0]["versionNow"].GetString(), "1.2");
+  EXPECT_GT(document["result"]["log"].Size(), 5U);
 }
 
 // What a terminal of the user's shows, read by a thread since it holds only so much.
@@ -364,7 +369,7 @@ TEST_F(InstallTest, TheListTellsVersionsAndSponsors) {
 
 TEST_F(InstallTest, AnEmptyTerminalHasAnEmptyList) {
   EXPECT_EQ(runWz({"list", "--terminal", terminal_}).out, "no application is installed\n");
-  EXPECT_EQ(list()["applications"].Size(), 0U);
+  EXPECT_EQ(list()["result"]["applications"].Size(), 0U);
 }
 
 TEST_F(InstallTest, ASignedPackageRemovesAnApplication) {

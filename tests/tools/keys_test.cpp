@@ -153,7 +153,7 @@ TEST(KeysShowTest, HostileOctetsDoNotReachTheUsersTerminal) {
   rapidjson::Document document;
   document.Parse(json.out.c_str());
   ASSERT_TRUE(document.IsObject());
-  EXPECT_STREQ(document["subject"].GetString(), "CN=a\\x1b[2J\\nkind 3\\r\\u{202e}\\xff");
+  EXPECT_STREQ(document["result"]["subject"].GetString(), "CN=a\\x1b[2J\\nkind 3\\r\\u{202e}\\xff");
 }
 
 TEST(KeysShowTest, PrintsJson) {
@@ -166,24 +166,24 @@ TEST(KeysShowTest, PrintsJson) {
   rapidjson::Document document;
   document.Parse(result.out.c_str());
   ASSERT_TRUE(document.IsObject());
-  EXPECT_EQ(document["file"].GetString(), file);
-  EXPECT_EQ(document["octets"].GetUint64(), fs::file_size(file));
-  EXPECT_TRUE(document["isCertificate"].GetBool());
-  EXPECT_STREQ(document["serial"].GetString(), "500001");
-  EXPECT_STREQ(document["serialOctets"].GetString(), "313030303035");
-  EXPECT_EQ(document["subjectKeyId"].GetStringLength(), 40U);
-  EXPECT_EQ(document["authorityKeyId"].GetStringLength(), 40U);
-  EXPECT_STREQ(document["validFrom"].GetString(), "2020-01-01T00:00:00Z");
-  EXPECT_STREQ(document["validTo"].GetString(), "2110-01-01T00:00:00Z");
-  EXPECT_STREQ(document["dates"].GetString(), "valid");
-  EXPECT_EQ(document["keyBits"].GetUint64(), 2048U);
-  EXPECT_STREQ(document["publicExponent"].GetString(), "65537");
-  ASSERT_EQ(document["permissions"].Size(), 1U);
-  EXPECT_STREQ(document["permissions"][0].GetString(), "S14");
-  EXPECT_EQ(document["kind"].GetInt(), 3);
-  EXPECT_TRUE(document["accepted"].GetBool());
-  ASSERT_EQ(document["authorities"].Size(), 1U);
-  EXPECT_EQ(document["authorities"][0].GetInt(), 1);
+  EXPECT_EQ(document["result"]["file"].GetString(), file);
+  EXPECT_EQ(document["result"]["octets"].GetUint64(), fs::file_size(file));
+  EXPECT_TRUE(document["result"]["isCertificate"].GetBool());
+  EXPECT_STREQ(document["result"]["serial"].GetString(), "500001");
+  EXPECT_STREQ(document["result"]["serialOctets"].GetString(), "313030303035");
+  EXPECT_EQ(document["result"]["subjectKeyId"].GetStringLength(), 40U);
+  EXPECT_EQ(document["result"]["authorityKeyId"].GetStringLength(), 40U);
+  EXPECT_STREQ(document["result"]["validFrom"].GetString(), "2020-01-01T00:00:00Z");
+  EXPECT_STREQ(document["result"]["validTo"].GetString(), "2110-01-01T00:00:00Z");
+  EXPECT_STREQ(document["result"]["dates"].GetString(), "valid");
+  EXPECT_EQ(document["result"]["keyBits"].GetUint64(), 2048U);
+  EXPECT_STREQ(document["result"]["publicExponent"].GetString(), "65537");
+  ASSERT_EQ(document["result"]["permissions"].Size(), 1U);
+  EXPECT_STREQ(document["result"]["permissions"][0].GetString(), "S14");
+  EXPECT_EQ(document["result"]["kind"].GetInt(), 3);
+  EXPECT_TRUE(document["result"]["accepted"].GetBool());
+  ASSERT_EQ(document["result"]["authorities"].Size(), 1U);
+  EXPECT_EQ(document["result"]["authorities"][0].GetInt(), 1);
 }
 
 TEST(KeysShowTest, WhatIsNoCertificateIsRejectedInWords) {
@@ -196,15 +196,15 @@ TEST(KeysShowTest, WhatIsNoCertificateIsRejectedInWords) {
 
   EXPECT_EQ(words.code, kRejected);
   EXPECT_EQ(words.out, "");
-  EXPECT_EQ(words.errors, "wz: " + file +
-                              " is no certificate that a terminal reads: it is not of version 3 "
-                              "(-102)\n");
+  EXPECT_THAT(words.errors, StartsWith("wz: " + file +
+                                       " is no certificate that a terminal reads: the certificate "
+                                       "is not of version 3 [WZ-0210]\nwz: repair: "));
   EXPECT_EQ(json.code, kRejected);
   rapidjson::Document document;
   document.Parse(json.out.c_str());
   ASSERT_TRUE(document.IsObject());
-  EXPECT_FALSE(document["isCertificate"].GetBool());
-  EXPECT_STREQ(document["refusal"].GetString(), "it is not of version 3 (-102)");
+  EXPECT_FALSE(document["result"]["isCertificate"].GetBool());
+  EXPECT_STREQ(document["result"]["refusal"].GetString(), "it is not of version 3 (-102)");
 }
 
 TEST(KeysShowTest, PemTextIsToldFromDer) {
@@ -214,7 +214,14 @@ TEST(KeysShowTest, PemTextIsToldFromDer) {
   const ProgramResult result = runWz({"keys", "show", file});
 
   EXPECT_EQ(result.code, kRejected);
-  EXPECT_THAT(result.errors, HasSubstr("it is PEM text where terminals read DER"));
+  EXPECT_THAT(result.errors, HasSubstr("the file is PEM text where terminals read DER [WZ-0241]"));
+}
+
+TEST(KeysShowTest, APrivateKeyIsNamedAsSuch) {
+  const ProgramResult result = runWz({"keys", "show", madeKeys() + "/signers/application.key"});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.errors, HasSubstr("the file is a private key, no certificate [WZ-0242]"));
 }
 
 TEST(KeysShowTest, ACertificateMayComeThroughAPipe) {

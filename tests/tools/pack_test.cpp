@@ -106,7 +106,8 @@ TEST_F(PackTest, KeysWithAuthoritiesOfTheirOwnAreVerifiedByThoseAndSaidSo) {
 
   EXPECT_EQ(result.code, 0);
   EXPECT_THAT(result.errors,
-              AllOf(StartsWith("wz: note: " + madeKeys() + " has authorities of its own")));
+              AllOf(StartsWith("wz: note: " + madeKeys() + " has authorities of its own"),
+                    HasSubstr("[WZ-0905]")));
 }
 
 TEST_F(PackTest, RemovesApplications) {
@@ -210,9 +211,9 @@ TEST_F(PackTest, WhatIsWrongWithTheApplicationIsSaidAtOnce) {
   const ProgramResult result = pack({app_.path()});
 
   EXPECT_EQ(result.code, kRejected);
-  EXPECT_THAT(linesOf(result.errors),
-              testing::UnorderedElementsAre(HasSubstr("has a name of 266 octets"),
-                                            HasSubstr("give it another ending than .mft")));
+  EXPECT_THAT(result.errors,
+              AllOf(HasSubstr("has a name of 266 octets"), HasSubstr("[WZ-0805]"),
+                    HasSubstr("give it another ending than .mft"), HasSubstr("[WZ-0712]")));
 }
 
 TEST_F(PackTest, AControlCharacterInANameDoesNotReachTheUsersTerminal) {
@@ -228,7 +229,7 @@ TEST_F(PackTest, ASponsorThatIsNoneIsRefused) {
   const ProgramResult result = pack({app_.path(), "--sponsor", "12345"});
 
   EXPECT_EQ(result.code, kRejected);
-  EXPECT_EQ(result.errors, "wz: the sponsor 12345 is not six digits\n");
+  EXPECT_EQ(result.errors, "wz: the sponsor 12345 is not six digits [WZ-0714]\n");
 }
 
 TEST_F(PackTest, WithoutASponsorNoTerminalCouldHaveIt) {
@@ -237,7 +238,8 @@ TEST_F(PackTest, WithoutASponsorNoTerminalCouldHaveIt) {
   const ProgramResult result = pack({app_.path()});
 
   EXPECT_EQ(result.code, kRejected);
-  EXPECT_THAT(result.errors, HasSubstr("which sponsors' terminals may have it?"));
+  EXPECT_THAT(result.errors,
+              AllOf(HasSubstr("which sponsors' terminals may have it?"), HasSubstr("[WZ-0901]")));
 }
 
 TEST_F(PackTest, OneApplicationIsRemovedOnce) {
@@ -245,7 +247,8 @@ TEST_F(PackTest, OneApplicationIsRemovedOnce) {
       pack({"--uninstall", "shop", "--uninstall", "SHOP", "--sponsor", "123456"});
 
   EXPECT_EQ(result.code, kRejected);
-  EXPECT_THAT(result.errors, HasSubstr("the application SHOP is named twice"));
+  EXPECT_THAT(result.errors,
+              AllOf(HasSubstr("the application SHOP is named twice"), HasSubstr("[WZ-0902]")));
 }
 
 TEST_F(PackTest, ANameThatTerminalsPassOverIsWrongUsage) {
@@ -264,7 +267,17 @@ TEST_F(PackTest, AMissingKeyDirectoryIsNamed) {
 
   EXPECT_EQ(result.code, kEnvironment);
   EXPECT_THAT(result.errors,
-              HasSubstr("cannot read the certificate " + (folder_ / "none/signers")));
+              AllOf(HasSubstr("cannot read the certificate " + (folder_ / "none/signers")),
+                    HasSubstr("[WZ-0903]")));
+}
+
+TEST_F(PackTest, APlaceThatIsNotThereIsNamed) {
+  file_ = folder_ / "none/shop.zip";
+
+  const ProgramResult result = pack({app_.path()});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, AllOf(HasSubstr(folder_ / "none"), HasSubstr("[WZ-0904]")));
 }
 
 TEST_F(PackTest, TheKeysCanBeNamedByTheEnvironment) {
@@ -272,6 +285,57 @@ TEST_F(PackTest, TheKeysCanBeNamedByTheEnvironment) {
                                      [this] { setenv("WZ_KEYS", (folder_ / "none").c_str(), 1); });
 
   EXPECT_THAT(result.errors, HasSubstr(folder_ / "none/signers"));
+}
+
+TEST_F(PackTest, WhatTheCheckRefusesIsNotPacked) {
+  app_.write("node_modules/x.js", "");
+
+  const ProgramResult result = pack({app_.path()});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.errors, HasSubstr("the folder node_modules would be packed [WZ-0821]"));
+  EXPECT_FALSE(fs::exists(file_));
+}
+
+TEST_F(PackTest, WhatIsDeliberateIsAllowed) {
+  app_.write("node_modules/x.js", "");
+
+  EXPECT_EQ(pack({app_.path(), "--allow", "WZ-0821"}).code, 0);
+}
+
+TEST_F(PackTest, IgnoredFilesAndThePackageItselfStayOut) {
+  app_.write(".wzignore", "*.psd\n");
+  app_.write("logo.psd", "x");
+  file_ = app_ / "shop.zip";
+  ASSERT_EQ(pack({app_.path()}).code, 0);
+  const std::string first = contentOf(file_);
+
+  ASSERT_EQ(pack({app_.path()}).code, 0);
+
+  EXPECT_EQ(contentOf(file_), first);
+  const std::string inner = folder_.write("inner.zip", contentsOf(file_).at("shop.zip"));
+  EXPECT_THAT(namesOf(contentsOf(inner)),
+              ElementsAre("shop.MFT", "shop/img/logo.svg", "shop/index.html"));
+}
+
+TEST_F(PackTest, APackageIsCheckedLikeItsFolder) {
+  app_.write("index.html", "<img src=none.svg>");
+  ASSERT_EQ(pack({app_.path(), "--allow", "WZ-0813"}, DEVELOPMENT_KEYS).code, 0);
+
+  const ProgramResult result = runWz({"check", file_});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(linesOf(result.out),
+              testing::Contains(file_ + "!shop.zip!shop/index.html:1:10: error: none.svg is not "
+                                        "there [WZ-0813]"));
+}
+
+TEST_F(PackTest, AFolderIsCheckedInJson) {
+  const ProgramResult result = runWz({"check", "--json", app_.path()});
+
+  EXPECT_EQ(result.code, 0) << result.out;
+  EXPECT_THAT(result.out, AllOf(HasSubstr("\"schema\": \"urn:wzapp:check:1\""),
+                                HasSubstr("\"applications\": [")));
 }
 
 // ---- wz new ------------------------------------------------------------------------------------

@@ -43,7 +43,7 @@ class PackageMakerTest : public testing::Test {
   [[nodiscard]] ApplicationOrder order() const {
     Findings findings;
     ApplicationOrder order{packaging::readApplicationFolder(app_.path(), findings), {"123456"}};
-    EXPECT_THAT(findings.errors, testing::IsEmpty());
+    EXPECT_TRUE(findings.errors.empty());
     return order;
   }
 

@@ -206,8 +206,9 @@ TEST_F(RunTest, ABrokenManifestIsReportedAsByPack) {
       {"pack", folder, "-o", terminal_.directory() + "/shop.zip", "--keys", DEVELOPMENT_KEYS});
 
   EXPECT_EQ(result.code, kFailed);
-  EXPECT_THAT(result.errors, HasSubstr("(line 2, column "));
-  EXPECT_EQ(result.errors, packed.errors);
+  EXPECT_THAT(result.errors, HasSubstr("/shop/manifest.mft:2:"));
+  EXPECT_THAT(result.errors, HasSubstr("[WZ-0702]"));
+  EXPECT_EQ(linesOf(result.errors).front(), linesOf(packed.errors).front());
 }
 
 TEST_F(RunTest, ApplicationsOfAnOlderLayoutAreMovedBeforeAFolderTakesItsPlace) {

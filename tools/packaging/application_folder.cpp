@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "installer/application_manifest.h"
+#include "packaging/ignore_rules.h"
 #include "packaging/json_problem.h"
 #include "runtime/manifest_entry.h"
 #include "support/app_id.h"
@@ -37,8 +38,13 @@ bool endsInUpperCase(const std::string& text, std::string_view ending) {
 
 class FolderReader {
  public:
-  FolderReader(std::string root, ApplicationFolder& folder, Findings& findings)
-      : root_(std::move(root)), folder_(folder), findings_(findings) {}
+  FolderReader(std::string root, const std::string& leftOut, ApplicationFolder& folder,
+               Findings& findings)
+      : root_(std::move(root)), leftOut_(leftOut), folder_(folder), findings_(findings) {
+    std::string text;
+    const std::string path = root_ + "/" + kIgnoreFile;
+    if (wzapp::readFile(path.c_str(), text)) ignored_ = IgnoreRules(text);
+  }
 
   void readAll() {
     readFolder("");
@@ -54,7 +60,7 @@ class FolderReader {
     for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
       takeEntry(prefix + entry->path().filename().string(), entry->path().string());
     }
-    if (failure) refuse(root_ + "/" + prefix, "cannot be read: " + failure.message());
+    if (failure) refuse("WZ-0802", root_ + "/" + prefix, "cannot be read: " + failure.message());
   }
 
   void takeEntry(const std::string& name, const std::string& path) {
@@ -65,10 +71,18 @@ class FolderReader {
     }
     std::error_code failure;
     const fs::file_status status = fs::symlink_status(path, failure);
+    if (status.type() == fs::file_type::none) {
+      return refuse("WZ-0802", path, "cannot be read: " + failure.message());
+    }
+    if (ignored_.isIgnored(name, fs::is_directory(status)) || isLeftOut(path)) {
+      folder_.leftOut.push_back(name);
+      return;
+    }
     if (fs::is_directory(status)) return readFolder(name + "/");
     if (!fs::is_regular_file(status)) {
-      refuse(path, fs::is_symlink(status) ? "is a symbolic link; put a copy of the file there"
-                                          : "is neither a file nor a folder; take it away");
+      refuse("WZ-0803", path,
+             fs::is_symlink(status) ? "is a symbolic link; put a copy of the file there"
+                                    : "is neither a file nor a folder; take it away");
       return;
     }
     takeFile(name, path);
@@ -76,10 +90,10 @@ class FolderReader {
 
   void takeFile(const std::string& name, const std::string& path) {
     if (access(path.c_str(), R_OK) != 0) {
-      refuse(path, std::string("cannot be read: ") + std::strerror(errno));
+      refuse("WZ-0802", path, std::string("cannot be read: ") + std::strerror(errno));
     }
     if (name.find('\\') != std::string::npos) {
-      refuse(path, "has a \\ in its name, which terminals take for a /; rename it");
+      refuse("WZ-0804", path, "has a \\ in its name, which terminals take for a /; rename it");
     }
     if (name == kFolderManifest) return;
     if (name == kOwnerConfiguration) {
@@ -89,11 +103,19 @@ class FolderReader {
     folder_.files.push_back({name, path});
   }
 
-  void refuse(const std::string& path, const std::string& why) {
-    findings_.errors.push_back(path + " " + why);
+  // By what they are, not by how they are called.
+  [[nodiscard]] bool isLeftOut(const std::string& path) const {
+    std::error_code failure;
+    return !leftOut_.empty() && fs::equivalent(path, leftOut_, failure) && !failure;
+  }
+
+  void refuse(const char* code, const std::string& path, const std::string& why) {
+    findings_.errors.push_back({code, path + " " + why});
   }
 
   std::string root_;
+  std::string leftOut_;
+  IgnoreRules ignored_;
   ApplicationFolder& folder_;
   Findings& findings_;
 };
@@ -110,26 +132,27 @@ bool checkForm(const std::string& path, bool isJson, Findings& findings) {
   static_assert(wzapp::kMaxManifestSize == std::size_t{1} << 20, "the message names it");
   std::string text;
   if (!wzapp::readFile(path.c_str(), text, wzapp::kMaxManifestSize)) {
-    findings.errors.push_back(path +
-                              " cannot be read, or has more than 1 MiB; every application has "
-                              "its manifest there (wz new DIR makes one)");
+    findings.errors.push_back(
+        {"WZ-0701", path + " cannot be read, or has more than 1 MiB; every application has "
+                           "its manifest there (wz new DIR makes one)"});
     return false;
   }
   if (isJson) return true;
   const std::string trimmedText = wzapp::trim(text);
   if (!trimmedText.empty() && trimmedText[0] == '{') {
-    findings.errors.push_back(path + " is " + jsonProblem(text));
+    findings.errors.push_back({"WZ-0702", path + " is " + jsonProblem(text)});
     return false;
   }
   const wzapp::ConfigFile config(path);
   if (config.errorLine() != 0) {
-    findings.errors.push_back(path + " is neither JSON nor sections of keys and values (line " +
-                              std::to_string(config.errorLine()) + ")");
+    findings.errors.push_back(
+        {"WZ-0704", path + " is neither JSON nor sections of keys and values (line " +
+                        std::to_string(config.errorLine()) + ")"});
     return false;
   }
-  findings.warnings.push_back(path +
-                              " is not JSON, so that terminals do not check what the application "
-                              "imports");
+  findings.warnings.push_back(
+      {"WZ-0705", path + " is not JSON, so that terminals do not check what the application "
+                         "imports"});
   return true;
 }
 
@@ -155,7 +178,8 @@ bool checkPage(const zelipc::JSObject& entry, const std::string& manifest,
   if (file.find("://") != std::string::npos) return true;
   const std::string path = wzapp::joinPath(folderPath, file.substr(0, file.find_first_of("?#")));
   if (access(path.c_str(), R_OK) != 0) {
-    findings.warnings.push_back(manifest + " names the page " + file + ", which is not there");
+    findings.warnings.push_back(
+        {"WZ-0810", manifest + " names the page " + file + ", which is not there"});
   }
   return true;
 }
@@ -168,9 +192,9 @@ void checkPages(const zelipc::JSObject& manifest, const std::string& path,
     isStartable = checkPage(triggers.at(i), path, folderPath, findings) || isStartable;
   }
   if (!isStartable) {
-    findings.warnings.push_back(path +
-                                " names no page, so that the application could not be started; "
-                                "write \"desktop\": {\"file\": \"index.html\"}");
+    findings.warnings.push_back(
+        {"WZ-0811", path + " names no page, so that the application could not be started; "
+                           "write \"desktop\": {\"file\": \"index.html\"}"});
   }
 }
 
@@ -179,14 +203,16 @@ void takeIdentity(const std::string& path, ApplicationFolder& folder, Findings& 
   folder.id = wzapp::readManifestAppId(path);
   const std::string why = whyNoApplicationId(folder.id.empty() ? misnamedId(path) : folder.id);
   if (!why.empty()) {
-    findings.errors.push_back(path + ": the application id " + why);
+    findings.errors.push_back(
+        {folder.id.empty() ? "WZ-0710" : "WZ-0711", path + ": the application id " + why});
     return;
   }
   wzapp::ManifestEntry entry;
   if (!wzapp::readManifestEntry(path.c_str(), "desktop", entry) || entry.appId != folder.id) {
-    findings.errors.push_back(path + ": the application would be installed as " + folder.id +
-                              " and run as " + (entry.appId.empty() ? "nothing" : entry.appId) +
-                              "; write the same id in both places");
+    findings.errors.push_back({"WZ-0713", path + ": the application would be installed as " +
+                                              folder.id + " and run as " +
+                                              (entry.appId.empty() ? "nothing" : entry.appId) +
+                                              "; write the same id in both places"});
     return;
   }
   folder.version = entry.version;
@@ -209,32 +235,36 @@ void checkEntryNames(const ApplicationFolder& folder, Findings& findings) {
   for (const FolderFile& file : folder.files) {
     const std::size_t length = folder.id.size() + 1 + file.name.size();
     if (length >= kEntryNameLimit) {
-      findings.errors.push_back(
-          file.path + " has a name of " + std::to_string(length) +
-          " octets in the package, its application's folder included, and terminals read at most " +
-          std::to_string(kEntryNameLimit - 1) + "; shorten it");
+      findings.errors.push_back({"WZ-0805", file.path + " has a name of " + std::to_string(length) +
+                                                " octets in the package, its application's folder "
+                                                "included, and terminals read at most " +
+                                                std::to_string(kEntryNameLimit - 1) +
+                                                "; shorten it"});
     }
     // The last manifest that a terminal meets tells it which application it has installed.
     if (endsInUpperCase(file.name, kManifestEnding) &&
         wzapp::readManifestAppId(file.path) != folder.id) {
-      findings.errors.push_back(file.path +
-                                " would be taken for the application's manifest, and does not say "
-                                "that its id is " +
-                                folder.id + "; give it another ending than .mft");
+      findings.errors.push_back(
+          {"WZ-0712", file.path +
+                          " would be taken for the application's manifest, and does not say "
+                          "that its id is " +
+                          folder.id + "; give it another ending than .mft"});
     }
   }
 }
 
 }  // namespace
 
-ApplicationFolder readApplicationFolder(const std::string& path, Findings& findings) {
+ApplicationFolder readApplicationFolder(const std::string& path, Findings& findings,
+                                        const std::string& leftOut) {
   ApplicationFolder folder;
   std::error_code failure;
   if (!fs::is_directory(path, failure)) {
-    findings.errors.push_back(path + " is no folder; name the folder of an application");
+    findings.errors.push_back(
+        {"WZ-0801", path + " is no folder; name the folder of an application"});
     return folder;
   }
-  FolderReader(path, folder, findings).readAll();
+  FolderReader(path, leftOut, folder, findings).readAll();
   readManifest(path, folder, findings);
   if (findings.errors.empty()) checkEntryNames(folder, findings);
   return folder;

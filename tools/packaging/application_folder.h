@@ -3,7 +3,8 @@
 ///     DIR/manifest.mft      becomes <id>.MFT beside the application's folder
 ///     DIR/confOwner.json    goes into the marketplace package; may be missing
 ///     DIR/...               everything else becomes <id>/..., but for names that begin with a dot:
-///                           those are the developer's own and stay out
+///                           those are the developer's own and stay out, and so does what .wzignore
+///                           says (ignore_rules.h)
 #ifndef PACKAGING_APPLICATION_FOLDER_H
 #define PACKAGING_APPLICATION_FOLDER_H
 
@@ -29,17 +30,25 @@ struct ApplicationFolder {
   FolderFile manifest;
   std::vector<FolderFile> files;     ///< without the two that have a place of their own; sorted
   std::string ownerConfiguration;    ///< path; empty: there is none
-  std::vector<std::string> leftOut;  ///< names that begin with a dot, not looked into; sorted
+  std::vector<std::string> leftOut;  ///< names that stay out, not looked into; sorted
 };
 
-/// What was found out about what is to be packed, each a line of text for the user.
+/// What was found out about what is to be packed: a code of wz's table and a line of text.
+struct Finding {
+  std::string code;
+  std::string text;
+};
+
 struct Findings {
-  std::vector<std::string> errors;    ///< a terminal could not read it, or would refuse it
-  std::vector<std::string> warnings;  ///< it would be installed, but may not be what was meant
+  std::vector<Finding> errors;    ///< a terminal could not read it, or would refuse it
+  std::vector<Finding> warnings;  ///< it would be installed, but may not be what was meant
 };
 
 /// Reads the folder. The result is good when there are no errors.
-[[nodiscard]] ApplicationFolder readApplicationFolder(const std::string& path, Findings& findings);
+/// \param leftOut  a file that stays out whatever its name, such as the package that is made of the
+///                 folder; empty: none.
+[[nodiscard]] ApplicationFolder readApplicationFolder(const std::string& path, Findings& findings,
+                                                      const std::string& leftOut = "");
 
 /// Whether a terminal can read the manifest `path` in one of its two forms. An error, or a warning
 /// about the form, is put into `findings`.

@@ -1,16 +1,93 @@
 // `wz`: makes terminals out of folders; makes, installs, runs and talks to applications on them.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
+#include <iterator>
+#include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "wz/commands/command_line.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/development_roots.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/version.h"
 
 namespace {
+
+// Tell things as they happen.
+constexpr std::string_view kTelling[] = {"run", "host", "listen", "reply"};
+
+// The words of the command stand before its options.
+void promiseJsonIfAsked(int argc, char** argv) {
+  std::string command;
+  bool isAsked = false, areWords = true;
+  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+    const std::string_view argument(argv[i]);
+    areWords = areWords && !argument.starts_with('-');
+    if (argument == "--json") isAsked = true;
+    if (i == 1 && areWords) command = argument;
+    if (i == 2 && areWords && (command == "keys" || command == "terminal")) {
+      command.append(" ").append(argument);
+    }
+  }
+  const bool isTelling = std::ranges::find(kTelling, command) != std::end(kTelling);
+  if (isAsked) {
+    wz::promiseJson(command, isTelling ? wz::JsonForm::kLines : wz::JsonForm::kDocument);
+  }
+}
+
+// The arguments that the command does not take, in the order in which they were given.
+std::vector<std::string> unexpected(const CLI::App& app, int argc, char** argv) {
+  std::vector<std::string> rest = app.remaining(true);
+  std::vector<std::string> inOrder;
+  for (int i = 1; i < argc; ++i) {
+    const auto found = std::ranges::find(rest, argv[i]);
+    if (found == rest.end()) continue;
+    inOrder.push_back(*found);
+    rest.erase(found);
+  }
+  inOrder.insert(inOrder.end(), rest.begin(), rest.end());
+  return inOrder;
+}
+
+std::string wordsOf(const CLI::App& app, const CLI::ParseError& problem, int argc, char** argv) {
+  const std::vector<std::string> rest = unexpected(app, argc, argv);
+  if (rest.empty() || dynamic_cast<const CLI::ExtrasError*>(&problem) == nullptr) {
+    return problem.what();
+  }
+  const auto isOption = [](const std::string& word) { return word.size() > 1 && word[0] == '-'; };
+  const auto option = std::ranges::find_if(rest, isOption);
+  if (option != rest.end()) {
+    return "there is no option " + *option + wz::suggestedOption(app, *option);
+  }
+  return "not expected: " + wz::joined(rest, " ");
+}
+
+// "wz keys show"
+std::string commandOf(const CLI::App& app) {
+  std::string words = app.get_name();
+  for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
+    at = at->get_subcommands().front();
+    words += " " + at->get_name();
+  }
+  return words;
+}
+
+// Help goes to standard output.
+int exitOf(const CLI::App& app, const CLI::ParseError& problem, int argc, char** argv) {
+  if (problem.get_exit_code() == 0) {
+    std::ostringstream out, errors;
+    app.exit(problem, out, errors);
+    wz::printText(out.str());
+    return wz::kDone;
+  }
+  wz::printMessage(wordsOf(app, problem, argc, argv) + "; see " + commandOf(app) + " --help");
+  return wz::kUsage;
+}
 
 int runCommandLine(int argc, char** argv) {
   CLI::App app(
@@ -27,16 +104,21 @@ int runCommandLine(int argc, char** argv) {
   wz::addMessageCommands(app, action);
   wz::addKeyCommands(app, action);
   wz::addPackageCommands(app, action);
+  wz::addHelpCommand(app, action);
+  wz::addCompletionCommand(app, action);
+  promiseJsonIfAsked(argc, argv);
   // What is no command at all is otherwise only called one too few.
   const auto isFirst = [&](const CLI::App* command) { return command->check_name(argv[1]); };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isFirst).empty()) {
-    wz::printMessage("there is no command " + std::string(argv[1]) + "; see wz --help");
+    const std::string word = argv[1];
+    wz::printMessage("there is no command " + word + wz::suggestedCommand(app, word) +
+                     "; see wz --help");
     return wz::kUsage;
   }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& problem) {
-    return app.exit(problem) == 0 ? wz::kDone : wz::kUsage;
+    return exitOf(app, problem, argc, argv);
   }
   return action();
 }
@@ -44,10 +126,13 @@ int runCommandLine(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  wz::occupyStandardFiles();
+  int code = wz::kEnvironment;
   try {
-    return runCommandLine(argc, argv);
+    code = runCommandLine(argc, argv);
   } catch (const std::exception& problem) {
     wz::printMessage(problem.what());
-    return wz::kEnvironment;
   }
+  wz::finishJson(code);
+  return wz::reportLostOutput() ? wz::kEnvironment : code;
 }

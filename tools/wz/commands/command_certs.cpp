@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "wz/commands/commands.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/reports/output_file.h"
 #include "wz/terminal/session.h"
@@ -50,6 +51,14 @@ std::string describe(const Counts& counts, const std::string& where) {
          std::to_string(counts.authorities) + " authorities";
 }
 
+void printJson(const Counts& counts, const std::string& file) {
+  printJsonDocument("certs", true, {}, [&](JsonWriter& writer) {
+    putText(writer, "file", file);
+    putNumber(writer, "terminal", counts.terminal);
+    putNumber(writer, "authorities", counts.authorities);
+  });
+}
+
 }  // namespace
 
 int writeCertificates(const CertificatesOptions& options) {
@@ -58,6 +67,10 @@ int writeCertificates(const CertificatesOptions& options) {
   if (!file.choose(options.file, error)) {
     printMessage(error);
     return kEnvironment;
+  }
+  if (options.asJson && file.isStandardOutput()) {
+    printMessage("with --json the archive cannot go to standard output, too; name a file with -o");
+    return kUsage;
   }
   if (!enterChosenTerminal(options.terminal)) return kEnvironment;
   std::string archive;
@@ -70,7 +83,9 @@ int writeCertificates(const CertificatesOptions& options) {
     printMessage(error);
     return kEnvironment;
   }
-  if (file.isStandardOutput()) {
+  if (options.asJson) {
+    printJson(count(archive), options.file);
+  } else if (file.isStandardOutput()) {
     printMessage(describe(count(archive), ""));
   } else {
     printLine(describe(count(archive), " to " + options.file));

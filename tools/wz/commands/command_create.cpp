@@ -1,6 +1,7 @@
 #include <string>
 
 #include "wz/commands/commands.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/own_terminal.h"
 #include "wz/terminal/screen_trial.h"
@@ -28,9 +29,15 @@ int createTerminal(const CreateOptions& options) {
     printMessage(error);
     return kEnvironment;
   }
-  printLine("made the terminal " + options.directory);
-  for (const std::string& contradiction : modelContradictions(terminal.profile))
+  for (const std::string& contradiction : modelContradictions(terminal.profile)) {
     printMessage("note: " + contradiction);
+  }
+  if (options.asJson) {
+    printJsonDocument("terminal create", true, {},
+                      [&](JsonWriter& writer) { putText(writer, "directory", options.directory); });
+  } else {
+    printLine("made the terminal " + options.directory);
+  }
   return kDone;
 }
 

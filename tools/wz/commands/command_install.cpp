@@ -13,7 +13,7 @@ int install(const InstallOptions& options) {
   if (const int code = files.open(options.packages); code != kDone) return code;
   TerminalChange change;
   if (!change.begin(options.terminal) || !files.copyIn()) return kEnvironment;
-  return installAsCommand(files.packages(), options.asJson);
+  return installAsCommand("install", files.packages(), options.asJson);
 }
 
 }  // namespace wz

@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -9,11 +10,14 @@
 #include "support/file_system.h"
 #include "wz/commands/commands.h"
 #include "wz/reports/acceptance.h"
+#include "wz/reports/certificate_cause.h"
 #include "wz/reports/certificate_facts.h"
 #include "wz/reports/certificate_output.h"
-#include "wz/reports/json_output.h"
+#include "wz/reports/diagnostic.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/words/exit_code.h"
+#include "wz/words/explain.h"
 
 namespace wz {
 namespace {
@@ -26,6 +30,7 @@ struct Report {
   std::string refusal;
   CertificateFacts facts;
   Acceptance acceptance;
+  Diagnostics diagnostics;
 };
 
 // Unlike what a terminal reads, this may be a pipe that its writer fills while it is read.
@@ -50,6 +55,12 @@ bool readInput(const std::string& file, std::string& content) {
   return false;
 }
 
+void addCause(const std::optional<CertificateCause>& cause, Report& report) {
+  if (!cause) return;
+  report.diagnostics.push_back(
+      {cause->code, lowerFirst(codeOf(cause->code).title), report.file, "", 0, 0, cause->evidence});
+}
+
 Report examine(const std::string& file, const std::string& content) {
   const wzapp::ByteView der = wzapp::viewOf(content);
   Report report;
@@ -58,10 +69,9 @@ Report examine(const std::string& file, const std::string& content) {
   report.isCertificate = readFacts(der, currentTime(), report.facts, report.refusal);
   if (report.isCertificate) {
     report.acceptance = judge(der, report.facts, wzapp::authorities());
-  } else if (content.rfind("-----BEGIN", 0) == 0) {
-    report.refusal =
-        "it is PEM text where terminals read DER; openssl x509 -in FILE -outform DER -out OTHER "
-        "makes one of the other";
+    addCause(whyNotAccepted(der, report.acceptance, report.facts, wzapp::authorities()), report);
+  } else {
+    addCause(whyNotRead(der), report);
   }
   return report;
 }
@@ -70,25 +80,37 @@ void printWords(const Report& report) {
   printFact("", "file", report.file + ", " + std::to_string(report.size) + " octets");
   printCertificate(report.facts, report.acceptance.kind,
                    acceptanceText(report.acceptance, report.facts), "");
+  printDiagnostics(report.diagnostics, false);
+}
+
+void printRefusal(const Report& report) {
+  for (const Diagnostic& cause : report.diagnostics) {
+    printMessage(report.file + " is no certificate that a terminal reads: " + cause.message + " [" +
+                 cause.code + "]");
+    if (!cause.evidence.empty()) printMessage("found: " + cause.evidence);
+    printMessage("repair: " + repairOf(cause));
+  }
 }
 
 void printJson(const Report& report) {
-  printJsonObject([&report](JsonWriter& writer) {
-    putText(writer, "file", report.file);
-    putNumber(writer, "octets", report.size);
-    putFlag(writer, "isCertificate", report.isCertificate);
-    if (!report.isCertificate) {
-      putText(writer, "refusal", report.refusal);
-      return;
-    }
-    const Acceptance& acceptance = report.acceptance;
-    putCertificate(writer, report.facts, acceptance.kind, acceptanceText(acceptance, report.facts));
-    putFlag(writer, "accepted", acceptance.kind != 0);
-    writer.Key("authorities");
-    writer.StartArray();
-    for (const std::size_t row : acceptance.rows) writer.Uint64(row);
-    writer.EndArray();
-  });
+  printJsonDocument("keys show", report.isCertificate, report.diagnostics,
+                    [&report](JsonWriter& writer) {
+                      putText(writer, "file", report.file);
+                      putNumber(writer, "octets", report.size);
+                      putFlag(writer, "isCertificate", report.isCertificate);
+                      if (!report.isCertificate) {
+                        putText(writer, "refusal", report.refusal);
+                        return;
+                      }
+                      const Acceptance& acceptance = report.acceptance;
+                      putCertificate(writer, report.facts, acceptance.kind,
+                                     acceptanceText(acceptance, report.facts));
+                      putFlag(writer, "accepted", acceptance.kind != 0);
+                      writer.Key("authorities");
+                      writer.StartArray();
+                      for (const std::size_t row : acceptance.rows) writer.Uint64(row);
+                      writer.EndArray();
+                    });
 }
 
 }  // namespace
@@ -102,7 +124,7 @@ int showKey(const ShowKeyOptions& options) {
   } else if (report.isCertificate) {
     printWords(report);
   } else {
-    printMessage(report.file + " is no certificate that a terminal reads: " + report.refusal);
+    printRefusal(report);
   }
   return report.isCertificate ? kDone : kApplicationFailed;
 }

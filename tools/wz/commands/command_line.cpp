@@ -1,5 +1,7 @@
 #include "wz/commands/command_line.h"
 
+#include <cstdlib>
+
 namespace wz {
 namespace {
 
@@ -24,14 +26,30 @@ void addTerminal(CLI::App& command, std::string& terminal) {
       ->type_name("DIR");
 }
 
+CLI::Validator aboveZero() {
+  const auto check = [](const std::string& text) {
+    char* end = nullptr;
+    const double number = std::strtod(text.c_str(), &end);
+    const bool isOne = !text.empty() && *end == '\0' && number > 0;
+    return isOne ? std::string() : "a number above 0 is wanted, not " + text;
+  };
+  return {check, ""};
+}
+
 void addTimeout(CLI::App& command, double& seconds, const std::string& meaning) {
-  command.add_option("--timeout", seconds, meaning)
-      ->type_name("SECONDS")
-      ->check(CLI::PositiveNumber);
+  command.add_option("--timeout", seconds, meaning)->type_name("SECONDS")->check(aboveZero());
 }
 
 void addCount(CLI::App& command, unsigned& count, const std::string& meaning) {
-  command.add_option("--count", count, meaning)->type_name("N")->check(CLI::PositiveNumber);
+  command.add_option("--count", count, meaning)->type_name("N")->check(aboveZero());
+}
+
+void addJson(CLI::App& command, bool& asJson) {
+  command.add_flag("--json", asJson, "Print one JSON document");
+}
+
+void addJsonLines(CLI::App& command, bool& asJson) {
+  command.add_flag("--json", asJson, "Print one JSON object a line");
 }
 
 }  // namespace wz

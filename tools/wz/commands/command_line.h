@@ -11,6 +11,9 @@ namespace wz {
 /// What the command that the user gave does; it returns an exit code.
 using Action = std::function<int()>;
 
+/// Takes numbers above 0 alone, and says so in a few words.
+CLI::Validator aboveZero();
+
 /// What stands below the options of a command: its examples, a line each, and the exit codes.
 std::string footer(const std::string& examples);
 
@@ -18,6 +21,8 @@ std::string footer(const std::string& examples);
 void addTerminal(CLI::App& command, std::string& terminal);
 void addTimeout(CLI::App& command, double& seconds, const std::string& meaning);
 void addCount(CLI::App& command, unsigned& count, const std::string& meaning);
+void addJson(CLI::App& command, bool& asJson);       ///< one document
+void addJsonLines(CLI::App& command, bool& asJson);  ///< an object a line
 
 // Each of these adds commands to `app`. The one that is given sets `action` while the command line
 // is parsed; both must outlive that.
@@ -26,6 +31,13 @@ void addRunCommands(CLI::App& app, Action& action);       ///< run, replay, exec
 void addMessageCommands(CLI::App& app, Action& action);   ///< listen, notify, reply
 void addKeyCommands(CLI::App& app, Action& action);       ///< keys init, keys show, certs
 void addPackageCommands(CLI::App& app, Action& action);   ///< new, pack, inspect, install and so on
+void addHelpCommand(CLI::App& app, Action& action);       ///< help
+void addCompletionCommand(CLI::App& app, Action& action);  ///< completion
+
+/// "; did you mean pack?", or nothing where no name is near.
+std::string suggestedCommand(const CLI::App& app, const std::string& word);
+/// Among the options of the command that was given.
+std::string suggestedOption(const CLI::App& app, const std::string& word);
 
 }  // namespace wz
 

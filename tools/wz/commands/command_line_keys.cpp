@@ -12,6 +12,7 @@ void addInit(CLI::App& keys, Action& action) {
   command.add_option("DIR", kept->directory, "The new folder; it must not exist")
       ->required()
       ->type_name("");
+  addJson(command, kept->asJson);
   command.footer(
       footer("  wz keys init keys\n"
              "  wz keys init ~/wz/keys && wz terminal create desk --roots ~/wz/keys/roots\n") +
@@ -25,7 +26,7 @@ void addShow(CLI::App& keys, Action& action) {
   CLI::App& command =
       *keys.add_subcommand("show", "Explain a certificate, and what a terminal makes of it");
   command.add_option("FILE", kept->file, "The certificate, DER")->required()->type_name("");
-  command.add_flag("--json", kept->asJson, "Print one JSON object");
+  addJson(command, kept->asJson);
   command.footer(
       footer("  wz keys show keys/signers/application.der\n"
              "  wz keys show --json shop.crt\n") +
@@ -41,6 +42,7 @@ void addCertificates(CLI::App& app, Action& action) {
   command.add_option("-o,--output", kept->file, "The tar archive; - for standard output")
       ->required()
       ->type_name("FILE");
+  addJson(command, kept->asJson);
   command.footer(
       footer("  wz certs --terminal desk -o certificates.tar\n"
              "  wz certs --terminal desk -o - | tar -tv\n") +

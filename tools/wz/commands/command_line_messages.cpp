@@ -20,7 +20,7 @@ void addListen(CLI::App& app, Action& action) {
   addCount(command, options.count, "End after this number of notifications\n(default: never)");
   addTimeout(command, options.timeoutSeconds,
              "End after this time; it is a failure when --count is\nnot reached by then");
-  command.add_flag("--json", options.asJson, "Print one JSON object a line");
+  addJsonLines(command, options.asJson);
   command.footer(
       footer("  wz listen --terminal desk 1 _WZLog\n"
              "  wz listen --terminal desk till PAID CANCELLED --count 1 --timeout 10\n"));
@@ -47,6 +47,7 @@ void addNotify(CLI::App& app, Action& action) {
   command.add_option("--reply-name", options.replyName, "Name of the reply (default: NAME_reply)")
       ->type_name("NAME");
   addTimeout(command, options.timeoutSeconds, "With --wait: wait no longer (default: 30)");
+  addJson(command, options.asJson);
   command.footer(
       footer("  wz notify --terminal desk till PAID '{\"amount\": 1250}'\n"
              "  wz notify --terminal desk oatmere-club MEMBER_LOOKUP --wait\n"));
@@ -70,6 +71,7 @@ void addReply(CLI::App& app, Action& action) {
   addCount(command, options.count, "End after this number of answers (default: never)");
   addTimeout(command, options.timeoutSeconds,
              "End after this time; it is a failure when --count is\nnot reached by then");
+  addJsonLines(command, options.asJson);
   command.footer(
       footer("  wz reply --terminal desk oatmere-club MEMBER_LOOKUP '{\"known\": false}'\n"
              "  wz reply --terminal desk host AUTHORISE true --count 1\n"));
@@ -84,7 +86,7 @@ void addHost(CLI::App& app, Action& action) {
   addTerminal(command, options.terminal);
   command.add_flag("--example", options.printExample, "Print a file to begin with");
   command.add_flag("--schema", options.printSchema, "Print the JSON Schema of such files");
-  command.add_flag("--json", options.asJson, "Print one JSON object a line");
+  addJsonLines(command, options.asJson);
   addCount(command, options.count, "End after this number of notifications\n(default: never)");
   addTimeout(command, options.timeoutSeconds,
              "End after this time; it is a failure when --count is\nnot reached by then");

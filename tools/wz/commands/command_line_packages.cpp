@@ -22,6 +22,16 @@ void addKeys(CLI::App& command, SigningOptions& signing) {
       ->type_name("CMD");
 }
 
+void addAllowed(CLI::App& command, std::vector<std::string>& allowed) {
+  command
+      .add_option("--allow", allowed,
+                  "A code that is deliberate and does not count; may be\n"
+                  "repeated")
+      ->type_name("CODE")
+      ->expected(1)
+      ->take_all();
+}
+
 void addNew(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<NewOptions>();
   kept->sponsor = "123456";
@@ -33,6 +43,7 @@ void addNew(CLI::App& app, Action& action) {
   command.add_option("--sponsor", kept->sponsor, "Sponsor whose terminals may have it")
       ->capture_default_str()
       ->type_name("ID");
+  addJson(command, kept->asJson);
   command.footer(
       footer("  wz new shop && wz run --terminal desk shop\n"
              "  wz new ~/apps/shop --id corner-shop --sponsor 654321\n") +
@@ -60,6 +71,7 @@ void addPack(CLI::App& app, Action& action) {
   command.add_flag("--application-only", kept->applicationOnly,
                    "Leave the marketplace package out, without which a\n"
                    "terminal that has none removes the application again");
+  addAllowed(command, kept->allowed);
   command
       .add_option("--uninstall", kept->removals,
                   "Instead of APPDIR: make a package that removes this\n"
@@ -67,6 +79,7 @@ void addPack(CLI::App& app, Action& action) {
       ->type_name("ID")
       ->expected(1)
       ->take_all();
+  addJson(command, kept->asJson);
   command.footer(
       footer("  wz pack shop -o shop.zip --keys keys --sponsor 123456\n"
              "  wz pack --uninstall shop -o no-shop.zip --keys keys --sponsor 123456\n") +
@@ -75,8 +88,8 @@ void addPack(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return pack(*kept); }; });
 }
 
-void addJson(CLI::App& command, bool& asJson) {
-  command.add_flag("--json", asJson, "Print one JSON object");
+void addVerbose(CLI::App& command, bool& verbose, const char* meaning) {
+  command.add_flag("--verbose", verbose, meaning);
 }
 
 void addInspect(CLI::App& app, Action& action) {
@@ -89,12 +102,71 @@ void addInspect(CLI::App& app, Action& action) {
                   "tried out on a copy")
       ->type_name("DIR");
   addJson(command, kept->asJson);
+  addVerbose(command, kept->verbose, "Print every check, entry and certificate");
   command.footer(
       footer("  wz inspect shop.zip\n"
              "  wz inspect shop.zip --terminal desk --json\n") +
       "\n\nEach archive in the package goes through the checks of a terminal, up to the first\n"
       "that fails. Without --terminal, every authority compiled in counts as trusted.");
   command.callback([&action, kept] { action = [kept] { return inspect(*kept); }; });
+}
+
+void addCheck(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<CheckFilesOptions>();
+  CLI::App& command = *app.add_subcommand("check", "Say what is wrong with applications");
+  command.add_option("FILE", kept->files, "Folders of applications, or packages")
+      ->required()
+      ->type_name("");
+  addAllowed(command, kept->allowed);
+  command
+      .add_option("--engine", kept->engine,
+                  "Major version of the terminal's browser: warn of what\n"
+                  "scripts and styles use that is newer")
+      ->type_name("N")
+      ->check(aboveZero());
+  addJson(command, kept->asJson);
+  command.add_flag("--quiet", kept->quiet, "Say nothing of what is sound");
+  addVerbose(command, kept->verbose, "Print the rule behind each finding");
+  command.footer(
+      footer("  wz check shop\n"
+             "  wz check shop.zip --allow WZ-0824 --engine 87\n") +
+      "\n\nwz explain CODE tells more of a finding. Errors count as rejected, warnings do not.");
+  command.callback([&action, kept] { action = [kept] { return check(*kept); }; });
+}
+
+void addExplain(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<ExplainOptions>();
+  CLI::App& command =
+      *app.add_subcommand("explain", "Explain a code, or a line of an installation's log");
+  command
+      .add_option("TEXT", kept->text,
+                  "A code such as WZ-0304, a number of the library such as\n"
+                  "-216, a line of a log, or words; without it every code is\n"
+                  "listed")
+      ->type_name("");
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz explain WZ-0304\n"
+             "  wz explain \"Error: Signature 'SHOP.P7S' not found\"\n"));
+  command.callback([&action, kept] { action = [kept] { return explain(*kept); }; });
+}
+
+void addDoctor(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<DoctorOptions>();
+  CLI::App& command = *app.add_subcommand("doctor", "Say what this machine lacks");
+  command
+      .add_option("--terminal", kept->terminal,
+                  "A terminal in which leftovers of killed programs are\n"
+                  "looked for, too (default: what WZ_TERMINAL says)")
+      ->type_name("DIR");
+  command.add_flag("--repair", kept->repairs, "Remove what killed programs have left");
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz doctor\n"
+             "  wz doctor --repair\n") +
+      "\n\nEach finding comes with the command that mends it. What hinders every application ends "
+      "it\nwith 3, warnings do not.");
+  command.callback([&action, kept] { action = [kept] { return doctor(*kept); }; });
 }
 
 void addInstall(CLI::App& app, Action& action) {
@@ -144,6 +216,9 @@ void addPackageCommands(CLI::App& app, Action& action) {
   addNew(app, action);
   addPack(app, action);
   addInspect(app, action);
+  addCheck(app, action);
+  addExplain(app, action);
+  addDoctor(app, action);
   addInstall(app, action);
   addList(app, action);
   addRemove(app, action);

@@ -91,6 +91,7 @@ void addReplay(CLI::App& app, Action& action) {
       ->capture_default_str()
       ->type_name("SECONDS");
   command.add_flag("--window", options.window, "Show the page in a window");
+  addJson(command, options.asJson);
   command.footer(
       footer("  wz run --terminal desk --record pay.jsonl ./shop\n"
              "  wz replay --terminal desk pay.jsonl ./shop\n") +

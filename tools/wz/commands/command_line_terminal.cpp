@@ -13,6 +13,7 @@ void addShow(CLI::App& terminal, Action& action) {
   command
       .add_option("DIR", kept->directory, "The terminal's folder (default: as WZ_TERMINAL says)")
       ->type_name("");
+  addJson(command, kept->asJson);
   command.footer(
       footer("  wz terminal show desk\n"
              "  wz terminal show\n") +
@@ -83,6 +84,7 @@ void addTerminalCommands(CLI::App& app, Action& action) {
       .add_option("--triggers-version", exports.triggersVersion, "Version of the exported triggers")
       ->capture_default_str()
       ->type_name("VERSION");
+  addJson(command, kept->asJson);
   command.footer(
       footer("  wz terminal create desk\n"
              "  wz terminal create desk --model N255k --display 320x480 --roots keys/roots\n"));

@@ -4,8 +4,9 @@
 
 #include "support/text.h"
 #include "wz/commands/commands.h"
+#include "wz/reports/diagnostic.h"
 #include "wz/reports/installed_applications.h"
-#include "wz/reports/json_output.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/application.h"
 #include "wz/terminal/session.h"
@@ -43,7 +44,7 @@ void printWords(const InstalledApplications& applications,
 
 void printJson(const InstalledApplications& applications,
                const std::vector<RunningFolder>& running) {
-  printJsonObject([&](JsonWriter& writer) {
+  printJsonDocument("list", true, {}, [&](JsonWriter& writer) {
     writer.Key("applications");
     writer.StartArray();
     for (const auto& [upperId, application] : applications) {

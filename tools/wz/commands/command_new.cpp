@@ -6,9 +6,11 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "packaging/application_folder.h"
 #include "wz/commands/commands.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/words/application_template.h"
 #include "wz/words/exit_code.h"
@@ -74,6 +76,16 @@ bool makeFolder(const fs::path& folder) {
   return true;
 }
 
+void printJson(const NewOptions& options) {
+  std::vector<std::string> files;
+  for (const TemplateFile& file : applicationTemplate()) files.emplace_back(file.name);
+  printJsonDocument("new", true, {}, [&](JsonWriter& writer) {
+    putText(writer, "application", options.id);
+    putText(writer, "folder", options.directory);
+    putTexts(writer, "files", files);
+  });
+}
+
 }  // namespace
 
 int makeApplication(const NewOptions& given) {
@@ -89,6 +101,10 @@ int makeApplication(const NewOptions& given) {
     replaceAll(content, "@ID@", options.id);
     replaceAll(content, "@SPONSOR@", options.sponsor);
     if (!writeFile(folder / file.name, content)) return kEnvironment;
+  }
+  if (options.asJson) {
+    printJson(options);
+    return kDone;
   }
   printLine("made the application " + options.id + " in " + options.directory);
   printLine("  run it   wz run " + options.directory);

@@ -5,6 +5,8 @@
 #include <string>
 
 #include "wz/commands/commands.h"
+#include "wz/reports/json_document.h"
+#include "wz/reports/message_output.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
@@ -20,12 +22,31 @@ bool isOurs(const Message& message, const NotifyOptions& options) {
   return message.to == options.to && message.name == options.name && message.from == options.from;
 }
 
+// The reply's value, JSON, as the result.
+void printJson(const std::string* reply) {
+  printJsonDocument("notify", true, {}, [reply](JsonWriter& writer) {
+    writer.Key("reply");
+    if (reply == nullptr) {
+      writer.Null();
+      return;
+    }
+    zelipc::JSObject value;
+    value.parse(reply->c_str());
+    const std::string text = asciiJson(value);
+    writer.RawValue(text.data(), text.size(), rapidjson::kObjectType);
+  });
+}
+
 // Prints the reply. False when there is none.
 bool awaitReply(Messages& messages, const NotifyOptions& options, const std::string& replyName) {
   const Deadline deadline = deadlineIn(options.timeoutSeconds);
   while (const std::optional<Message> message = messages.take(deadline)) {
     if (!message->undelivered) {
-      printLine(message->payload);
+      if (options.asJson) {
+        printJson(&message->payload);
+      } else {
+        printLine(message->payload);
+      }
       return true;
     }
     if (isOurs(*message, options)) {
@@ -78,7 +99,9 @@ int notify(const NotifyOptions& options) {
   if (options.waitForReply) {
     return awaitReply(messages, options, replyName) ? kDone : kApplicationFailed;
   }
-  return awaitReturn(messages, options) ? kApplicationFailed : kDone;
+  if (awaitReturn(messages, options)) return kApplicationFailed;
+  if (options.asJson) printJson(nullptr);
+  return kDone;
 }
 
 }  // namespace wz

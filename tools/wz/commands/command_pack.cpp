@@ -8,8 +8,10 @@
 #include "packaging/package_maker.h"
 #include "packaging/temporary_folders.h"
 #include "support/text.h"
+#include "wz/check/folder_check.h"
 #include "wz/commands/commands.h"
 #include "wz/commands/signing_options.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/reports/package_report.h"
 #include "wz/words/exit_code.h"
@@ -21,21 +23,26 @@ using packaging::Findings;
 
 // False after a message for every error.
 bool printFindings(const Findings& findings) {
-  for (const std::string& warning : findings.warnings) printMessage("warning: " + warning);
-  for (const std::string& error : findings.errors) printMessage(error);
+  for (const packaging::Finding& warning : findings.warnings) {
+    printMessage("warning: " + warning.text + " [" + warning.code + "]");
+  }
+  for (const packaging::Finding& error : findings.errors) {
+    printMessage(error.text + " [" + error.code + "]");
+  }
   return findings.errors.empty();
 }
 
 void checkSponsors(const std::vector<std::string>& sponsors, Findings& findings) {
   if (sponsors.empty()) {
     findings.errors.push_back(
-        "which sponsors' terminals may have it? Name each with --sponsor ID, or in the manifest: "
-        "\"sponsors\": [\"123456\"]");
+        {"WZ-0901",
+         "which sponsors' terminals may have it? Name each with --sponsor ID, or in the manifest: "
+         "\"sponsors\": [\"123456\"]"});
   }
   for (const std::string& sponsor : sponsors) {
     if (const std::string why = packaging::whyNoSponsor(sponsor); !why.empty()) {
       findings.errors.push_back(
-          std::string("the sponsor ").append(sponsor).append(" ").append(why));
+          {"WZ-0714", std::string("the sponsor ").append(sponsor).append(" ").append(why)});
     }
   }
 }
@@ -68,9 +75,30 @@ bool verify(const std::string& made, const std::string& keys, const SigningAutho
   if (!authorities.areCompiledIn()) {
     printMessage("note: " + keys +
                  " has authorities of its own; only terminals whose library was built with them "
-                 "take the package, and this wz was not");
+                 "take the package, and this wz was not [WZ-0905]");
   }
   return true;
+}
+
+void printJson(const PackOptions& options, const Diagnostics& diagnostics,
+               const PackageReport& report) {
+  printJsonDocument("pack", true, diagnostics, [&](JsonWriter& writer) {
+    std::error_code failure;
+    putText(writer, "file", options.output);
+    putNumber(writer, "octets", std::filesystem::file_size(options.output, failure));
+    writer.Key("archives");
+    writer.StartArray();
+    for (const InnerPackage& inner : report.inners) {
+      writer.StartObject();
+      putText(writer, "entry", inner.entry);
+      putText(writer, "kind", innerKindText(inner.kind));
+      putText(writer, "application", inner.id);
+      putNumber(writer, "files", inner.entries.size());
+      writer.EndObject();
+    }
+    writer.EndArray();
+    putTexts(writer, "warnings", report.warnings);
+  });
 }
 
 void printMade(const std::string& file, const PackageReport& report) {
@@ -88,7 +116,7 @@ void printMade(const std::string& file, const PackageReport& report) {
 // Makes the package beside its place, and moves it there when it is verified.
 template <typename Order>
 int makeVerified(const Order& order, const PackOptions& options, const std::string& keys,
-                 const packaging::PackageSigners& signers) {
+                 const packaging::PackageSigners& signers, const Diagnostics& diagnostics) {
   SigningAuthorities authorities;
   if (!authorities.load(keys)) return kEnvironment;
   std::string error;
@@ -103,25 +131,55 @@ int makeVerified(const Order& order, const PackOptions& options, const std::stri
       error);
   if (isRefused) return kApplicationFailed;
   if (!isMade) {
-    printMessage(error);
+    printMessage(error + " [WZ-0904]");
     return kEnvironment;
   }
-  printMade(options.output, report);
+  if (options.asJson) {
+    printJson(options, diagnostics, report);
+  } else {
+    printMade(options.output, report);
+  }
   return kDone;
 }
 
+// The same as wz check does it; what packing itself asks for cannot be allowed away.
+Diagnostics checkApplication(const PackOptions& options) {
+  CheckOptions how;
+  how.leftOut = options.output;
+  std::vector<CheckReport> reports{checkFolder(options.folder, how)};
+  dropAllowed(options.allowed, reports);
+  return reports.front().diagnostics;
+}
+
+void printCheck(const PackOptions& options, const Diagnostics& diagnostics) {
+  if (options.asJson && hasErrors(diagnostics)) {
+    printJsonFailure("pack", diagnostics);
+  }
+  if (options.asJson) return;
+  for (const Diagnostic& diagnostic : diagnostics) {
+    printMessage(textOf(diagnostic));
+    if (!diagnostic.evidence.empty()) printMessage("found: " + diagnostic.evidence);
+    printMessage("repair: " + repairOf(diagnostic));
+  }
+}
+
 int packApplication(const PackOptions& options, const std::string& keys) {
+  const Diagnostics diagnostics = checkApplication(options);
+  printCheck(options, diagnostics);
+  if (hasErrors(diagnostics)) return kApplicationFailed;
   Findings findings;
-  packaging::ApplicationOrder order{packaging::readApplicationFolder(options.folder, findings),
-                                    options.sponsors, options.applicationOnly};
+  packaging::ApplicationOrder order{
+      packaging::readApplicationFolder(options.folder, findings, options.output), options.sponsors,
+      options.applicationOnly};
   if (order.sponsors.empty()) order.sponsors = order.folder.sponsors;
   if (findings.errors.empty() && !options.applicationOnly) checkSponsors(order.sponsors, findings);
+  findings.warnings.clear();  // said by the check
   if (!printFindings(findings)) return kApplicationFailed;
   packaging::PackageSigners signers;
   if (!loadSigners(options.signing, keys, true, !options.applicationOnly, signers)) {
     return kEnvironment;
   }
-  return makeVerified(order, options, keys, signers);
+  return makeVerified(order, options, keys, signers, diagnostics);
 }
 
 int packRemovals(const PackOptions& options, const std::string& keys) {
@@ -132,18 +190,19 @@ int packRemovals(const PackOptions& options, const std::string& keys) {
   for (const std::string& id : options.removals) {
     if (const std::string why = packaging::whyNoApplicationId(id); !why.empty()) {
       findings.errors.push_back(
-          std::string("the application id ").append(id).append(" ").append(why));
+          {"WZ-0711", std::string("the application id ").append(id).append(" ").append(why)});
     }
     if (!seen.emplace(wzapp::toUpper(id), id).second) {
-      findings.errors.push_back("the application " + id +
-                                " is named twice; the case of letters does not tell two apart");
+      findings.errors.push_back(
+          {"WZ-0902", "the application " + id +
+                          " is named twice; the case of letters does not tell two apart"});
     }
     orders.push_back({id, id, "", options.sponsors});
   }
   if (!printFindings(findings)) return kApplicationFailed;
   packaging::PackageSigners signers;
   if (!loadSigners(options.signing, keys, false, true, signers)) return kEnvironment;
-  return makeVerified(orders, options, keys, signers);
+  return makeVerified(orders, options, keys, signers, {});
 }
 
 }  // namespace

@@ -76,7 +76,7 @@ int removeApplication(const RemoveOptions& options) {
   if (!orderRemoval(application, order) || !makeWaiting(order, signers, package)) {
     return kEnvironment;
   }
-  return installAsCommand({package}, options.asJson);
+  return installAsCommand("remove", {package}, options.asJson);
 }
 
 }  // namespace wz

@@ -5,6 +5,7 @@
 #include "workstation/browser/engine/page/result_codes.h"
 #include "wz/commands/commands.h"
 #include "wz/commands/run_setup.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/reports/recording.h"
 #include "wz/reports/run_report.h"
@@ -19,8 +20,23 @@
 namespace wz {
 namespace {
 
-int sayOutcome(const std::string& file, const Replay& replay, const Recording& recording) {
-  for (const std::string& difference : replay.differences()) printLine(file + ": " + difference);
+void printJson(const std::string& file, const Replay& replay, const Recording& recording) {
+  printJsonDocument("replay", replay.differences().empty() && !interrupted(), {},
+                    [&](JsonWriter& writer) {
+                      putText(writer, "file", file);
+                      putNumber(writer, "lines", recording.lines.size());
+                      putTexts(writer, "differences", replay.differences());
+                      putFlag(writer, "interrupted", interrupted());
+                    });
+}
+
+int sayOutcome(const ReplayOptions& options, const Replay& replay, const Recording& recording) {
+  const std::string& file = options.recording;
+  if (options.asJson) {
+    printJson(file, replay, recording);
+  } else {
+    for (const std::string& difference : replay.differences()) printLine(file + ": " + difference);
+  }
   if (interrupted()) {
     printMessage("interrupted; the replay has not come to its end");
     return kApplicationFailed;
@@ -30,7 +46,9 @@ int sayOutcome(const std::string& file, const Replay& replay, const Recording& r
     printMessage(std::to_string(count) + (count == 1 ? " difference" : " differences"));
     return kApplicationFailed;
   }
-  printLine(file + ": as recorded, " + std::to_string(recording.lines.size()) + " lines");
+  if (!options.asJson) {
+    printLine(file + ": as recorded, " + std::to_string(recording.lines.size()) + " lines");
+  }
   return kDone;
 }
 
@@ -74,7 +92,7 @@ int replay(const ReplayOptions& options) {
     printMessage(run.end().errorText);
     return kEnvironment;
   }
-  return sayOutcome(options.recording, replay, recording);
+  return sayOutcome(options, replay, recording);
 }
 
 }  // namespace wz

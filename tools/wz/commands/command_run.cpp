@@ -81,7 +81,7 @@ bool isStillRunnable(const std::string& folder, const Application& application) 
   packaging::Findings findings;
   wzapp::ManifestEntry entry;
   const bool isRead = packaging::checkManifestForm(application.manifest, findings);
-  for (const std::string& error : findings.errors) printMessage(error);
+  for (const packaging::Finding& error : findings.errors) printMessage(error.text);
   if (!isRead) return false;
   (void)wzapp::readManifestEntry(application.manifest.c_str(), "", entry);
   if (entry.appId == application.id) return true;

@@ -1,9 +1,11 @@
+#include <cstdint>
 #include <string>
 
 #include "installer/dependency_check.h"
 #include "support/platform_info.h"
 #include "workstation/terminal/terminal_profile.h"
 #include "wz/commands/commands.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/screen_trial.h"
 #include "wz/terminal/session.h"
@@ -31,6 +33,24 @@ void printTerminal(const workstation::TerminalProfile& profile) {
   printLine("platform    " + wzapp::hardwareDescriptor());
 }
 
+void printJson(const workstation::TerminalProfile& profile) {
+  printJsonDocument("terminal show", true, {}, [&profile](JsonWriter& writer) {
+    putText(writer, "serial", profile.serial);
+    putText(writer, "model", profile.model);
+    putText(writer, "modelName", wzapp::modelName());
+    putNumber(writer, "width", static_cast<std::uint64_t>(profile.displayWidth));
+    putNumber(writer, "height", static_cast<std::uint64_t>(profile.displayHeight));
+    putFlag(writer, "colour", profile.displayColour);
+    putNumber(writer, "memoryKB", static_cast<std::uint64_t>(profile.memoryKB));
+    putNumber(writer, "keys", static_cast<std::uint64_t>(wzapp::keyCount()));
+    putFlag(writer, "touch", wzapp::hasTouchScreen() != 0);
+    putText(writer, "sponsor", profile.sponsorId);
+    putText(writer, "sponsorText", profile.sponsorText);
+    putText(writer, "platform", wzapp::hardwareDescriptor());
+    putTexts(writer, "notes", modelContradictions(profile));
+  });
+}
+
 }  // namespace
 
 int showTerminal(const ShowTerminalOptions& options) {
@@ -40,6 +60,10 @@ int showTerminal(const ShowTerminalOptions& options) {
   if (!workstation::loadTerminalProfile(workstation::terminalDirectory(), profile, error)) {
     printMessage(error.text());
     return kEnvironment;
+  }
+  if (options.asJson) {
+    printJson(profile);
+    return kDone;
   }
   printTerminal(profile);
   for (const std::string& contradiction : modelContradictions(profile))

@@ -18,12 +18,14 @@ struct CreateOptions {
   std::string display = "480x800";  // pixels, WIDTHxHEIGHT
   std::optional<int> keys;          // none: as many as the model has
   workstation::NewTerminal terminal;
+  bool asJson = false;
 };
 
 int createTerminal(const CreateOptions& options);
 
 struct ShowTerminalOptions {
   std::string directory;  // empty: as for every command
+  bool asJson = false;
 };
 
 int showTerminal(const ShowTerminalOptions& options);
@@ -55,6 +57,7 @@ struct ReplayOptions {
   std::string application;  // id, or folder
   bool window = false;
   double toleranceSeconds = 5;
+  bool asJson = false;
 };
 
 int replay(const ReplayOptions& options);
@@ -79,6 +82,7 @@ struct NotifyOptions {
   bool waitForReply = false;
   std::string replyName;  // empty: NAME_reply
   double timeoutSeconds = 30;
+  bool asJson = false;
 };
 
 int notify(const NotifyOptions& options);
@@ -90,6 +94,7 @@ struct ReplyOptions {
   std::string replyName;  // empty: NAME_reply
   unsigned count = 0;
   double timeoutSeconds = 0;
+  bool asJson = false;
 };
 
 int reply(const ReplyOptions& options);
@@ -116,6 +121,7 @@ int execute(const ExecuteOptions& options);
 
 struct InitKeysOptions {
   std::string directory;
+  bool asJson = false;
 };
 
 int initKeys(const InitKeysOptions& options);
@@ -130,6 +136,7 @@ int showKey(const ShowKeyOptions& options);
 struct CertificatesOptions {
   std::string terminal;
   std::string file;  // "-": standard output
+  bool asJson = false;
 };
 
 int writeCertificates(const CertificatesOptions& options);
@@ -138,6 +145,7 @@ struct NewOptions {
   std::string directory;
   std::string id;  // empty: the folder's name
   std::string sponsor;
+  bool asJson = false;
 };
 
 int makeApplication(const NewOptions& options);
@@ -149,6 +157,8 @@ struct PackOptions {
   std::vector<std::string> sponsors;
   SigningOptions signing;
   bool applicationOnly = false;
+  std::vector<std::string> allowed;  // codes that do not count
+  bool asJson = false;
 };
 
 int pack(const PackOptions& options);
@@ -157,9 +167,36 @@ struct InspectOptions {
   std::string file;
   std::string terminal;  // empty: none
   bool asJson = false;
+  bool verbose = false;
 };
 
 int inspect(const InspectOptions& options);
+
+struct CheckFilesOptions {
+  std::vector<std::string> files;    // folders and packages
+  std::vector<std::string> allowed;  // codes
+  unsigned engine = 0;               // major version of the terminal's browser; 0: not known
+  bool asJson = false;
+  bool quiet = false;
+  bool verbose = false;
+};
+
+int check(const CheckFilesOptions& options);
+
+struct ExplainOptions {
+  std::vector<std::string> text;  // words of one text; none: every code is listed
+  bool asJson = false;
+};
+
+int explain(const ExplainOptions& options);
+
+struct DoctorOptions {
+  std::string terminal;
+  bool repairs = false;  // leftovers are removed
+  bool asJson = false;
+};
+
+int doctor(const DoctorOptions& options);
 
 struct InstallOptions {
   std::string terminal;

@@ -4,6 +4,8 @@
 #include <system_error>
 
 #include "packaging/application_folder.h"
+#include "wz/check/folder_check.h"
+#include "wz/reports/diagnostic.h"
 #include "wz/reports/output.h"
 #include "wz/words/exit_code.h"
 #include "wzapp/wzapp.h"
@@ -37,8 +39,13 @@ int placeFolder(const std::string& path, StandIn& standIn, std::string& folder,
   }
   packaging::Findings findings;
   const bool isPlaced = standIn.place(folder, findings);
-  for (const std::string& warning : findings.warnings) printMessage("warning: " + warning);
-  for (const std::string& error : findings.errors) printMessage(error);
+  for (const Diagnostic& diagnostic : checkFolder(folder, {}).diagnostics) {
+    printMessage(textOf(diagnostic));
+  }
+  // What has a code is said by the check.
+  for (const packaging::Finding& error : findings.errors) {
+    if (error.code.empty()) printMessage(error.text);
+  }
   application = standIn.application();
   if (isPlaced) return kDone;
   return application.id.empty() ? kApplicationFailed : kEnvironment;

@@ -57,12 +57,13 @@ bool SigningAuthorities::areCompiledIn() const {
                             });
 }
 
+std::string knownKeyDirectory() {
+  const char* const variable = getenv("WZ_KEYS");
+  return variable != nullptr && *variable != '\0' ? variable : buildKeys();
+}
+
 std::string findKeyDirectory(const std::string& given) {
-  if (!given.empty()) return given;
-  if (const char* const variable = getenv("WZ_KEYS"); variable != nullptr && *variable != '\0') {
-    return variable;
-  }
-  std::string keys = buildKeys();
+  std::string keys = given.empty() ? knownKeyDirectory() : given;
   if (keys.empty()) {
     printMessage(
         "which keys? Name their folder with --keys DIR or in the environment variable WZ_KEYS; "
@@ -76,7 +77,7 @@ bool loadSigners(const SigningOptions& options, const std::string& keyDirectory,
   std::string error;
   const auto load = [&](packaging::SignerRole role, std::optional<packaging::Signer>& signer) {
     if (signer.emplace().load(keyDirectory, role, options.signCommand, error)) return true;
-    printMessage(error);
+    printMessage(error + " [WZ-0903]");
     return false;
   };
   if (forApplication && !load(packaging::SignerRole::kApplication, signers.application)) {

@@ -32,8 +32,12 @@ class SigningAuthorities {
   std::vector<wzapp::Authority> rows_;  // none: those compiled in
 };
 
-/// The key directory that is meant: as given, or by WZ_KEYS, or the development keys beside this
-/// program in its build folder. Empty after a message when there is none.
+/// The key directory that is meant where none is given: by WZ_KEYS, or the development keys beside
+/// this program. Empty when there is none.
+[[nodiscard]] std::string knownKeyDirectory();
+
+/// The key directory that is given, or the one that is known. Empty after a message when there is
+/// none.
 [[nodiscard]] std::string findKeyDirectory(const std::string& given);
 
 /// Loads the signers that are asked for. False after a message.

@@ -33,18 +33,24 @@ void putFlag(JsonWriter& writer, const char* key, bool value) {
   writer.Bool(value);
 }
 
-void printJsonObject(const std::function<void(JsonWriter& writer)>& body) {
+void printJsonObject(const std::function<void(JsonWriter& writer)>& body, bool inOneLine) {
   rapidjson::StringBuffer buffer;
   JsonWriter writer(buffer);
   writer.SetIndent(' ', 2);
   writer.StartObject();
   body(writer);
   writer.EndObject();
+  std::string line;
   for (std::string_view rest(buffer.GetString(), buffer.GetSize()); !rest.empty();) {
     const std::size_t end = rest.find('\n');
-    printLine(rest.substr(0, end));
+    if (inOneLine) {
+      line += rest.substr(0, end).substr(rest.find_first_not_of(' '));
+    } else {
+      printLine(rest.substr(0, end));
+    }
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
   }
+  if (inOneLine) printLine(line);
 }
 
 }  // namespace wz

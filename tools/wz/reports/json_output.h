@@ -1,5 +1,4 @@
-/// JSON as commands with --json print it: one object on standard output, ASCII alone, every text
-/// escaped as for eyes (output.h).
+/// JSON on standard output: ASCII alone, every text escaped as for eyes (output.h).
 #ifndef WZ_REPORTS_JSON_OUTPUT_H
 #define WZ_REPORTS_JSON_OUTPUT_H
 
@@ -7,6 +6,7 @@
 #include <rapidjson/stringbuffer.h>
 
 #include <functional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -22,8 +22,8 @@ void putTexts(JsonWriter& writer, const char* key, const std::vector<std::string
 void putNumber(JsonWriter& writer, const char* key, std::uint64_t value);
 void putFlag(JsonWriter& writer, const char* key, bool value);
 
-/// Prints the object whose members `body` writes.
-void printJsonObject(const std::function<void(JsonWriter& writer)>& body);
+/// Prints an object on standard output, in several lines or in one.
+void printJsonObject(const std::function<void(JsonWriter& writer)>& body, bool inOneLine = false);
 
 }  // namespace wz
 

@@ -1,10 +1,14 @@
 #include "wz/reports/output.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <mutex>
+#include <utility>
 
 #include "support/file_system.h"
 
@@ -13,10 +17,15 @@ namespace {
 
 std::mutex writeMutex;  // one line after the other, also where a write takes only a part
 
+int lostOutput = 0;  // errno of the first write to standard output that failed
+bool isCollecting = false;
+std::vector<std::string> messages;
+
 void writeText(int file, std::string_view text) {
   const std::lock_guard<std::mutex> lock(writeMutex);
-  // Where nobody reads any more, there is no other place to say so.
-  static_cast<void>(wzapp::writeWhole(file, wzapp::viewOf(text)));
+  if (wzapp::writeWhole(file, wzapp::viewOf(text)) || lostOutput != 0) return;
+  // Of standard error there is no other place to say so.
+  if (file == STDOUT_FILENO) lostOutput = errno;
 }
 
 // The code point at the front of `text` and its length; length 0: no UTF-8 (RFC 3629).
@@ -119,7 +128,38 @@ void printBlock(std::string_view lines) {
 }
 
 void printMessage(std::string_view message) {
+  noteMessage(message);
   writeText(STDERR_FILENO, "wz: " + escaped(message) + "\n");
+}
+
+void printText(std::string_view text) { writeText(STDOUT_FILENO, text); }
+
+void collectMessages() { isCollecting = true; }
+
+void noteMessage(std::string_view message) {
+  if (!isCollecting) return;
+  const std::lock_guard<std::mutex> lock(writeMutex);
+  messages.emplace_back(message);
+}
+
+std::vector<std::string> collectedMessages() {
+  const std::lock_guard<std::mutex> lock(writeMutex);
+  return messages;
+}
+
+bool reportLostOutput() {
+  std::fflush(stdout);
+  const int reason = std::exchange(lostOutput, 0);
+  if (reason == 0) return false;
+  printMessage(std::string("cannot write to standard output: ") + std::strerror(reason));
+  return true;
+}
+
+void occupyStandardFiles() {
+  for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The lowest number that is free is taken, which is this one.
+    if (fcntl(file, F_GETFD) < 0) static_cast<void>(open("/dev/null", O_PATH));
+  }
 }
 
 }  // namespace wz

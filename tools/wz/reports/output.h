@@ -27,6 +27,21 @@ void printBlock(std::string_view lines);
 /// what is said beside the results.
 void printMessage(std::string_view message);
 
+/// Writes a text of the program's own, of several lines, to standard output as it stands.
+void printText(std::string_view text);
+
+/// From now on messages are also kept. noteMessage() keeps one that is printed elsewhere.
+void collectMessages();
+void noteMessage(std::string_view message);
+[[nodiscard]] std::vector<std::string> collectedMessages();
+
+/// Where standard output could not be written to, says so and gives true; once.
+[[nodiscard]] bool reportLostOutput();
+
+/// For the beginning of a program: where a standard file is closed, one takes its place that can
+/// neither be read from nor written to, so that no file opened later is taken for it.
+void occupyStandardFiles();
+
 }  // namespace wz
 
 #endif  // WZ_REPORTS_OUTPUT_H

@@ -10,6 +10,7 @@
 #include "crypto/authorities.h"
 #include "wz/reports/acceptance.h"
 #include "wz/reports/certificate_facts.h"
+#include "wz/reports/diagnostic.h"
 
 namespace wz {
 
@@ -74,6 +75,7 @@ struct PackageReport {
   std::vector<PackageCertificate> certificates;
   std::vector<InnerPackage> inners;
   std::vector<std::string> warnings;  ///< would be installed, but may not be what was meant
+  Diagnostics diagnostics;  ///< what is wrong, in the order of the archive; entries are named
 
   /// Whether every inner package would be taken by a terminal that has the roots of these
   /// authorities, and there is one.

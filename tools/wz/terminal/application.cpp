@@ -88,13 +88,14 @@ bool StandIn::place(const std::string& folder, packaging::Findings& findings) {
   const std::string id = manifestId(manifest);
   const std::string& told = id.empty() ? packaging::misnamedId(manifest) : id;
   if (const std::string why = packaging::whyNoApplicationId(told); !why.empty()) {
-    findings.errors.push_back(manifest + ": the application id " + why);
+    findings.errors.push_back(
+        {told.empty() ? "WZ-0710" : "WZ-0711", manifest + ": the application id " + why});
     return false;
   }
   application_ = {id, manifest};
   std::string error;
   if (lock(folder, error) && show(folder, error)) return true;
-  findings.errors.push_back(error);
+  findings.errors.push_back({"", error});  // of this machine, not of the application
   return false;
 }
 

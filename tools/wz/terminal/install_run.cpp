@@ -7,8 +7,10 @@
 
 #include "support/text.h"
 #include "wz/reports/identity_warnings.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/words/exit_code.h"
+#include "wz/words/explain.h"
 #include "wzapp/wzapp.h"
 
 namespace wz {
@@ -100,9 +102,21 @@ void addOnce(const Reasons& more, Reasons& reasons) {
   }
 }
 
+// A reason begins with the name of an archive where it is about one.
+void addCode(const std::string& file, const std::string& reason, Diagnostics& diagnostics) {
+  const LogMatch match = matchLogLine(reason);
+  if (match.code == nullptr) return;
+  for (const Diagnostic& known : diagnostics) {
+    if (known.code == match.code->id ||
+        codeOf(known.code).behind == std::string_view(match.code->id))
+      return;
+  }
+  diagnostics.push_back({match.code->id, lowerFirst(match.code->title), file, "", 0, 0, reason});
+}
+
 PackageOutcome judgePackage(const WaitingPackage& package, const InstalledApplications& now,
                             const InstallLog& log) {
-  PackageOutcome outcome{package.file, true, log.ofPackage(package.name), {}};
+  PackageOutcome outcome{package.file, true, log.ofPackage(package.name), {}, {}};
   if (std::ranges::any_of(outcome.reasons, isError)) outcome.isDone = false;
   if (package.report.inners.empty()) {
     outcome.isDone = false;
@@ -125,6 +139,10 @@ PackageOutcome judgePackage(const WaitingPackage& package, const InstalledApplic
     const std::string who = inner.id.empty() ? inner.entry : inner.id;
     addOnce({who + whatIsMissing(inner.kind)}, outcome.reasons);
   }
+  outcome.diagnostics = package.report.diagnostics;
+  for (const std::string& reason : outcome.reasons) {
+    addCode(package.file, reason, outcome.diagnostics);
+  }
   return outcome;
 }
 
@@ -143,6 +161,14 @@ void printReasons(const Reasons& reasons) {
   for (const std::string& reason : reasons) printLine("  " + reason);
 }
 
+void printRepairs(const Diagnostics& diagnostics) {
+  for (const Diagnostic& diagnostic : diagnostics) {
+    if (wz::isError(diagnostic)) {
+      printLine("  repair of " + diagnostic.code + ": " + repairOf(diagnostic));
+    }
+  }
+}
+
 std::string withVersion(const std::string& id, const std::string& version) {
   return version.empty() ? id : id + " " + version;
 }
@@ -152,6 +178,14 @@ std::string withVersion(const std::string& id, const std::string& version) {
 bool InstallOutcome::isDone() const {
   return std::ranges::all_of(packages,
                              [](const PackageOutcome& package) { return package.isDone; });
+}
+
+Diagnostics diagnosticsOf(const InstallOutcome& outcome) {
+  Diagnostics all;
+  for (const PackageOutcome& package : outcome.packages) {
+    all.insert(all.end(), package.diagnostics.begin(), package.diagnostics.end());
+  }
+  return all;
 }
 
 InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
@@ -191,6 +225,7 @@ void printOutcome(const InstallOutcome& outcome) {
   for (const PackageOutcome& package : outcome.packages) {
     printLine((package.isDone ? "done " : "rejected ") + package.file);
     printReasons(package.reasons);
+    if (!package.isDone) printRepairs(package.diagnostics);
     for (const std::string& warning : package.warnings) printLine("  warning: " + warning);
   }
 }
@@ -236,11 +271,13 @@ int exitCodeOf(const InstallOutcome& outcome) {
   return outcome.isDone() ? kDone : kApplicationFailed;
 }
 
-int installAsCommand(const std::vector<WaitingPackage>& packages, bool asJson) {
+int installAsCommand(const char* command, const std::vector<WaitingPackage>& packages,
+                     bool asJson) {
   const auto display = asJson ? InstallLog::Display::kNone : InstallLog::Display::kLines;
   const InstallOutcome outcome = runInstallation(packages, display);
   if (asJson) {
-    printJsonObject([&outcome](JsonWriter& writer) { putOutcome(writer, outcome); });
+    printJsonDocument(command, outcome.isDone(), diagnosticsOf(outcome),
+                      [&outcome](JsonWriter& writer) { putOutcome(writer, outcome); });
   } else {
     printOutcome(outcome);
   }

@@ -24,6 +24,7 @@ struct PackageOutcome {
   bool isDone = false;                ///< what it was for has come about
   Reasons reasons;                    ///< why not; also what was said about it all the same
   std::vector<std::string> warnings;  ///< of ids that are, or were by then, those of others
+  Diagnostics diagnostics;  ///< the codes of those reasons, and what is known of their causes
 };
 
 struct ApplicationChange {
@@ -47,8 +48,12 @@ struct InstallOutcome {
                                              InstallLog::Display display);
 
 /// The same as a command does it: the log or nothing while it runs, then what it changed, in words
-/// or as an object of JSON. The exit code.
-[[nodiscard]] int installAsCommand(const std::vector<WaitingPackage>& packages, bool asJson);
+/// or as a document of JSON of that command. The exit code.
+[[nodiscard]] int installAsCommand(const char* command, const std::vector<WaitingPackage>& packages,
+                                   bool asJson);
+
+/// What is wrong with the packages of a run, one behind the other.
+[[nodiscard]] Diagnostics diagnosticsOf(const InstallOutcome& outcome);
 
 /// Prints what a run changed, in words or as the members of an object.
 void printOutcome(const InstallOutcome& outcome);

@@ -9,7 +9,7 @@ const std::vector<const Code*>& allCodes() {
   static const std::vector<const Code*> codes = [] {
     std::vector<const Code*> all;
     for (const auto family : {packageCodes, certificateCodes, signatureCodes, derCodes, stayCodes,
-                              terminalCodes, manifestCodes, fileCodes, keyCodes}) {
+                              terminalCodes, manifestCodes, fileCodes, keyCodes, machineCodes}) {
       for (const Code& code : family()) all.push_back(&code);
     }
     return all;

@@ -9,7 +9,7 @@
 ///     WZ-02nn  certificates                        WZ-07nn  manifests
 ///     WZ-03nn  signatures                          WZ-08nn  files of an application
 ///     WZ-04nn  DER, below certificates             WZ-09nn  keys, and what is to be packed
-///              and signatures
+///              and signatures                  WZ-10nn  the machine
 ///     WZ-05nn  what may stay installed
 #ifndef WZ_WORDS_CODES_H
 #define WZ_WORDS_CODES_H
@@ -79,6 +79,7 @@ struct Code {
 [[nodiscard]] std::span<const Code> manifestCodes();
 [[nodiscard]] std::span<const Code> fileCodes();
 [[nodiscard]] std::span<const Code> keyCodes();
+[[nodiscard]] std::span<const Code> machineCodes();
 
 }  // namespace wz
 

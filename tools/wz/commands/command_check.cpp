@@ -1,0 +1,79 @@
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "packaging/temporary_folders.h"
+#include "wz/check/folder_check.h"
+#include "wz/commands/commands.h"
+#include "wz/reports/json_document.h"
+#include "wz/reports/output.h"
+#include "wz/words/exit_code.h"
+
+namespace wz {
+namespace {
+
+CheckReport checkOne(const std::string& file, const CheckOptions& options) {
+  std::error_code failure;
+  return std::filesystem::is_directory(file, failure) ? checkFolder(file, options)
+                                                      : checkPackage(file, options);
+}
+
+void printWords(const CheckReport& report, const CheckFilesOptions& options) {
+  const bool isRefused = hasErrors(report.diagnostics);
+  if (!options.quiet || isRefused) {
+    printLine(report.file + ": " + countText(report.diagnostics));
+  }
+  printDiagnostics(report.diagnostics, options.verbose);
+}
+
+void printJson(const std::vector<CheckReport>& reports) {
+  Diagnostics all;
+  for (const CheckReport& report : reports) {
+    all.insert(all.end(), report.diagnostics.begin(), report.diagnostics.end());
+  }
+  printJsonDocument("check", !hasErrors(all), all, [&reports](JsonWriter& writer) {
+    writer.Key("files");
+    writer.StartArray();
+    for (const CheckReport& report : reports) {
+      writer.StartObject();
+      putText(writer, "file", report.file);
+      putTexts(writer, "applications", report.ids);
+      putFlag(writer, "accepted", !hasErrors(report.diagnostics));
+      putNumber(writer, "findings", report.diagnostics.size());
+      writer.EndObject();
+    }
+    writer.EndArray();
+  });
+}
+
+}  // namespace
+
+int check(const CheckFilesOptions& options) {
+  (void)packaging::removeFoldersOnSignals();
+  CheckOptions how;
+  how.engine = options.engine;
+  std::vector<CheckReport> reports;
+  for (const std::string& file : options.files) {
+    std::error_code failure;
+    if (!std::filesystem::exists(file, failure)) {
+      printMessage("cannot read " + file + ": " +
+                   (failure ? failure.message() : "No such file or directory"));
+      return kEnvironment;
+    }
+    reports.push_back(checkOne(file, how));
+  }
+  checkTogether(reports);
+  dropAllowed(options.allowed, reports);
+  if (options.asJson) {
+    printJson(reports);
+  } else {
+    for (const CheckReport& report : reports) printWords(report, options);
+  }
+  const bool isRefused = std::ranges::any_of(
+      reports, [](const CheckReport& report) { return hasErrors(report.diagnostics); });
+  return isRefused ? kApplicationFailed : kDone;
+}
+
+}  // namespace wz

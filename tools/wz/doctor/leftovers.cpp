@@ -1,0 +1,101 @@
+#include "wz/doctor/leftovers.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+
+namespace wz {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kProfile = "browser-";
+
+// As mkdtemp(3) makes one: of this user alone, six letters and digits behind `pattern`.
+bool isMadeBy(std::string_view pattern, const fs::path& path) {
+  constexpr std::size_t kRandom = 6;
+  constexpr mode_t kOwnersAlone = 0700;
+  const std::string name = path.filename().string();
+  struct stat status {};
+  return name.starts_with(pattern) && name.size() == pattern.size() + kRandom &&
+         std::all_of(name.end() - kRandom, name.end(),
+                     [](unsigned char c) { return std::isalnum(c) != 0; }) &&
+         lstat(path.c_str(), &status) == 0 && (status.st_mode & 07777) == kOwnersAlone;
+}
+
+bool isOwnFolder(const fs::path& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid();
+}
+
+bool isRunningElsewhere() {
+  std::error_code failure;
+  for (fs::directory_iterator entry("/proc", failure), end; !failure && entry != end;
+       entry.increment(failure)) {
+    const std::string name = entry->path().filename().string();
+    if (std::isdigit(static_cast<unsigned char>(name[0])) == 0) continue;
+    if (name == std::to_string(getpid())) continue;
+    std::ifstream file(entry->path() / "comm");
+    std::string program;
+    if (std::getline(file, program) && program == "wz") return true;
+  }
+  return false;
+}
+
+// Its host holds the lock for as long as it lives.
+bool isProfileInUse(const fs::path& path) {
+  const int file = open((path / "host.lock").c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+  if (file < 0) return true;  // is being made, or removed, at this moment
+  const bool isFree = flock(file, LOCK_EX | LOCK_NB) == 0;
+  close(file);
+  return !isFree;
+}
+
+template <typename Chosen>
+void findIn(const fs::path& folder, const Chosen& isChosen, std::vector<std::string>& found) {
+  std::error_code failure;
+  for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end;
+       entry.increment(failure)) {
+    if (isOwnFolder(entry->path()) && isChosen(entry->path())) {
+      found.push_back(entry->path().string());
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> findLeftovers(const std::string& terminal) {
+  const auto isProfile = [](const fs::path& path) {
+    return path.filename().string().starts_with(kProfile) && !isProfileInUse(path);
+  };
+  const auto isWork = [](const fs::path& path) {
+    return isMadeBy("wz-try-", path) || isMadeBy("wz-check-", path) || isMadeBy(".wz-", path);
+  };
+  std::error_code failure;
+  const fs::path temporary = fs::temp_directory_path(failure);
+  std::vector<std::string> found;
+  if (!terminal.empty()) findIn(fs::path(terminal) / "run", isProfile, found);
+  findIn(temporary / ("wz-browser-" + std::to_string(geteuid())), isProfile, found);
+  if (!isRunningElsewhere()) {
+    findIn(temporary, isWork, found);
+    findIn(".", isWork, found);
+  }
+  std::ranges::sort(found);
+  return found;
+}
+
+bool removeLeftover(const std::string& path) {
+  std::error_code failure;
+  fs::remove_all(path, failure);
+  return !failure;
+}
+
+}  // namespace wz
