@@ -30,6 +30,16 @@ std::string busPath() {
   return std::string(terminal).append(kBusSocket);
 }
 
+SharedNotification newNotification(const std::string& to, const std::string& name, unsigned flags,
+                                   const std::string& from) {
+  auto notification = std::make_shared<Notification>();
+  notification->from = from;
+  notification->to = to;
+  notification->name = name;
+  notification->flags = flags;
+  return notification;
+}
+
 // Threads that the host does not know of take none of its signals.
 class SignalsBlocked {
  public:
@@ -288,28 +298,13 @@ int Messaging::notify(const std::string& to, const std::string& name,
                       const zelipc::JSObject& payload, unsigned flags, const std::string& from) {
   const int started = start();
   if (started != kIpcDone) return started;
-  auto notification = std::make_shared<Notification>();
-  notification->from = from;
-  notification->to = to;
-  notification->name = name;
-  notification->flags = flags;
-  const Audience audience = audienceOf(to);
-  notification->number = audience.number;
-
-  bool sent = false;
-  if (connected_) {
-    notification->text = payload.dump();
-    // Whether somebody is there only matters to those who hear of errors.
-    const bool ask = !audience.isHere && audience.hearsErrors;
-    const int code = sendToBus(notification, ask, sent);
-    if (code != kIpcDone) return code;
-  }
-  const bool isError = !audience.isHere;
-  if (isError && (sent || !audience.hearsErrors)) return kIpcDone;
-  notification->payload = payload;
-  notification->text.clear();
-  enqueue(std::move(notification), isError);
-  return kIpcDone;
+  const auto notification = newNotification(to, name, flags, from);
+  // The bus carries text; within the process the value is handed on as it is.
+  if (connected_) notification->text = payload.dump();
+  return route(notification, [&] {
+    notification->payload = payload;
+    notification->text.clear();
+  });
 }
 
 int Messaging::notifyText(const std::string& to, const std::string& name, const std::string& text,
@@ -317,23 +312,28 @@ int Messaging::notifyText(const std::string& to, const std::string& name, const 
   if (text.empty()) return kIpcInvalid;
   const int started = start();
   if (started != kIpcDone) return started;
-  auto notification = std::make_shared<Notification>();
-  notification->from = from;
-  notification->to = to;
-  notification->name = name;
-  notification->flags = flags;
+  const auto notification = newNotification(to, name, flags, from);
   notification->text = text;
-  const Audience audience = audienceOf(to);
-  notification->number = audience.number;
+  return route(notification, [] {});
+}
 
+// To the bus where there is one, and to receivers of this process; `prepare` is called before the
+// latter.
+template <class Prepare>
+int Messaging::route(const SharedNotification& notification, Prepare prepare) {
+  const Audience audience = audienceOf(notification->to);
+  notification->number = audience.number;
   bool sent = false;
-  if (connected_) {
-    const int code = sendToBus(notification, !audience.isHere && audience.hearsErrors, sent);
+  if (!notification->text.empty() && connected_) {
+    // Whether somebody is there only matters to those who hear of errors.
+    const bool ask = !audience.isHere && audience.hearsErrors;
+    const int code = sendToBus(notification, ask, sent);
     if (code != kIpcDone) return code;
   }
   const bool isError = !audience.isHere;
   if (isError && (sent || !audience.hearsErrors)) return kIpcDone;
-  enqueue(std::move(notification), isError);
+  prepare();
+  enqueue(notification, isError);
   return kIpcDone;
 }
 

@@ -107,6 +107,8 @@ class Messaging final : private BusSink {
 
   // Sending.
   Audience audienceOf(const std::string& address);
+  template <class Prepare>
+  int route(const SharedNotification& notification, Prepare prepare);
   int sendToBus(const SharedNotification& notification, bool ask, bool& sent);
   void enqueue(SharedNotification notification, bool isError);
 
