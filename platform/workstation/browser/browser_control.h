@@ -3,7 +3,9 @@
 #ifndef WORKSTATION_BROWSER_BROWSER_CONTROL_H
 #define WORKSTATION_BROWSER_BROWSER_CONTROL_H
 
+#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -96,6 +98,33 @@ WORKSTATION_API bool commandPage(int invocation, const std::string& method,
 /// Opens the developer tools of a running invocation that has a window. False, with the reason in
 /// `error`, as takeScreenshot.
 WORKSTATION_API bool showDeveloperTools(int invocation, std::string& error);
+
+/// What a tool of the DevTools Protocol is offered: a browser that has this page alone, or the
+/// page.
+enum class DebugScope { kBrowser, kPage };
+
+/// Where the browser's messages to a tool go, JSON texts, on the browser's thread: it must neither
+/// wait nor throw. onEnd is the last call, when the page has ended or the tool has been closed.
+struct DebugListener {
+  std::function<void(const std::string& message)> onMessage;
+  std::function<void()> onEnd;
+};
+
+/// A tool that looks at the page of one invocation, over the DevTools Protocol. Destroying it
+/// undoes what it has switched on. Any thread may call, but for the destructor on the browser's.
+class DebugTool {
+ public:
+  virtual ~DebugTool() = default;
+
+  /// Takes a message of the tool, a JSON text; nothing once the page has ended.
+  virtual void send(const std::string& message) = 0;
+};
+
+/// Offers the page of a running invocation to a tool. Null, with the reason in `error`, as
+/// takeScreenshot.
+WORKSTATION_API std::unique_ptr<DebugTool> openDebugTool(int invocation, DebugScope scope,
+                                                         const DebugListener& listener,
+                                                         std::string& error);
 
 }  // namespace workstation
 

@@ -96,6 +96,33 @@ TEST_F(CdpConnectionTest, CallWithoutAnswerRunsOutOfTime) {
   EXPECT_EQ(told.get_future().get(), "error: no answer in time");
 }
 
+TEST_F(CdpConnectionTest, CallsOfASessionThatHasGoneFailAtOnce) {
+  std::promise<std::string> gone;
+  std::promise<std::string> other;
+  connection->call("S", "A.b", JsonObject(), tell(gone));
+  connection->call("T", "A.b", JsonObject(), tell(other));
+
+  EXPECT_TRUE(connection->post([&] { connection->forgetSession("S", "the page has ended"); }));
+
+  EXPECT_EQ(gone.get_future().get(), "error: the page has ended");
+  say(R"({"id":1,"result":{"x":"late"}})");
+  say(R"({"id":2,"result":{"x":"two"}})");
+  EXPECT_EQ(other.get_future().get(), "two");
+}
+
+TEST_F(CdpConnectionTest, CallsOfOneMethodAreAbandonedAlone) {
+  std::promise<std::string> picture;
+  std::promise<std::string> other;
+  connection->call("S", "A.picture", JsonObject(), tell(picture));
+  connection->call("S", "A.b", JsonObject(), tell(other));
+
+  EXPECT_TRUE(connection->post([&] { connection->abandonCalls("S", "A.picture", "too late"); }));
+
+  EXPECT_EQ(picture.get_future().get(), "error: too late");
+  say(R"({"id":2,"result":{"x":"two"}})");
+  EXPECT_EQ(other.get_future().get(), "two");
+}
+
 TEST_F(CdpConnectionTest, EndOfTheBrowserAnswersEverything) {
   std::promise<std::string> told;
   connection->call("", "A.b", JsonObject(), tell(told));

@@ -15,6 +15,8 @@ using std::chrono::seconds;
 
 constexpr seconds kCloseDeadline{3};
 constexpr seconds kScreenshotDeadline{5};
+constexpr std::chrono::milliseconds kLingerDeadline{300};
+constexpr int kMostLingered = 10;
 
 // The browser keeps the bodies of responses for its developer tools, which here nobody asks for.
 constexpr int kKeptBodies = 1;
@@ -222,6 +224,7 @@ void Invocation::setUpPage() {
                     JsonObject().add("source", pageScript(script_)),
                     [self = shared_from_this()](const CdpReply& reply) {
                       if (!reply.ok) return self->end(kPageFailed, reply.error);
+                      self->letToolsIn();
                       self->navigate();
                     });
 }
@@ -253,9 +256,27 @@ void Invocation::end(int result, const std::string& error) {
 // What the page has printed last may still be asked for its text, which goes with the page.
 void Invocation::closeWhenTold() {
   if (gate_.held() > 0) return;
+  const bool canLinger = !gone_ && !blocking_.isHeld() && !debugClients_.isEmpty();
+  if (canLinger && (lingered_ == 0 || debugClients_.isWaiting()) && lingered_ < kMostLingered)
+    return lingerForTools();
   const bool canDrawLast = painted_ && !gone_ && !blocking_.isHeld() && !tookLast_;
   if (plan_.lastPicture && canDrawLast) return takeLastPicture();
   close();
+}
+
+// A tool that has clicked on what ends the application still wants to hear that it has clicked. The
+// page itself tells the time; one whose script runs on is not waited for.
+void Invocation::lingerForTools() {
+  ++lingered_;
+  connection_->call(
+      session_, "Runtime.evaluate",
+      JsonObject()
+          .add("expression", "new Promise((done) => setTimeout(done, 100))")
+          .add("awaitPromise", true),
+      [self = shared_from_this()](const CdpReply&) {
+        if (self->state_ == State::kClosing) self->closeWhenTold();
+      },
+      kLingerDeadline);
 }
 
 void Invocation::endWithoutBrowser(const std::string& error) {
@@ -289,7 +310,9 @@ void Invocation::finish() {
   *over_ = true;
   const auto self = shared_from_this();
   host_.remove(*this);
-  connection_->forgetSession(session_);
+  letToolsIn();
+  debugClients_.endAll();
+  connection_->forgetSession(session_, "the page has ended");
   plan_.hostLease.reset();
   gate_.open();
   // Where the page has set one of the host's properties anew, the page's stays.
@@ -381,6 +404,37 @@ void Invocation::showDeveloperTools(PageHandler handler) {
                     [handler = std::move(handler)](const CdpReply& reply) {
                       handler(reply.ok, reply.ok ? "" : reply.error);
                     });
+}
+
+void Invocation::openDebugClient(DebugScope scope, const DebugListener& listener,
+                                 DebugHandler handler) {
+  if (!isOpen()) return handler(nullptr, "the page is not open");
+  if (!isSetUp_) {
+    whenSetUp_.push_back(
+        [this, scope, listener, handler] { openDebugClient(scope, listener, handler); });
+    return;
+  }
+  const std::weak_ptr<Invocation> weak = weak_from_this();
+  const auto onSession = [weak](const std::string& session) {
+    if (const auto self = weak.lock()) self->host_.addSession(session, *self);
+  };
+  const auto client = std::make_shared<DebugClient>(
+      connection_, DebugClient::Page{target_, context_, onSession}, scope, listener);
+  debugClients_.add(client);
+  client->open([client, handler = std::move(handler)](bool ok, const std::string& error) {
+    handler(ok ? client : nullptr, error);
+  });
+}
+
+// Before the page is loaded, so that they see it from its beginning; or because there will be none.
+void Invocation::letToolsIn() {
+  isSetUp_ = true;
+  for (const auto& tool : std::exchange(whenSetUp_, {})) tool();
+}
+
+void Invocation::closeDebugClient(const std::shared_ptr<DebugClient>& client) {
+  debugClients_.remove(client);
+  client->end();
 }
 
 }  // namespace workstation

@@ -11,11 +11,13 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "workstation/browser/browser_control.h"
 #include "workstation/browser/engine/files/application_files.h"
 #include "workstation/browser/engine/page/blocking_calls.h"
 #include "workstation/browser/engine/page/console_meter.h"
+#include "workstation/browser/engine/page/debug_client.h"
 #include "workstation/browser/engine/page/event_gate.h"
 #include "workstation/browser/engine/page/invocation_outcome.h"
 #include "workstation/browser/engine/page/page_call.h"
@@ -102,6 +104,12 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
 
   void showDeveloperTools(PageHandler handler);
 
+  using DebugHandler =
+      std::function<void(std::shared_ptr<DebugClient> client, const std::string& error)>;
+  /// Offers the page to a tool, as soon as there is one; the handler gets no client where not.
+  void openDebugClient(DebugScope scope, const DebugListener& listener, DebugHandler handler);
+  void closeDebugClient(const std::shared_ptr<DebugClient>& client);
+
   const std::string& token() const { return script_.token; }
   const std::string& host() const { return plan_.host; }
   const std::string& mainTarget() const { return target_; }
@@ -123,6 +131,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void fitWindow();
   void resizeWindow(int missingWidth, int missingHeight);
   void setUpPage();
+  void letToolsIn();
   void navigate();
   void onNavigated(const CdpReply& reply);
 
@@ -173,6 +182,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void capture(PageHandler handler);
   void takeLastPicture();
   void closeWhenTold();
+  void lingerForTools();
   void close();
   void finish();
   bool isOpen() const { return state_ == State::kOpen; }
@@ -199,6 +209,10 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   long long droppedLines_ = 0;
   BlockingCalls blocking_;
   RequestLog requests_;
+  DebugClients debugClients_;
+  int lingered_ = 0;  // times
+  bool isSetUp_ = false;
+  std::vector<std::function<void()>> whenSetUp_;  // tools that have come before
   ConsoleMeter console_;
   EventGate gate_;
   int groups_ = 0;                                   // of the console that are open

@@ -7,6 +7,7 @@
 #include "workstation/browser/engine/page/result_codes.h"
 
 namespace workstation {
+
 void Invocation::onEvent(const CdpEvent& event) {
   struct Row {
     const char* method;
@@ -29,7 +30,7 @@ void Invocation::onEvent(const CdpEvent& event) {
       {"Network.webSocketCreated", &Invocation::onSocketCreated},
       {"Network.webSocketFrameError", &Invocation::onSocketFailed},
   };
-  if (!isOpen()) return;
+  if (debugClients_.onEvent(event) || !isOpen()) return;
   for (const Row& row : kRows) {
     if (event.method == row.method) return (this->*row.handler)(event.params);
   }
@@ -57,7 +58,9 @@ void Invocation::onFrameNavigated(const JsonValue& params) {
   document_ = jsonString(frame, "loaderId");
   // A new page begins with an empty console, and may print again.
   groups_ = 0;
-  connection_->forgetSession(session_);
+  connection_->unmuteConsole(session_);
+  // One that was asked of the page before is never answered.
+  connection_->abandonCalls(session_, "Page.captureScreenshot", "the page is being loaded anew");
 }
 
 void Invocation::onLifecycle(const JsonValue& params) {

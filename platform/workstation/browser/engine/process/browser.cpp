@@ -171,6 +171,55 @@ bool Browser::showDeveloperTools(int invocation, std::string& error) {
   return ask(invocation, request, nothing, error);
 }
 
+namespace {
+
+class OpenDebugTool final : public DebugTool {
+ public:
+  using Close = std::function<void(const std::shared_ptr<DebugClient>& client)>;
+
+  OpenDebugTool(std::shared_ptr<CdpConnection> connection, std::shared_ptr<DebugClient> client,
+                Close close)
+      : connection_(std::move(connection)), client_(std::move(client)), close_(std::move(close)) {}
+
+  ~OpenDebugTool() override {
+    // Nothing is left to close once the connection has ended.
+    (void)connection_->post([client = client_, close = close_] { close(client); });
+  }
+
+  void send(const std::string& message) override {
+    (void)connection_->post([client = client_, message] { client->onMessage(message); });
+  }
+
+ private:
+  const std::shared_ptr<CdpConnection> connection_;
+  const std::shared_ptr<DebugClient> client_;
+  const Close close_;
+};
+
+}  // namespace
+
+std::unique_ptr<DebugTool> Browser::openDebugTool(int invocation, DebugScope scope,
+                                                  const DebugListener& listener,
+                                                  std::string& error) {
+  const auto client = std::make_shared<std::shared_ptr<DebugClient>>();
+  const auto request = [client, scope, listener](Invocation& page,
+                                                 Invocation::PageHandler handler) {
+    page.openDebugClient(scope, listener,
+                         [client, handler = std::move(handler)](auto opened, const auto& why) {
+                           *client = std::move(opened);
+                           handler(*client != nullptr, why);
+                         });
+  };
+  std::string nothing;
+  if (!ask(invocation, request, nothing, error)) return nullptr;
+  // Runs on the connection's thread, which ends before the browser's object does.
+  const auto close = [this, invocation](const std::shared_ptr<DebugClient>& gone) {
+    if (Invocation* const running = find(invocation)) return running->closeDebugClient(gone);
+    gone->end();
+  };
+  return std::make_unique<OpenDebugTool>(connection_, *client, close);
+}
+
 Invocation* Browser::find(int invocation) {
   const auto found = invocations_.find(invocation);
   return found == invocations_.end() ? nullptr : found->second.get();
@@ -205,8 +254,9 @@ void Browser::remove(Invocation& invocation) {
 // ---- Events ----
 
 void Browser::onEvent(const CdpEvent& event) {
-  if (event.method == "Fetch.requestPaused") return onRequestPaused(event.params);
-  if (event.session.empty()) return onTargetEvent(event.method, event.params);
+  const bool isOurs = event.session.empty();  // and not of a tool that looks at a page
+  if (isOurs && event.method == "Fetch.requestPaused") return onRequestPaused(event.params);
+  if (isOurs) return onTargetEvent(event.method, event.params);
   if (Invocation* const invocation = findIn(sessions_, event.session)) {
     const auto alive = invocation->shared_from_this();  // the event may be its last
     alive->onEvent(event);

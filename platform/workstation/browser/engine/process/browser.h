@@ -45,6 +45,9 @@ class Browser final : private InvocationHost {
 
   bool showDeveloperTools(int invocation, std::string& error);
 
+  std::unique_ptr<DebugTool> openDebugTool(int invocation, DebugScope scope,
+                                           const DebugListener& listener, std::string& error);
+
   bool isHeadless() const { return headless_; }
   bool hasEnded() const { return ended_; }
 

@@ -69,7 +69,7 @@ void CdpConnection::call(const std::string& session, const char* method, const J
       message.addRaw("params", params.text());
       outgoing_ += message.text();
       outgoing_ += '\0';
-      if (handler) pending_[id] = {handler, Clock::now() + deadline};
+      if (handler) pending_[id] = {handler, Clock::now() + deadline, session, method};
     }
   }
   if (ended && handler) return handler({false, "the browser has ended", jsonNull()});
@@ -147,7 +147,8 @@ bool CdpConnection::writeSome() {
 }
 
 bool CdpConnection::readSome() {
-  thread_local std::array<char, 1 << 16> buffer;
+  // On the heap: what a thread keeps for itself is taken from the stack of every thread there is.
+  thread_local std::vector<char> buffer(std::size_t{1} << 16);
   const ssize_t count = ::read(events_.get(), buffer.data(), buffer.size());
   if (count < 0) return isTemporary(errno);
   if (count == 0) return false;
@@ -166,8 +167,20 @@ bool CdpConnection::isMuted(const std::string& text) const {
 
 void CdpConnection::muteConsole(const std::string& session) { muted_.insert(sessionTail(session)); }
 
-void CdpConnection::forgetSession(const std::string& session) {
+void CdpConnection::unmuteConsole(const std::string& session) {
   muted_.erase(sessionTail(session));
+}
+
+void CdpConnection::abandonCalls(const std::string& session, std::string_view method,
+                                 const std::string& error) {
+  abandonCalls(
+      [&](const Pending& call) { return call.session == session && call.method == method; }, error);
+}
+
+void CdpConnection::forgetSession(const std::string& session, const std::string& error) {
+  unmuteConsole(session);
+  if (session.empty()) return;  // the browser's own, which lasts
+  abandonCalls([&](const Pending& call) { return call.session == session; }, error);
 }
 
 void CdpConnection::dispatch(std::string&& text) {
@@ -196,16 +209,21 @@ void CdpConnection::answer(int id, const CdpReply& reply) {
   handler(reply);
 }
 
-void CdpConnection::expireCalls() {
-  std::vector<int> expired;
+void CdpConnection::abandonCalls(const std::function<bool(const Pending&)>& isMeant,
+                                 const std::string& error) {
+  std::vector<int> abandoned;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto now = Clock::now();
     for (const auto& [id, call] : pending_) {
-      if (call.deadline <= now) expired.push_back(id);
+      if (isMeant(call)) abandoned.push_back(id);
     }
   }
-  for (const int id : expired) answer(id, {false, "no answer in time", jsonNull()});
+  for (const int id : abandoned) answer(id, {false, error, jsonNull()});
+}
+
+void CdpConnection::expireCalls() {
+  const auto now = Clock::now();
+  abandonCalls([now](const Pending& call) { return call.deadline <= now; }, "no answer in time");
 }
 
 void CdpConnection::runTasks() {

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -68,7 +69,14 @@ class CdpConnection {
   /// page can print faster than anybody reads, and everybody's events come through the same pipe.
   /// On the connection's thread.
   void muteConsole(const std::string& session);
-  void forgetSession(const std::string& session);
+  void unmuteConsole(const std::string& session);
+
+  /// Answers the open calls of `method` in a session with `error`; the browser's own answer, which
+  /// may never come, is then ignored. On the connection's thread.
+  void abandonCalls(const std::string& session, std::string_view method, const std::string& error);
+
+  /// The session has gone: its open calls are answered with `error`. On the connection's thread.
+  void forgetSession(const std::string& session, const std::string& error);
 
   /// Ends the connection; does not wait for that.
   void close();
@@ -80,6 +88,7 @@ class CdpConnection {
   struct Pending {
     ReplyHandler handler;
     Clock::time_point deadline;
+    std::string session, method;
   };
 
   void run();
@@ -91,6 +100,7 @@ class CdpConnection {
   bool isMuted(const std::string& text) const;
   void answer(int id, const CdpReply& reply);
   void expireCalls();
+  void abandonCalls(const std::function<bool(const Pending&)>& isMeant, const std::string& error);
   void runTasks();
   void end();
 

@@ -118,7 +118,7 @@ std::string jsonText(const JsonValue& value) {
   return {buffer.GetString(), buffer.GetSize()};
 }
 
-JsonObject::JsonObject(const JsonDocument& object) : text_(jsonText(object)) { text_.pop_back(); }
+JsonObject::JsonObject(const JsonValue& object) : text_(jsonText(object)) { text_.pop_back(); }
 
 void JsonObject::beginMember(std::string_view name) {
   if (text_.size() > 1) text_ += ',';

@@ -49,7 +49,7 @@ class JsonObject {
  public:
   JsonObject() = default;
   /// Begins with the members of `object`, which is one.
-  explicit JsonObject(const JsonDocument& object);
+  explicit JsonObject(const JsonValue& object);
   JsonObject& add(std::string_view name, std::string_view value);
   JsonObject& add(std::string_view name, const char* value);
   JsonObject& add(std::string_view name, long long value);

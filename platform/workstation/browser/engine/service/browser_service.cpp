@@ -223,4 +223,14 @@ bool showDeveloperTools(int invocation, std::string& error) {
       error, [&](Browser& browser) { return browser.showDeveloperTools(invocation, error); });
 }
 
+std::unique_ptr<DebugTool> openDebugTool(int invocation, DebugScope scope,
+                                         const DebugListener& listener, std::string& error) {
+  std::unique_ptr<DebugTool> tool;
+  (void)withBrowser(error, [&](Browser& browser) {
+    tool = browser.openDebugTool(invocation, scope, listener, error);
+    return tool != nullptr;
+  });
+  return tool;
+}
+
 }  // namespace workstation
