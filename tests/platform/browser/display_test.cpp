@@ -6,9 +6,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string_view>
 
 #include "tests/builders/test_terminal.h"
 #include "tests/platform/browser/browser_fixture.h"
@@ -133,6 +136,9 @@ class DisplayServer {
   bool isRunning() const { return !number_.empty(); }
   std::string variable() const { return "DISPLAY=:" + number_; }
 
+  // The sizes of the browser's windows as the display server knows them, "240x320", one a line.
+  std::string windows() const;
+
   // The size of the rectangle that is filled with a colour (0xRRGGBB), "240x320", or what is wrong
   // with it.
   std::string areaOf(unsigned colour) const;
@@ -142,6 +148,25 @@ class DisplayServer {
   pid_t pid_ = -1;
   std::string number_;
 };
+
+// A line of xwininfo is: 0x200002 "the title": ("instance" "Chromium-browser")  240x320+10+10
+// +10+10
+std::string DisplayServer::windows() const {
+  const std::string command = "xwininfo -display :" + number_ + " -root -tree 2>&1";
+  std::FILE* const pipe = ::popen(command.c_str(), "re");
+  std::string sizes;
+  char line[1024];
+  while (pipe != nullptr && std::fgets(line, sizeof line, pipe) != nullptr) {
+    constexpr std::string_view kClass = "\"Chromium-browser\")";
+    const std::string_view text(line);
+    const std::size_t found = text.find(kClass);
+    if (found == std::string_view::npos) continue;
+    const std::size_t begin = text.find_first_not_of(' ', found + kClass.size());
+    sizes += std::string(text.substr(begin, text.find('+', begin) - begin)) + '\n';
+  }
+  if (pipe != nullptr) ::pclose(pipe);
+  return sizes;
+}
 
 // The file is an X window dump: a header of 32-bit numbers, the most significant octet first (its
 // own size at 0, columns and rows at 4 and 5, octets a row at 12, colours at 19), twelve octets for
@@ -191,6 +216,22 @@ TEST_F(DisplayTest, WindowShowsTheWholePage) {
 
   EXPECT_TRUE(pollUntil([&] { return server.areaOf(0x0000FF) == "240x320"; }))
       << server.areaOf(0x0000FF);
+}
+
+// No address bar, no tabs, no frame that the browser draws: the window is the display.
+TEST_F(DisplayTest, WindowIsThePageAndNothingElse) {
+  const DisplayServer server;
+  if (!server.isRunning()) GTEST_SKIP() << "there is no Xvfb on this machine";
+  if (std::system("command -v xwininfo >/dev/null") != 0)
+    GTEST_SKIP() << "there is no xwininfo on this machine (Debian's x11-utils)";
+  const TestApplication application(kSaySize);
+  const SmallTerminal terminal;
+  HostOptions options;
+  options.environment = {terminal.variable(), server.variable()};
+  HostProgram program(application.directory(), "/tmp", options);
+  ASSERT_EQ(program.readLine(), "shown 240x320 240x320");
+
+  EXPECT_EQ(server.windows(), "240x320\n");
 }
 
 TEST_F(DisplayTest, WindowHasTheTerminalsSize) {

@@ -55,6 +55,10 @@ void Invocation::start() {
   event.kind = PageEvent::Kind::kOpened;
   event.properties = plan_.properties;
   observe(std::move(event));
+  if (plan_.headless) openContext();
+}
+
+void Invocation::openContext() {
   connection_->call("", "Target.createBrowserContext", JsonObject().add("disposeOnDetach", true),
                     [self = shared_from_this()](const CdpReply& reply) {
                       if (!reply.ok) {
@@ -72,8 +76,16 @@ void Invocation::onContextCreated(const std::string& context) {
   host_.addContext(context, *this);
   connection_->call("", "Browser.setDownloadBehavior",
                     JsonObject().add("behavior", "deny").add("browserContextId", context));
-  if (plan_.headless) return openPage();
-  openLauncher();
+  if (plan_.headless) openPage();
+}
+
+// Windows that the browser opens later, in a context made for the purpose, have an address bar;
+// the one that it begins with has none. So a browser with a window serves one invocation, and its
+// own context, in a profile of its own, is that invocation's.
+void Invocation::onWindow(const std::string& context, const std::string& target) {
+  if (!target_.empty() || !isOpen()) return;
+  onContextCreated(context);
+  attach(target);
 }
 
 void Invocation::openPage() {
@@ -89,50 +101,12 @@ void Invocation::openPage() {
                     });
 }
 
-// A browser's ordinary window is wider than a terminal's display. A popup may have any size, but
-// only a page can open one: a minimised window is there for that moment.
-void Invocation::openLauncher() {
-  connection_->call("", "Target.createTarget",
-                    JsonObject()
-                        .add("url", "about:blank")
-                        .add("browserContextId", context_)
-                        .add("newWindow", true)
-                        .add("windowState", "minimized"),
-                    [self = shared_from_this()](const CdpReply& reply) {
-                      if (!reply.ok) return self->end(kPageFailed, reply.error);
-                      self->launcher_ = jsonString(reply.result, "targetId");
-                      self->connection_->call(
-                          "", "Target.attachToTarget",
-                          JsonObject().add("targetId", self->launcher_).add("flatten", true),
-                          [self](const CdpReply& attached) {
-                            if (!attached.ok) return self->end(kPageFailed, attached.error);
-                            self->launchWindow(jsonString(attached.result, "sessionId"));
-                          });
-                    });
-}
-
-void Invocation::launchWindow(const std::string& session) {
-  if (!isOpen()) return;
-  const std::string features = "popup,noopener,width=" + std::to_string(plan_.shape.width) +
-                               ",height=" + std::to_string(plan_.shape.height);
-  connection_->call(session, "Runtime.evaluate",
-                    JsonObject()
-                        .add("expression", "void open('about:blank','_blank','" + features + "')")
-                        .add("userGesture", true));
-}
-
 void Invocation::onTargetCreated(const std::string& target, const std::string& type,
                                  const std::string& url) {
   // The developer tools live in windows of their own.
   if (url.compare(0, 11, "devtools://") == 0) return;
   const bool isWindow = type == "page";
-  const bool isFirst = plan_.headless || launcher_.empty();
-  if (isWindow && target_.empty() && isFirst) return;  // named by the reply that follows
-  if (isWindow && target_.empty() && isOpen()) {
-    attach(target);
-    connection_->call("", "Target.closeTarget", JsonObject().add("targetId", launcher_));
-    return;
-  }
+  if (isWindow && target_.empty()) return;  // named by the reply that follows
   // The terminal has one display: windows that a page opens are closed again.
   if (isWindow)
     return connection_->call("", "Target.closeTarget", JsonObject().add("targetId", target));
@@ -289,6 +263,7 @@ void Invocation::endWithoutBrowser(const std::string& error) {
 
 // Disposing of the context also ends a page that loops or stands still.
 void Invocation::close() {
+  if (!plan_.headless) return connection_->close();  // the browser has nobody else to serve
   const auto self = shared_from_this();
   if (context_.empty()) {
     // onContextCreated comes back to it, unless the browser does not answer at all.

@@ -72,8 +72,11 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
              std::shared_ptr<InvocationOutcome> outcome, std::shared_ptr<CallQueue> queue,
              InvocationPlan plan);
 
-  /// Opens the window and the start page.
+  /// Opens the start page; where there is to be a window, as soon as the browser has one.
   void start();
+
+  /// The browser's window is there, in the context that the browser itself has.
+  void onWindow(const std::string& context, const std::string& target);
 
   /// Closes the page; the invocation ends with `result` and `error` as soon as it has gone. Only
   /// the first reason counts.
@@ -122,10 +125,9 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   enum class State { kOpen, kClosing, kEnded };
 
   // Opening, in this order.
+  void openContext();
   void onContextCreated(const std::string& context);
   void openPage();
-  void openLauncher();
-  void launchWindow(const std::string& session);
   void attach(const std::string& target);
   void showPage();
   void fitWindow();
@@ -199,7 +201,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
 
   State state_ = State::kOpen;
   const std::shared_ptr<std::atomic<bool>> over_;  // as soon as it is no longer open
-  std::string context_, launcher_, target_, session_;
+  std::string context_, target_, session_;
   std::set<std::string> workers_;  // targets without a window
   std::string document_;           // the browser's id of what the window shows
   bool painted_ = false;

@@ -63,15 +63,18 @@ std::string refererHost(const JsonValue& request) {
 }  // namespace
 
 std::unique_ptr<Browser> Browser::start(const BrowserOptions& options, const std::string& terminal,
-                                        std::string& error) {
+                                        const WindowShape& shape, std::string& error) {
   std::string program;
   if (!findBrowser(options, program, error)) return nullptr;
   std::unique_ptr<Browser> browser(new Browser);
   browser->headless_ = options.headless || !hasDisplayServer();
   browser->profile_ = ProfileDirectory::create(terminal, error);
   if (!browser->profile_) return nullptr;
+  if (!browser->headless_ && !writeWindowPreferences(*browser->profile_, error)) return nullptr;
+  const std::string window =
+      browser->headless_ ? "" : std::to_string(shape.width) + ',' + std::to_string(shape.height);
   browser->process_ = ChromiumProcess::start(
-      chromiumCommand(program, *browser->profile_, browser->headless_, options.locale), error);
+      chromiumCommand(program, *browser->profile_, window, options.locale), error);
   if (!browser->process_) return nullptr;
   browser->connection_ = std::make_shared<CdpConnection>(std::move(browser->process_->commands),
                                                          std::move(browser->process_->events));
@@ -102,6 +105,7 @@ bool Browser::open(std::shared_ptr<InvocationOutcome> outcome, std::shared_ptr<C
     if (ended_) return invocation->endWithoutBrowser(whyEnded_);
     invocations_[invocation->id()] = invocation;
     invocation->start();
+    if (!windowTarget_.empty()) invocation->onWindow(windowContext_, windowTarget_);
   });
 }
 
@@ -131,7 +135,7 @@ bool Browser::ask(int invocation, const PageRequest& request, std::string& resul
   };
   const bool asked = connection_->post([this, invocation, request, handler] {
     Invocation* const running = find(invocation);
-    if (running == nullptr) return handler(false, "there is no such invocation");
+    if (running == nullptr) return handler(false, kNoInvocation);
     request(*running, handler);
   });
   if (!asked || future.wait_for(kPagePatience) != std::future_status::ready) {
@@ -269,6 +273,8 @@ void Browser::onTargetEvent(const std::string& method, const JsonValue& params) 
     if (Invocation* const owner = findIn(contexts_, jsonString(info, "browserContextId"))) {
       owner->onTargetCreated(jsonString(info, "targetId"), jsonString(info, "type"),
                              jsonString(info, "url"));
+    } else if (!headless_ && windowTarget_.empty() && jsonString(info, "type") == "page") {
+      onWindow(info);
     }
     return;
   }
@@ -277,6 +283,14 @@ void Browser::onTargetEvent(const std::string& method, const JsonValue& params) 
   if (owner == nullptr) return;
   if (method == "Target.targetCrashed") owner->onTargetCrashed(target);
   if (method == "Target.targetDestroyed") owner->onTargetGone(target);
+}
+
+void Browser::onWindow(const JsonValue& targetInfo) {
+  windowContext_ = jsonString(targetInfo, "browserContextId");
+  windowTarget_ = jsonString(targetInfo, "targetId");
+  const auto invocations = invocations_;
+  for (const auto& [id, invocation] : invocations)
+    invocation->onWindow(windowContext_, windowTarget_);
 }
 
 void Browser::onClosed() {

@@ -17,14 +17,17 @@
 
 namespace workstation {
 
+/// Why a call about an invocation that is none fails.
+inline constexpr char kNoInvocation[] = "there is no such invocation";
+
 /// The public members may be called from any thread but the connection's; the browser's state is
 /// that thread's alone.
 class Browser final : private InvocationHost {
  public:
-  /// Starts a browser without waiting until it answers. Null, with the reason in `error`, on
-  /// failure.
+  /// Starts a browser without waiting until it answers. One with a window has it in that shape, and
+  /// serves one invocation. Null, with the reason in `error`, on failure.
   static std::unique_ptr<Browser> start(const BrowserOptions& options, const std::string& terminal,
-                                        std::string& error);
+                                        const WindowShape& shape, std::string& error);
 
   /// Ends the browser, and with it its invocations, and removes its profile.
   ~Browser();
@@ -66,6 +69,7 @@ class Browser final : private InvocationHost {
   void onEvent(const CdpEvent& event);
   void onClosed();
   void onTargetEvent(const std::string& method, const JsonValue& params);
+  void onWindow(const JsonValue& targetInfo);
   void onRequestPaused(const JsonValue& params);
   bool answerCall(Invocation* owner, const std::string& path, const std::string& requestId);
   void refuseRequest(const JsonValue& params, const std::string& url, Invocation* owner);
@@ -84,6 +88,7 @@ class Browser final : private InvocationHost {
 
   // The connection's thread's.
   std::map<int, std::shared_ptr<Invocation>> invocations_;
+  std::string windowContext_, windowTarget_;  // of the browser's window, where it has one
   std::map<std::string, Invocation*> contexts_, sessions_, frames_;
   RecentNames goneFrames_{4096};  // of invocations that have ended
 };

@@ -1,7 +1,10 @@
 #include "workstation/browser/engine/process/chromium_command.h"
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string_view>
+#include <system_error>
 
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -16,7 +19,6 @@ constexpr unsigned long long kEnoughSharedMemory = 256ULL << 20;
 
 constexpr const char* kSwitches[] = {
     "--remote-debugging-pipe",
-    "--no-startup-window",
     "--no-first-run",
     "--no-default-browser-check",
     "--disable-background-networking",
@@ -114,13 +116,36 @@ bool findBrowser(const BrowserOptions& options, std::string& program, std::strin
   return false;
 }
 
+// The window gets the desktop's frame and not one that the browser draws inside of it, so that all
+// of it is the page.
+bool writeWindowPreferences(const ProfileDirectory& profile, std::string& error) {
+  const std::filesystem::path folder = profile.path() + "/profile/Default";
+  std::error_code failure;
+  std::filesystem::create_directories(folder, failure);
+  std::ofstream file(folder / "Preferences");
+  file << R"({"browser":{"custom_chrome_frame":false}})";
+  file.close();
+  if (file) return true;
+  error = "cannot write " + (folder / "Preferences").string();
+  return false;
+}
+
 ChromiumCommand chromiumCommand(const std::string& program, const ProfileDirectory& profile,
-                                bool headless, const std::string& locale) {
+                                const std::string& window, const std::string& locale) {
+  const bool headless = window.empty();
   ChromiumCommand command;
   command.program = program;
   command.arguments.assign(std::begin(kSwitches), std::end(kSwitches));
   command.arguments.push_back("--user-data-dir=" + profile.path() + "/profile");
-  if (headless) command.arguments.emplace_back("--headless");
+  if (headless) {
+    command.arguments.insert(command.arguments.end(), {"--headless", "--no-startup-window"});
+  } else {
+    // A window without tabs and address bar, which any page fills later; and without the warning
+    // that switches above are not for a desktop's browser, which would take its place from the
+    // page.
+    command.arguments.insert(command.arguments.end(), {"--app=data:text/html,", "--test-type"});
+    command.arguments.push_back("--window-size=" + window);
+  }
   if (!locale.empty()) {
     command.arguments.push_back("--lang=" + locale);
     command.arguments.push_back("--accept-lang=" + locale);

@@ -16,9 +16,14 @@ bool hasDisplayServer();
 [[nodiscard]] bool findBrowser(const BrowserOptions& options, std::string& program,
                                std::string& error);
 
-/// The command for `program` with everything it writes below `profile`.
+/// Makes the profile of a browser whose window has nothing inside of it but the page. False, with
+/// the reason in `error`, when it cannot be written.
+[[nodiscard]] bool writeWindowPreferences(const ProfileDirectory& profile, std::string& error);
+
+/// The command for `program` with everything it writes below `profile`. `window` is the size of the
+/// window that it begins with, "480,800"; empty: it never has one.
 ChromiumCommand chromiumCommand(const std::string& program, const ProfileDirectory& profile,
-                                bool headless, const std::string& locale = "");
+                                const std::string& window, const std::string& locale = "");
 
 }  // namespace workstation
 

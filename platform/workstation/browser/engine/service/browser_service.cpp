@@ -1,5 +1,6 @@
 #include "workstation/browser/engine/service/browser_service.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -31,7 +32,8 @@ constexpr int kExitPatienceMs = 1000;
 struct Service {
   std::mutex mutex;  // guards what follows
   BrowserOptions options;
-  std::shared_ptr<Browser> browser;
+  std::shared_ptr<Browser> browser;              // the latest
+  std::vector<std::shared_ptr<Browser>> others;  // with a window each, of invocations before
   std::atomic<pid_t> owner{0};  // the process that started the browser; read without the lock too
   std::vector<std::shared_ptr<Browser>> abandoned;
 
@@ -49,41 +51,53 @@ void endBrowser() {
   // A child that the host has forked must leave the browser to its parent. It must not even ask for
   // the lock, which a thread that is not there any more may have held.
   if (service().owner != ::getpid()) return;
-  std::shared_ptr<Browser> browser;
+  std::vector<std::shared_ptr<Browser>> browsers;
   {
     const std::lock_guard<std::mutex> lock(service().mutex);
-    browser.swap(service().browser);
+    browsers.swap(service().others);
+    if (service().browser) browsers.push_back(std::move(service().browser));
   }
-  if (!browser) return;
+  if (browsers.empty()) return;
   // What observer and callbacks would use may have gone with main().
   setPageObserver(nullptr, nullptr);
   invocationTable().silenceAll();
-  browser.reset();
+  browsers.clear();
   invocationTable().waitForAll(kExitPatienceMs);
 }
 
 // With the service's lock held. `fresh` turns true when the browser has been started for this. The
 // reference may be the last one when the browser has ended meanwhile, so it is given up outside of
 // the connection's thread only.
-std::shared_ptr<Browser> runningBrowser(bool& fresh, std::string& error) {
+std::shared_ptr<Browser> runningBrowser(const WindowShape& shape, bool& fresh, std::string& error) {
   Service& shared = service();
   if (shared.owner != 0 && shared.owner != ::getpid()) {
     // Forked: the threads behind this browser are the parent's. It is not ours to destroy.
     shared.abandoned.push_back(std::move(shared.browser));
+    for (auto& other : shared.others) shared.abandoned.push_back(std::move(other));
+    shared.others.clear();
   }
-  if (shared.browser && !shared.browser->hasEnded()) return shared.browser;
+  const auto hasEnded = [](const auto& browser) { return browser->hasEnded(); };
+  shared.others.erase(std::remove_if(shared.others.begin(), shared.others.end(), hasEnded),
+                      shared.others.end());
+  if (shared.browser && !shared.browser->hasEnded()) {
+    if (shared.browser->isHeadless()) return shared.browser;
+    shared.others.push_back(std::move(shared.browser));
+  }
   shared.browser.reset();
   fresh = true;
-  shared.browser = Browser::start(shared.options, terminalDirectory(), error);
+  shared.browser = Browser::start(shared.options, terminalDirectory(), shape, error);
   if (!shared.browser) return nullptr;
   if (shared.owner == 0) std::atexit(endBrowser);
   shared.owner = ::getpid();
   return shared.browser;
 }
 
-std::shared_ptr<Browser> currentBrowser() {
+std::vector<std::shared_ptr<Browser>> currentBrowsers() {
   const std::lock_guard<std::mutex> lock(service().mutex);
-  return service().owner == ::getpid() ? service().browser : nullptr;
+  if (service().owner != ::getpid()) return {};
+  std::vector<std::shared_ptr<Browser>> browsers = service().others;
+  if (service().browser) browsers.push_back(service().browser);
+  return browsers;
 }
 
 std::string canonicalPath(const std::string& path) {
@@ -138,12 +152,16 @@ void takeOptions(const BrowserOptions& options, InvocationPlan& plan) {
   plan.locale = options.locale;
 }
 
-// Calls `body` with the browser. No exception gets out.
+// Calls `body` with the invocation's browser. No exception gets out.
 template <class Body>
 bool withBrowser(std::string& error, Body body) {
   try {
-    if (const auto browser = currentBrowser()) return body(*browser);
-    error = "there is no such invocation";
+    error = kNoInvocation;
+    for (const auto& browser : currentBrowsers()) {
+      if (browser->hasEnded()) continue;
+      if (body(*browser)) return true;
+      if (error != kNoInvocation) return false;
+    }
   } catch (const std::exception& exception) {
     error = exception.what();
   }
@@ -178,7 +196,7 @@ int startInvocation(const InvokeRequest& request, std::string& error) {
     const std::lock_guard<std::mutex> lock(service().mutex);
     takeOptions(service().options, plan);
     for (bool fresh = false; !fresh;) {
-      const std::shared_ptr<Browser> browser = runningBrowser(fresh, error);
+      const std::shared_ptr<Browser> browser = runningBrowser(plan.shape, fresh, error);
       if (!browser) break;
       plan.headless = browser->isHeadless();
       if (browser->open(outcome, queue, plan)) return outcome->id();
@@ -195,7 +213,7 @@ bool cancelInvocation(int invocation) {
   const auto outcome = invocationTable().find(invocation);
   if (!outcome) return false;
   // An invocation of a browser that has died ends by itself.
-  if (const auto browser = currentBrowser()) browser->cancel(invocation);
+  for (const auto& browser : currentBrowsers()) browser->cancel(invocation);
   return true;
 }
 
