@@ -64,6 +64,9 @@ void addRun(CLI::App& app, Action& action) {
                    "Fail when an error or rejection goes uncaught, or a file\n"
                    "of the application's own cannot be loaded");
   command.add_flag("--devtools", options.devtools, "Open the browser's developer tools");
+  command.add_flag("--remote-debugging", options.remoteDebugging,
+                   "Offer the page to tools of the DevTools protocol, on a\n"
+                   "port of this machine behind a secret path that is told");
   addTimeout(command, options.timeoutSeconds, "Cancel the application after this time");
   command.footer(
       footer("  wz run --terminal desk examples/tip\n"

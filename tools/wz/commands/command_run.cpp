@@ -13,6 +13,7 @@
 #include "wz/reports/run_report.h"
 #include "wz/terminal/application.h"
 #include "wz/terminal/interrupt.h"
+#include "wz/terminal/remote_debugging.h"
 #include "wz/terminal/run_listeners.h"
 #include "wz/terminal/run_loop.h"
 #include "wz/terminal/screen_trial.h"
@@ -136,7 +137,17 @@ int runApplication(const RunOptions& given) {
   Photographer photographer(options.screenshot, pictureTime,
                             [&] { report.screenshot(options.screenshot); });
   workstation::setBrowserOptions(browserOptions(options, pictureTime));
-  const RunListeners listeners(events, report);
+  RemoteDebugging debugging;
+  if (options.remoteDebugging) {
+    std::string error;
+    if (!debugging.begin(error)) {
+      printMessage(error);
+      return kEnvironment;
+    }
+    report.debugging(debugging.url());
+  }
+  const RunListeners listeners(events, report,
+                               [&](int invocation) { debugging.offer(invocation); });
   ApplicationRun run({application, options.entry, parameters, options.timeoutSeconds}, events,
                      report, photographer);
   if (options.watches) {

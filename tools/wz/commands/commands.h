@@ -38,6 +38,7 @@ struct RunOptions {
   std::vector<std::string> parameters;  // KEY=VALUE each
   bool headless = false;
   bool devtools = false;
+  bool remoteDebugging = false;
   std::string screenshot;    // file; empty: none
   std::string screenshotAt;  // exit, a delay or a selector; empty: first paint
   ScreenTrial screen;

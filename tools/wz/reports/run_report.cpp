@@ -171,6 +171,11 @@ void RunReport::show(const std::string& text) {
   if (!asJson_ && !isQuiet_ && !text.empty()) printBlock(text);
 }
 
+void RunReport::debugging(const std::string& url) {
+  story_.tell(StoryLine("debugging").text("url", url));
+  if (!asJson_ && !isQuiet_) printMessage("tools of the DevTools protocol find the page at " + url);
+}
+
 void RunReport::launched(const Launch& launch) {
   story_.tell(StoryLine("launched")
                   .text("app", launch.id)

@@ -38,6 +38,9 @@ class RunReport {
   /// Nothing is shown to read.
   void setQuiet(bool isQuiet) { isQuiet_ = isQuiet; }
 
+  /// Tools of the DevTools protocol find the page at `url`.
+  void debugging(const std::string& url);
+
   void launched(const Launch& launch);
   void event(const workstation::PageEvent& event);
 

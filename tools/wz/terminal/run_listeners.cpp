@@ -1,6 +1,7 @@
 #include "wz/terminal/run_listeners.h"
 
 #include <cstddef>
+#include <utility>
 
 namespace wz {
 namespace {
@@ -27,8 +28,8 @@ std::string firstText(const PageEvent& event) {
 
 }  // namespace
 
-RunListeners::RunListeners(RunEvents& events, RunReport& report)
-    : events_(events), report_(report) {
+RunListeners::RunListeners(RunEvents& events, RunReport& report, Opened onOpened)
+    : events_(events), report_(report), onOpened_(std::move(onOpened)) {
   workstation::setPageObserver(onPageEvent, this);
   zelipc::ipcRegisterNotificationCB(kRecordName, onRecord, this, 0, kRecordAddress);
   zelipc::ipcRegisterUnicastError(onUndelivered, this);
@@ -41,7 +42,8 @@ RunListeners::~RunListeners() {
 }
 
 void RunListeners::onPageEvent(void* self, const PageEvent& event) {
-  auto& [events, report] = *static_cast<RunListeners*>(self);
+  auto& [events, report, onOpened] = *static_cast<RunListeners*>(self);
+  if (event.kind == PageEvent::Kind::kOpened && onOpened) onOpened(event.invocation);
   report.event(event);
   if (event.kind == PageEvent::Kind::kOpened)
     events.put({RunEvent::Kind::kOpened, event.invocation});
@@ -56,7 +58,7 @@ void RunListeners::onPageEvent(void* self, const PageEvent& event) {
 // application that could not even be begun says so nowhere else.
 void RunListeners::onRecord(void* self, const std::string& from, const std::string& to,
                             const std::string& name, const JSObject& record, unsigned) {
-  auto& [events, report] = *static_cast<RunListeners*>(self);
+  auto& [events, report, onOpened] = *static_cast<RunListeners*>(self);
   report.record(from, to, name, record);
   const JSObject& entries = record["data"]["msgs"];
   const std::size_t count = entries.size();

@@ -2,6 +2,7 @@
 #ifndef WZ_TERMINAL_RUN_LISTENERS_H
 #define WZ_TERMINAL_RUN_LISTENERS_H
 
+#include <functional>
 #include <string>
 
 #include "workstation/browser/browser_control.h"
@@ -15,7 +16,9 @@ namespace wz {
 /// `events`. There is one in a process.
 class RunListeners {
  public:
-  RunListeners(RunEvents& events, RunReport& report);
+  /// `onOpened` is called for each page that is being opened, with its invocation.
+  using Opened = std::function<void(int invocation)>;
+  RunListeners(RunEvents& events, RunReport& report, Opened onOpened = nullptr);
   ~RunListeners();
   RunListeners(const RunListeners&) = delete;
   RunListeners& operator=(const RunListeners&) = delete;
@@ -30,6 +33,7 @@ class RunListeners {
 
   RunEvents& events_;
   RunReport& report_;
+  const Opened onOpened_;
 };
 
 }  // namespace wz
