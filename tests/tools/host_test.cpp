@@ -1,5 +1,6 @@
 // wz host: the programs around an application, from a file.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -181,6 +182,92 @@ TEST_F(HostTest, ProgramsThatRunEndWithTheHost) {
 
   EXPECT_EQ(desk.wait(), kDone);
   EXPECT_NE(kill(std::stoi(pid), 0), 0);
+}
+
+// ---- Standard input ----------------------------------------------------------------------------
+
+// `wz host -`, and the end of a pipe that it reads.
+class SpokenHost {
+ public:
+  explicit SpokenHost(const Arguments& arguments)
+      : opened_(pipe2(ends_, O_CLOEXEC) == 0),
+        program(arguments, [this] { dup2(ends_[0], STDIN_FILENO); }) {}
+  ~SpokenHost() {
+    close(ends_[0]);
+    hangUp();
+  }
+  SpokenHost(const SpokenHost&) = delete;
+  SpokenHost& operator=(const SpokenHost&) = delete;
+
+  void say(const std::string& line) const {
+    EXPECT_EQ(write(ends_[1], (line + "\n").data(), line.size() + 1),
+              static_cast<ssize_t>(line.size() + 1));
+  }
+  void hangUp() {
+    if (ends_[1] >= 0) close(ends_[1]);
+    ends_[1] = -1;
+  }
+
+ private:
+  int ends_[2] = {-1, -1};
+  const bool opened_;
+
+ public:
+  Program program;
+};
+
+TEST_F(HostTest, RulesAndAnswersComeByStandardInput) {
+  SpokenHost desk(on({"host", "--json", "-"}));
+  desk.say(R"({"address": "desk", "rules": [{"name": "ASK", "hold": true}]})");
+  ASSERT_TRUE(desk.program.awaitOutput("\"event\":\"playing\"")) << desk.program.errors();
+
+  Program asking(on({"notify", "desk", "ASK", "{}", "--wait"}));
+  ASSERT_TRUE(desk.program.awaitOutput("\"held\":1"));
+  desk.say(R"({"answer": 1, "reply": {"late": true}})");
+  EXPECT_EQ(asking.wait(), kDone);
+  EXPECT_EQ(asking.out(), "{\"late\":true}\n");
+
+  desk.say(R"({"rules": [{"address": "desk", "name": "ASK", "reply": "now"},)"
+           R"( {"address": "till", "name": "PAY", "silence": true}]})");
+  ASSERT_TRUE(desk.program.awaitOutput("playing desk, till"));
+  EXPECT_EQ(ask("{}").out, "\"now\"\n");
+
+  desk.hangUp();
+  EXPECT_EQ(desk.program.wait(), kDone);
+}
+
+TEST_F(HostTest, AMistakeOnStandardInputIsTold) {
+  SpokenHost broken(on({"host", "-"}));
+  broken.say(R"({"rules": [{"name": "ASK"}]})");
+  EXPECT_EQ(broken.program.wait(), kUsage);
+  EXPECT_THAT(broken.program.errors(), HasSubstr("standard input: /rules/0 needs an address"));
+
+  SpokenHost unknown(on({"host", "-"}));
+  unknown.say(R"({"answer": 9})");
+  EXPECT_EQ(unknown.program.wait(), kUsage);
+  EXPECT_THAT(unknown.program.errors(), HasSubstr("no notification is held as 9"));
+}
+
+TEST_F(HostTest, ItEndsWithItsParentWhereThatIsWanted) {
+  Program parent(
+      {"-c", std::string("WZ_END_WITH_PARENT=1 ") + WZ_PROGRAM + " listen --terminal " +
+                 terminal_.directory() + " desk ASK & echo $! >" + (folder_ / "pid") + "; wait"},
+      nullptr, "/bin/sh");
+  ASSERT_TRUE(parent.awaitOutput("listening"));
+  int pid = 0;
+  std::ifstream(folder_ / "pid") >> pid;
+  ASSERT_GT(pid, 0);
+
+  parent.signal(SIGKILL);
+  parent.wait();
+
+  // An end that is not ours to wait for: a zombie's process has no command line.
+  const auto isRunning = [pid] {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/cmdline");
+    return file.get() != std::char_traits<char>::eof();
+  };
+  for (int i = 0; i < 1000 && isRunning(); ++i) usleep(10'000);
+  EXPECT_FALSE(isRunning());
 }
 
 // ---- What it prints ----------------------------------------------------------------------------

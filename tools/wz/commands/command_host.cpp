@@ -17,6 +17,7 @@
 #include "wz/host/reply_template.h"
 #include "wz/reports/message_output.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/line_reader.h"
 #include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/messages.h"
@@ -29,16 +30,22 @@ using zelipc::JSObject;
 // An answer that is under way: until its program has ended, and then until its time.
 struct Answering {
   Message message;
-  const HostAnswer* answer = nullptr;
+  HostAnswer answer;
   JSObject reply;
   std::string failure;  // of the program
 };
 
-// What the main thread is told: a notification that came, or an answer that a program has given.
+// What the main thread is told: a notification that came, an answer that a program has given, a
+// line of standard input, or its end.
 struct HostEvent {
-  std::optional<Message> message;
-  std::optional<Answering> answer;
+  std::optional<Message> message = {};
+  std::optional<Answering> answer = {};
+  std::optional<std::string> line = {};
+  bool isInputOver = false;
 };
+
+// The file's name that stands for lines on standard input.
+constexpr char kStandardInput[] = "-";
 
 class HostPlay {
  public:
@@ -47,11 +54,15 @@ class HostPlay {
 
   int run() {
     if (!listen()) return kEnvironment;
+    LineReader lines;
+    if (options_.file == kStandardInput && !readLines(lines)) return kEnvironment;
     const Deadline deadline = deadlineIn(options_.timeoutSeconds);
     while (options_.count == 0 || settled_ < options_.count) {
       const std::optional<HostEvent> event = events_.take(std::min(deadline, nextDue()));
       if (event && event->message) onMessage(*event->message);
       if (event && event->answer) delay(*event->answer);
+      if (event && event->line && !onLine(*event->line)) return kUsage;
+      if (event && event->isInputOver) return kDone;
       if (!sendDue()) return kEnvironment;
       const bool isOver = !event && (interrupted() || std::chrono::steady_clock::now() >= deadline);
       if (isOver) return options_.count == 0 ? kDone : kApplicationFailed;
@@ -78,7 +89,7 @@ class HostPlay {
     static void hear(void* events, const std::string& from, const std::string& to,
                      const std::string& name, const JSObject& payload, unsigned flags) {
       static_cast<Inbox<HostEvent>*>(events)->put(
-          {Message{from, to, name, payload.dump(), flags, false}, std::nullopt});
+          {Message{from, to, name, payload.dump(), flags, false}});
     }
 
     const std::string address_, name_;
@@ -86,17 +97,59 @@ class HostPlay {
     bool isThere_ = false;
   };
 
+  bool readLines(LineReader& lines) {
+    const auto onLine = [this](std::string line) {
+      events_.put({std::nullopt, std::nullopt, std::move(line)});
+    };
+    const auto onEnd = [this] { events_.put({std::nullopt, std::nullopt, std::nullopt, true}); };
+    if (lines.begin(onLine, onEnd)) return true;
+    printMessage("cannot read standard input");
+    return false;
+  }
+
+  // A line is a host file, in whose place it comes, or tells the answer of a notification that is
+  // held. False after a message.
+  bool onLine(const std::string& line) {
+    JSObject command;
+    if (command.parse(line.c_str()) >= 0 && command.has("answer")) return onAnswer(command);
+    std::string error;
+    if (!parseHostFile(line, "standard input", rules_, error)) {
+      printMessage(error);
+      return false;
+    }
+    if (!listen()) return false;
+    if (options_.asJson) MessageOutput::print(output_.event("playing"));
+    return true;
+  }
+
+  // {"answer": NUMBER, "reply": VALUE}; without a reply there is none.
+  bool onAnswer(const JSObject& command) {
+    const auto held = held_.extract(command["answer"].asInt());
+    if (held.empty()) {
+      printMessage("no notification is held as " + command["answer"].dump());
+      return false;
+    }
+    Answering answering = std::move(held.mapped());
+    if (command.has("reply")) {
+      answering.answer.kind = HostAnswer::Kind::kReply;
+      answering.reply = command["reply"];
+    } else {
+      answering.answer.kind = HostAnswer::Kind::kSilence;
+    }
+    return send(answering);
+  }
+
   bool listen() {
-    std::set<std::pair<std::string, std::string>> heard;
     for (const HostRule& rule : rules_) {
-      if (!heard.emplace(rule.address, rule.name).second) continue;
+      if (!heard_.emplace(rule.address, rule.name).second) continue;
       ears_.push_back(std::make_unique<Ear>(rule.address, rule.name, events_));
       if (ears_.back()->isThere()) continue;
       printMessage("cannot register for " + rule.name + " at " + rule.address);
       return false;
     }
+    if (heard_.empty()) return true;
     std::set<std::string> addresses;
-    for (const auto& [address, name] : heard) addresses.insert(address);
+    for (const auto& [address, name] : heard_) addresses.insert(address);
     printMessage("playing " + joined({addresses.begin(), addresses.end()}, ", "));
     return true;
   }
@@ -105,31 +158,41 @@ class HostPlay {
     JSObject payload;
     payload.parse(message.payload.c_str());
     HostRule* const rule = findRule(rules_, message.to, message.name, payload);
+    const HostAnswer* const answer = rule == nullptr ? nullptr : &nextAnswer(*rule);
+    const bool isHeld = answer != nullptr && answer->kind == HostAnswer::Kind::kHeld;
     tell("asked", message, [&](JSObject& event) {
       event["rule"] = JSObject(rule == nullptr ? -1LL : rule - rules_.data());
+      if (isHeld) event["held"] = JSObject(nextHeld_);
     });
     if (!options_.asJson) {
-      printLine(describe(message) + (rule == nullptr ? "  no rule answers it" : ""));
+      printLine(describe(message) + (rule == nullptr ? "  no rule answers it" : "") +
+                (isHeld ? "  held as " + std::to_string(nextHeld_) : ""));
     }
     if (rule == nullptr) {
       ++settled_;
       return;
     }
-    const auto last = static_cast<long long>(rule->answers.size());
-    const HostAnswer& answer =
-        rule->answers[static_cast<std::size_t>(std::min(rule->used, last) - 1)];
     const TemplateValues values{message.from,  message.to, message.name,
                                 message.flags, payload,    rule->used};
-    Answering answering{message, &answer, filledIn(answer.reply, values), ""};
-    if (answer.kind == HostAnswer::Kind::kProgram) return ask(std::move(answering), payload);
+    Answering answering{message, *answer, filledIn(answer->reply, values), ""};
+    if (isHeld) {
+      held_.emplace(nextHeld_++, std::move(answering));
+      return;
+    }
+    if (answer->kind == HostAnswer::Kind::kProgram) return ask(std::move(answering), payload);
     delay(answering);
+  }
+
+  static const HostAnswer& nextAnswer(const HostRule& rule) {
+    const auto last = static_cast<long long>(rule.answers.size());
+    return rule.answers[static_cast<std::size_t>(std::min(rule.used, last) - 1)];
   }
 
   void ask(Answering answering, const JSObject& payload) {
     JSObject input;
     MessageOutput::addMessage(answering.message, input);
     input["payload"] = payload;
-    const HostAnswer& answer = *answering.answer;
+    const HostAnswer answer = answering.answer;
     programs_.start(answer.program, folder_, input.dump() + "\n", answer.timeout,
                     [this, answering = std::move(answering)](ProgramOutput output) mutable {
                       takeOutput(output, answering);
@@ -139,7 +202,7 @@ class HostPlay {
 
   // What a program wrote, or why it does not count.
   static void takeOutput(const ProgramOutput& output, Answering& answering) {
-    const std::string& program = answering.answer->program.front();
+    const std::string& program = answering.answer.program.front();
     const bool isEmpty = output.output.find_first_not_of(" \t\r\n") == std::string::npos;
     if (!output.failure.empty()) {
       answering.failure = program + " " + output.failure;
@@ -153,7 +216,7 @@ class HostPlay {
   }
 
   void delay(Answering answering) {
-    const Deadline due = std::chrono::steady_clock::now() + answering.answer->delay;
+    const Deadline due = std::chrono::steady_clock::now() + answering.answer.delay;
     waiting_.emplace(due, std::move(answering));
   }
 
@@ -172,7 +235,7 @@ class HostPlay {
 
   bool send(const Answering& answering) {
     const Message& asked = answering.message;
-    const HostAnswer& answer = *answering.answer;
+    const HostAnswer& answer = answering.answer;
     if (!answering.failure.empty()) {
       printMessage(answering.failure);
       return notAnswered(asked, answering.failure);
@@ -222,7 +285,10 @@ class HostPlay {
   const std::string folder_;  // of the file
   MessageOutput output_;
   Inbox<HostEvent> events_;
+  std::set<std::pair<std::string, std::string>> heard_;  // address and name
   std::vector<std::unique_ptr<Ear>> ears_;
+  std::map<long long, Answering> held_;
+  long long nextHeld_ = 1;
   std::multimap<Deadline, Answering> waiting_;  // by the time at which each is to be sent
   Programs programs_;                           // first to go: they use what stands before
   unsigned settled_ = 0;                        // notifications with which there is no more to do
@@ -246,7 +312,7 @@ int playHost(const HostOptions& options) {
   }
   std::vector<HostRule> rules;
   std::string error;
-  if (!readHostFile(options.file, rules, error)) {
+  if (options.file != kStandardInput && !readHostFile(options.file, rules, error)) {
     printMessage(error);
     return kUsage;
   }

@@ -85,7 +85,7 @@ std::string schemaProblem(const std::string& text) {
 
 // ---- Content -----------------------------------------------------------------------------------
 
-constexpr std::array kKinds = {"reply", "silence", "error", "malformed", "exec"};
+constexpr std::array kKinds = {"reply", "silence", "error", "malformed", "exec", "hold"};
 
 // False unless there is exactly one kind of answer.
 bool readAnswer(const JSObject& value, HostAnswer& answer) {
@@ -106,6 +106,8 @@ bool readAnswer(const JSObject& value, HostAnswer& answer) {
     for (std::size_t i = 0; i < value["exec"].size(); ++i) {
       answer.program.push_back(value["exec"].at(i).asString());
     }
+  } else if (value.has("hold")) {
+    answer.kind = HostAnswer::Kind::kHeld;
   }
   answer.replyName = value["replyName"].asString();
   answer.delay = std::chrono::milliseconds(value["delay"].asInt());
@@ -117,7 +119,7 @@ std::string readAnswers(const JSObject& value, const std::string& place, HostRul
   if (!value.has("sequence")) {
     rule.answers.emplace_back();
     if (readAnswer(value, rule.answers.back())) return {};
-    return place + " needs one of reply, silence, error, malformed, exec and sequence";
+    return place + " needs one of reply, silence, error, malformed, exec, hold and sequence";
   }
   for (const char* const kind : kKinds) {
     if (value.has(kind)) return place + " has both a sequence and " + kind;
@@ -126,7 +128,7 @@ std::string readAnswers(const JSObject& value, const std::string& place, HostRul
     rule.answers.emplace_back();
     if (readAnswer(value["sequence"].at(i), rule.answers.back())) continue;
     return place + "/sequence/" + std::to_string(i) +
-           " needs one of reply, silence, error, malformed and exec";
+           " needs one of reply, silence, error, malformed, exec and hold";
   }
   return {};
 }

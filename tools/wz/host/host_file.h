@@ -13,7 +13,7 @@ namespace wz {
 
 /// What is answered to one notification.
 struct HostAnswer {
-  enum class Kind { kReply, kSilence, kError, kMalformed, kProgram };
+  enum class Kind { kReply, kSilence, kError, kMalformed, kProgram, kHeld };
   Kind kind = Kind::kSilence;
   zelipc::JSObject reply;            ///< kReply, kError: with its placeholders
   std::string text;                  ///< kMalformed
