@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "wz/commands/command_line.h"
+#include "wz/commands/command_test.h"
 #include "wz/commands/commands.h"
 
 namespace wz {
@@ -102,6 +103,27 @@ void addReplay(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return replay(*kept); }; });
 }
 
+void addTest(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<TestOptions>();
+  TestOptions& options = *kept;
+  CLI::App& command = *app.add_subcommand("test", "Run an application's own tests");
+  command
+      .add_option("FOLDER", options.folder,
+                  "Folder of the application, with tests in its folder\n"
+                  "tests; or of the tests themselves (default: this one)")
+      ->type_name("");
+  command
+      .add_option(
+          "ARGUMENT", options.arguments,
+          "What the test runner gets, such as the name of a test's\nfile; options behind a --")
+      ->type_name("");
+  command.footer(
+      footer("  wz test shop\n"
+             "  wz test shop -- --grep charge --reporter junit\n") +
+      "\n\nThe tests are run by Playwright under Node.js, each with a terminal of its own.");
+  command.callback([&action, kept] { action = [kept] { return testApplication(*kept); }; });
+}
+
 void addExecute(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<ExecuteOptions>();
   ExecuteOptions& options = *kept;
@@ -125,6 +147,7 @@ void addExecute(CLI::App& app, Action& action) {
 void addRunCommands(CLI::App& app, Action& action) {
   addRun(app, action);
   addReplay(app, action);
+  addTest(app, action);
   addExecute(app, action);
 }
 
