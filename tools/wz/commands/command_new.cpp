@@ -108,6 +108,7 @@ int makeApplication(const NewOptions& given) {
   }
   printLine("made the application " + options.id + " in " + options.directory);
   printLine("  run it   wz run " + options.directory);
+  printLine("  test it  wz test " + options.directory);
   printLine("  pack it  wz pack " + options.directory + " -o " + options.id + ".zip");
   return kDone;
 }
