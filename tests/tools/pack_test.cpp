@@ -1,5 +1,7 @@
 // wz pack, and wz new.
 
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -261,6 +263,18 @@ TEST_F(PackTest, ANameThatTerminalsPassOverIsWrongUsage) {
 TEST_F(PackTest, EitherAnApplicationOrARemovalIsWanted) {
   EXPECT_EQ(pack({}).code, kUsage);
   EXPECT_EQ(pack({app_.path(), "--uninstall", "shop"}).code, kUsage);
+}
+
+TEST_F(PackTest, UnlessToldThePackageIsNamedAfterTheApplication) {
+  const std::string own = folder_ / "here";
+  fs::create_directory(own);
+
+  const ProgramResult result = runWz({"pack", app_.path(), "--keys", DEVELOPMENT_KEYS},
+                                     [&] { EXPECT_EQ(chdir(own.c_str()), 0); });
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(namesIn(own), ElementsAre("shop.zip"));
+  EXPECT_THAT(result.out, HasSubstr("made shop.zip, "));
 }
 
 TEST_F(PackTest, AMissingKeyDirectoryIsNamed) {

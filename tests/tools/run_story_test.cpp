@@ -116,14 +116,16 @@ TEST_F(RunStoryTest, ANotificationThatNobodyTakesIsToldOnceWithWhatWouldTakeIt) 
                      "ask().then(ask).then(() => wz.notify('printer', 'PRINT', {}))"
                      ".then(() => setTimeout(() => wz.exit(), 200));")));
 
+  const std::string atOnce =
+      " (many at once: wz host --terminal " + terminal_.directory() + " FILE)";
   EXPECT_EQ(result.code, kDone);
   EXPECT_THAT(linesOf(result.errors),
               ElementsAre("wz: nobody is there for LOOK UP at desk; this answers it: wz reply "
                           "--terminal " +
-                              terminal_.directory() + " desk 'LOOK UP' '{}'",
+                              terminal_.directory() + " desk 'LOOK UP' '{}'" + atOnce,
                           "wz: nobody is there for PRINT at printer; this takes it: wz listen "
                           "--terminal " +
-                              terminal_.directory() + " printer PRINT"));
+                              terminal_.directory() + " printer PRINT" + atOnce));
 }
 
 // ---- Pictures ----------------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
+#include <iostream>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -113,6 +114,10 @@ int runCommandLine(int argc, char** argv) {
     const std::string word = argv[1];
     wz::printMessage("there is no command " + word + wz::suggestedCommand(app, word) +
                      "; see wz --help");
+    return wz::kUsage;
+  }
+  if (argc == 1) {  // what there is, rather than what is missing
+    std::cerr << app.help();
     return wz::kUsage;
   }
   try {

@@ -57,8 +57,10 @@ void addPack(CLI::App& app, Action& action) {
   CLI::App& command = *app.add_subcommand("pack", "Make and sign a package");
   command.add_option("APPDIR", kept->folder, "Folder of the application, with its manifest.mft")
       ->type_name("");
-  command.add_option("-o,--output", kept->output, "The package; a name that ends in .zip")
-      ->required()
+  command
+      .add_option("-o,--output", kept->output,
+                  "The package; a name that ends in .zip (default: the\n"
+                  "application's id and .zip, here)")
       ->type_name("FILE");
   addKeys(command, kept->signing);
   command

@@ -163,7 +163,16 @@ void printCheck(const PackOptions& options, const Diagnostics& diagnostics) {
   }
 }
 
-int packApplication(const PackOptions& options, const std::string& keys) {
+// Named by its user, or after the application.
+std::string outputOf(const PackOptions& options) {
+  if (!options.output.empty()) return options.output;
+  Findings findings;  // said by the check
+  return packaging::readApplicationFolder(options.folder, findings).id + ".zip";
+}
+
+int packApplication(const PackOptions& given, const std::string& keys) {
+  PackOptions options = given;
+  options.output = outputOf(given);
   const Diagnostics diagnostics = checkApplication(options);
   printCheck(options, diagnostics);
   if (hasErrors(diagnostics)) return kApplicationFailed;
@@ -213,7 +222,11 @@ int pack(const PackOptions& options) {
     printMessage("name the folder of an application, or applications to remove with --uninstall");
     return kUsage;
   }
-  if (!isPackageName(options.output)) {
+  if (options.output.empty() && !options.removals.empty()) {
+    printMessage("name the package that removes: -o FILE.zip");
+    return kUsage;
+  }
+  if (!options.output.empty() && !isPackageName(options.output)) {
     printMessage("terminals take packages by names that end in .zip; " + options.output +
                  " is none, so give -o another one");
     return kUsage;

@@ -222,7 +222,8 @@ void RunReport::undelivered(const Message& message) {
       terminalOption_ + " " + shellWord(message.to) + " " + shellWord(message.name);
   printMessage("nobody is there for " + message.name + " at " + message.to +
                (isAwaited ? "; this answers it: wz reply" + receiver + " '{}'"
-                          : "; this takes it: wz listen" + receiver));
+                          : "; this takes it: wz listen" + receiver) +
+               " (many at once: wz host" + terminalOption_ + " FILE)");
 }
 
 void RunReport::reloaded(const std::string& id, const std::string& what) {

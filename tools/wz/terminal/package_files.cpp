@@ -15,6 +15,7 @@
 #include "support/file_system.h"
 #include "wz/reports/output.h"
 #include "wz/words/exit_code.h"
+#include "wz/words/shell_word.h"
 #include "wzapp/wzapp.h"
 
 namespace wz {
@@ -61,6 +62,13 @@ PackageFiles::~PackageFiles() {
 int PackageFiles::open(const std::vector<std::string>& files, EntrySizes sizes) {
   for (const std::string& file : files) {
     const std::string name = std::filesystem::path(file).filename().string();
+    std::error_code failure;
+    if (std::filesystem::is_directory(file, failure)) {
+      const std::string word = shellWord(file);
+      printMessage(file + " is a folder; make a package of it first: wz pack " + word +
+                   " -o APP.zip (or run it as it is: wz run --folder " + word + ")");
+      return kUsage;
+    }
     if (!isPackageName(file)) {
       printMessage("terminals take packages by names that end in .zip; " + file +
                    " is none, so rename it");
