@@ -14,15 +14,15 @@ import random
 import shlex
 import sys
 import time
-from dataclasses import asdict
+from dataclasses import asdict, astuple, dataclass
 from difflib import unified_diff
 from pathlib import Path
 
 import candidates
-from workshop import FAR_FOLDERS, DoesNotBuild, Workshop
+from workshop import FAR_FOLDERS, DoesNotBuild, Effort, Workshop
 
 KILLED, SURVIVED, UNBUILT, TIMED_OUT = "killed", "survived", "does not build", "timed out"
-SURVIVED_NEAR = "survived its folder"  # the long way is still before it
+SURVIVED_NEAR = "survived its suites"  # the long way is still before it
 RESULTS = (KILLED, TIMED_OUT, SURVIVED_NEAR, SURVIVED, UNBUILT)
 
 
@@ -35,6 +35,8 @@ def arguments():
     parser.add_argument("--in", dest="folders", action="append", metavar="PATH",
                         help="mutate what is below PATH only (src); may be repeated")
     parser.add_argument("--headers", action="store_true", help="headers too: slow")
+    parser.add_argument("--near", action="store_true",
+                        help="only with the suites about its file each, not the long way")
     parser.add_argument("--new", action="store_true", help="forget a campaign that was cut short")
     parser.add_argument("--with", dest="prefix", default="nice -n 19", metavar="COMMAND",
                         help="put before every build and test ('nice -n 19')")
@@ -106,6 +108,17 @@ def digest(root, files):
 # --- Trying one -------------------------------------------------------------------------------------
 
 
+@dataclass(frozen=True)
+class Trial:
+    """A test, or of its program some suites."""
+
+    test: dict
+    suites: tuple
+
+    def name(self):
+        return " ".join([self.test["name"], *self.suites])
+
+
 class Bench:
     """Tries mutants with the tests of a workshop."""
 
@@ -113,49 +126,62 @@ class Bench:
         self.workshop = workshop
         self.tree = tree  # digest of what the tests were seen to pass with
         self.file = home / "unchanged.json"
-        self.tests = {}  # by folder, those that pass without a change, quickest first
-        self.seconds = {}  # by test
+        self.tests = {}  # by folder, those that pass without a change
+        self.suites = {}  # by test
+        self.efforts = {}  # by trial; None where it fails without a change
+        self.caught = collections.Counter()  # by file and trial, how many it has caught
         if self.file.exists():
             known = json.loads(self.file.read_text())
             if known["tree"] == tree:
-                self.seconds = known["seconds"]
+                self.efforts = {name: effort and Effort(*effort)
+                                for name, effort in known["efforts"].items()}
 
     def prepare(self, folder):
-        """Builds a folder's tests without a change and learns which pass, and how fast."""
+        """Builds a folder's tests without a change and learns what they hold."""
         if folder in self.tests:
             return
         self.workshop.make(f"{folder}/all")
-        tests = self.workshop.tests_of(folder)
-        for test in tests:
-            name = test["name"]
-            if name in self.seconds:
-                continue
-            result, seconds = self.workshop.run_test(test)
-            self.seconds[name] = seconds if result == "passed" else None
-            if result != "passed":
-                print(f"  {name} is left out: {result} without any change", flush=True)
-        self.file.write_text(json.dumps({"tree": self.tree, "seconds": self.seconds}))
-        passed = [test for test in tests if self.seconds[test["name"]] is not None]
-        self.tests[folder] = sorted(passed, key=lambda test: self.seconds[test["name"]])
-
-    def run_tests(self, folder):
-        """The first test of a folder that fails, or None."""
+        self.tests[folder] = self.workshop.tests_of(folder)
         for test in self.tests[folder]:
-            result, _ = self.workshop.run_test(test, self.seconds[test["name"]])
-            if result != "passed":
-                return (TIMED_OUT if result == "timed out" else KILLED), test["name"]
-        return None
+            self.suites[test["name"]] = self.workshop.suites_of(test)
 
-    def attempt(self, mutant, folders, survived):
-        """What becomes of a mutant that is in place, and by what."""
+    def passes_unchanged(self, trial):
+        """Whether it passes without a change; if so, how fast is known."""
+        if trial.name() not in self.efforts:
+            self.workshop.make(*self.workshop.targets_of(trial.test))  # what a mutant has left
+            result, effort = self.workshop.run_test(trial.test, None, trial.suites)
+            self.efforts[trial.name()] = effort if result == "passed" else None
+            known = {name: effort and astuple(effort) for name, effort in self.efforts.items()}
+            self.file.write_text(json.dumps({"tree": self.tree, "efforts": known}))
+            if result != "passed":
+                print(f"  {trial.name()} is left out: {result} without any change", flush=True)
+        return self.efforts[trial.name()] is not None
+
+    def trials(self, file, folders, is_far):
+        """What is run for a change in a file: the suites about it or, the long way, everything. First
+        what has caught something there, then the quickest."""
+        tests = [test for folder in folders for test in self.tests[folder]]
+        if is_far:
+            found = [Trial(test, ()) for test in tests]
+        else:
+            about = self.workshop.suites_about(file)
+            found = [Trial(test, tuple(sorted(about & self.suites[test["name"]]))) for test in tests]
+            found = [trial for trial in found if trial.suites]
+
+        def rank(trial):
+            return -self.caught[file, trial.name()], self.efforts[trial.name()].cpu
+        return sorted(filter(self.passes_unchanged, found), key=rank)
+
+    def attempt(self, mutant, trials, survived):
+        """What becomes of a mutant that is in place, and by what. No more is built than is run."""
         try:
-            if not mutant.file.endswith(".h"):
-                self.workshop.make(self.workshop.object_of(mutant.file), mutated=True)
-            for folder in folders:
-                self.workshop.make(f"{folder}/all", mutated=True)
-                caught = self.run_tests(folder)
-                if caught:
-                    return caught
+            for trial in trials:
+                self.workshop.make(*self.workshop.targets_of(trial.test), mutated=True)
+                before = self.efforts[trial.name()]
+                result, _ = self.workshop.run_test(trial.test, before, trial.suites)
+                if result != "passed":
+                    self.caught[mutant.file, trial.name()] += 1
+                    return (TIMED_OUT if result == "timed out" else KILLED), trial.test["name"]
         except DoesNotBuild:
             return UNBUILT, "the compiler"
         return survived, ""
@@ -163,9 +189,10 @@ class Bench:
     def try_mutant(self, mutant, is_far):
         """Leaves the copy as it was. Returns the result, what told it, and the change."""
         near = f"tests/{Path(mutant.file).parts[1]}"
-        folders = [folder for folder in FAR_FOLDERS if folder != near] if is_far else [near]
+        folders = FAR_FOLDERS if is_far else [near]
         for folder in folders:
             self.prepare(folder)
+        trials = self.trials(mutant.file, folders, is_far)
         source = self.workshop.read(mutant.file)
         changed = mutant.apply(source)
         diff = "".join(
@@ -174,15 +201,15 @@ class Bench:
         )
         self.workshop.write(mutant.file, changed)
         try:
-            result, by = self.attempt(mutant, folders, SURVIVED if is_far else SURVIVED_NEAR)
+            result, by = self.attempt(mutant, trials, SURVIVED if is_far else SURVIVED_NEAR)
         finally:
             self.workshop.write(mutant.file, source)
         return result, by, diff
 
 
-def run(campaign, bench):
-    """Each mutant with the tests of its own folder; then the long way for those that are left."""
-    for is_far in (False, True):
+def run(campaign, bench, ways):
+    """Each mutant with the suites about its file; then the long way for those that are left."""
+    for is_far in ways:
         for mutant in campaign.remaining()[is_far]:
             began = time.monotonic()
             result, by, diff = bench.try_mutant(mutant, is_far)
@@ -246,7 +273,8 @@ def main():
     try:
         tree = workshop.copy_tree()
         workshop.configure()
-        run(campaign, Bench(workshop, tree, home))
+        ways = (False,) if options.near else (False, True)
+        run(campaign, Bench(workshop, tree, home), ways)
     except DoesNotBuild as failure:
         print(f"mutate: {failure} failed; its words are in {workshop.log}", file=sys.stderr)
         return 1

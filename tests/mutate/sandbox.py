@@ -3,10 +3,11 @@
 A mutant of what removes files can remove any. So everything is mounted read-only, /tmp is a new
 memory file system, and what the command leaves running ends with it.
 
-    sandbox.py REPORT SECONDS COMMAND...    as command() begins it, in the namespaces it makes
+    sandbox.py REPORT SECONDS CPU COMMAND...    as command() begins it, in the namespaces it makes
 
-Writes to the descriptor REPORT how the command ended and after how many seconds, as JSON. The time
-is taken in here, so that what stands before the whole command line may wait for its turn.
+Writes to the descriptor REPORT how the command ended, after how many seconds, and how many of them it
+had a processor, as JSON. The times are taken in here, so that what stands before the whole command
+line may wait for its turn.
 """
 
 import ctypes
@@ -25,12 +26,14 @@ _LARGEST_FILE = 4 << 30
 _MOST_MEMORY = 6 << 30  # a limit of the address space would be one of the sanitizers' shadow too
 
 
-def command(report, seconds, arguments):
-    """The command line that runs `arguments` inside for so many seconds at most."""
+def command(report, seconds, cpu, arguments):
+    """The command line that runs `arguments` inside for so many seconds at most, and so many of a
+    processor for each process."""
     user = [] if os.geteuid() == 0 else ["--map-root-user"]
     return (
         ["unshare", *user, "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
-        + [sys.executable, "-B", os.path.abspath(__file__), str(report), str(seconds)]
+        + [sys.executable, "-B", os.path.abspath(__file__), str(report), str(seconds),
+           str(cpu)]
         + arguments
     )
 
@@ -87,11 +90,15 @@ def main():
     resource.setrlimit(resource.RLIMIT_FSIZE, (_LARGEST_FILE, _LARGEST_FILE))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
-    report, seconds = int(sys.argv[1]), float(sys.argv[2])
+    report, seconds, cpu = int(sys.argv[1]), float(sys.argv[2]), int(sys.argv[3])
     began = time.monotonic()
-    child = subprocess.Popen(sys.argv[3:], stdin=subprocess.DEVNULL)  # knows nothing of `report`
+    child = subprocess.Popen(  # knows nothing of `report`
+        sys.argv[4:], stdin=subprocess.DEVNULL,
+        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CPU, (cpu, cpu)),
+    )
     code = _wait(child, began + seconds)
-    end = {"code": code, "seconds": time.monotonic() - began}
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    end = {"code": code, "seconds": time.monotonic() - began, "cpu": used.ru_utime + used.ru_stime}
     os.write(report, json.dumps(end).encode())
     # As the first process of its namespace this takes all others there with it.
 

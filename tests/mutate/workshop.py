@@ -3,8 +3,11 @@
 import hashlib
 import json
 import os
+import re
 import shutil
+import signal
 import subprocess
+from dataclasses import dataclass
 from pathlib import Path
 
 import sandbox
@@ -14,21 +17,34 @@ import sandbox
 FAR_FOLDERS = [f"tests/{name}" for name in ("support", "crypto", "archive", "installer", "runtime")]
 FAR_FOLDERS += ["fuzz", "tests/tools"]
 
-_PRESET = "asan"
-# Beside the time that a test took before: another machine, a busy one, a slower mutant.
-_TIME_FACTOR = 6
-_TIME_EXTRA = 20
+# For many short builds and runs: no sanitizer, no optimisation, no debug information; the checks of
+# the standard library stand in for what a sanitizer would have told. Warnings are none.
+_BUILD = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w -D_GLIBCXX_ASSERTIONS",
+          "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold"]
+# What was freed, or never written, is made to be seen.
+_ENVIRONMENT = {"GTEST_FAIL_FAST": "1", "MALLOC_PERTURB_": "165"}
+# Beside what a test took before: a slower mutant, and for the time by the clock a busy machine.
+_CPU_FACTOR, _CPU_EXTRA = 3, 5
+_TIME_FACTOR, _TIME_EXTRA = 6, 60
 
 
 class DoesNotBuild(Exception):
     pass
 
 
+@dataclass(frozen=True)
+class Effort:
+    """What a test took: seconds by the clock, and of a processor."""
+
+    seconds: float
+    cpu: float
+
+
 class Workshop:
     def __init__(self, root, home, prefix):
         self.root = Path(root)
         self.tree = Path(home) / "tree"
-        self.build = self.tree / "build" / _PRESET
+        self.build = self.tree / "build"
         self.prefix = prefix
         self.log = Path(home) / "last.log"
 
@@ -66,28 +82,24 @@ class Workshop:
     # --- Building ------------------------------------------------------------------------------
 
     def configure(self):
-        launcher = self.tree / "tests/mutate/launch"
+        launcher = shutil.which("ccache")
+        options = [f"-DCMAKE_CXX_COMPILER_LAUNCHER={launcher}"] if launcher else []
         self._run(
-            ["cmake", "--preset", _PRESET, f"-DCMAKE_CXX_COMPILER_LAUNCHER={launcher}"], self.tree
+            ["cmake", "-S", str(self.tree), "-B", str(self.build), "-G", "Ninja", *_BUILD, *options]
         )
 
     def make(self, *targets, mutated=False):
-        """Builds targets; DoesNotBuild with the compiler's words in the log."""
+        """Builds targets; DoesNotBuild with the compiler's words in the log. A mutant is compiled
+        once: nothing is looked up or kept in the cache for it."""
         environment = dict(os.environ)
         if mutated:
-            environment["WZAPP_MUTANT"] = "1"
-        self._run(
-            ["cmake", "--build", str(self.build), "--target", *targets], self.tree, environment
-        )
+            environment["CCACHE_DISABLE"] = "1"
+        self._run(["ninja", "-C", str(self.build), *targets], environment)
 
-    def object_of(self, file):
-        return f"src/CMakeFiles/wzapp_objects.dir/{Path(file).relative_to('src')}.o"
-
-    def _run(self, arguments, folder, environment=None):
+    def _run(self, arguments, environment=None):
         with open(self.log, "w") as log:
             done = subprocess.run(
-                self.prefix + arguments, cwd=folder, env=environment, stdout=log,
-                stderr=subprocess.STDOUT,
+                self.prefix + arguments, env=environment, stdout=log, stderr=subprocess.STDOUT
             )
         if done.returncode != 0:
             raise DoesNotBuild(" ".join(arguments))
@@ -101,15 +113,53 @@ class Workshop:
              "--show-only=json-v1"],
             check=True, capture_output=True, text=True,
         )
-        return json.loads(shown.stdout)["tests"]
+        tests = json.loads(shown.stdout)["tests"]
+        return [dict(test, folder=folder) for test in tests]
 
-    def run_test(self, test, before=None):
-        """Runs one test. Returns "passed", "failed" or "timed out", and the seconds it took."""
+    def targets_of(self, test):
+        """What has to be built for a test: its program; for a script, and for the tools' tests, which
+        call other programs, whatever their folder builds."""
+        program = Path(test["command"][0])
+        folder = test["folder"]
+        if program.parent != self.build / "bin" or folder == "tests/tools":
+            return [f"{folder}/all"]
+        return [program.name]
+
+    def suites_of(self, test):
+        """The suites of a test program as it lists them; none for any other test."""
+        program = Path(test["command"][0])
+        if program.parent != self.build / "bin" or not program.name.endswith("_test"):
+            return set()
+        listed = subprocess.run(
+            [*test["command"], "--gtest_list_tests"], capture_output=True, check=True
+        ).stdout.decode(errors="replace")
+        lines = re.findall(r"^(?:\w+/)?(\w+)(?:/\w+)?\.", listed, re.MULTILINE)
+        return set(lines)
+
+    def suites_about(self, file):
+        """The suites of the tests that include the header of a source: what is wrong there shows
+        there first."""
+        header = str(Path(file).relative_to("src").with_suffix(".h"))
+        found = set()
+        for source in (self.tree / "tests").rglob("*_test.cpp"):
+            text = source.read_text()
+            if f'"{header}"' in text or source.name == f"{Path(file).stem}_test.cpp":
+                found |= set(re.findall(r"^(?:TYPED_)?TEST(?:_[FP])?\((\w+),", text, re.MULTILINE))
+        return found
+
+    def run_test(self, test, before=None, suites=()):
+        """Runs one test, of a program only some suites if any are named. Returns "passed", "failed" or
+        "timed out", and its effort."""
         properties = {p["name"]: p["value"] for p in test.get("properties", [])}
-        limit = float(properties.get("TIMEOUT", 120)) * 3
+        limit = float(properties.get("TIMEOUT", 120)) * 6
+        cpu = limit
         if before is not None:
-            limit = before * _TIME_FACTOR + _TIME_EXTRA
-        environment = dict(os.environ, GTEST_FAIL_FAST="1")
+            limit = before.seconds * _TIME_FACTOR + _TIME_EXTRA
+            cpu = before.cpu * _CPU_FACTOR + _CPU_EXTRA
+        command = list(test["command"])
+        if suites:
+            command.append("--gtest_filter=" + ":".join(f"*{suite}.*" for suite in sorted(suites)))
+        environment = dict(os.environ, **_ENVIRONMENT)
         for pair in properties.get("ENVIRONMENT", []):
             name, value = pair.split("=", 1)
             environment[name] = value
@@ -117,7 +167,7 @@ class Workshop:
         listen, report = os.pipe()
         with open(self.log, "wb") as log:
             child = subprocess.Popen(
-                self.prefix + sandbox.command(report, limit, test["command"]),
+                self.prefix + sandbox.command(report, limit, int(cpu), command),
                 cwd=properties.get("WORKING_DIRECTORY", self.build), env=environment,
                 stdin=subprocess.DEVNULL, stdout=log, stderr=subprocess.STDOUT,
                 pass_fds=[report],
@@ -133,8 +183,8 @@ class Workshop:
         if not said:
             raise OSError(f"no end of {test['name']} was reported; see {self.log}")
         end = json.loads(said)
-        code, seconds = end["code"], end["seconds"]
-        if code is None:
-            return "timed out", seconds
+        code, effort = end["code"], Effort(end["seconds"], end["cpu"])
+        if code is None or code == -signal.SIGXCPU:
+            return "timed out", effort
         skipped = int(properties.get("SKIP_RETURN_CODE", -1))
-        return ("passed" if code in (0, skipped) else "failed"), seconds
+        return ("passed" if code in (0, skipped) else "failed"), effort
