@@ -5,12 +5,15 @@
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
 #include <stdexcept>
 #include <string>
+
+#include "tests/builders/child_process.h"
 
 namespace wzapp_test {
 
@@ -30,6 +33,16 @@ inline void enterOwnNamespace() {
   write("/proc/self/setgroups", "deny");
   write("/proc/self/uid_map", user + " " + user + " 1");
   write("/proc/self/gid_map", group + " " + group + " 1");
+}
+
+/// Whether a child process is given a second thread, as an emulator of another processor does: it
+/// can then enter no namespace.
+inline bool hasForeignThread() {
+  const pid_t child = forkSingleThread();
+  if (child == 0) _exit(unshare(CLONE_NEWUSER) != 0 && errno == EINVAL ? 1 : 0);
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 1;
 }
 
 /// Mounts an empty memory file system on a folder; the options are those of mount(8), such as

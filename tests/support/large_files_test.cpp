@@ -109,6 +109,7 @@ void mountOverlay(const std::string& folder) {
 }
 
 TEST(LargeInodes, AreListedAndHaveAStatus) {
+  if (wzapp_test::hasForeignThread()) GTEST_SKIP() << "an emulator cannot enter a user namespace";
   const wzapp_test::TemporaryDirectory temporary;
   wzapp_test::runInChild([&] {
     wzapp_test::enterOwnNamespace();
