@@ -489,12 +489,14 @@ TEST(DoctorTest, RemovesWhatWasLeftBehind) {
   fs::create_directory(foreign);
   fs::create_directory(left);
   fs::permissions(left, fs::perms::owner_all);
-  // Where no other wz runs, since nothing of it is touched while one does.
+  // Where no other wz runs, since nothing of it is touched while one does, and none has files.
   const auto doctor = [&folder](const char* option) {
     return runWz({}, [&folder, option] {
       setenv("TMPDIR", folder.path().c_str(), 1);
+      (void)!chdir(folder.path().c_str());
       execlp("unshare", "unshare", "--user", "--map-root-user", "--mount", "--pid", "--fork",
-             "--mount-proc", WZ_PROGRAM, "doctor", option, nullptr);
+             "--mount-proc", "sh", "-ec", "mount -t tmpfs none /dev/shm; exec \"$0\" doctor \"$@\"",
+             WZ_PROGRAM, option, nullptr);
     });
   };
 

@@ -22,6 +22,7 @@ except ImportError:
 wz, source = os.path.abspath(sys.argv[1]), pathlib.Path(sys.argv[2])
 files = list((source / "tools/wz/schemas").glob("*.schema.json"))
 files.append(source / "tools/wz/new_application/manifest.schema.json")
+files.append(source / "tools/wz/host/host.schema.json")
 schemas = {}
 for file in files:
     schema = json.loads(file.read_text())
@@ -82,12 +83,33 @@ def run(code, *arguments):
         return {}
     # What has no schema of its own has the form that all have.
     name = document["schema"].split(":")[2] + ".schema.json"
-    expect(name if name in schemas else "document.schema.json", document, what)
+    has_own = "command" in schemas.get(name, {}).get("properties", {})
+    expect(name if has_own else "document.schema.json", document, what)
     if document.get("ok") != (code == 0):
         complain(what, "says ok where it is not, or the reverse")
     if code != 0 and not document["diagnostics"]:
         complain(what, "does not say why")
     return document
+
+
+def run_lines(code, *arguments, meanwhile=None, awaited=""):
+    """The same for a command that prints an object a line. What is done `meanwhile` begins when it has
+    said what is awaited."""
+    what = "wz " + " ".join(arguments)
+    with subprocess.Popen([wz, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as program:
+        if meanwhile:
+            while awaited not in program.stderr.readline():
+                pass
+            meanwhile()
+        out, errors = program.communicate(timeout=60)
+    if program.returncode != code:
+        complain(what, f"ended with {program.returncode}, not {code}: {errors}")
+    lines = [json.loads(line) for line in out.splitlines()]
+    for line in lines:
+        expect("document.schema.json" if "command" in line else "event.schema.json", line, what)
+    if (code != 0) != bool(lines and "command" in lines[-1]):
+        complain(what, "ends with a document where it should not, or the reverse")
+    return [line.get("event", "end") for line in lines]
 
 
 # What differs from build to build, by its key.
@@ -164,6 +186,25 @@ with tempfile.TemporaryDirectory() as folder:
     golden("explain", run(0, "explain", "--json", "WZ-0304"))
     golden("notify-nobody", run(1, "notify", "--json", "--terminal", "desk", "till", "PAY"))
     good = run(0, "explain", "--json")
+    events = run_lines(0, "reply", "--json", "--terminal", "desk", "--count", "1", "till", "PAY", '{"paid": [true, 2]}',
+                       awaited="answering PAY",
+                       meanwhile=lambda: golden("notify", run(0, "notify", "--json", "--terminal", "desk", "till",
+                                                              "PAY", "--wait")))
+    if events != ["asked"]:
+        complain("wz reply --json", str(events))
+    events = run_lines(1, "listen", "--json", "--terminal", "desk", "till", "PAY", "--count", "2", "--timeout", "4",
+                       awaited="listening at till",
+                       meanwhile=lambda: subprocess.run([wz, "notify", "--terminal", "desk", "till", "PAY"],
+                                                        check=True))
+    if events != ["received", "end"]:
+        complain("wz listen --json", str(events))
+    example = subprocess.run([wz, "host", "--example"], capture_output=True, text=True, check=True).stdout
+    expect("host.schema.json", json.loads(example), "wz host --example")
+    pathlib.Path("host.json").write_text(example)
+    events = run_lines(0, "host", "--json", "--terminal", "desk", "host.json", "--timeout", "1")
+    events = run_lines(1, "run", "--json", "--terminal", "desk", "--headless", "--timeout", "3", "shop")
+    if events[0] != "launched" or events[-1] != "end" or "exited" not in events:
+        complain("wz run --json", str(events))
     # What it finds depends on the machine.
     machine = subprocess.run([wz, "doctor", "--json"], capture_output=True, text=True, check=False)
     expect("doctor.schema.json", json.loads(machine.stdout), "wz doctor --json")

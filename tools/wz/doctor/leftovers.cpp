@@ -9,6 +9,7 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <string_view>
 #include <system_error>
 
@@ -85,8 +86,12 @@ std::vector<std::string> findLeftovers(const std::string& terminal) {
   if (!terminal.empty()) findIn(fs::path(terminal) / "run", isProfile, found);
   findIn(temporary / ("wz-browser-" + std::to_string(geteuid())), isProfile, found);
   if (!isRunningElsewhere()) {
-    findIn(temporary, isWork, found);
-    findIn(".", isWork, found);
+    // Two of them may be one.
+    std::set<fs::path> folders;
+    for (const fs::path& folder : {temporary, fs::path("/dev/shm"), fs::path(".")}) {
+      folders.insert(fs::weakly_canonical(folder, failure));
+    }
+    for (const fs::path& folder : folders) findIn(folder, isWork, found);
   }
   std::ranges::sort(found);
   return found;

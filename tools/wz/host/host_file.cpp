@@ -67,6 +67,7 @@ std::string membersMeant(const rapidjson::Value* value, const rapidjson::Value* 
 std::string schemaProblem(const std::string& text) {
   rapidjson::Document schema, document;
   schema.Parse(hostSchema().data(), hostSchema().size());
+  schema.RemoveMember("$schema");  // what it uses is the same in the draft that this reader knows
   document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
   const rapidjson::SchemaDocument compiled(schema);
   rapidjson::SchemaValidator validator(compiled);
