@@ -91,7 +91,7 @@ TEST_P(WrongCommandLineTest, IsExplained) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, WrongCommandLineTest,
     testing::Values(
-        WrongCommandLine{"Nothing", {}, "subcommand"},
+        WrongCommandLine{"Nothing", {}, "Subcommands:"},
         WrongCommandLine{"Unknown", {"fly"}, "there is no command fly"},
         WrongCommandLine{"UnknownOption", {"run", "shop", "--fast"}, "--fast"},
         WrongCommandLine{"TerminalAlone", {"terminal"}, "subcommand"},
