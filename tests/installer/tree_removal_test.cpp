@@ -15,6 +15,8 @@
 #include <vector>
 
 #include "support/install_result.h"
+#include "tests/builders/child_process.h"
+#include "tests/builders/own_namespace.h"
 #include "tests/installer/file_calls.h"
 #include "tests/installer/rules_fixture.h"
 
@@ -275,6 +277,18 @@ TEST_F(TreeRemovalTest, WarnsOfAFileThatCannotBeRemoved) {
 
   EXPECT_THAT(lines, ElementsAre(notRemoved(kTree, EIO)));
   EXPECT_EQ(installResult(), kInstallWarning);
+}
+
+// Not what the look at what is left has come to.
+TEST_F(TreeRemovalTest, TellsTheErrorOfTheRemovalItself) {
+  terminal.writeFile(kTree, "stays");
+  failOn("unlinkat", {"shop"});
+  calls.atStatus = [](struct stat&) { errno = EPERM; };
+
+  removeTree(kTree, Quiet::kNothing);
+
+  EXPECT_THAT(lines, ElementsAre("Warning: Failed to remove '" + kTree +
+                                 "' (errno=" + std::to_string(EIO) + ")\n"));
 }
 
 TEST_F(TreeRemovalTest, WarningLeavesAnErrorAlone) {
@@ -600,6 +614,38 @@ TEST_F(TreeRemovalTest, LeavesWhatIsAboveAMovedDirectoryAlone) {
 }
 
 // --- A single file ----------------------------------------------------------------------------
+
+// Deeper on both than directories stay open, so that the way back leads from one file system to the
+// other.
+TEST_F(TreeRemovalTest, EmptiesAnotherFileSystemOnItsWay) {
+  constexpr int kDepth = 20;
+  std::string mounted = kTree;
+  for (int i = 0; i < kDepth; ++i) mounted += "/d";
+  terminal.makeFolder(mounted);
+  for (const char* name : {"a", "z"}) terminal.writeFile(kTree + "/d/" + name, "1");
+
+  runInChild([&] {
+    enterOwnNamespace();
+    mountMemory(mounted);
+    std::string inside = mounted;
+    for (int i = 0; i < kDepth; ++i) {
+      inside += "/e";
+      fs::create_directory(inside);
+      terminal.writeFile(inside + "/file", "2");
+    }
+
+    removeTree(kTree, Quiet::kNothing);
+
+    EXPECT_TRUE(fs::is_empty(mounted));
+    EXPECT_THAT(treeOf(kTree + "/d"), testing::SizeIs(kDepth - 1));
+    // What is mounted there, and everything above it.
+    ASSERT_EQ(lines.size(), kDepth + 1U);
+    EXPECT_EQ(lines[0], "Warning: Failed to remove '" + mounted +
+                            "' (errno=" + std::to_string(EBUSY) + ")\n");
+    EXPECT_EQ(lines[kDepth], "Warning: Failed to remove '" + kTree +
+                                 "' (errno=" + std::to_string(ENOTEMPTY) + ")\n");
+  });
+}
 
 TEST_F(TreeRemovalTest, RemovesASingleFile) {
   terminal.writeFile(kTree, "file");
