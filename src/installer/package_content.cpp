@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <set>
 #include <string_view>
@@ -18,6 +19,7 @@
 #include "installer/space_check.h"
 #include "installer/tree_removal.h"
 #include "support/file_system.h"
+#include "support/finding.h"
 #include "support/install_result.h"
 #include "support/text.h"
 
@@ -116,13 +118,30 @@ int openTarget(const Place& place, std::uint64_t size) {
   return ftruncate(file.get(), 0) == 0 ? file.release() : -1;
 }
 
-bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const std::string& destination,
-                  const char* root, FilePlaces& places) {
-  if (!isBelow(destination, root)) return false;
+bool extractOnce(UnZIP& archive, UnZIP::Entry entry, const std::string& destination,
+                 FilePlaces& places) {
   const Place* const place = places.make(normalizePath(destination));
   if (place == nullptr) return false;
   return archive.extractToFile(entry,
                                [place, entry] { return openTarget(*place, entry->second.size); });
+}
+
+// Whether what has failed with `error` may go well the next time.
+bool isPassing(int error) {
+  constexpr int kPassing[] = {EINTR, EIO, EMFILE, ENFILE, ENOMEM};
+  return std::ranges::find(kPassing, error) != std::end(kPassing);
+}
+
+// Tried again where it fails for a reason that passes: the version before is gone by now.
+bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const std::string& destination,
+                  const char* root, FilePlaces& places) {
+  if (!isBelow(destination, root)) return false;
+  const Finding finding = findOut([&] {
+    errno = 0;  // what fails without a call of the system that fails is the archive's fault
+    if (extractOnce(archive, entry, destination, places)) return Finding::kFound;
+    return isPassing(errno) ? Finding::kUnknown : Finding::kNone;
+  });
+  return finding == Finding::kFound;
 }
 
 bool isManifest(const std::string& path) { return toUpper(path).ends_with(kManifestEnding); }

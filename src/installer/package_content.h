@@ -23,6 +23,9 @@ struct ContentTarget {
 // An application that is there already is only removed for a new version that has room
 // (space_check.h): of another one no entry can be extracted.
 //
+// An entry whose extraction fails for a reason that passes (no descriptor, no memory, an input or
+// output error) is extracted again at once, at most twice.
+//
 // Returns the application id of the last ".MFT" that was extracted, which may be empty; empty
 // without one. The only exception is std::bad_alloc.
 [[nodiscard]] std::string extractContent(UnZIP& archive, const ContentTarget& target);

@@ -82,6 +82,23 @@ class InstallFaultsTest : public ScenarioTest, public testing::WithParamInterfac
     return false;
   }
 
+  // Lets creating or writing the page of an update fail so many times. Returns how often it did.
+  int failPage(const std::string& function, int times) {
+    drop("shop.zip", applicationPackage("shop"));
+    terminal.writeFile(kApps + "/shop/index.html", "<p>old");
+    int failures = 0;
+    bool isPage = false;  // the last file that was created
+    calls.hook = [&, function, times](const FileCall& call) {
+      if (call.function == "openat") isPage = call.name == "index.html";
+      if (!isPage || call.function != function || failures == times) return 0;
+      ++failures;
+      return GetParam();
+    };
+    result = install();
+    calls.hook = nullptr;
+    return failures;
+  }
+
   // An operation of the extraction itself has failed, as it is reported.
   [[nodiscard]] bool isShopUnwritten() const {
     for (const std::string& line : lines) {
@@ -181,8 +198,47 @@ TEST_P(InstallFaultsTest, LoseNothingBesideWhatIsInstalled) {
   EXPECT_GT(unjudged * step, 50);
 }
 
+// The version before is gone by then.
+TEST_P(InstallFaultsTest, DoNotStopTheExtractionOfAnUpdateWhereTheyPass) {
+  for (const char* const function : {"openat", "write"}) {
+    // An interrupted write is repeated where it is made, as often as it takes.
+    EXPECT_EQ(failPage(function, 2), 2) << function;
+
+    EXPECT_EQ(result, kInstallOk) << function;
+    EXPECT_EQ(read(kApps + "/shop/index.html"), "<p>shop") << function;
+    EXPECT_THAT(dropped(), testing::IsEmpty()) << function;
+  }
+}
+
+TEST_P(InstallFaultsTest, ThatStayAreReportedOnce) {
+  EXPECT_EQ(failPage("openat", kForGood), 3);
+
+  EXPECT_EQ(result, kInstallError);
+  EXPECT_EQ(std::ranges::count(lines, "Error: Failed to extract 'shop/index.html' -> '" + kApps +
+                                          "/shop/index.html'\n"),
+            1);
+  EXPECT_THAT(dropped(), testing::IsEmpty());
+}
+
 INSTANTIATE_TEST_SUITE_P(Errors, InstallFaultsTest,
                          testing::Values(EMFILE, ENFILE, ENOMEM, EIO, EINTR));
+
+// What fails for another reason would fail the next time as well.
+TEST_F(ScenarioTest, ExtractsOnceWhatFailsForAnotherReason) {
+  FileCalls calls;
+  int failures = 0;
+  drop("shop.zip", applicationPackage("shop"));
+  calls.hook = [&failures](const FileCall& call) {
+    if (call.function != "openat" || call.name != "index.html") return 0;
+    ++failures;
+    return EACCES;
+  };
+
+  EXPECT_EQ(install(), kInstallError);
+
+  EXPECT_EQ(failures, 1);
+  EXPECT_THAT(dropped(), testing::IsEmpty());
+}
 
 // What is taken back is reported, and is installed by the next run.
 TEST_F(ScenarioTest, TakesBackWhatIsNewWhereItCannotBeJudged) {
