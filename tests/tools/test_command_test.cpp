@@ -56,6 +56,7 @@ echo "runs in $(pwd): $*"; ls -d "$TMPDIR"; touch "$TMPDIR/left"; sleep 600 & ex
 TEST_F(TestCommandTest, TheRunnerGetsTheArgumentsAndNothingIsLeft) {
   install("@playwright/test");
   install("wzapp-playwright");
+  write("wz-test-killed/terminal/terminal.json", "{}");
 
   const ProgramResult result = test({folder_ / "shop", "--", "--grep", "charge"});
 

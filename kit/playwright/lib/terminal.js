@@ -59,7 +59,7 @@ export class Terminal {
       if (path.endsWith('.zip')) files.push(resolve(path));
       else files.push(await this.pack(path));
     }
-    return JSON.parse(await this.wz('install', '--json', ...files));
+    return this.#json('install', ...files);
   }
 
   /** Makes a package of an application's folder; the package's file, which goes with the terminal. */
@@ -70,12 +70,17 @@ export class Terminal {
   }
 
   async remove(id) {
-    return JSON.parse(await this.wz('remove', '--json', id));
+    return this.#json('remove', id);
   }
 
   /** What is installed, as `wz list --json` tells it. */
   async list() {
-    return JSON.parse(await this.wz('list', '--json'));
+    return this.#json('list');
+  }
+
+  // The result of a command's document.
+  async #json(command, ...args) {
+    return JSON.parse(await this.wz(command, '--json', ...args)).result;
   }
 
   /** What programs see as `path`: a file below /mnt/flash or /home, as a path of this machine. */

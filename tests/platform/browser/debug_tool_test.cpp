@@ -152,7 +152,7 @@ TEST_F(DebugToolTest, WhatReachesBeyondThePageIsRefused) {
 // The requests that a tool stops are its own affair; the page's files are served all the same.
 TEST_F(DebugToolTest, AToolMayStopRequestsOfThePage) {
   Tool tool(id, DebugScope::kPage);
-  tool.ask("Fetch.enable");
+  tool.ask("Fetch.enable", R"({"patterns":[{"urlPattern":"*/index.html"}]})");
   tool.ask(
       "Runtime.evaluate",
       R"js({"expression":"void fetch('index.html').then(r => wz.log('info', 'got ' + r.status))"})js");

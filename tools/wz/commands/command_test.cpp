@@ -1,6 +1,9 @@
 #include "wz/commands/command_test.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -122,6 +125,33 @@ fs::path findRunner(const fs::path& folder) {
 
 // ---- The run -----------------------------------------------------------------------------------
 
+constexpr std::string_view kFolderPrefix = "wz-test-";
+
+// A folder that is locked as long as its process lives.
+int lockFolder(const fs::path& path) {
+  const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (folder < 0 || flock(folder, LOCK_EX | LOCK_NB) == 0) return folder;
+  close(folder);
+  return -1;
+}
+
+// Removes what a `wz test` that was killed has left.
+void sweep(const fs::path& parent) {
+  std::error_code failure;
+  for (fs::directory_iterator entry(parent, failure), end; !failure && entry != end;
+       entry.increment(failure)) {
+    struct stat status {};
+    const fs::path path = entry->path();
+    const bool isOurs = path.filename().string().starts_with(kFolderPrefix) &&
+                        lstat(path.c_str(), &status) == 0 && status.st_uid == geteuid();
+    const int lock = isOurs ? lockFolder(path) : -1;
+    if (lock < 0) continue;
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+    close(lock);
+  }
+}
+
 // Where the tests and their runner have what is temporary, terminals among it. Gone with them.
 class TestFolder {
  public:
@@ -129,25 +159,33 @@ class TestFolder {
   ~TestFolder() {
     std::error_code ignored;
     if (!path_.empty()) fs::remove_all(path_, ignored);
+    if (lock_ >= 0) close(lock_);
   }
   TestFolder(const TestFolder&) = delete;
   TestFolder& operator=(const TestFolder&) = delete;
 
   bool make() {
     std::error_code failure;
-    std::string name = (fs::temp_directory_path(failure) / "wz-test-XXXXXX").string();
-    if (failure || mkdtemp(name.data()) == nullptr) {
-      printMessage("cannot make a folder for what the tests need: " +
-                   std::string(std::strerror(errno)));
-      return false;
+    const fs::path parent = fs::temp_directory_path(failure);
+    if (!failure) sweep(parent);
+    while (!failure) {
+      std::string name = (parent / kFolderPrefix).string() + "XXXXXX";
+      if (mkdtemp(name.data()) == nullptr) break;
+      lock_ = lockFolder(name);
+      // Between its making and its lock another one's sweep may have found it.
+      if (lock_ < 0 || !fs::exists(name, failure)) continue;
+      path_ = name;
+      return true;
     }
-    path_ = name;
-    return true;
+    printMessage("cannot make a folder for what the tests need: " +
+                 std::string(std::strerror(errno)));
+    return false;
   }
   const std::string& path() const { return path_; }
 
  private:
   std::string path_;
+  int lock_ = -1;
 };
 
 pid_t runner = 0;  // read by the signal handler, set before it is installed

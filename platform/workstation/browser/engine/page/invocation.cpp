@@ -138,15 +138,18 @@ void Invocation::showPage() {
 // depends on the desktop. Measured before setUpPage() makes the page see the display's size
 // whatever the window's is.
 void Invocation::fitWindow() {
-  connection_->call(
-      session_, "Page.getLayoutMetrics", JsonObject(),
-      [self = shared_from_this()](const CdpReply& metrics) {
-        const JsonValue& viewport = jsonMember(metrics.result, "cssLayoutViewport");
-        const int missingWidth = self->plan_.shape.width - jsonInt(viewport, "clientWidth", 0);
-        const int missingHeight = self->plan_.shape.height - jsonInt(viewport, "clientHeight", 0);
-        if (!metrics.ok || (missingWidth == 0 && missingHeight == 0)) return self->setUpPage();
-        self->resizeWindow(missingWidth, missingHeight);
-      });
+  connection_->call(session_, "Page.getLayoutMetrics", JsonObject(),
+                    [self = shared_from_this()](const CdpReply& metrics) {
+                      const JsonValue& viewport = jsonMember(metrics.result, "cssLayoutViewport");
+                      const int width = jsonInt(viewport, "clientWidth", 0);
+                      const int height = jsonInt(viewport, "clientHeight", 0);
+                      const int missingWidth = self->plan_.shape.width - width;
+                      const int missingHeight = self->plan_.shape.height - height;
+                      const bool isLaidOut = metrics.ok && width > 0 && height > 0;
+                      if (!isLaidOut || (missingWidth == 0 && missingHeight == 0))
+                        return self->setUpPage();
+                      self->resizeWindow(missingWidth, missingHeight);
+                    });
 }
 
 // A window that cannot be resized shows the page all the same.
