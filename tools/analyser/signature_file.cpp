@@ -1,0 +1,169 @@
+#include "analyser/signature_file.h"
+
+#include <optional>
+
+#include "analyser/element_walk.h"
+
+namespace analyser {
+namespace {
+
+constexpr std::uint8_t kInteger = 0x02, kIa5String = 0x16, kTag2 = 0xA2;
+constexpr std::size_t kLongestKeyId = 49;
+constexpr std::string_view kSignedData = "1.2.840.113549.1.7.2";
+constexpr std::string_view kPackageContent = "2.16.840.1.200000.1.2.2";
+constexpr std::string_view kSignerKeyId = "2.16.840.1.200000.1.2.1";
+constexpr std::string_view kContentType = "1.2.840.113549.1.9.3";
+constexpr std::string_view kMessageDigest = "1.2.840.113549.1.9.4";
+constexpr std::string_view kRsaEncryption = "1.2.840.113549.1.1.1";
+
+struct DigestName {
+  std::string_view oid;
+  Digest digest;
+  std::size_t size;
+};
+constexpr DigestName kDigests[] = {{"1.3.14.3.2.26", Digest::kSha1, 20},
+                                   {"2.16.840.1.101.3.4.2.1", Digest::kSha256, 32}};
+
+// A file while it is read. A walk goes from the top to the bottom; what is not found where it was
+// looked for leaves the walk where it was.
+struct Reading {
+  std::string_view file;
+  ElementWalk walk;
+  SignatureFile& found;
+  const DigestName* digest = nullptr;
+
+  [[nodiscard]] std::string_view content() const { return walk.element().content(file); }
+
+  // On to the next element of that content that lies at least `depth` deep, without coming up to
+  // less than `floor`.
+  bool findOid(std::string_view oid, int depth, int floor) {
+    const ElementWalk before = walk;
+    while (walk.next() && walk.element().depth >= floor) {
+      if (walk.element().depth >= depth && isOid(content(), oid)) return true;
+    }
+    walk = before;
+    return false;
+  }
+
+  bool skip(int count, int floor) {
+    while (count-- > 0) {
+      if (!walk.next() || walk.element().depth < floor) return false;
+    }
+    return true;
+  }
+
+  bool isInteger2() {
+    return walk.element().identifier == kInteger && smallInteger(content()) == 2;
+  }
+};
+
+Cause readOuter(Reading& reading) {
+  bool isFound = false;
+  while (!isFound && reading.walk.next()) isFound = isOid(reading.content(), kSignedData);
+  const Element& element = reading.walk.element();
+  return isFound && (element.depth == 1 || element.index == 0) ? kGood : "WZ-0320";
+}
+
+Cause readVersion(Reading& reading) {
+  return reading.walk.find(3, 0) && reading.isInteger2() ? kGood : "WZ-0321";
+}
+
+Cause readDigestAlgorithm(Reading& reading) {
+  if (!reading.walk.find(3, 1)) return "WZ-0322";
+  for (const DigestName& name : kDigests) {
+    if (!reading.findOid(name.oid, 5, 4)) continue;
+    reading.digest = &name;
+    reading.found.digest = name.digest;
+    return kGood;
+  }
+  return "WZ-0322";
+}
+
+Cause readContent(Reading& reading) {
+  constexpr Cause kBad = "WZ-0323";
+  if (!reading.walk.find(3, 2) || !reading.findOid(kPackageContent, 4, 4)) return kBad;
+  return reading.skip(2, 4) && reading.walk.element().identifier == kIa5String ? kGood : kBad;
+}
+
+Cause readSigner(Reading& reading) {
+  const bool isFound = reading.walk.find(3, 3) && reading.skip(2, 4);
+  return isFound && reading.isInteger2() ? kGood : "WZ-0321";
+}
+
+Cause readSignerDigest(Reading& reading) {
+  const bool isFound = reading.walk.find(5, 2) && reading.findOid(reading.digest->oid, 6, 6);
+  return isFound ? kGood : "WZ-0322";
+}
+
+Cause readSignedAttributes(Reading& reading) {
+  while (reading.walk.next() && reading.walk.element().depth >= 5) {
+    const Element& element = reading.walk.element();
+    if (element.identifier != kTag2) continue;
+    if (element.isIndefinite) break;
+    reading.found.signedOctets = reading.content();
+    return kGood;
+  }
+  return "WZ-0324";
+}
+
+Cause readContentType(Reading& reading) {
+  const bool isFound = reading.findOid(kContentType, 6, 6) && reading.skip(2, 6) &&
+                       isOid(reading.content(), kPackageContent);
+  return isFound ? kGood : "WZ-0326";
+}
+
+Cause readMessageDigest(Reading& reading) {
+  if (!reading.findOid(kMessageDigest, 6, 6) || !reading.skip(2, 6)) return "WZ-0322";
+  reading.found.messageDigest = reading.content();
+  return reading.found.messageDigest.size() == reading.digest->size ? kGood : "WZ-0322";
+}
+
+Cause readSignature(Reading& reading) {
+  // The algorithm stands behind the attributes, not among them.
+  while (reading.walk.nextSibling() && reading.walk.element().depth > 5) {
+  }
+  const Element algorithm = reading.walk.element();
+  constexpr Cause kBad = "WZ-0325";
+  if (algorithm.depth != 5) return kBad;
+  if (!reading.walk.next() || !isOid(reading.content(), kRsaEncryption)) return kBad;
+  if (!reading.skip(2, 5) || reading.walk.element().isIndefinite) return kBad;
+  reading.found.signature = reading.content();
+  return kGood;
+}
+
+Cause readSignerKeyId(Reading& reading) {
+  const bool isBehind = reading.findOid(kSignerKeyId, 5, 5) && reading.skip(2, 5);
+  if (isBehind) {
+    reading.found.signerKeyId = reading.content();
+    return kGood;
+  }
+  const std::string_view attributes = reading.found.signedOctets;
+  ElementWalk walk(attributes);
+  while (walk.next()) {
+    if (!isOid(walk.element().content(attributes), kSignerKeyId)) continue;
+    if (!walk.next() || !walk.next()) break;
+    reading.found.signerKeyId = walk.element().content(attributes);
+    return kGood;
+  }
+  return "WZ-0327";
+}
+
+}  // namespace
+
+Cause readSignatureFile(std::string_view file, SignatureFile& found) {
+  Reading reading{file, ElementWalk(file), found};
+  for (const auto step :
+       {readOuter, readVersion, readDigestAlgorithm, readContent, readSigner, readSignerDigest,
+        readSignedAttributes, readContentType, readMessageDigest, readSignature, readSignerKeyId}) {
+    if (const Cause cause = step(reading)) return cause;
+  }
+  return found.signerKeyId.size() > kLongestKeyId ? "WZ-0332" : kGood;
+}
+
+Cause checkArchive(const SignatureFile& file, std::string_view archive, const Certificate& signer) {
+  if (file.signerKeyId != signer.subjectKeyId) return "WZ-0311";
+  if (file.messageDigest != digestOf(file.digest, archive)) return "WZ-0310";
+  return checkSignature(signer.key, file.digest, file.signedOctets, file.signature);
+}
+
+}  // namespace analyser
