@@ -35,6 +35,9 @@ class Archive {
   /// By name, "/" for "\"; of entries of one name the last.
   [[nodiscard]] const std::map<std::string, Entry>& entries() const { return entries_; }
 
+  /// Whether unpacking can begin: the entry's own header says what the directory says.
+  [[nodiscard]] bool canOpen(const Entry& entry) const { return packedOctets(entry).has_value(); }
+
   /// What comes out of an entry, which is never more than its stated size; nothing when what should
   /// come is damaged or is missing.
   [[nodiscard]] std::optional<std::string> unpack(const Entry& entry) const;

@@ -73,6 +73,7 @@ Cause readKeyUsage(Octets /*value*/, const Element& first, Certificate& /*found*
 }
 
 Cause readBasicConstraints(Octets value, const Element& first, Certificate& /*found*/) {
+  if (first.identifier != kSequence) return "WZ-0217";
   const Elements parts = childrenOf(value, first);
   if (parts.empty()) return kGood;
   if (!isBooleanOfOneOctet(parts[0])) return "WZ-0217";

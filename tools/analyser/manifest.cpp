@@ -12,8 +12,14 @@ constexpr std::string_view kWhite = " \t\n\v\f\r";
 
 Value Value::member(const char* key) const {
   if (value_ == nullptr || !value_->IsObject()) return Value();
-  const auto found = value_->FindMember(key);
-  return found == value_->MemberEnd() ? Value() : Value(&found->value);
+  // Of members of one name the last counts.
+  const rapidjson::Value* found = nullptr;
+  for (const auto& member : value_->GetObject()) {
+    if (std::string_view(member.name.GetString(), member.name.GetStringLength()) == key) {
+      found = &member.value;
+    }
+  }
+  return Value(found);
 }
 
 std::string Value::text() const {

@@ -132,8 +132,8 @@ std::string unpackArchive(Judging& judging, const Archive& archive, const Packag
     const std::string path = destinationOf(name, kind.root);
     const std::optional<std::string> content = archive.unpack(entry);
     // What breaks off leaves what came before it.
-    if (!liesBelow(path, kind.root) || !judging.files.write(path, content.value_or("")) ||
-        !content) {
+    if (!archive.canOpen(entry) || !liesBelow(path, kind.root) ||
+        !judging.files.write(path, content.value_or("")) || !content) {
       report(judging.verdict, "WZ-0103", {name, path});
       continue;
     }
