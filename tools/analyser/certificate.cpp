@@ -9,8 +9,8 @@ namespace analyser {
 namespace {
 
 constexpr std::uint8_t kBoolean = 0x01, kInteger = 0x02, kBitString = 0x03, kOctetString = 0x04,
-                       kIa5String = 0x16, kSequence = 0x30, kPrimitive0 = 0x80, kTag0 = 0xA0,
-                       kTag3 = 0xA3;
+                       kOid = 0x06, kIa5String = 0x16, kSequence = 0x30, kPrimitive0 = 0x80,
+                       kTag0 = 0xA0, kTag3 = 0xA3;
 constexpr std::size_t kLongestKeyId = 31;
 constexpr std::size_t kPermissionRoom = 256;
 
@@ -44,6 +44,14 @@ struct Reading {
 std::string withoutLeadingZero(std::string_view number) {
   if (number.starts_with('\0')) number.remove_prefix(1);
   return std::string(number);
+}
+
+// Whether no part of it is left that cannot be read.
+bool isReadToEnd(const Element& parent, const Elements& children) {
+  const std::size_t end = parent.start + parent.header + parent.size;
+  const Element& last = children.empty() ? parent : children.back();
+  return parent.isIndefinite || parent.size == 0 ||
+         (!children.empty() && (last.isIndefinite || last.start + last.header + last.size >= end));
 }
 
 bool isBooleanOfOneOctet(const Element& element) {
@@ -158,8 +166,9 @@ Cause readExtension(Reading& reading, const Element& extension) {
   const std::optional<Element> own = elementAt(whole, 0);
   const Elements parts = own ? childrenOf(whole, *own) : Elements();
   if (parts.empty()) return "WZ-0219";
+  if (parts[0].identifier != kOid) return "WZ-0219";
+  if (isLongOid(parts[0].content(whole))) return "WZ-0220";
   const std::optional<std::string> oid = oidText(parts[0].content(whole));
-  if (oid && oid->size() > kLongestOid) return "WZ-0220";
   if (!oid || (parts.size() != 2 && parts.size() != 3)) return "WZ-0219";
   bool isCritical = false;
   if (parts.size() == 3) {
@@ -169,7 +178,7 @@ Cause readExtension(Reading& reading, const Element& extension) {
   if (parts.back().identifier != kOctetString) return "WZ-0219";
   const Octets value = parts.back().content(whole);
   const std::optional<Element> first = elementAt(value, 0);
-  if (!first || (first->isIndefinite && !first->isConstructed)) return "WZ-0222";
+  if (!first || first->isIndefinite) return "WZ-0222";
   if (!reading.oids.insert(*oid).second) return "WZ-0218";
   for (const KnownExtension& known : kKnownExtensions) {
     if (known.oid == *oid) return known.read(value, *first, reading.found);
@@ -234,10 +243,11 @@ Cause readExtensions(Reading& reading) {
   } while (reading.element().depth != 2 || reading.element().identifier != kTag3);
   const Elements lists = reading.children(reading.element());
   if (lists.empty()) return kBad;
-  for (const Element& extension : reading.children(lists[0])) {
+  const Elements extensions = reading.children(lists[0]);
+  for (const Element& extension : extensions) {
     if (const Cause cause = readExtension(reading, extension)) return cause;
   }
-  return kGood;
+  return isReadToEnd(lists[0], extensions) ? kGood : kBad;
 }
 
 Cause readKeyIds(Reading& reading) {
@@ -249,7 +259,7 @@ Cause readOuterSignature(Reading& reading, const Elements& outer) {
   constexpr Cause kBad = "WZ-0224";
   if (outer.size() < 3 || outer[2].identifier != kBitString || outer[2].size == 0) return kBad;
   const Elements algorithm = reading.children(outer[1]);
-  if (algorithm.empty()) return kBad;
+  if (algorithm.empty() || !isReadToEnd(outer[1], algorithm)) return kBad;
   const std::string_view oid = reading.content(algorithm[0]);
   const std::optional<std::string> text = oidText(oid);
   if (text && text->size() <= kLongestOid) reading.found.algorithm = *text;
@@ -274,10 +284,12 @@ Cause checkSummary(Certificate& found) {
 
 }  // namespace
 
-Cause readCertificate(std::string_view der, Certificate& certificate) {
-  Reading reading{der, certificate, ElementWalk(der)};
-  const std::optional<Element> whole = elementAt(der, 0);
+Cause readCertificate(std::string_view file, Certificate& certificate) {
+  const std::optional<Element> whole = elementAt(file, 0);
   if (!whole) return "WZ-0225";
+  // It ends with its outermost element, whatever stands behind.
+  const std::string_view der = whole->isIndefinite ? file : whole->whole(file);
+  Reading reading{der, certificate, ElementWalk(der)};
   const Elements outer = childrenOf(der, *whole);
   if (outer.empty() || outer[0].isIndefinite) return "WZ-0225";
   certificate.toBeSigned = outer[0].whole(der);

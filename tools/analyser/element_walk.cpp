@@ -158,6 +158,15 @@ std::optional<std::string> oidText(std::string_view content) {
   return text;
 }
 
+bool isLongOid(std::string_view content) {
+  // The longest beginning that is a text of its own.
+  for (std::size_t size = content.size(); size > 0; --size) {
+    const std::optional<std::string> text = oidText(content.substr(0, size));
+    if (text) return text->size() > kLongestOid;
+  }
+  return false;
+}
+
 bool isOid(std::string_view content, std::string_view text) {
   // Longer content cannot be 30 characters; each arc of its own takes a full stop and a digit.
   if (content.empty() || content.size() > kLongestOid * kMostArcOctets) return false;

@@ -151,6 +151,9 @@ Cause readSignerKeyId(Reading& reading) {
 }  // namespace
 
 Cause readSignatureFile(std::string_view file, SignatureFile& found) {
+  // It ends with its outermost element, whatever stands behind.
+  const std::optional<Element> whole = elementAt(file, 0);
+  if (whole && !whole->isIndefinite) file = whole->whole(file);
   Reading reading{file, ElementWalk(file), found};
   for (const auto step :
        {readOuter, readVersion, readDigestAlgorithm, readContent, readSigner, readSignerDigest,
