@@ -1,4 +1,4 @@
-// Two verifiers, one verdict: what the library does with changed packages, and what the analyser,
+// Two verifiers, one verdict: what the library does with changed packages, and what the verifier,
 // which shares no code with it, says of them.
 //
 // WZAPP_AGREE_COUNT packages are made from WZAPP_AGREE_SEED on, one a number; those over which the
@@ -35,8 +35,8 @@ std::size_t numberFrom(const char* variable, std::size_t otherwise) {
 
 std::string textOf(const Octets& octets) { return {octets.begin(), octets.end()}; }
 
-analyser::Terminal terminalFacts() {
-  analyser::Terminal terminal;
+verifier::Terminal terminalFacts() {
+  verifier::Terminal terminal;
   for (std::size_t row = 0; row < kRowKinds.size(); ++row) {
     terminal.authorities.push_back({kRowKinds[row], textOf(rowCertificate(row))});
   }
@@ -61,18 +61,18 @@ struct Difference {
   }
 };
 
-std::string lineOf(const analyser::Finding& finding) {
+std::string lineOf(const verifier::Finding& finding) {
   std::string line = finding.code;
   for (const std::string& name : finding.names) line += " '" + name + "'";
   return line;
 }
 std::string lineOf(const std::string& text) { return "'" + text + "'"; }
-std::string codeOf(const analyser::Finding& finding) { return finding.code; }
+std::string codeOf(const verifier::Finding& finding) { return finding.code; }
 std::string codeOf(const std::string& /*text*/) { return ""; }
 
 template <typename Item>
 void compare(const std::string& what, const std::multiset<Item>& library,
-             const std::multiset<Item>& analyser, Difference& difference) {
+             const std::multiset<Item>& verifier, Difference& difference) {
   const auto tellMissing = [&](const char* who, const auto& has, const auto& lacks) {
     for (const Item& item : has) {
       if (has.count(item) <= lacks.count(item)) continue;
@@ -80,29 +80,29 @@ void compare(const std::string& what, const std::multiset<Item>& library,
       difference.codes.insert(who + (" " + what) + codeOf(item));
     }
   };
-  tellMissing("library", library, analyser);
-  tellMissing("analyser", analyser, library);
+  tellMissing("library", library, verifier);
+  tellMissing("verifier", verifier, library);
 }
 
 // Causes that the library tells too: of certificates, and of signature files that do not parse.
-bool isComparable(const analyser::Finding& cause) {
+bool isComparable(const verifier::Finding& cause) {
   return (cause.code >= "WZ-0210" && cause.code <= "WZ-0232") ||
          (cause.code >= "WZ-0320" && cause.code <= "WZ-0332");
 }
 
-Difference differenceOf(const analyser::Verdict& library, const analyser::Verdict& analyser) {
+Difference differenceOf(const verifier::Verdict& library, const verifier::Verdict& verifier) {
   Difference difference;
-  std::multiset<analyser::Finding> causes;
-  for (const analyser::Finding& cause : analyser.causes) {
+  std::multiset<verifier::Finding> causes;
+  for (const verifier::Finding& cause : verifier.causes) {
     if (isComparable(cause)) causes.insert(cause);
   }
-  compare("", library.findings, analyser.findings, difference);
+  compare("", library.findings, verifier.findings, difference);
   compare("cause ", library.causes, causes, difference);
-  compare("takes ", library.taken, analyser.taken, difference);
-  compare("keeps ", library.stays, analyser.stays, difference);
-  if (library.result != analyser.result) {
-    difference.lines.insert("result " + std::to_string(library.result) + ", of the analyser " +
-                            std::to_string(analyser.result));
+  compare("takes ", library.taken, verifier.taken, difference);
+  compare("keeps ", library.stays, verifier.stays, difference);
+  if (library.result != verifier.result) {
+    difference.lines.insert("result " + std::to_string(library.result) + ", of the verifier " +
+                            std::to_string(verifier.result));
     difference.codes.insert("result");
   }
   return difference;
@@ -144,7 +144,7 @@ class AgreeTest : public testing::Test {
 
   Difference differenceAt(std::uint64_t seed, std::string& octets) {
     octets = makePackage(seed).octets;
-    return differenceOf(libraryVerdict(octets), analyser::judge(octets, kPackagePath, facts_));
+    return differenceOf(libraryVerdict(octets), verifier::judge(octets, kPackagePath, facts_));
   }
 
   std::vector<KnownDifference> known_ = readKnown(WZAPP_AGREE_KNOWN);
@@ -157,7 +157,7 @@ class AgreeTest : public testing::Test {
   }
 
   TestTerminal terminal_;
-  analyser::Terminal facts_;
+  verifier::Terminal facts_;
 };
 
 const KnownDifference* find(const std::vector<KnownDifference>& known, const std::string& shape) {
@@ -239,8 +239,8 @@ TEST_F(AgreeTest, PackagesReachTheCodes) {
   std::set<int> results;
   for (std::uint64_t seed = 1; seed <= kVariety; ++seed) {
     const std::string octets = makePackage(seed).octets;
-    const analyser::Verdict verdict = analyser::judge(octets, kPackagePath, terminalFacts());
-    for (const analyser::Finding& finding : verdict.findings) codes.insert(finding.code);
+    const verifier::Verdict verdict = verifier::judge(octets, kPackagePath, terminalFacts());
+    for (const verifier::Finding& finding : verdict.findings) codes.insert(finding.code);
     results.insert(verdict.result);
   }
   EXPECT_EQ(results, (std::set<int>{0, 2, 3}));

@@ -35,7 +35,7 @@ const std::map<std::string, std::string>& codesByLine() {
 }
 
 void takeLine(void* user, const char* format, ...) {
-  auto& verdict = *static_cast<analyser::Verdict*>(user);
+  auto& verdict = *static_cast<verifier::Verdict*>(user);
   std::vector<std::string> names;
   va_list arguments;
   va_start(arguments, format);
@@ -72,9 +72,9 @@ struct Cause {
 constexpr Cause kCauses[] = {{"WZ-0202", causeOfCertificate}, {"WZ-0302", causeOfSignature}};
 
 // What the log does not say is asked of the parsers again.
-void addCauses(analyser::Verdict& verdict) {
+void addCauses(verifier::Verdict& verdict) {
   wzapp::UnZIP archive(kPackagePath);
-  for (const analyser::Finding& finding : verdict.findings) {
+  for (const verifier::Finding& finding : verdict.findings) {
     for (const Cause& cause : kCauses) {
       if (finding.code != cause.message) continue;
       std::vector<std::uint8_t> octets;
@@ -93,11 +93,11 @@ void write(const std::string& package) {
 
 }  // namespace
 
-analyser::Verdict libraryVerdict(const std::string& package) {
+verifier::Verdict libraryVerdict(const std::string& package) {
   fs::remove_all(kConfig);
   fs::create_directories(fs::path(kPackagePath).parent_path());
   write(package);
-  analyser::Verdict verdict;
+  verifier::Verdict verdict;
   verdict.result = wzapp::wzInstall(takeLine, &verdict);
   write(package);  // the run has taken it
   addCauses(verdict);

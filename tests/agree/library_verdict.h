@@ -1,11 +1,11 @@
 // What the library makes of a package file: a run of wzInstall in the test's terminal, told in the
-// words of the analyser.
+// words of the verifier.
 #ifndef WZAPP_TESTS_AGREE_LIBRARY_VERDICT_H
 #define WZAPP_TESTS_AGREE_LIBRARY_VERDICT_H
 
 #include <string>
 
-#include "analyser/verdict.h"
+#include "verifier/verdict.h"
 
 namespace wzapp_test {
 
@@ -13,7 +13,7 @@ inline const std::string kPackagePath = "/mnt/flash/system/wz/package.zip";
 
 // Runs the installer over `package` on a terminal without applications. Of causes there are those
 // of certificates and signature files.
-analyser::Verdict libraryVerdict(const std::string& package);
+verifier::Verdict libraryVerdict(const std::string& package);
 
 }  // namespace wzapp_test
 

@@ -1,15 +1,15 @@
 /// Certificates (RFC 5280) as terminals take them.
-#ifndef ANALYSER_CERTIFICATE_H
-#define ANALYSER_CERTIFICATE_H
+#ifndef VERIFIER_CERTIFICATE_H
+#define VERIFIER_CERTIFICATE_H
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "analyser/cause.h"
-#include "analyser/rsa.h"
+#include "verifier/cause.h"
+#include "verifier/rsa.h"
 
-namespace analyser {
+namespace verifier {
 
 struct Certificate {
   std::string authorityKeyId;
@@ -30,6 +30,6 @@ struct Certificate {
 /// terminals know, else the cause of checkSignature().
 [[nodiscard]] Cause checkIssuer(const Certificate& certificate, const Certificate& issuer);
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_CERTIFICATE_H
+#endif  // VERIFIER_CERTIFICATE_H

@@ -1,15 +1,15 @@
 /// What may stay installed: the rules of marketplace manifests and of removals, and the
 /// dependencies.
-#ifndef ANALYSER_STAY_RULES_H
-#define ANALYSER_STAY_RULES_H
+#ifndef VERIFIER_STAY_RULES_H
+#define VERIFIER_STAY_RULES_H
 
 #include <set>
 #include <string>
 
-#include "analyser/installed_files.h"
-#include "analyser/verdict.h"
+#include "verifier/installed_files.h"
+#include "verifier/verdict.h"
 
-namespace analyser {
+namespace verifier {
 
 /// Reports a message of that code, with what it does to the result.
 void report(Verdict& verdict, const char* code, std::vector<std::string> names);
@@ -28,6 +28,6 @@ void checkDependencies(StayRun& run);
 /// Fills in what is there at the end.
 void listApplications(StayRun& run);
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_STAY_RULES_H
+#endif  // VERIFIER_STAY_RULES_H

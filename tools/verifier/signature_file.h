@@ -1,16 +1,16 @@
 /// Signature files of packages: PKCS #7 signedData (RFC 2315) in the form that docs/packages.md
 /// draws.
-#ifndef ANALYSER_SIGNATURE_FILE_H
-#define ANALYSER_SIGNATURE_FILE_H
+#ifndef VERIFIER_SIGNATURE_FILE_H
+#define VERIFIER_SIGNATURE_FILE_H
 
 #include <string>
 #include <string_view>
 
-#include "analyser/cause.h"
-#include "analyser/certificate.h"
-#include "analyser/rsa.h"
+#include "verifier/cause.h"
+#include "verifier/certificate.h"
+#include "verifier/rsa.h"
 
-namespace analyser {
+namespace verifier {
 
 struct SignatureFile {
   Digest digest = Digest::kSha256;
@@ -27,6 +27,6 @@ struct SignatureFile {
 [[nodiscard]] Cause checkArchive(const SignatureFile& file, std::string_view archive,
                                  const Certificate& signer);
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_SIGNATURE_FILE_H
+#endif  // VERIFIER_SIGNATURE_FILE_H

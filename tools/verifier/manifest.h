@@ -1,6 +1,6 @@
 /// Manifests: JSON, or sections of keys and values.
-#ifndef ANALYSER_MANIFEST_H
-#define ANALYSER_MANIFEST_H
+#ifndef VERIFIER_MANIFEST_H
+#define VERIFIER_MANIFEST_H
 
 #include <rapidjson/document.h>
 
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace analyser {
+namespace verifier {
 
 /// A value of JSON. What is missing, or of another type than is asked for, is empty.
 class Value {
@@ -67,6 +67,6 @@ class Manifest {
 /// Negative, zero or positive: versions by their parts, of which one with fewer is the smaller.
 [[nodiscard]] int compareVersions(std::string_view one, std::string_view other);
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_MANIFEST_H
+#endif  // VERIFIER_MANIFEST_H

@@ -1,7 +1,7 @@
-#include "analyser/manifest.h"
-#include "analyser/stay_rules.h"
+#include "verifier/manifest.h"
+#include "verifier/stay_rules.h"
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 constexpr std::size_t kShortestName = 5, kEnding = 4;
@@ -159,4 +159,4 @@ void checkDependencies(StayRun& run) {
   removeFailing(check);
 }
 
-}  // namespace analyser
+}  // namespace verifier

@@ -1,6 +1,6 @@
 /// What a terminal with nothing installed makes of one package file.
-#ifndef ANALYSER_VERDICT_H
-#define ANALYSER_VERDICT_H
+#ifndef VERIFIER_VERDICT_H
+#define VERIFIER_VERDICT_H
 
 #include <set>
 #include <string>
@@ -8,7 +8,7 @@
 #include <tuple>
 #include <vector>
 
-namespace analyser {
+namespace verifier {
 
 /// What a terminal knows of itself. Its certificates are DER.
 struct Terminal {
@@ -48,6 +48,6 @@ struct Verdict {
 [[nodiscard]] Verdict judge(std::string_view package, const std::string& path,
                             const Terminal& terminal);
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_VERDICT_H
+#endif  // VERIFIER_VERDICT_H

@@ -1,9 +1,9 @@
-#include "analyser/installed_files.h"
+#include "verifier/installed_files.h"
 
 #include <algorithm>
 #include <vector>
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 // No ".." is left that could lead out of the root.
@@ -101,4 +101,4 @@ void InstalledFiles::remove(const std::string& path) {
   while (at != paths_.end() && at->first.starts_with(prefix)) at = paths_.erase(at);
 }
 
-}  // namespace analyser
+}  // namespace verifier

@@ -1,13 +1,13 @@
 /// Why something is refused: the id of a row of the table that `wz explain` reads ("WZ-0213"), null
 /// where nothing is wrong.
-#ifndef ANALYSER_CAUSE_H
-#define ANALYSER_CAUSE_H
+#ifndef VERIFIER_CAUSE_H
+#define VERIFIER_CAUSE_H
 
-namespace analyser {
+namespace verifier {
 
 using Cause = const char*;
 inline constexpr Cause kGood = nullptr;
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_CAUSE_H
+#endif  // VERIFIER_CAUSE_H

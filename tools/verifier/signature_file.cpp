@@ -1,10 +1,10 @@
-#include "analyser/signature_file.h"
+#include "verifier/signature_file.h"
 
 #include <optional>
 
-#include "analyser/element_walk.h"
+#include "verifier/element_walk.h"
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 constexpr std::uint8_t kInteger = 0x02, kIa5String = 0x16, kTag2 = 0xA2;
@@ -169,4 +169,4 @@ Cause checkArchive(const SignatureFile& file, std::string_view archive, const Ce
   return checkSignature(signer.key, file.digest, file.signedOctets, file.signature);
 }
 
-}  // namespace analyser
+}  // namespace verifier

@@ -1,4 +1,4 @@
-#include "analyser/rsa.h"
+#include "verifier/rsa.h"
 
 #include <openssl/bn.h>
 #include <openssl/evp.h>
@@ -6,7 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 constexpr std::size_t kLongestModulus = 256;
@@ -83,4 +83,4 @@ Cause checkSignature(const PublicKey& key, Digest algorithm, std::string_view oc
   return power(key, input) == expected ? kGood : "WZ-0311";
 }
 
-}  // namespace analyser
+}  // namespace verifier

@@ -1,13 +1,13 @@
 /// RSA signatures (RFC 8017, EMSA-PKCS1-v1_5) and digests (FIPS 180-4), by OpenSSL.
-#ifndef ANALYSER_RSA_H
-#define ANALYSER_RSA_H
+#ifndef VERIFIER_RSA_H
+#define VERIFIER_RSA_H
 
 #include <string>
 #include <string_view>
 
-#include "analyser/cause.h"
+#include "verifier/cause.h"
 
-namespace analyser {
+namespace verifier {
 
 enum class Digest { kSha1, kSha256 };
 
@@ -26,6 +26,6 @@ struct PublicKey {
 [[nodiscard]] Cause checkSignature(const PublicKey& key, Digest algorithm, std::string_view octets,
                                    std::string_view signature);
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_RSA_H
+#endif  // VERIFIER_RSA_H

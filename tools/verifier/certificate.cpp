@@ -1,11 +1,11 @@
-#include "analyser/certificate.h"
+#include "verifier/certificate.h"
 
 #include <optional>
 #include <set>
 
-#include "analyser/element_walk.h"
+#include "verifier/element_walk.h"
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 constexpr std::uint8_t kBoolean = 0x01, kInteger = 0x02, kBitString = 0x03, kOctetString = 0x04,
@@ -315,4 +315,4 @@ Cause checkIssuer(const Certificate& certificate, const Certificate& issuer) {
   return "WZ-0240";
 }
 
-}  // namespace analyser
+}  // namespace verifier

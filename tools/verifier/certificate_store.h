@@ -1,16 +1,16 @@
 /// The certificates that a terminal takes while it looks at one package.
-#ifndef ANALYSER_CERTIFICATE_STORE_H
-#define ANALYSER_CERTIFICATE_STORE_H
+#ifndef VERIFIER_CERTIFICATE_STORE_H
+#define VERIFIER_CERTIFICATE_STORE_H
 
 #include <map>
 #include <string>
 #include <string_view>
 
-#include "analyser/cause.h"
-#include "analyser/certificate.h"
-#include "analyser/verdict.h"
+#include "verifier/cause.h"
+#include "verifier/certificate.h"
+#include "verifier/verdict.h"
 
-namespace analyser {
+namespace verifier {
 
 /// What a certificate may do; the numbers are those of the table of authorities.
 enum Kind : int {
@@ -46,6 +46,6 @@ class CertificateStore {
   std::map<std::string, Row> rows_;
 };
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_CERTIFICATE_STORE_H
+#endif  // VERIFIER_CERTIFICATE_STORE_H

@@ -1,11 +1,11 @@
-#include "analyser/certificate_store.h"
+#include "verifier/certificate_store.h"
 
 #include <array>
 #include <ctime>
 #include <set>
 #include <utility>
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 std::string now() {
@@ -73,4 +73,4 @@ const CertificateStore::Row* CertificateStore::find(const std::string& subjectKe
   return found == rows_.end() ? nullptr : &found->second;
 }
 
-}  // namespace analyser
+}  // namespace verifier

@@ -1,9 +1,9 @@
-#include "analyser/manifest.h"
+#include "verifier/manifest.h"
 
 #include <algorithm>
 #include <cstdlib>
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 constexpr std::string_view kWhite = " \t\n\v\f\r";
@@ -122,4 +122,4 @@ int compareVersions(std::string_view one, std::string_view other) {
   return left.size() == right.size() ? 0 : left.size() < right.size() ? -1 : 1;
 }
 
-}  // namespace analyser
+}  // namespace verifier

@@ -1,9 +1,9 @@
 #include <algorithm>
 
-#include "analyser/manifest.h"
-#include "analyser/stay_rules.h"
+#include "verifier/manifest.h"
+#include "verifier/stay_rules.h"
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 constexpr std::size_t kEnding = 4;  // of ".MFT"
@@ -149,4 +149,4 @@ void listApplications(StayRun& run) {
   }
 }
 
-}  // namespace analyser
+}  // namespace verifier

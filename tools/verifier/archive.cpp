@@ -1,4 +1,4 @@
-#include "analyser/archive.h"
+#include "verifier/archive.h"
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -7,7 +7,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 constexpr std::uint32_t kLocalHeader = 0x04034B50, kDirectoryRecord = 0x02014B50;
@@ -188,4 +188,4 @@ std::optional<std::string> Archive::unpackWhole(const Entry& entry, std::size_t 
   return content;
 }
 
-}  // namespace analyser
+}  // namespace verifier

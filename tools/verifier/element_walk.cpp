@@ -1,6 +1,6 @@
-#include "analyser/element_walk.h"
+#include "verifier/element_walk.h"
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 constexpr std::size_t kMostLevels = 25;
@@ -181,4 +181,4 @@ std::optional<std::int32_t> smallInteger(std::string_view content) {
   return static_cast<std::int32_t>(value);
 }
 
-}  // namespace analyser
+}  // namespace verifier

@@ -1,7 +1,7 @@
 /// Elements of BER and DER (ITU-T X.690) as terminals read them: what is laxer than DER, and the
 /// limits, are those of the terminals' format.
-#ifndef ANALYSER_ELEMENT_WALK_H
-#define ANALYSER_ELEMENT_WALK_H
+#ifndef VERIFIER_ELEMENT_WALK_H
+#define VERIFIER_ELEMENT_WALK_H
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace analyser {
+namespace verifier {
 
 struct Element {
   std::size_t start = 0;   ///< of the identifier, in the octets that are walked
@@ -85,6 +85,6 @@ inline constexpr std::size_t kLongestOid = 30;
 /// The value of an INTEGER of one to four octets.
 [[nodiscard]] std::optional<std::int32_t> smallInteger(std::string_view content);
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_ELEMENT_WALK_H
+#endif  // VERIFIER_ELEMENT_WALK_H

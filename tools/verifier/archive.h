@@ -1,7 +1,7 @@
 /// ZIP archives (PKWARE's APPNOTE.TXT) as terminals read them. Which entries there are, and under
 /// which names, is what the directory at the end says; libarchive unpacks them.
-#ifndef ANALYSER_ARCHIVE_H
-#define ANALYSER_ARCHIVE_H
+#ifndef VERIFIER_ARCHIVE_H
+#define VERIFIER_ARCHIVE_H
 
 #include <cstdint>
 #include <map>
@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-#include "analyser/cause.h"
+#include "verifier/cause.h"
 
-namespace analyser {
+namespace verifier {
 
 class Archive {
  public:
@@ -55,6 +55,6 @@ class Archive {
   Cause cause_;
 };
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_ARCHIVE_H
+#endif  // VERIFIER_ARCHIVE_H

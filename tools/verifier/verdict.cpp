@@ -1,15 +1,15 @@
-#include "analyser/verdict.h"
+#include "verifier/verdict.h"
 
 #include <optional>
 
-#include "analyser/archive.h"
-#include "analyser/certificate_store.h"
-#include "analyser/installed_files.h"
-#include "analyser/manifest.h"
-#include "analyser/signature_file.h"
-#include "analyser/stay_rules.h"
+#include "verifier/archive.h"
+#include "verifier/certificate_store.h"
+#include "verifier/installed_files.h"
+#include "verifier/manifest.h"
+#include "verifier/signature_file.h"
+#include "verifier/stay_rules.h"
 
-namespace analyser {
+namespace verifier {
 namespace {
 
 constexpr std::size_t kShortestName = 5, kEnding = 4;
@@ -209,4 +209,4 @@ Verdict judge(std::string_view package, const std::string& path, const Terminal&
   return verdict;
 }
 
-}  // namespace analyser
+}  // namespace verifier

@@ -1,6 +1,6 @@
 /// The files of a terminal's configuration root, in memory.
-#ifndef ANALYSER_INSTALLED_FILES_H
-#define ANALYSER_INSTALLED_FILES_H
+#ifndef VERIFIER_INSTALLED_FILES_H
+#define VERIFIER_INSTALLED_FILES_H
 
 #include <map>
 #include <optional>
@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace analyser {
+namespace verifier {
 
 inline const std::string kApplicationRoot = "/mnt/flash/etc/config/wzapp/wz";
 inline const std::string kManifestRoot = "/mnt/flash/etc/config/wzapp/mp";
@@ -40,6 +40,6 @@ class InstalledFiles {
   std::map<std::string, std::optional<std::string>> paths_;  // folders have no content
 };
 
-}  // namespace analyser
+}  // namespace verifier
 
-#endif  // ANALYSER_INSTALLED_FILES_H
+#endif  // VERIFIER_INSTALLED_FILES_H
