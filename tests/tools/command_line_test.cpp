@@ -6,14 +6,13 @@
 #include <rapidjson/document.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/builders/temporary_directory.h"
@@ -179,14 +178,17 @@ TEST_F(OwnTerminalTest, ARelativeDataFolderDoesNotCount) {
 }
 
 TEST_F(OwnTerminalTest, SeveralFirstUsesAtOnceAllSucceed) {
-  std::vector<std::thread> users;
-  std::atomic<int> done{0};
+  const auto atHome = [&] {
+    withoutTerminal();
+    setenv("HOME", home_.path().c_str(), 1);
+    unsetenv("XDG_DATA_HOME");
+  };
+  std::vector<std::unique_ptr<Program>> users;
   for (int i = 0; i < 6; ++i) {
-    users.emplace_back([&] { done += runAtHome({"list"}).code == 0 ? 1 : 0; });
+    users.push_back(std::make_unique<Program>(std::vector<std::string>{"list"}, atHome));
   }
-  for (std::thread& user : users) user.join();
 
-  EXPECT_EQ(done, 6);
+  for (const auto& user : users) EXPECT_EQ(user->wait(), 0) << user->errors();
   EXPECT_THAT(namesIn(home_ / ".local/share/wzapp"), testing::ElementsAre("terminal"));
 }
 
