@@ -40,7 +40,8 @@ bool isManifest(const fs::path& path) {
 
 void copyManifest(const fs::path& from, const fs::path& to) {
   std::error_code failure;
-  if (!fs::is_regular_file(from, failure) || fs::file_size(from, failure) > wzapp::kMaxManifestSize) {
+  if (!fs::is_regular_file(from, failure) ||
+      fs::file_size(from, failure) > wzapp::kMaxManifestSize) {
     return;
   }
   fs::copy_file(from, to, fs::copy_options::overwrite_existing, failure);

@@ -15,9 +15,9 @@ class TerminalCopy {
   TerminalCopy(const TerminalCopy&) = delete;
   TerminalCopy& operator=(const TerminalCopy&) = delete;
 
-  /// Copies the terminal in the folder `terminalDir`: into memory where `room` octets more fit, since
-  /// what is tried synchronises every file; otherwise, or when TMPDIR names one, to the folder for
-  /// temporary files. False with a line of text in `error`.
+  /// Copies the terminal in the folder `terminalDir`: into memory where `room` octets more fit,
+  /// since what is tried synchronises every file; otherwise, or when TMPDIR names one, to the
+  /// folder for temporary files. False with a line of text in `error`.
   [[nodiscard]] bool make(const std::string& terminalDir, std::uint64_t room, std::string& error);
 
   [[nodiscard]] const std::string& directory() const { return directory_; }
