@@ -10,6 +10,9 @@ target_compile_options(wzapp_options INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Werro
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(wzapp_options INTERFACE -Wno-restrict)
 endif()
+# RapidJSON 1.1 compares its iterators by operators that C++20 also reads the other way round.
+target_compile_options(wzapp_options INTERFACE
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-ambiguous-reversed-operator>)
 # g++ tells on 32 bits how its version 4.6 passed some types.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
   target_compile_options(wzapp_options INTERFACE -Wno-psabi)

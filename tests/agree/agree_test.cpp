@@ -226,7 +226,7 @@ TEST_F(AgreeTest, KnownDifferencesStillOccur) {
 // stated size, and elements that run past what holds them, in a subject, an extension, a version,
 // the algorithm of a key and that of a digest.
 TEST_F(AgreeTest, OnPackagesThatOnceWereJudgedDifferently) {
-  for (const std::uint64_t seed : {1, 34, 80, 114, 162, 171, 213, 232, 288, 298}) {
+  for (const std::uint64_t seed : {1U, 34U, 80U, 114U, 162U, 171U, 213U, 232U, 288U, 298U}) {
     std::string octets;
     const Difference difference = differenceAt(seed, octets);
     EXPECT_TRUE(difference.codes.empty()) << "seed " << seed << "\n" << joined(difference.lines);

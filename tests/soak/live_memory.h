@@ -8,9 +8,16 @@
 #include <filesystem>
 #include <iterator>
 
+// g++ tells of a sanitizer by a macro, clang by a feature.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #define WZAPP_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define WZAPP_SANITIZED 1
+#endif
+#endif
+#ifdef WZAPP_SANITIZED
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
 namespace wzapp_test {

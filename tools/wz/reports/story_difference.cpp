@@ -104,7 +104,9 @@ std::vector<std::string> StoryDifference::differences(std::size_t end) const {
   std::vector<Difference> found;
   std::map<std::string, std::vector<std::size_t>> lanes = expected_;
   for (const auto& [event, lines] : seen_) lanes[event];
-  for (const auto& [event, indices] : lanes) {
+  for (const auto& [event, lines] : lanes) {
+    const std::vector<std::size_t>& indices =
+        lines;  // clang 14's lambdas cannot take parts of a pair
     std::vector<const Value*> expected;
     for (const std::size_t index : indices) {
       if (index < end && expected.size() < kMostLines)
