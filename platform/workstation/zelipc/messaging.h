@@ -15,16 +15,12 @@
 
 #include <pthread.h>
 
-#include <atomic>
-#include <chrono>
 #include <condition_variable>
-#include <cstdint>
-#include <deque>
-#include <memory>
 #include <mutex>
 #include <string>
 
-#include "workstation/zelipc/bus_connection.h"
+#include "workstation/zelipc/bus_place.h"
+#include "workstation/zelipc/delivery_queue.h"
 #include "workstation/zelipc/notification.h"
 #include "workstation/zelipc/registrations.h"
 #include "workstation/zelipc/wake_event.h"
@@ -42,7 +38,7 @@ enum IpcResult : int {
   kIpcRefused = -6,        ///< the bus does not do it
 };
 
-class Messaging final : private BusSink {
+class Messaging final {
  public:
   /// The process's only one; never destroyed, as callbacks and other threads may use it to the
   /// last. A forked process gets one of its own, without registrations, when it first asks.
@@ -67,23 +63,8 @@ class Messaging final : private BusSink {
   int unregisterErrorReceiver(zelipc::UnicastErrorCallback callback, void* data);
 
  private:
-  using Clock = std::chrono::steady_clock;
   enum class State { kIdle, kRunning, kEnded };
   enum class Stage { kServing, kLeaving, kEnded };
-
-  // Something to tell receivers of this process.
-  struct Delivery {
-    SharedNotification notification;
-    bool isError = false;
-    std::uint64_t number = 0;
-  };
-
-  // Who in this process a notification concerns.
-  struct Audience {
-    bool isHere;           // somebody has the address
-    bool hearsErrors;      // somebody wants to know that nobody has
-    std::uint64_t number;  // who registers from now on is not part of it
-  };
 
   Messaging() = default;
 
@@ -94,60 +75,26 @@ class Messaging final : private BusSink {
   void stop();
   static void* runDispatcher(void* messaging);
   void dispatch();
-  bool isStopping();
   void setStage(Stage stage);
-
-  // Steps of the dispatcher.
-  void lookForBus();
   void waitForWork();
-  bool serveBus(pollfd& descriptor, std::uint64_t& wakeTime);
-  void deliverSome();
-  void deliver(const Delivery& delivery);
-  void call(const Receiver& receiver, const Notification& notification);
 
   // Sending.
-  Audience audienceOf(const std::string& address);
   template <class Prepare>
   int route(const SharedNotification& notification, Prepare prepare);
   int sendToBus(const SharedNotification& notification, bool ask, bool& sent);
-  void enqueue(SharedNotification notification, bool isError);
 
-  void waitUntilIdle(const Receiver& receiver);
-
-  // BusSink.
-  void received(SharedNotification notification) override;
-  void unreached(SharedNotification notification) override;
-
-  // The bus, under busMutex_.
-  bool announce(const Registrations::Key& key, const Change& change);
-  void withdraw(const Registrations::Key& key, const Change& change);
-  bool announceAll(BusConnection& connection);
-  void dropBus();
-  void leaveBus();
-  void wakeForBus();
-
-  // Locks are taken in this order: startMutex_, busMutex_, mutex_. No callback runs under any.
+  // Locks are taken in this order: startMutex_, the bus's, the queue's. No callback runs under any.
   std::mutex startMutex_;
   State state_ = State::kIdle;  // GUARDED_BY(startMutex_)
   pthread_t thread_{};          // GUARDED_BY(startMutex_)
-  std::string busPath_;         // set before the dispatcher runs; empty: no bus
+
   WakeEvent wakeEvent_;
+  DeliveryQueue queue_{wakeEvent_};
+  BusPlace bus_{queue_, wakeEvent_};
 
-  std::mutex busMutex_;
-  std::unique_ptr<BusConnection> bus_;  // GUARDED_BY(busMutex_)
-  std::atomic<bool> connected_{false};  // whether bus_ is there; changed under busMutex_
-  std::atomic<int> busDescriptor_{-1};  // of bus_, for a forked process; changed under busMutex_
-  Clock::time_point nextLook_;          // the dispatcher's own
-
-  std::mutex mutex_;
-  std::condition_variable changed_;    // running_ or stage_
-  Registrations registrations_;        // GUARDED_BY(mutex_)
-  std::deque<Delivery> queue_;         // GUARDED_BY(mutex_)
-  std::uint64_t lastNumber_ = 0;       // GUARDED_BY(mutex_): of registrations and deliveries
-  const Receiver* running_ = nullptr;  // GUARDED_BY(mutex_): whose callback runs
-  bool sleeping_ = false;              // GUARDED_BY(mutex_): the dispatcher waits for wakeEvent_
-  bool stopping_ = false;              // GUARDED_BY(mutex_)
-  Stage stage_ = Stage::kServing;      // GUARDED_BY(mutex_): of the dispatcher
+  std::mutex stageMutex_;
+  std::condition_variable stageChanged_;
+  Stage stage_ = Stage::kServing;  // GUARDED_BY(stageMutex_): of the dispatcher
 
   Messaging* abandonedBefore_ = nullptr;  // in a forked process: the next of the chain
 };
