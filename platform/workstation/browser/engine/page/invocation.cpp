@@ -21,6 +21,23 @@ constexpr int kMostLingered = 10;
 // The browser keeps the bodies of responses for its developer tools, which here nobody asks for.
 constexpr int kKeptBodies = 1;
 
+std::string appIdOf(const zelgui::UIProperties& properties) {
+  const auto found = properties.find("wz_appId");
+  return found == properties.end() ? "" : found->second;
+}
+
+PageScriptConfig scriptOf(const InvocationPlan& plan) {
+  PageScriptConfig script;
+  script.token = randomToken();
+  script.origin = "https://" + plan.host;
+  script.callUrl = script.origin + kCallPath + script.token + '/';
+  script.appId = appIdOf(plan.properties);
+  script.properties = plan.properties;
+  script.isMonochrome = !plan.shape.colour;
+  script.recordsInput = plan.recordsInput;
+  return script;
+}
+
 }  // namespace
 
 Invocation::Invocation(InvocationHost& host, std::shared_ptr<CdpConnection> connection,
@@ -31,22 +48,12 @@ Invocation::Invocation(InvocationHost& host, std::shared_ptr<CdpConnection> conn
       outcome_(std::move(outcome)),
       queue_(std::move(queue)),
       plan_(std::move(plan)),
-      over_(std::make_shared<std::atomic<bool>>(false)),
-      gate_([this](PageEvent event) { letOut(std::move(event)); }),
-      waiting_(std::make_shared<std::atomic<int>>(0)) {
-  script_.token = randomToken();
-  script_.origin = origin();
-  script_.callUrl = origin() + kCallPath + script_.token + '/';
-  script_.properties = plan_.properties;
-  script_.isMonochrome = !plan_.shape.colour;
-  script_.recordsInput = plan_.recordsInput;
-  const auto appId = plan_.properties.find("wz_appId");
-  if (appId != plan_.properties.end()) script_.appId = appId->second;
-}
-
-void Invocation::send(const char* method, const JsonObject& params) {
-  connection_->call(session_, method, params);
-}
+      page_{connection_, queue_, id(), plan_.headless, scriptOf(plan_), "", ""},
+      story_(queue_, id(), page_.script.appId),
+      calls_(*this, page_, story_),
+      console_(*this, page_, story_),
+      requests_(*this, page_, story_),
+      over_(std::make_shared<std::atomic<bool>>(false)) {}
 
 // ---- Opening ----
 
@@ -54,7 +61,7 @@ void Invocation::start() {
   PageEvent event;
   event.kind = PageEvent::Kind::kOpened;
   event.properties = plan_.properties;
-  observe(std::move(event));
+  story_.tell(std::move(event));
   if (plan_.headless) openContext();
 }
 
@@ -83,7 +90,7 @@ void Invocation::onContextCreated(const std::string& context) {
 // the one that it begins with has none. So a browser with a window serves one invocation, and its
 // own context, in a profile of its own, is that invocation's.
 void Invocation::onWindow(const std::string& context, const std::string& target) {
-  if (!target_.empty() || !isOpen()) return;
+  if (!page_.target.empty() || !isOpen()) return;
   onContextCreated(context);
   attach(target);
 }
@@ -106,7 +113,7 @@ void Invocation::onTargetCreated(const std::string& target, const std::string& t
   // The developer tools live in windows of their own.
   if (url.compare(0, 11, "devtools://") == 0) return;
   const bool isWindow = type == "page";
-  if (isWindow && target_.empty()) return;  // named by the reply that follows
+  if (isWindow && page_.target.empty()) return;  // named by the reply that follows
   // The terminal has one display: windows that a page opens are closed again.
   if (isWindow)
     return connection_->call("", "Target.closeTarget", JsonObject().add("targetId", target));
@@ -116,89 +123,54 @@ void Invocation::onTargetCreated(const std::string& target, const std::string& t
 
 void Invocation::attach(const std::string& target) {
   if (!isOpen()) return;
-  target_ = target;
+  page_.target = target;
   host_.addFrame(target, *this);
   connection_->call("", "Target.attachToTarget",
                     JsonObject().add("targetId", target).add("flatten", true),
                     [self = shared_from_this()](const CdpReply& reply) {
                       if (!reply.ok) return self->end(kPageFailed, reply.error);
-                      self->session_ = jsonString(reply.result, "sessionId");
+                      self->page_.session = jsonString(reply.result, "sessionId");
                       self->showPage();
                     });
 }
 
 void Invocation::showPage() {
   if (!isOpen()) return;
-  host_.addSession(session_, *this);
+  host_.addSession(page_.session, *this);
   if (plan_.headless) return setUpPage();
-  fitWindow();
-}
-
-// The window's content is to have exactly the display's size; what the window adds around it
-// depends on the desktop. Measured before setUpPage() makes the page see the display's size
-// whatever the window's is.
-void Invocation::fitWindow() {
-  connection_->call(session_, "Page.getLayoutMetrics", JsonObject(),
-                    [self = shared_from_this()](const CdpReply& metrics) {
-                      const JsonValue& viewport = jsonMember(metrics.result, "cssLayoutViewport");
-                      const int width = jsonInt(viewport, "clientWidth", 0);
-                      const int height = jsonInt(viewport, "clientHeight", 0);
-                      const int missingWidth = self->plan_.shape.width - width;
-                      const int missingHeight = self->plan_.shape.height - height;
-                      const bool isLaidOut = metrics.ok && width > 0 && height > 0;
-                      if (!isLaidOut || (missingWidth == 0 && missingHeight == 0))
-                        return self->setUpPage();
-                      self->resizeWindow(missingWidth, missingHeight);
-                    });
-}
-
-// A window that cannot be resized shows the page all the same.
-void Invocation::resizeWindow(int missingWidth, int missingHeight) {
-  connection_->call(
-      "", "Browser.getWindowForTarget", JsonObject().add("targetId", target_),
-      [self = shared_from_this(), missingWidth, missingHeight](const CdpReply& window) {
-        if (!window.ok) return self->setUpPage();
-        const JsonValue& bounds = jsonMember(window.result, "bounds");
-        const std::string fitting = JsonObject()
-                                        .add("width", jsonInt(bounds, "width", 0) + missingWidth)
-                                        .add("height", jsonInt(bounds, "height", 0) + missingHeight)
-                                        .text();
-        self->connection_->call("", "Browser.setWindowBounds",
-                                JsonObject()
-                                    .add("windowId", jsonInt(window.result, "windowId", 0))
-                                    .addRaw("bounds", fitting),
-                                [self](const CdpReply&) { self->setUpPage(); });
-      });
+  // The window's content is to have exactly the display's size.
+  fitWindow(connection_, page_.session, page_.target, plan_.shape,
+            [self = shared_from_this()] { self->setUpPage(); });
 }
 
 // All at once: the browser works through the commands of a session in their order.
 void Invocation::setUpPage() {
   if (!isOpen()) return;
   if (plan_.devtools && !plan_.headless)
-    connection_->call("", "Target.openDevTools", JsonObject().add("targetId", target_));
-  send("Page.enable");
-  send("Page.setLifecycleEventsEnabled", JsonObject().add("enabled", true));
-  send("Network.enable", JsonObject()
-                             .add("maxTotalBufferSize", kKeptBodies)
-                             .add("maxResourceBufferSize", kKeptBodies));
-  send("Log.enable");
-  send("Emulation.setDeviceMetricsOverride", JsonObject()
-                                                 .add("width", plan_.shape.width)
-                                                 .add("height", plan_.shape.height)
-                                                 .add("screenWidth", plan_.shape.width)
-                                                 .add("screenHeight", plan_.shape.height)
-                                                 .add("deviceScaleFactor", 1)
-                                                 .add("mobile", false));
+    connection_->call("", "Target.openDevTools", JsonObject().add("targetId", page_.target));
+  page_.send("Page.enable");
+  page_.send("Page.setLifecycleEventsEnabled", JsonObject().add("enabled", true));
+  page_.send("Network.enable", JsonObject()
+                                   .add("maxTotalBufferSize", kKeptBodies)
+                                   .add("maxResourceBufferSize", kKeptBodies));
+  page_.send("Log.enable");
+  page_.send("Emulation.setDeviceMetricsOverride", JsonObject()
+                                                       .add("width", plan_.shape.width)
+                                                       .add("height", plan_.shape.height)
+                                                       .add("screenWidth", plan_.shape.width)
+                                                       .add("screenHeight", plan_.shape.height)
+                                                       .add("deviceScaleFactor", 1)
+                                                       .add("mobile", false));
   if (plan_.shape.touch)
-    send("Emulation.setTouchEmulationEnabled", JsonObject().add("enabled", true));
+    page_.send("Emulation.setTouchEmulationEnabled", JsonObject().add("enabled", true));
   if (!plan_.locale.empty())
-    send("Emulation.setLocaleOverride", JsonObject().add("locale", plan_.locale));
-  send("Runtime.enable");
-  send("Runtime.addBinding", JsonObject().add("name", bindingName(script_)));
+    page_.send("Emulation.setLocaleOverride", JsonObject().add("locale", plan_.locale));
+  page_.send("Runtime.enable");
+  page_.send("Runtime.addBinding", JsonObject().add("name", bindingName(page_.script)));
   // The script must have arrived in the page's process: the browser does not wait for it by itself,
   // and where the navigation brings another process it would be lost.
-  connection_->call(session_, "Page.addScriptToEvaluateOnNewDocument",
-                    JsonObject().add("source", pageScript(script_)),
+  connection_->call(page_.session, "Page.addScriptToEvaluateOnNewDocument",
+                    JsonObject().add("source", pageScript(page_.script)),
                     [self = shared_from_this()](const CdpReply& reply) {
                       if (!reply.ok) return self->end(kPageFailed, reply.error);
                       self->letToolsIn();
@@ -209,14 +181,14 @@ void Invocation::setUpPage() {
 void Invocation::navigate() {
   if (!isOpen()) return;
   connection_->call(
-      session_, "Page.navigate", JsonObject().add("url", origin() + plan_.target),
+      page_.session, "Page.navigate", JsonObject().add("url", page_.script.origin + plan_.target),
       [self = shared_from_this()](const CdpReply& reply) { self->onNavigated(reply); });
 }
 
 void Invocation::onNavigated(const CdpReply& reply) {
   if (!reply.ok) return end(kPageFailed, reply.error);
   const std::string error = jsonString(reply.result, "errorText");
-  if (!error.empty()) end(kPageFailed, error + ": " + origin() + plan_.target);
+  if (!error.empty()) end(kPageFailed, error + ": " + page_.script.origin + plan_.target);
 }
 
 // ---- Ending ----
@@ -230,13 +202,22 @@ void Invocation::end(int result, const std::string& error) {
   closeWhenTold();
 }
 
+void Invocation::exit(int result, std::map<std::string, std::string> properties) {
+  end_.properties = std::move(properties);
+  end(result, "");
+}
+
+void Invocation::onLineTold() {
+  if (state_ == State::kClosing) closeWhenTold();
+}
+
 // What the page has printed last may still be asked for its text, which goes with the page.
 void Invocation::closeWhenTold() {
-  if (gate_.held() > 0) return;
-  const bool canLinger = !gone_ && !blocking_.isHeld() && !debugClients_.isEmpty();
+  if (story_.held() > 0) return;
+  const bool canLinger = !cannotDraw() && !debugClients_.isEmpty();
   if (canLinger && (lingered_ == 0 || debugClients_.isWaiting()) && lingered_ < kMostLingered)
     return lingerForTools();
-  const bool canDrawLast = painted_ && !gone_ && !blocking_.isHeld() && !tookLast_;
+  const bool canDrawLast = painted_ && !cannotDraw() && !tookLast_;
   if (plan_.lastPicture && canDrawLast) return takeLastPicture();
   close();
 }
@@ -246,7 +227,7 @@ void Invocation::closeWhenTold() {
 void Invocation::lingerForTools() {
   ++lingered_;
   connection_->call(
-      session_, "Runtime.evaluate",
+      page_.session, "Runtime.evaluate",
       JsonObject()
           .add("expression", "new Promise((done) => setTimeout(done, 100))")
           .add("awaitPromise", true),
@@ -290,46 +271,92 @@ void Invocation::finish() {
   host_.remove(*this);
   letToolsIn();
   debugClients_.endAll();
-  connection_->forgetSession(session_, "the page has ended");
+  connection_->forgetSession(page_.session, "the page has ended");
   plan_.hostLease.reset();
-  gate_.open();
+  story_.letAllOut();
   // Where the page has set one of the host's properties anew, the page's stays.
   end_.properties.insert(plan_.properties.begin(), plan_.properties.end());
-  PageEvent event;
-  event.kind = PageEvent::Kind::kEnded;
-  event.invocation = id();
-  event.appId = script_.appId;
-  event.level = end_.result;
-  if (!end_.error.empty()) event.texts.push_back(end_.error);
-  queue_->finish([outcome = outcome_, end = std::move(end_), event = std::move(event)]() mutable {
-    tellPageObserver(event);
+  queue_->finish([outcome = outcome_, lines = calls_.ending(),
+                  story = story_.ending(end_.result, end_.error), end = std::move(end_)]() mutable {
+    lines();
+    story();
     invocationTable().noteEnd(outcome->id());
     outcome->complete(std::move(end));
   });
 }
 
 void Invocation::onTargetCrashed(const std::string& target) {
-  if (target != target_) return;
+  if (target != page_.target) return;
   gone_ = true;
   end(kPageCrashed, "the page's process has crashed");
 }
 
 void Invocation::onTargetGone(const std::string& target) {
   if (workers_.erase(target) != 0) host_.removeFrame(target);
-  if (target != target_) return;
+  if (target != page_.target) return;
   gone_ = true;  // there is nothing left to be drawn
   end(kWindowClosed, "");
 }
 
 void Invocation::onNavigationRefused(const std::string& url) {
-  reportFailedRequest({url, false}, "net::ERR_ACCESS_DENIED");
+  requests_.reportFailure({url, false}, "net::ERR_ACCESS_DENIED");
+}
+
+// ---- What a page does ----
+
+void Invocation::onEvent(const CdpEvent& event) {
+  struct Row {
+    const char* method;
+    void (Invocation::*handler)(const JsonValue& params);
+  };
+  static constexpr Row kRows[] = {
+      {"Page.lifecycleEvent", &Invocation::onLifecycle},
+      {"Page.frameNavigated", &Invocation::onFrameNavigated},
+      {"Page.frameAttached", &Invocation::onFrameAttached},
+      {"Page.frameDetached", &Invocation::onFrameDetached},
+  };
+  if (debugClients_.onEvent(event) || !isOpen()) return;
+  if (calls_.onEvent(event) || console_.onEvent(event) || requests_.onEvent(event)) return;
+  for (const Row& row : kRows) {
+    if (event.method == row.method) return (this->*row.handler)(event.params);
+  }
+}
+
+void Invocation::onFrameNavigated(const JsonValue& params) {
+  const JsonValue& frame = jsonMember(params, "frame");
+  if (jsonString(frame, "id") != page_.target) return;
+  document_ = jsonString(frame, "loaderId");
+  console_.beginAnew();
+  // One that was asked of the page before is never answered.
+  connection_->abandonCalls(page_.session, "Page.captureScreenshot",
+                            "the page is being loaded anew");
+}
+
+void Invocation::onLifecycle(const JsonValue& params) {
+  const std::string name = jsonString(params, "name");
+  if (painted_ || (name != "firstPaint" && name != "firstContentfulPaint")) return;
+  // The empty page before the first one is painted too.
+  if (document_.empty() || jsonString(params, "loaderId") != document_) return;
+  painted_ = true;
+  PageEvent event;
+  event.kind = PageEvent::Kind::kFirstPaint;
+  story_.tell(std::move(event));
+}
+
+void Invocation::onFrameAttached(const JsonValue& params) {
+  host_.addFrame(jsonString(params, "frameId"), *this);
+}
+
+void Invocation::onFrameDetached(const JsonValue& params) {
+  // A frame that moves to another process goes on under its id.
+  if (jsonString(params, "reason") != "swap") host_.removeFrame(jsonString(params, "frameId"));
 }
 
 // ---- Pictures ----
 
 bool Invocation::canDraw(const PageHandler& handler) const {
-  const bool isShown = isOpen() && !session_.empty();
-  if (isShown && !blocking_.isHeld()) return true;
+  const bool isShown = isOpen() && !page_.session.empty();
+  if (isShown && !calls_.isHeld()) return true;
   handler(false,
           isShown ? "the page waits for a reply and cannot be drawn" : "the page is not open");
   return false;
@@ -341,7 +368,7 @@ void Invocation::takeScreenshot(PageHandler handler) {
 
 void Invocation::capture(PageHandler handler) {
   connection_->call(
-      session_, "Page.captureScreenshot", JsonObject().add("format", "png"),
+      page_.session, "Page.captureScreenshot", JsonObject().add("format", "png"),
       [handler = std::move(handler)](const CdpReply& reply) {
         if (!reply.ok) return handler(false, reply.error);
         std::string octets;
@@ -358,7 +385,7 @@ void Invocation::takeLastPicture() {
     PageEvent event;
     event.kind = PageEvent::Kind::kLastPicture;
     (ok ? event.texts.emplace_back() : event.status) = octetsOrError;
-    self->observe(std::move(event));
+    self->story_.tell(std::move(event));
     self->close();
   });
 }
@@ -368,7 +395,7 @@ void Invocation::takeLastPicture() {
 void Invocation::command(const std::string& method, const JsonObject& params, PageHandler handler) {
   if (!canDraw(handler)) return;
   connection_->call(
-      session_, method.c_str(), params,
+      page_.session, method.c_str(), params,
       [handler = std::move(handler)](const CdpReply& reply) {
         handler(reply.ok, reply.ok ? jsonText(reply.result) : reply.error);
       },
@@ -377,8 +404,8 @@ void Invocation::command(const std::string& method, const JsonObject& params, Pa
 
 void Invocation::showDeveloperTools(PageHandler handler) {
   if (plan_.headless) return handler(false, "there is no window");
-  if (!isOpen() || target_.empty()) return handler(false, "the page is not open");
-  connection_->call("", "Target.openDevTools", JsonObject().add("targetId", target_),
+  if (!isOpen() || page_.target.empty()) return handler(false, "the page is not open");
+  connection_->call("", "Target.openDevTools", JsonObject().add("targetId", page_.target),
                     [handler = std::move(handler)](const CdpReply& reply) {
                       handler(reply.ok, reply.ok ? "" : reply.error);
                     });
@@ -397,7 +424,7 @@ void Invocation::openDebugClient(DebugScope scope, const DebugListener& listener
     if (const auto self = weak.lock()) self->host_.addSession(session, *self);
   };
   const auto client = std::make_shared<DebugClient>(
-      connection_, DebugClient::Page{target_, context_, onSession}, scope, listener);
+      connection_, DebugClient::Page{page_.target, context_, onSession}, scope, listener);
   debugClients_.add(client);
   client->open([client, handler = std::move(handler)](bool ok, const std::string& error) {
     handler(ok ? client : nullptr, error);

@@ -15,25 +15,18 @@
 
 #include "workstation/browser/browser_control.h"
 #include "workstation/browser/engine/files/application_files.h"
-#include "workstation/browser/engine/page/blocking_calls.h"
-#include "workstation/browser/engine/page/console_meter.h"
 #include "workstation/browser/engine/page/debug_client.h"
-#include "workstation/browser/engine/page/event_gate.h"
 #include "workstation/browser/engine/page/invocation_outcome.h"
-#include "workstation/browser/engine/page/page_call.h"
-#include "workstation/browser/engine/page/page_script.h"
-#include "workstation/browser/engine/page/request_log.h"
+#include "workstation/browser/engine/page/page_calls.h"
+#include "workstation/browser/engine/page/page_console.h"
+#include "workstation/browser/engine/page/page_owner.h"
+#include "workstation/browser/engine/page/page_requests.h"
+#include "workstation/browser/engine/page/page_story.h"
+#include "workstation/browser/engine/page/window_fit.h"
 #include "workstation/browser/engine/protocol/call_queue.h"
 #include "workstation/browser/engine/protocol/cdp_connection.h"
 
 namespace workstation {
-
-struct WindowShape {
-  int width = 320;
-  int height = 480;
-  bool touch = false;
-  bool colour = true;
-};
 
 /// What an invocation begins with.
 struct InvocationPlan {
@@ -66,7 +59,7 @@ class InvocationHost {
   ~InvocationHost() = default;
 };
 
-class Invocation : public std::enable_shared_from_this<Invocation> {
+class Invocation final : public std::enable_shared_from_this<Invocation>, private PageOwner {
  public:
   Invocation(InvocationHost& host, std::shared_ptr<CdpConnection> connection,
              std::shared_ptr<InvocationOutcome> outcome, std::shared_ptr<CallQueue> queue,
@@ -80,7 +73,7 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
 
   /// Closes the page; the invocation ends with `result` and `error` as soon as it has gone. Only
   /// the first reason counts.
-  void end(int result, const std::string& error);
+  void end(int result, const std::string& error) override;
 
   /// The browser has gone, and the page with it.
   void endWithoutBrowser(const std::string& error);
@@ -94,7 +87,9 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void onTargetGone(const std::string& target);
 
   /// The page stands still until the request `requestId` is answered with the reply of call `id`.
-  void onReplyRequest(long long id, const std::string& requestId);
+  void onReplyRequest(long long id, const std::string& requestId) {
+    calls_.onReplyRequest(id, requestId);
+  }
 
   /// A request for a new document in the page's window leads out of the application.
   void onNavigationRefused(const std::string& url);
@@ -113,9 +108,9 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void openDebugClient(DebugScope scope, const DebugListener& listener, DebugHandler handler);
   void closeDebugClient(const std::shared_ptr<DebugClient>& client);
 
-  const std::string& token() const { return script_.token; }
+  const std::string& token() const { return page_.script.token; }
   const std::string& host() const { return plan_.host; }
-  const std::string& mainTarget() const { return target_; }
+  const std::string& mainTarget() const { return page_.target; }
   const std::shared_ptr<const ApplicationFiles>& files() const { return plan_.files; }
   int id() const { return outcome_->id(); }
   /// Whether the page is being closed or has gone; outlives the invocation. Any thread.
@@ -130,56 +125,17 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void openPage();
   void attach(const std::string& target);
   void showPage();
-  void fitWindow();
-  void resizeWindow(int missingWidth, int missingHeight);
   void setUpPage();
   void letToolsIn();
   void navigate();
   void onNavigated(const CdpReply& reply);
 
-  // Events of the session.
-  void onBinding(const JsonValue& params);
+  // What the page shows.
   void onLifecycle(const JsonValue& params);
   void onFrameNavigated(const JsonValue& params);
   void onFrameAttached(const JsonValue& params);
   void onFrameDetached(const JsonValue& params);
-  void onRequest(const JsonValue& params);
-  void onResponse(const JsonValue& params);
-  void onLoadingFailed(const JsonValue& params);
-  void onLoadingFinished(const JsonValue& params);
-  void onSocketCreated(const JsonValue& params);
-  void onSocketFailed(const JsonValue& params);
 
-  // What a page prints.
-  void onConsole(const JsonValue& params);
-  void onException(const JsonValue& params);
-  void onLogEntry(const JsonValue& params);
-  void onDialog(const JsonValue& params);
-  using LineText = std::function<std::string(const std::map<std::size_t, std::string>& expanded)>;
-  void showLine(PageEvent event, const JsonValue& args, LineText text);
-  void expandLine(PageEvent event, const std::vector<std::size_t>& indices, const JsonValue& args,
-                  LineText text);
-  void releaseValues();
-
-  // Calls of the page.
-  struct Caller {  // where the reply of a call goes
-    long long id;
-    int document;  // the browser's id of the script's world; it answers in vain once that has gone
-    bool isBlocking;
-  };
-  struct Outlet;  // what a call's thread may use: it may outlive the invocation
-  Outlet outlet();
-  void runNotification(PageCall&& call, int document);
-  void runLogCall(ScriptCall&& call, int document);
-  void reply(const Caller& caller, int code, const std::string& text);
-  void tellReply(const ScriptCall& call, int code, const std::string& text);
-  void answerWhenCaughtUp(const std::string& requestId);
-  void reportLogRefusal(int document, int code, const std::string& text);
-
-  void reportFailedRequest(const RequestLog::Request& request, const std::string& status);
-  void observe(PageEvent event);
-  void letOut(PageEvent event);
-  void tellInput(const PageEvent::Input& input);
   bool canDraw(const PageHandler& handler) const;
   void capture(PageHandler handler);
   void takeLastPicture();
@@ -187,39 +143,39 @@ class Invocation : public std::enable_shared_from_this<Invocation> {
   void lingerForTools();
   void close();
   void finish();
-  bool isOpen() const { return state_ == State::kOpen; }
-  std::string origin() const { return "https://" + plan_.host; }
-  std::map<std::string, std::string> callContext() const;
-  void send(const char* method, const JsonObject& params = JsonObject());
+  bool cannotDraw() const { return gone_ || calls_.isHeld(); }
+
+  // PageOwner.
+  bool isOpen() const override { return state_ == State::kOpen; }
+  bool standsStill() const override { return calls_.isHeld(); }
+  void exit(int result, std::map<std::string, std::string> properties) override;
+  void onLineTold() override;
+  std::shared_ptr<void> keep() override { return shared_from_this(); }
 
   InvocationHost& host_;
   const std::shared_ptr<CdpConnection> connection_;
   const std::shared_ptr<InvocationOutcome> outcome_;
   const std::shared_ptr<CallQueue> queue_;
   InvocationPlan plan_;
-  PageScriptConfig script_;
+
+  PageFacts page_;
+  PageStory story_;
+  PageCalls calls_;
+  PageConsole console_;
+  PageRequests requests_;
 
   State state_ = State::kOpen;
   const std::shared_ptr<std::atomic<bool>> over_;  // as soon as it is no longer open
-  std::string context_, target_, session_;
+  std::string context_;
   std::set<std::string> workers_;  // targets without a window
   std::string document_;           // the browser's id of what the window shows
   bool painted_ = false;
   bool tookLast_ = false;
   bool gone_ = false;  // crashed, or its window closed
-  bool logRefusalReported_ = false;
-  long long droppedLines_ = 0;
-  BlockingCalls blocking_;
-  RequestLog requests_;
   DebugClients debugClients_;
   int lingered_ = 0;  // times
   bool isSetUp_ = false;
   std::vector<std::function<void()>> whenSetUp_;  // tools that have come before
-  ConsoleMeter console_;
-  EventGate gate_;
-  int groups_ = 0;                                   // of the console that are open
-  int expanded_ = 0;                                 // lines whose objects the browser still keeps
-  const std::shared_ptr<std::atomic<int>> waiting_;  // threads that wait for a reply
   InvocationEnd end_;
 };
 

@@ -1,11 +1,10 @@
-// What an invocation's page prints: its console, its uncaught errors, its dialogs.
+#include "workstation/browser/engine/page/page_console.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "workstation/browser/engine/page/console_text.h"
 #include "workstation/browser/engine/page/console_values_text.h"
-#include "workstation/browser/engine/page/invocation.h"
 #include "workstation/browser/engine/page/page_observer.h"
 #include "workstation/browser/engine/page/remote_value.h"
 
@@ -85,7 +84,31 @@ JsonObject expansionCall(const JsonValue& args, const std::vector<std::size_t>& 
 
 }  // namespace
 
-void Invocation::onConsole(const JsonValue& params) {
+bool PageConsole::onEvent(const CdpEvent& event) {
+  struct Row {
+    const char* method;
+    void (PageConsole::*handler)(const JsonValue& params);
+  };
+  static constexpr Row kRows[] = {
+      {"Runtime.consoleAPICalled", &PageConsole::onConsole},
+      {"Runtime.exceptionThrown", &PageConsole::onException},
+      {"Log.entryAdded", &PageConsole::onLogEntry},
+      {"Page.javascriptDialogOpening", &PageConsole::onDialog},
+  };
+  for (const Row& row : kRows) {
+    if (event.method != row.method) continue;
+    (this->*row.handler)(event.params);
+    return true;
+  }
+  return false;
+}
+
+void PageConsole::beginAnew() {
+  groups_ = 0;
+  page_.connection->unmuteConsole(page_.session);
+}
+
+void PageConsole::onConsole(const JsonValue& params) {
   const std::string type = jsonString(params, "type");
   const JsonValue& args = jsonMember(params, "args");
   if (type == "endGroup") {
@@ -96,60 +119,63 @@ void Invocation::onConsole(const JsonValue& params) {
   const JsonValue& stack = jsonMember(params, "stackTrace");
   PageEvent event = consoleEvent(consoleLevel(type), "");
   event.depth = groups_;
-  setPlace(event, placeOf(stack, origin()));
+  setPlace(event, placeOf(stack, page_.script.origin));
   if (isGroup(type)) groups_ = std::min(groups_ + 1, kDeepestGroup);
   if (type == "clear") return;
 
-  const std::string tail = type == "trace" ? stackText(stack, origin()) : "";
+  const std::string tail = type == "trace" ? stackText(stack, page_.script.origin) : "";
   const auto kept = copyOf(args);
-  showLine(std::move(event), args, [type, kept, tail, origin = origin()](const Expanded& expanded) {
-    return withoutOrigins(consoleText(type, *kept, expanded), origin) + tail;
-  });
+  showLine(std::move(event), args,
+           [type, kept, tail, origin = page_.script.origin](const Expanded& expanded) {
+             return withoutOrigins(consoleText(type, *kept, expanded), origin) + tail;
+           });
 }
 
-void Invocation::onException(const JsonValue& params) {
+void PageConsole::onException(const JsonValue& params) {
   const JsonValue& details = jsonMember(params, "exceptionDetails");
   const JsonValue& exception = jsonMember(details, "exception");
   PageEvent event = consoleEvent(3, "");
   event.isUncaught = true;
-  setPlace(event, placeOfError(details, origin()));
+  setPlace(event, placeOfError(details, page_.script.origin));
 
   const std::string head = jsonString(details, "text");
   const std::string shown = exception.IsObject() ? remoteValueText(exception) : "";
   JsonDocument args(rapidjson::kArrayType);
   args.PushBack(JsonValue(exception, args.GetAllocator()), args.GetAllocator());
-  showLine(std::move(event), args, [head, shown, origin = origin()](const Expanded& expanded) {
-    const auto better = expanded.find(0);
-    const std::string& value = better == expanded.end() ? shown : better->second;
-    return withoutOrigins(uncaughtText(head, value), origin);
-  });
+  showLine(std::move(event), args,
+           [head, shown, origin = page_.script.origin](const Expanded& expanded) {
+             const auto better = expanded.find(0);
+             const std::string& value = better == expanded.end() ? shown : better->second;
+             return withoutOrigins(uncaughtText(head, value), origin);
+           });
 }
 
-void Invocation::onLogEntry(const JsonValue& params) {
+void PageConsole::onLogEntry(const JsonValue& params) {
   const JsonValue& entry = jsonMember(params, "entry");
   if (jsonString(entry, "source") == "network") return;  // told as failed requests
   PageEvent event = consoleEvent(consoleLevel(jsonString(entry, "level")),
-                                 withoutOrigins(jsonString(entry, "text"), origin()));
-  setPlace(event, {withoutOrigin(jsonString(entry, "url"), origin()),
+                                 withoutOrigins(jsonString(entry, "text"), page_.script.origin));
+  setPlace(event, {withoutOrigin(jsonString(entry, "url"), page_.script.origin),
                    jsonInt(entry, "lineNumber", -1) + 1, 0});
-  observe(std::move(event));
+  story_.tell(std::move(event));
 }
 
-void Invocation::onDialog(const JsonValue& params) {
-  observe(consoleEvent(6, jsonString(params, "type") + ": " + jsonString(params, "message")));
-  if (!plan_.headless) return;  // the user's to answer
-  send("Page.handleJavaScriptDialog",
-       JsonObject().add("accept", true).add("promptText", jsonString(params, "defaultPrompt")));
+void PageConsole::onDialog(const JsonValue& params) {
+  story_.tell(consoleEvent(6, jsonString(params, "type") + ": " + jsonString(params, "message")));
+  if (!page_.headless) return;  // the user's to answer
+  page_.send(
+      "Page.handleJavaScriptDialog",
+      JsonObject().add("accept", true).add("promptText", jsonString(params, "defaultPrompt")));
 }
 
 // Shows the line that `text` makes of the arguments, of which the page is asked what the objects
 // among them hold.
-void Invocation::showLine(PageEvent event, const JsonValue& args, LineText text) {
+void PageConsole::showLine(PageEvent event, const JsonValue& args, LineText text) {
   event.texts = {text({})};
-  if (!console_.count(event.texts[0].size(), ConsoleMeter::Clock::now())) {
-    connection_->muteConsole(session_);
-    gate_.open();
-    return observe(consoleEvent(4, "the page prints too much; its console is shown no longer"));
+  if (!meter_.count(event.texts[0].size(), ConsoleMeter::Clock::now())) {
+    page_.connection->muteConsole(page_.session);
+    story_.letAllOut();
+    return story_.tell(consoleEvent(4, "the page prints too much; its console is shown no longer"));
   }
   std::vector<std::size_t> indices;
   if (args.IsArray()) {
@@ -157,39 +183,38 @@ void Invocation::showLine(PageEvent event, const JsonValue& args, LineText text)
       if (isExpandable(args[i])) indices.push_back(i);
     }
   }
-  if (gate_.size() > kMostHeldEvents) gate_.open();
-  const bool canAsk = hasPageObserver() && gate_.held() < kMostExpansions && !blocking_.isHeld();
-  if (indices.empty() || !canAsk) return observe(std::move(event));
+  if (story_.waiting() > kMostHeldEvents) story_.letAllOut();
+  const bool canAsk = hasPageObserver() && story_.held() < kMostExpansions && !owner_.standsStill();
+  if (indices.empty() || !canAsk) return story_.tell(std::move(event));
   expandLine(std::move(event), indices, args, std::move(text));
 }
 
-void Invocation::expandLine(PageEvent event, const std::vector<std::size_t>& indices,
-                            const JsonValue& args, LineText text) {
-  event.invocation = id();
-  event.appId = script_.appId;
-  const auto ticket = gate_.hold(std::move(event));
-  connection_->call(
-      session_, "Runtime.callFunctionOn", expansionCall(args, indices),
-      [self = shared_from_this(), ticket, indices, text = std::move(text)](const CdpReply& reply) {
+void PageConsole::expandLine(PageEvent event, const std::vector<std::size_t>& indices,
+                             const JsonValue& args, LineText text) {
+  const auto ticket = story_.hold(std::move(event));
+  page_.connection->call(
+      page_.session, "Runtime.callFunctionOn", expansionCall(args, indices),
+      [self = std::shared_ptr<PageConsole>(owner_.keep(), this), ticket, indices,
+       text = std::move(text)](const CdpReply& reply) {
         Expanded expanded;
         const JsonValue& values = jsonMember(jsonMember(reply.result, "result"), "value");
         if (values.IsArray() && values.Size() == indices.size()) {
           for (std::size_t i = 0; i < indices.size(); ++i)
             expanded[indices[i]] = jsonString(values[static_cast<rapidjson::SizeType>(i)]);
         }
-        self->gate_.complete(ticket, [&](PageEvent& line) {
+        self->story_.complete(ticket, [&](PageEvent& line) {
           if (!expanded.empty()) line.texts = {text(expanded)};
         });
         self->releaseValues();
-        if (self->state_ == State::kClosing) self->closeWhenTold();
+        self->owner_.onLineTold();
       },
       kExpansionDeadline);
 }
 
-void Invocation::releaseValues() {
-  if (++expanded_ < kKeptLines || gate_.held() > 0 || !isOpen()) return;
+void PageConsole::releaseValues() {
+  if (++expanded_ < kKeptLines || story_.held() > 0 || !owner_.isOpen()) return;
   expanded_ = 0;
-  send("Runtime.releaseObjectGroup", JsonObject().add("objectGroup", "console"));
+  page_.send("Runtime.releaseObjectGroup", JsonObject().add("objectGroup", "console"));
 }
 
 }  // namespace workstation
