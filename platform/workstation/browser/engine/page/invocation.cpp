@@ -15,7 +15,7 @@ using std::chrono::seconds;
 
 constexpr seconds kCloseDeadline{3};
 constexpr seconds kScreenshotDeadline{5};
-constexpr std::chrono::milliseconds kLingerDeadline{300};
+constexpr seconds kLingerDeadline{2};
 constexpr int kMostLingered = 10;
 
 // The browser keeps the bodies of responses for its developer tools, which here nobody asks for.
@@ -231,7 +231,8 @@ void Invocation::lingerForTools() {
       JsonObject()
           .add("expression", "new Promise((done) => setTimeout(done, 100))")
           .add("awaitPromise", true),
-      [self = shared_from_this()](const CdpReply&) {
+      [self = shared_from_this()](const CdpReply& reply) {
+        if (!reply.ok) self->lingered_ = kMostLingered;
         if (self->state_ == State::kClosing) self->closeWhenTold();
       },
       kLingerDeadline);

@@ -13,8 +13,11 @@ namespace {
 
 using Expanded = std::map<std::size_t, std::string>;
 
-// A page that is busy does not say what its objects hold; the line is then shown without.
-constexpr std::chrono::milliseconds kExpansionDeadline{250};
+// A page that is busy does not say what its objects hold; the line is then shown without, and for a
+// while the page is not asked again, so that what it prints is not held up line by line. Long
+// enough for a page that is not busy on a machine that is.
+constexpr std::chrono::seconds kExpansionDeadline{2};
+constexpr std::chrono::seconds kAskAgain{2};
 constexpr std::size_t kMostExpansions = 64;
 constexpr std::size_t kMostHeldEvents = 1000;
 
@@ -105,6 +108,7 @@ bool PageConsole::onEvent(const CdpEvent& event) {
 
 void PageConsole::beginAnew() {
   groups_ = 0;
+  askAgain_ = {};
   page_.connection->unmuteConsole(page_.session);
 }
 
@@ -184,7 +188,9 @@ void PageConsole::showLine(PageEvent event, const JsonValue& args, LineText text
     }
   }
   if (story_.waiting() > kMostHeldEvents) story_.letAllOut();
-  const bool canAsk = hasPageObserver() && story_.held() < kMostExpansions && !owner_.standsStill();
+  const bool isBusy = ConsoleMeter::Clock::now() < askAgain_;
+  const bool canAsk =
+      hasPageObserver() && !isBusy && story_.held() < kMostExpansions && !owner_.standsStill();
   if (indices.empty() || !canAsk) return story_.tell(std::move(event));
   expandLine(std::move(event), indices, args, std::move(text));
 }
@@ -192,10 +198,13 @@ void PageConsole::showLine(PageEvent event, const JsonValue& args, LineText text
 void PageConsole::expandLine(PageEvent event, const std::vector<std::size_t>& indices,
                              const JsonValue& args, LineText text) {
   const auto ticket = story_.hold(std::move(event));
+  const auto asked = ConsoleMeter::Clock::now();
   page_.connection->call(
       page_.session, "Runtime.callFunctionOn", expansionCall(args, indices),
       [self = std::shared_ptr<PageConsole>(owner_.keep(), this), ticket, indices,
-       text = std::move(text)](const CdpReply& reply) {
+       text = std::move(text), asked](const CdpReply& reply) {
+        const auto now = ConsoleMeter::Clock::now();
+        if (now - asked >= kExpansionDeadline) self->askAgain_ = now + kAskAgain;
         Expanded expanded;
         const JsonValue& values = jsonMember(jsonMember(reply.result, "result"), "value");
         if (values.IsArray() && values.Size() == indices.size()) {

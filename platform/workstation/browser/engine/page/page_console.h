@@ -41,8 +41,9 @@ class PageConsole {
   const PageFacts& page_;
   PageStory& story_;
   ConsoleMeter meter_;
-  int groups_ = 0;    // that are open
-  int expanded_ = 0;  // lines whose objects the browser still keeps
+  ConsoleMeter::Clock::time_point askAgain_{};  // what its objects hold: it was busy
+  int groups_ = 0;                              // that are open
+  int expanded_ = 0;                            // lines whose objects the browser still keeps
 };
 
 }  // namespace workstation

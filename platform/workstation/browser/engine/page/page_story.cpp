@@ -64,8 +64,8 @@ PageEvent PageStory::lossEvent() const {
   event.invocation = invocation_;
   event.appId = appId_;
   event.level = 4;
-  event.texts.push_back(std::to_string(lost_) +
-                        " events of the page were too many at once and are not told");
+  event.texts.push_back("events of the page that were too many at once and are not told: " +
+                        std::to_string(lost_));
   return event;
 }
 
