@@ -20,10 +20,24 @@ struct BrowserOptions {
   bool lastPicture = false;  ///< Takes a picture of each page as it ends (PageEvent::kLastPicture).
   std::string locale;        ///< A BCP 47 tag that pages see as the user's; empty: the machine's.
   std::string program;       ///< The browser's binary; empty: Debian's Chromium.
+  std::string lender;        ///< The socket of lendBrowsers(); empty: a browser of one's own.
 };
 
 /// Counts for the next browser that is started, so call it before the first invocation.
 WORKSTATION_API void setBrowserOptions(const BrowserOptions& options);
+
+/// Lends browsers to programs that show pages one after another, so that not each of them starts
+/// one: those that name its socket as their lender, want no window and no language of their own.
+/// Pages share nothing but the browser's processes.
+class BrowserLender {
+ public:
+  virtual ~BrowserLender() = default;  ///< Ends the browsers.
+};
+
+/// Null, with the reason in `error`, when nothing can be lent on that socket, a path that nothing
+/// is at.
+WORKSTATION_API std::unique_ptr<BrowserLender> lendBrowsers(const std::string& socket,
+                                                            std::string& error);
 
 /// Something that happened in the page of one invocation.
 struct PageEvent {

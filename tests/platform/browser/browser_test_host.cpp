@@ -2,6 +2,8 @@
 //
 //     browser_test_host DIRECTORY [PROGRAM]
 //
+// It borrows its browser where WZ_BROWSERS names a lender's socket.
+//
 // It prints "shown TEXT" for each line that the page writes to its console, or "refused TEXT" when
 // it cannot be opened. Then it does what it reads: "again" (opens the page once more), "wait"
 // (prints "ended RESULT TEXT"), "screenshot" (writes shot.png to the directory and prints "taken"
@@ -50,11 +52,10 @@ void obey(const std::string& order, const std::string& directory, int& invocatio
 
 int main(int argc, char** argv) {
   if (argc < 2) return 2;
-  if (argc > 2) {
-    workstation::BrowserOptions options;
-    options.program = argv[2];
-    workstation::setBrowserOptions(options);
-  }
+  workstation::BrowserOptions options;
+  if (argc > 2) options.program = argv[2];
+  if (const char* const lender = std::getenv("WZ_BROWSERS")) options.lender = lender;
+  workstation::setBrowserOptions(options);
   workstation::setPageObserver(onPageEvent, nullptr);
   zelgui::uiSetPropertyString(0, 2010, argv[1]);
   int invocation = openPage();

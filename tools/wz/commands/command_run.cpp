@@ -66,6 +66,7 @@ workstation::BrowserOptions browserOptions(const RunOptions& options,
   browser.locale = options.locale;
   browser.recordsInput = !options.recording.empty();
   browser.lastPicture = !options.screenshot.empty() && pictureTime.kind == PictureTime::Kind::kExit;
+  if (const char* const lender = std::getenv(kBrowserLender)) browser.lender = lender;
   return browser;
 }
 

@@ -15,11 +15,15 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <thread>
 
+#include "workstation/browser/browser_control.h"
 #include "workstation/terminal/program_search.h"
+#include "wz/commands/run_setup.h"
 #include "wz/reports/output.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/shell_word.h"
@@ -246,7 +250,9 @@ int testApplication(const TestOptions& options) {
   if (program.empty()) return kEnvironment;
   TestFolder temporary;
   if (!temporary.make()) return kEnvironment;
+  const std::string browsers = temporary.path() + "/browsers";
   setenv("WZ_PROGRAM", ownProgram().c_str(), 1);
+  setenv(kBrowserLender, browsers.c_str(), 1);
   setenv("TMPDIR", temporary.path().c_str(), 1);
   std::vector<std::string> command = {node, program.string(), "test"};
   command.insert(command.end(), options.arguments.begin(), options.arguments.end());
@@ -259,9 +265,14 @@ int testApplication(const TestOptions& options) {
     return kEnvironment;
   }
   followRunner();
+  // Most of what a test takes is the start of a browser, so the tests share what shows the pages
+  // and not the pages. Where that cannot be, each starts a browser of its own.
+  std::string error;
+  std::unique_ptr<workstation::BrowserLender> lender = workstation::lendBrowsers(browsers, error);
   int status = 0;
   while (waitpid(runner, &status, 0) < 0 && errno == EINTR) {
   }
+  lender.reset();
   endLeftovers();
   if (WIFEXITED(status) && WEXITSTATUS(status) == kEnvironment) return kEnvironment;
   return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? kDone : kApplicationFailed;

@@ -8,6 +8,9 @@
 
 namespace wz {
 
+/// The variable with which `wz test` names the socket of the browsers that it lends.
+inline constexpr const char* kBrowserLender = "WZ_BROWSERS";
+
 /// Makes the library's folders in the terminal. False when they cannot be made.
 [[nodiscard]] bool prepareConfigRoot();
 

@@ -64,36 +64,54 @@ std::string refererHost(const JsonValue& request) {
 
 std::unique_ptr<Browser> Browser::start(const BrowserOptions& options, const std::string& terminal,
                                         const WindowShape& shape, std::string& error) {
-  std::string program;
-  if (!findBrowser(options, program, error)) return nullptr;
   std::unique_ptr<Browser> browser(new Browser);
   browser->headless_ = options.headless || !hasDisplayServer();
-  browser->profile_ = ProfileDirectory::create(terminal, error);
-  if (!browser->profile_) return nullptr;
-  if (!browser->headless_ && !writeWindowPreferences(*browser->profile_, error)) return nullptr;
-  const std::string window =
-      browser->headless_ ? "" : std::to_string(shape.width) + ',' + std::to_string(shape.height);
-  browser->process_ = ChromiumProcess::start(
-      chromiumCommand(program, *browser->profile_, window, options.locale), error);
-  if (!browser->process_) return nullptr;
-  browser->connection_ = std::make_shared<CdpConnection>(std::move(browser->process_->commands),
-                                                         std::move(browser->process_->events));
-  browser->files_ = std::make_unique<FileServer>(browser->connection_);
-  Browser* const self = browser.get();
-  if (!browser->files_->start() ||
-      !browser->connection_->start([self](const CdpEvent& event) { self->onEvent(event); },
-                                   [self] { self->onClosed(); })) {
-    error = "there are no threads for the browser";
-    return nullptr;
+  const bool isPlain = browser->headless_ && options.program.empty() && options.locale.empty();
+  if (isPlain && !options.lender.empty()) browser->loan_ = BrowserLoan::take(options.lender);
+  bool isConnected = false;
+  if (browser->loan_) {
+    isConnected = browser->connect(std::move(browser->loan_->commands),
+                                   std::move(browser->loan_->events), browser->loan_->firstId());
+  } else {
+    if (!browser->startProcess(options, terminal, shape, error)) return nullptr;
+    isConnected = browser->connect(std::move(browser->process_->commands),
+                                   std::move(browser->process_->events), 1);
   }
-  browser->connection_->call("", "Target.setDiscoverTargets", JsonObject().add("discover", true));
-  browser->connection_->call("", "Fetch.enable", JsonObject().addRaw("patterns", kAllRequests));
-  return browser;
+  if (isConnected) return browser;
+  error = "there are no threads for the browser";
+  return nullptr;
+}
+
+bool Browser::startProcess(const BrowserOptions& options, const std::string& terminal,
+                           const WindowShape& shape, std::string& error) {
+  std::string program;
+  if (!findBrowser(options, program, error)) return false;
+  profile_ = ProfileDirectory::create(terminal, error);
+  if (!profile_) return false;
+  if (!headless_ && !writeWindowPreferences(*profile_, error)) return false;
+  const std::string window =
+      headless_ ? "" : std::to_string(shape.width) + ',' + std::to_string(shape.height);
+  process_ =
+      ChromiumProcess::start(chromiumCommand(program, *profile_, window, options.locale), error);
+  return process_ != nullptr;
+}
+
+bool Browser::connect(UniqueFd commands, UniqueFd events, int firstId) {
+  connection_ = std::make_shared<CdpConnection>(std::move(commands), std::move(events), firstId);
+  files_ = std::make_unique<FileServer>(connection_);
+  if (!files_->start() || !connection_->start([this](const CdpEvent& event) { onEvent(event); },
+                                              [this] { onClosed(); })) {
+    return false;
+  }
+  connection_->call("", "Target.setDiscoverTargets", JsonObject().add("discover", true));
+  connection_->call("", "Fetch.enable", JsonObject().addRaw("patterns", kAllRequests));
+  return true;
 }
 
 Browser::~Browser() {
   if (connection_) connection_->stop();
   if (files_) files_->stop();
+  loan_.reset();     // what used it has stopped
   process_.reset();  // before the profile that it writes to
 }
 
@@ -294,7 +312,7 @@ void Browser::onWindow(const JsonValue& targetInfo) {
 }
 
 void Browser::onClosed() {
-  const std::string complaint = lastLine(profile_->errorFile());
+  const std::string complaint = profile_ ? lastLine(profile_->errorFile()) : "";
   whyEnded_ = complaint.empty() ? "the browser has ended" : "the browser has ended: " + complaint;
   ended_ = true;
   const auto invocations = invocations_;

@@ -12,6 +12,7 @@
 #include "workstation/browser/engine/files/file_server.h"
 #include "workstation/browser/engine/files/recent_names.h"
 #include "workstation/browser/engine/page/invocation.h"
+#include "workstation/browser/engine/process/browser_loan.h"
 #include "workstation/browser/engine/process/chromium_process.h"
 #include "workstation/browser/engine/process/profile_directory.h"
 
@@ -60,6 +61,10 @@ class Browser final : private InvocationHost {
  private:
   Browser() = default;
 
+  bool startProcess(const BrowserOptions& options, const std::string& terminal,
+                    const WindowShape& shape, std::string& error);
+  bool connect(UniqueFd commands, UniqueFd events, int firstId);
+
   void addContext(const std::string& context, Invocation& invocation) override;
   void addSession(const std::string& session, Invocation& invocation) override;
   void addFrame(const std::string& frame, Invocation& invocation) override;
@@ -78,6 +83,7 @@ class Browser final : private InvocationHost {
   bool ask(int invocation, const PageRequest& request, std::string& result, std::string& error);
   Invocation* ownerOfRequest(const JsonValue& params, const std::string& host);
 
+  std::unique_ptr<BrowserLoan> loan_;  // or what follows
   std::unique_ptr<ProfileDirectory> profile_;
   std::unique_ptr<ChromiumProcess> process_;
   std::shared_ptr<CdpConnection> connection_;

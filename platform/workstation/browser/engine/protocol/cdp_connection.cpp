@@ -32,10 +32,11 @@ bool isTemporary(int error) { return error == EAGAIN || error == EINTR; }
 
 }  // namespace
 
-CdpConnection::CdpConnection(UniqueFd commands, UniqueFd events)
+CdpConnection::CdpConnection(UniqueFd commands, UniqueFd events, int firstId)
     : commands_(std::move(commands)),
       events_(std::move(events)),
       wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      nextId_(firstId),
       framing_(kLargestMessage) {
   makeNonBlocking(commands_.get());
   makeNonBlocking(events_.get());

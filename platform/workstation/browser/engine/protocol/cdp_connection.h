@@ -44,8 +44,9 @@ class CdpConnection {
   using EventHandler = std::function<void(const CdpEvent&)>;
   using Task = std::function<void()>;
 
-  /// Takes over both pipes: `commands` is written, `events` read.
-  CdpConnection(UniqueFd commands, UniqueFd events);
+  /// Takes over both pipes: `commands` is written, `events` read. The commands are numbered from
+  /// `firstId` on.
+  CdpConnection(UniqueFd commands, UniqueFd events, int firstId = 1);
 
   /// Only after stop(), or when start() has failed.
   ~CdpConnection() = default;
@@ -110,7 +111,7 @@ class CdpConnection {
   std::thread thread_;
 
   std::mutex mutex_;  // guards what follows
-  int nextId_ = 1;
+  int nextId_;
   std::map<int, Pending> pending_;
   std::vector<Task> tasks_;
   std::string outgoing_;

@@ -21,6 +21,7 @@
 #include "workstation/browser/engine/files/host_names.h"
 #include "workstation/browser/engine/page/result_codes.h"
 #include "workstation/browser/engine/process/browser.h"
+#include "workstation/browser/engine/process/browser_lender.h"
 #include "workstation/browser/engine/service/display_shape.h"
 #include "workstation/terminal/terminal_profile.h"
 
@@ -220,6 +221,10 @@ bool cancelInvocation(int invocation) {
 void setBrowserOptions(const BrowserOptions& options) {
   const std::lock_guard<std::mutex> lock(service().mutex);
   service().options = options;
+}
+
+std::unique_ptr<BrowserLender> lendBrowsers(const std::string& socket, std::string& error) {
+  return LendingBrowsers::open(socket, error);
 }
 
 bool takeScreenshot(int invocation, const std::string& file, std::string& error) {
