@@ -86,6 +86,7 @@ bool Browser::startProcess(const BrowserOptions& options, const std::string& ter
                            const WindowShape& shape, std::string& error) {
   std::string program;
   if (!findBrowser(options, program, error)) return false;
+  if (!headless_ && !reachDisplayServer(error)) return false;
   profile_ = ProfileDirectory::create(terminal, error);
   if (!profile_) return false;
   if (!headless_ && !writeWindowPreferences(*profile_, error)) return false;

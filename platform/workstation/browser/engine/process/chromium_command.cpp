@@ -1,12 +1,15 @@
 #include "workstation/browser/engine/process/chromium_command.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
 #include <system_error>
 
+#include <sys/socket.h>
 #include <sys/statvfs.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace workstation {
@@ -101,7 +104,51 @@ std::string searchPath(const std::string& name) {
   return name;
 }
 
+// Whether a server takes connections on a socket of that name; an abstract one begins with NUL.
+bool takesConnections(const std::string& socketName) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  if (socketName.size() >= sizeof address.sun_path) return false;
+  socketName.copy(address.sun_path, socketName.size());
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socketName.size() +
+                                           (socketName[0] == '\0' ? 0 : 1));
+  const UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  return socket && ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), size) == 0;
+}
+
+// ":1", ":1.0" or "unix:1"; a name in another form is the browser's to make sense of.
+bool reachX(const std::string& display) {
+  const std::size_t number = display.find(':') + 1;
+  const std::string socket =
+      "/tmp/.X11-unix/X" + display.substr(number, display.find('.') - number);
+  if (number == 0 || display[0] == '/') return true;
+  return takesConnections('\0' + socket) || takesConnections(socket);
+}
+
+bool reachWayland(const std::string& display) {
+  if (display[0] == '/') return takesConnections(display);
+  const std::string folder = environmentValue("XDG_RUNTIME_DIR");
+  return !folder.empty() && takesConnections(folder + '/' + display);
+}
+
 }  // namespace
+
+bool reachDisplayServer(std::string& error) {
+  constexpr char kCure[] = "; start it, or go without a window";
+  const std::string x = environmentValue("DISPLAY");
+  if (!x.empty()) {
+    if (isRemoteDisplay(x) || reachX(x)) return true;
+    error = "there is no X server at " + x + ", which DISPLAY names" + kCure;
+    return false;
+  }
+  const std::string wayland = environmentValue("WAYLAND_DISPLAY");
+  if (reachWayland(wayland)) return true;
+  error = "there is no Wayland display " + wayland + ", which WAYLAND_DISPLAY names, in " +
+          (environmentValue("XDG_RUNTIME_DIR").empty() ? "XDG_RUNTIME_DIR, which is not set"
+                                                       : environmentValue("XDG_RUNTIME_DIR")) +
+          kCure;
+  return false;
+}
 
 bool hasDisplayServer() {
   return !environmentValue("DISPLAY").empty() || !environmentValue("WAYLAND_DISPLAY").empty();

@@ -11,6 +11,10 @@ namespace workstation {
 /// Whether there is a display server to open windows on (DISPLAY or WAYLAND_DISPLAY).
 bool hasDisplayServer();
 
+/// Whether that display server takes connections; if not, `error` names it and says what helps. One
+/// that is reached over the network is not asked.
+[[nodiscard]] bool reachDisplayServer(std::string& error);
+
 /// The browser's binary that `options` name, else Debian's. False, with the reason in `error`, when
 /// there is none that can be run.
 [[nodiscard]] bool findBrowser(const BrowserOptions& options, std::string& program,
