@@ -259,7 +259,9 @@ Cause readOuterSignature(Reading& reading, const Elements& outer) {
   constexpr Cause kBad = "WZ-0224";
   if (outer.size() < 3 || outer[2].identifier != kBitString || outer[2].size == 0) return kBad;
   const Elements algorithm = reading.children(outer[1]);
-  if (algorithm.empty() || !isReadToEnd(outer[1], algorithm)) return kBad;
+  if (algorithm.empty() || algorithm[0].identifier != kOid || !isReadToEnd(outer[1], algorithm)) {
+    return kBad;
+  }
   const std::string_view oid = reading.content(algorithm[0]);
   const std::optional<std::string> text = oidText(oid);
   if (text && text->size() <= kLongestOid) reading.found.algorithm = *text;

@@ -159,10 +159,14 @@ std::optional<std::string> oidText(std::string_view content) {
 }
 
 bool isLongOid(std::string_view content) {
-  // The longest beginning that is a text of its own.
-  for (std::size_t size = content.size(); size > 0; --size) {
-    const std::optional<std::string> text = oidText(content.substr(0, size));
-    if (text) return text->size() > kLongestOid;
+  std::size_t arcOctets = 0;
+  for (std::size_t i = 1; i < content.size(); ++i) {
+    if (++arcOctets > kMostArcOctets) return true;
+    if ((octetAt(content, i) & 0x80) != 0) continue;
+    arcOctets = 0;
+    // What comes before the place where it breaks off counts.
+    const std::optional<std::string> text = oidText(content.substr(0, i + 1));
+    if (text && text->size() > kLongestOid) return true;
   }
   return false;
 }

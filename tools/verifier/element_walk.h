@@ -78,7 +78,8 @@ class ElementWalk {
 
 /// The longest text of an object identifier that terminals compare.
 inline constexpr std::size_t kLongestOid = 30;
-/// Whether the text of it, or of what there is of it before it breaks off, is longer.
+/// Whether the text of it, or of what there is of it before it breaks off, is longer; an arc of
+/// more octets than terminals read makes it so.
 [[nodiscard]] bool isLongOid(std::string_view content);
 [[nodiscard]] bool isOid(std::string_view content, std::string_view text);
 

@@ -80,7 +80,8 @@ bool InstalledFiles::isFolder(const std::string& path) const {
 
 std::optional<std::string> InstalledFiles::read(const std::string& path) const {
   const auto found = paths_.find(path);
-  return found == paths_.end() ? std::nullopt : found->second;
+  if (found == paths_.end()) return std::nullopt;
+  return found->second.value_or("");
 }
 
 std::set<std::string> InstalledFiles::list(const std::string& folder) const {

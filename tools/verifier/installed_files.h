@@ -28,6 +28,7 @@ class InstalledFiles {
 
   [[nodiscard]] bool exists(const std::string& path) const;
   [[nodiscard]] bool isFolder(const std::string& path) const;
+  /// The content; of a folder, which can be opened too, nothing.
   [[nodiscard]] std::optional<std::string> read(const std::string& path) const;
 
   /// The names in a folder.

@@ -31,6 +31,7 @@ struct Reading {
   ElementWalk walk;
   SignatureFile& found;
   const DigestName* digest = nullptr;
+  std::size_t attributesEnd = 0;
 
   [[nodiscard]] std::string_view content() const { return walk.element().content(file); }
 
@@ -101,51 +102,64 @@ Cause readSignedAttributes(Reading& reading) {
     if (element.identifier != kTag2) continue;
     if (element.isIndefinite) break;
     reading.found.signedOctets = reading.content();
+    reading.attributesEnd = element.start + element.header + element.size;
     return kGood;
   }
   return "WZ-0324";
 }
 
-Cause readContentType(Reading& reading) {
-  const bool isFound = reading.findOid(kContentType, 6, 6) && reading.skip(2, 6) &&
-                       isOid(reading.content(), kPackageContent);
-  return isFound ? kGood : "WZ-0326";
+// Of the signed attributes: a walk of its own, so that nothing that is not signed is taken for the
+// value of one. The value stands two elements behind the name.
+std::optional<std::string_view> valueOf(std::string_view oid, ElementWalk& walk,
+                                        std::string_view attributes) {
+  while (walk.next()) {
+    if (!isOid(walk.element().content(attributes), oid)) continue;
+    if (!walk.next() || !walk.next()) return std::nullopt;
+    return walk.element().content(attributes);
+  }
+  return std::nullopt;
 }
 
-Cause readMessageDigest(Reading& reading) {
-  if (!reading.findOid(kMessageDigest, 6, 6) || !reading.skip(2, 6)) return "WZ-0322";
-  reading.found.messageDigest = reading.content();
-  return reading.found.messageDigest.size() == reading.digest->size ? kGood : "WZ-0322";
+Cause readAttributes(Reading& reading) {
+  const std::string_view attributes = reading.found.signedOctets;
+  ElementWalk walk(attributes);
+  const auto type = valueOf(kContentType, walk, attributes);
+  if (!type || !isOid(*type, kPackageContent)) return "WZ-0326";
+  // It follows the other.
+  const auto digest = valueOf(kMessageDigest, walk, attributes);
+  if (!digest || digest->size() != reading.digest->size) return "WZ-0322";
+  reading.found.messageDigest = *digest;
+  return kGood;
 }
 
 Cause readSignature(Reading& reading) {
-  // The algorithm stands behind the attributes, not among them.
-  while (reading.walk.nextSibling() && reading.walk.element().depth > 5) {
-  }
-  const Element algorithm = reading.walk.element();
   constexpr Cause kBad = "WZ-0325";
-  if (algorithm.depth != 5) return kBad;
-  if (!reading.walk.next() || !isOid(reading.content(), kRsaEncryption)) return kBad;
+  // The algorithm stands behind the attributes, not among them.
+  do {
+    if (!reading.walk.next() || reading.walk.element().depth < 5) return kBad;
+  } while (reading.walk.element().depth != 5 ||
+           reading.walk.element().start < reading.attributesEnd);
+  if (!isOid(reading.content(), kRsaEncryption) && !reading.findOid(kRsaEncryption, 6, 6)) {
+    return kBad;
+  }
   if (!reading.skip(2, 5) || reading.walk.element().isIndefinite) return kBad;
   reading.found.signature = reading.content();
   return kGood;
 }
 
 Cause readSignerKeyId(Reading& reading) {
-  const bool isBehind = reading.findOid(kSignerKeyId, 5, 5) && reading.skip(2, 5);
+  const bool isBehind = reading.findOid(kSignerKeyId, 5, 5);
   if (isBehind) {
+    if (!reading.skip(2, 5) || reading.walk.element().isIndefinite) return "WZ-0327";
     reading.found.signerKeyId = reading.content();
     return kGood;
   }
   const std::string_view attributes = reading.found.signedOctets;
   ElementWalk walk(attributes);
-  while (walk.next()) {
-    if (!isOid(walk.element().content(attributes), kSignerKeyId)) continue;
-    if (!walk.next() || !walk.next()) break;
-    reading.found.signerKeyId = walk.element().content(attributes);
-    return kGood;
-  }
-  return "WZ-0327";
+  const auto id = valueOf(kSignerKeyId, walk, attributes);
+  if (!id) return "WZ-0327";
+  reading.found.signerKeyId = *id;
+  return kGood;
 }
 
 }  // namespace
@@ -157,7 +171,7 @@ Cause readSignatureFile(std::string_view file, SignatureFile& found) {
   Reading reading{file, ElementWalk(file), found};
   for (const auto step :
        {readOuter, readVersion, readDigestAlgorithm, readContent, readSigner, readSignerDigest,
-        readSignedAttributes, readContentType, readMessageDigest, readSignature, readSignerKeyId}) {
+        readSignedAttributes, readAttributes, readSignature, readSignerKeyId}) {
     if (const Cause cause = step(reading)) return cause;
   }
   return found.signerKeyId.size() > kLongestKeyId ? "WZ-0332" : kGood;
