@@ -25,7 +25,7 @@ std::string withoutDelete(std::string text) {
 }
 
 // A text from outside that is no UTF-8 is shown as for eyes.
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   Buffer buffer;
   if (write(text, buffer)) return withoutDelete({buffer.GetString(), buffer.GetSize()});
   Buffer shown;
@@ -44,7 +44,7 @@ std::string asciiJson(std::string_view json) {
     }
     std::size_t end = at;
     while (end < json.size() && !isPlain(end)) ++end;
-    const std::string piece = quoted(json.substr(at, end - at));
+    const std::string piece = inQuotes(json.substr(at, end - at));
     result += piece.substr(1, piece.size() - 2);
     at = end;
   }
@@ -57,19 +57,19 @@ StoryLine::StoryLine(std::string_view event) { text("event", event); }
 
 StoryLine& StoryLine::raw(std::string_view key, std::string_view json) {
   members_ += ',';
-  members_ += quoted(key);
+  members_ += inQuotes(key);
   members_ += ':';
   members_ += json;
   return *this;
 }
 
 StoryLine& StoryLine::text(std::string_view key, std::string_view value) {
-  return raw(key, quoted(value));
+  return raw(key, inQuotes(value));
 }
 
 StoryLine& StoryLine::texts(std::string_view key, const std::vector<std::string>& values) {
   std::string list = "[";
-  for (const std::string& value : values) list += (list.size() > 1 ? "," : "") + quoted(value);
+  for (const std::string& value : values) list += (list.size() > 1 ? "," : "") + inQuotes(value);
   return raw(key, list + ']');
 }
 
@@ -77,7 +77,7 @@ StoryLine& StoryLine::texts(std::string_view key,
                             const std::map<std::string, std::string>& values) {
   std::string object = "{";
   for (const auto& [name, value] : values)
-    object += (object.size() > 1 ? "," : "") + quoted(name) + ':' + quoted(value);
+    object += (object.size() > 1 ? "," : "") + inQuotes(name) + ':' + inQuotes(value);
   return raw(key, object + '}');
 }
 
