@@ -16,6 +16,7 @@
 #include <set>
 #include <string>
 
+#include "installer/space_check.h"
 #include "installer/temporary_file.h"
 #include "support/install_result.h"
 #include "tests/builders/child_process.h"
@@ -207,6 +208,33 @@ TEST_F(FullFlashTest, KeepsAManifestWhoseNewContentHasNoRoom) {
       leaveFree(200 * kKilo);
     }));
     EXPECT_EQ(read(kManifests + "/shop/mpmanifest.mft"), manifestFor("shop"));
+  });
+}
+
+// Whether a file of that size fits below `root`.
+bool fits(const std::string& root, std::uint64_t size) {
+  SpaceCheck check(root);
+  check.addWritten(root + "/file", size);
+  return check.fits();
+}
+
+// The last size that fits and the first that does not: a block that is begun counts as a whole, and
+// one that ends with the file is the last.
+TEST_F(FullFlashTest, HasRoomForWholeBlocksUpToTheReserve) {
+  runInChild([] {
+    enterOwnNamespace();
+    mountMemory(kFlash, "size=24m");
+    struct statvfs status = {};
+    ASSERT_EQ(statvfs(kFlash.c_str(), &status), 0);
+    const std::uint64_t block = status.f_frsize;
+    const std::uint64_t room = status.f_bavail * block - TemporaryFile::kReserve;
+    ASSERT_EQ(room % block, 0U);
+
+    EXPECT_TRUE(fits(kFlash, room));
+    EXPECT_FALSE(fits(kFlash, room + 1));
+    EXPECT_TRUE(fits(kFlash, room - block + 1));
+    EXPECT_TRUE(fits(kFlash, room - block));
+    EXPECT_FALSE(fits(kFlash, UINT64_MAX));
   });
 }
 
