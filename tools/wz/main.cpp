@@ -15,7 +15,7 @@
 #include "wz/reports/output.h"
 #include "wz/terminal/development_roots.h"
 #include "wz/words/exit_code.h"
-#include "wz/words/version.h"
+#include "wz/words/version_text.h"
 
 namespace {
 

@@ -71,7 +71,7 @@ bool unpack(UnZIP& content, const std::string& id, const std::string& folder) {
 }
 
 // The names of the folder were only there while it was looked at.
-void rename(Diagnostic& diagnostic, const std::string& folder, const InnerPackage& inner,
+void rename(Diagnostic& diagnostic, const std::string& folder, const InnerReport& inner,
             const std::string& file) {
   std::string name = diagnostic.file;
   if (name.starts_with(folder + "/")) name.erase(0, folder.size() + 1);
@@ -85,7 +85,7 @@ void rename(Diagnostic& diagnostic, const std::string& folder, const InnerPackag
   if (at != std::string::npos) diagnostic.message.erase(at, folder.size() + 1);
 }
 
-void checkApplication(UnZIP& archive, const InnerPackage& inner, const CheckOptions& options,
+void checkApplication(UnZIP& archive, const InnerReport& inner, const CheckOptions& options,
                       CheckReport& report) {
   const UnnamedFile copy;
   const TemporaryFolder folder;
@@ -112,7 +112,7 @@ CheckReport checkPackage(const std::string& file, const CheckOptions& options) {
   report.isPackage = true;
   report.diagnostics = package.diagnostics;
   UnZIP archive(file);
-  for (const InnerPackage& inner : package.inners) {
+  for (const InnerReport& inner : package.inners) {
     if (inner.kind != InnerKind::kApplication) continue;
     if (!inner.id.empty()) report.ids.push_back(inner.id);
     checkApplication(archive, inner, options, report);

@@ -19,8 +19,8 @@
 #include "wz/reports/output.h"
 #include "wz/terminal/line_reader.h"
 #include "wz/terminal/session.h"
+#include "wz/words/bus_messages.h"
 #include "wz/words/exit_code.h"
-#include "wz/words/messages.h"
 
 namespace wz {
 namespace {

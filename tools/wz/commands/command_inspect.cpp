@@ -17,7 +17,7 @@
 #include "wz/reports/output.h"
 #include "wz/reports/package_output.h"
 #include "wz/reports/package_report.h"
-#include "wz/terminal/install_run.h"
+#include "wz/terminal/installation.h"
 #include "wz/terminal/package_files.h"
 #include "wz/terminal/terminal_change.h"
 #include "wz/terminal/terminal_copy.h"
@@ -40,7 +40,7 @@ int installOnCopy(const PackageFiles& files, const InspectOptions& options,
   TerminalChange change;
   if (!change.begin(copy) || !files.copyIn()) return kEnvironment;
   const PackageReport& report = files.packages().front().report;
-  const InstallOutcome outcome = runInstallation(files.packages(), InstallLog::Display::kNone);
+  const InstallOutcome outcome = runInstallation(files.packages(), LogFollower::Display::kNone);
   if (options.asJson) {
     Diagnostics diagnostics = report.diagnostics;
     for (Diagnostic& diagnostic : diagnosticsOf(outcome)) {
@@ -98,7 +98,7 @@ std::uint64_t neededRoom(const PackageReport& report) {
   const std::uintmax_t file = std::filesystem::file_size(report.file, failure);
   std::uint64_t room = failure ? 0 : file;
   for (const PackageEntry& entry : report.entries) room += entry.size;
-  for (const InnerPackage& inner : report.inners) {
+  for (const InnerReport& inner : report.inners) {
     for (const PackageEntry& entry : inner.entries) room += entry.size;
   }
   return room;

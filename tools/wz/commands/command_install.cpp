@@ -1,7 +1,7 @@
 #include <string>
 
 #include "wz/commands/commands.h"
-#include "wz/terminal/install_run.h"
+#include "wz/terminal/installation.h"
 #include "wz/terminal/package_files.h"
 #include "wz/terminal/terminal_change.h"
 #include "wz/words/exit_code.h"

@@ -5,8 +5,8 @@
 #include "wz/reports/message_output.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/session.h"
+#include "wz/words/bus_messages.h"
 #include "wz/words/exit_code.h"
-#include "wz/words/messages.h"
 
 namespace wz {
 

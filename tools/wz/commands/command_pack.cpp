@@ -54,7 +54,7 @@ void printRefusal(const PackageReport& report) {
     printMessage(certificate.entry + ": " +
                  (certificate.isRead ? certificate.acceptance : certificate.refusal));
   }
-  for (const InnerPackage& inner : report.inners) {
+  for (const InnerReport& inner : report.inners) {
     if (inner.isAccepted()) continue;
     const PackageCheck& failed = inner.checks.back();
     printMessage(inner.entry + ": " + failed.name + ": " + failed.detail);
@@ -88,7 +88,7 @@ void printJson(const PackOptions& options, const Diagnostics& diagnostics,
     putNumber(writer, "octets", std::filesystem::file_size(options.output, failure));
     writer.Key("archives");
     writer.StartArray();
-    for (const InnerPackage& inner : report.inners) {
+    for (const InnerReport& inner : report.inners) {
       writer.StartObject();
       putText(writer, "entry", inner.entry);
       putText(writer, "kind", innerKindText(inner.kind));
@@ -106,7 +106,7 @@ void printMade(const std::string& file, const PackageReport& report) {
   std::error_code failure;
   printLine("made " + file + ", " + std::to_string(std::filesystem::file_size(file, failure)) +
             " octets");
-  for (const InnerPackage& inner : report.inners) {
+  for (const InnerReport& inner : report.inners) {
     printLine("  " + inner.entry + "  " + innerKindText(inner.kind) + " of " + inner.id + ", " +
               std::to_string(inner.entries.size()) +
               (inner.entries.size() == 1 ? " file" : " files") + ", signature verified");

@@ -9,7 +9,7 @@
 #include "workstation/terminal/terminal_profile.h"
 #include "wz/commands/commands.h"
 #include "wz/reports/output.h"
-#include "wz/terminal/install_run.h"
+#include "wz/terminal/installation.h"
 #include "wz/terminal/terminal_change.h"
 #include "wz/words/exit_code.h"
 #include "wzapp/wzapp.h"

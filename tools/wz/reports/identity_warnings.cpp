@@ -16,13 +16,13 @@ std::string upperNameOf(const std::string& entry) {
   return wzapp::manifestStem(upper).value_or(upper);
 }
 
-std::string owner(const InnerPackage& inner, const PackagedManifest& manifest) {
+std::string owner(const InnerReport& inner, const PackagedManifest& manifest) {
   return inner.entry + ": the manifest " + manifest.entry;
 }
 
 template <typename Visit>
-void forEachIdentity(const std::vector<InnerPackage>& inners, const Visit& visit) {
-  for (const InnerPackage& inner : inners) {
+void forEachIdentity(const std::vector<InnerReport>& inners, const Visit& visit) {
+  for (const InnerReport& inner : inners) {
     for (const PackagedManifest& manifest : inner.manifests) {
       if (!manifest.id.empty()) visit(inner, manifest);
     }
@@ -31,10 +31,10 @@ void forEachIdentity(const std::vector<InnerPackage>& inners, const Visit& visit
 
 }  // namespace
 
-std::vector<std::string> identityWarnings(const std::vector<InnerPackage>& inners) {
+std::vector<std::string> identityWarnings(const std::vector<InnerReport>& inners) {
   std::vector<std::string> warnings;
   std::map<std::string, std::string> owners;  // name of the application that has an id, both upper
-  forEachIdentity(inners, [&](const InnerPackage& inner, const PackagedManifest& manifest) {
+  forEachIdentity(inners, [&](const InnerReport& inner, const PackagedManifest& manifest) {
     const std::string name = upperNameOf(manifest.entry);
     const std::string id = wzapp::toUpper(manifest.id);
     if (name != id) {
@@ -53,10 +53,10 @@ std::vector<std::string> identityWarnings(const std::vector<InnerPackage>& inner
   return warnings;
 }
 
-std::vector<std::string> takenIdWarnings(const std::vector<InnerPackage>& inners,
+std::vector<std::string> takenIdWarnings(const std::vector<InnerReport>& inners,
                                          const InstalledApplications& installed) {
   std::vector<std::string> warnings;
-  forEachIdentity(inners, [&](const InnerPackage& inner, const PackagedManifest& manifest) {
+  forEachIdentity(inners, [&](const InnerReport& inner, const PackagedManifest& manifest) {
     if (inner.kind != InnerKind::kApplication) return;
     const std::string name = upperNameOf(manifest.entry);
     for (const auto& [otherName, other] : installed) {

@@ -14,11 +14,11 @@ namespace wz {
 
 /// A line of text for each manifest whose id is not the name of its file or folder, and for each id
 /// that two applications of the package share. The case of letters does not count.
-[[nodiscard]] std::vector<std::string> identityWarnings(const std::vector<InnerPackage>& inners);
+[[nodiscard]] std::vector<std::string> identityWarnings(const std::vector<InnerReport>& inners);
 
 /// A line for each manifest of the package with the id of an application that is installed under
 /// another name.
-[[nodiscard]] std::vector<std::string> takenIdWarnings(const std::vector<InnerPackage>& inners,
+[[nodiscard]] std::vector<std::string> takenIdWarnings(const std::vector<InnerReport>& inners,
                                                        const InstalledApplications& installed);
 
 }  // namespace wz

@@ -37,7 +37,7 @@ class InnerExamination {
         report_(report),
         diagnostics_(diagnostics) {}
 
-  InnerPackage run() {
+  InnerReport run() {
     inner_.entry = entry_->first;
     inner_.kind = kindOf(wzapp::toUpper(inner_.entry));
     // Also what is not accepted can be looked into.
@@ -254,7 +254,7 @@ class InnerExamination {
   const PackageReport& report_;
   Diagnostics& diagnostics_;
 
-  InnerPackage inner_;
+  InnerReport inner_;
   UnnamedFile file_;
   std::uint64_t size_ = 0;
   std::array<std::uint8_t, wzapp::kSha1Size> sha1_{};
@@ -279,8 +279,8 @@ std::uint64_t sizeOf(UnZIP& archive, UnZIP::Entry entry, EntrySizes sizes) {
   return size;
 }
 
-InnerPackage examineInner(UnZIP& archive, UnZIP::Entry entry, EntrySizes sizes, const Trust& trust,
-                          const PackageReport& report, Diagnostics& diagnostics) {
+InnerReport examineInner(UnZIP& archive, UnZIP::Entry entry, EntrySizes sizes, const Trust& trust,
+                         const PackageReport& report, Diagnostics& diagnostics) {
   return InnerExamination(archive, entry, sizes, trust, report, diagnostics).run();
 }
 

@@ -28,9 +28,9 @@ struct Trust {
 /// Takes the archive `entry` through the checks, up to the first that fails.
 /// \param report  of the package, with its certificates.
 /// \param diagnostics  takes what the check that fails says.
-[[nodiscard]] InnerPackage examineInner(wzapp::UnZIP& archive, wzapp::UnZIP::Entry entry,
-                                        EntrySizes sizes, const Trust& trust,
-                                        const PackageReport& report, Diagnostics& diagnostics);
+[[nodiscard]] InnerReport examineInner(wzapp::UnZIP& archive, wzapp::UnZIP::Entry entry,
+                                       EntrySizes sizes, const Trust& trust,
+                                       const PackageReport& report, Diagnostics& diagnostics);
 
 }  // namespace wz
 

@@ -9,7 +9,7 @@
 #include <chrono>
 #include <string>
 
-#include "wz/words/messages.h"
+#include "wz/words/bus_messages.h"
 #include "zelipc/zelipc.h"
 
 namespace wz {

@@ -53,7 +53,7 @@ void printPackageCertificate(const PackageCertificate& certificate) {
   printCertificate(certificate.facts, certificate.kind, certificate.acceptance, "  ");
 }
 
-void printInner(const InnerPackage& inner) {
+void printInner(const InnerReport& inner) {
   printLine("archive " + inner.entry + ", " + innerKindText(inner.kind) +
             (inner.id.empty() ? "" : " of " + inner.id));
   for (const PackageCheck& check : inner.checks) {
@@ -75,7 +75,7 @@ void printDetails(const PackageReport& report) {
   for (const PackageCertificate& certificate : report.certificates) {
     printPackageCertificate(certificate);
   }
-  for (const InnerPackage& inner : report.inners) printInner(inner);
+  for (const InnerReport& inner : report.inners) printInner(inner);
 }
 
 // ---- One screen --------------------------------------------------------------------------------
@@ -87,7 +87,7 @@ const Diagnostic* verdictOf(const PackageReport& report) {
   return report.diagnostics.empty() ? nullptr : &report.diagnostics.front();
 }
 
-std::string identityOf(const InnerPackage& inner) {
+std::string identityOf(const InnerReport& inner) {
   const auto manifest = std::ranges::find(inner.manifests, inner.id, &PackagedManifest::id);
   std::string text =
       std::string(innerKindText(inner.kind)) + (inner.id.empty() ? "" : " of " + inner.id);
@@ -97,7 +97,7 @@ std::string identityOf(const InnerPackage& inner) {
 }
 
 // What the check of this name has found; empty when it was not passed.
-std::string detailOf(const InnerPackage& inner, std::string_view name) {
+std::string detailOf(const InnerReport& inner, std::string_view name) {
   for (const PackageCheck& check : inner.checks) {
     if (check.name == name && check.passed) return check.detail;
   }
@@ -108,7 +108,7 @@ void printPart(const char* label, const std::string& text) {
   if (!text.empty()) printFact("    ", label, text);
 }
 
-void printShortly(const InnerPackage& inner) {
+void printShortly(const InnerReport& inner) {
   printLine("  " + inner.entry + "  " + identityOf(inner) + ", " +
             std::to_string(inner.entries.size()) +
             (inner.entries.size() == 1 ? " file" : " files"));
@@ -141,7 +141,7 @@ void printPackage(const PackageReport& report, bool verbose) {
   printDiagnostics(report.diagnostics, verbose);
   for (const std::string& warning : report.warnings) printLine("warning: " + warning);
   if (verbose) return printDetails(report);
-  for (const InnerPackage& inner : report.inners) {
+  for (const InnerReport& inner : report.inners) {
     if (inner.isAccepted()) printShortly(inner);
   }
 }
@@ -201,7 +201,7 @@ void putPackageCertificate(JsonWriter& writer, const PackageCertificate& certifi
   putText(writer, "refusal", certificate.refusal);
 }
 
-void putInner(JsonWriter& writer, const InnerPackage& inner) {
+void putInner(JsonWriter& writer, const InnerReport& inner) {
   putText(writer, "entry", inner.entry);
   putText(writer, "kind", innerKindText(inner.kind));
   putText(writer, "id", inner.id);
@@ -230,7 +230,7 @@ void putPackage(JsonWriter& writer, const PackageReport& report) {
             putPackageCertificate(writer, certificate);
           });
   putRows(writer, "archives", report.inners,
-          [&writer](const InnerPackage& inner) { putInner(writer, inner); });
+          [&writer](const InnerReport& inner) { putInner(writer, inner); });
 }
 
 }  // namespace wz

@@ -102,7 +102,7 @@ const char* innerKindText(InnerKind kind) {
 
 bool PackageReport::isAccepted() const {
   return refusal.empty() && !inners.empty() &&
-         std::ranges::all_of(inners, [](const InnerPackage& inner) { return inner.isAccepted(); });
+         std::ranges::all_of(inners, [](const InnerReport& inner) { return inner.isAccepted(); });
 }
 
 bool isPackageName(const std::string& file) {

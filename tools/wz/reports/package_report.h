@@ -57,7 +57,7 @@ enum class InnerKind { kApplication, kMarketplace, kUninstall };
 /// The kind in words.
 [[nodiscard]] const char* innerKindText(InnerKind kind);
 
-struct InnerPackage {
+struct InnerReport {
   std::string entry, signatureEntry;
   InnerKind kind = InnerKind::kApplication;
   std::vector<PackageCheck> checks;  ///< in their order, up to the first that failed
@@ -73,7 +73,7 @@ struct PackageReport {
   std::string refusal;  ///< why it cannot be read as a package at all; empty: it can
   std::vector<PackageEntry> entries;
   std::vector<PackageCertificate> certificates;
-  std::vector<InnerPackage> inners;
+  std::vector<InnerReport> inners;
   std::vector<std::string> warnings;  ///< would be installed, but may not be what was meant
   Diagnostics diagnostics;  ///< what is wrong, in the order of the archive; entries are named
 

@@ -12,7 +12,7 @@
 
 #include "workstation/browser/browser_control.h"
 #include "wz/reports/story.h"
-#include "wz/words/messages.h"
+#include "wz/words/bus_messages.h"
 #include "zelipc/zelipc.h"
 
 namespace wz {

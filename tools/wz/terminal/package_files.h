@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "wz/terminal/install_run.h"
+#include "wz/terminal/installation.h"
 
 namespace wz {
 

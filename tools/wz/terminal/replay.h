@@ -8,7 +8,7 @@
 
 #include "wz/reports/recording.h"
 #include "wz/reports/story_difference.h"
-#include "wz/terminal/run_loop.h"
+#include "wz/terminal/application_run.h"
 
 namespace wz {
 

@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "wz/terminal/run_loop.h"
+#include "wz/terminal/application_run.h"
 
 namespace wz {
 

@@ -1,4 +1,4 @@
-#include "wz/reports/install_log.h"
+#include "wz/reports/log_follower.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -49,25 +49,25 @@ Reasons reasonsOf(const std::map<std::string, Reasons>& all, const std::string& 
 
 }  // namespace
 
-struct InstallLog::Row {
+struct LogFollower::Row {
   const char* format;
   bool hasText;  // its first argument
-  void (InstallLog::*note)(const std::string& text);
+  void (LogFollower::*note)(const std::string& text);
 };
 
 // Lines that tell what the following ones are about. They are told by their formats: what a package
 // calls itself cannot be taken for one.
-const InstallLog::Row* InstallLog::findRow(const char* format) {
+const LogFollower::Row* LogFollower::findRow(const char* format) {
   static constexpr Row kRows[] = {
-      {"Install %s\n", true, &InstallLog::onPackage},
-      {"Found %s\n", true, &InstallLog::onEntry},
-      {"postinstall\n", false, &InstallLog::onRules},
-      {"Checking dependencies\n", false, &InstallLog::onDependencies},
-      {"Checking %s\n", true, &InstallLog::onChecking},
-      {"Error: No valid marketplace manifest found for %s\n", true, &InstallLog::onNoManifest},
-      {"Error: No marketplace manifest found for %s\n", true, &InstallLog::onNoManifest},
-      {"Error: Installation of %s failed\n", true, &InstallLog::onNoManifest},
-      {"List of installed applications:\n", false, &InstallLog::onListing},
+      {"Install %s\n", true, &LogFollower::onPackage},
+      {"Found %s\n", true, &LogFollower::onEntry},
+      {"postinstall\n", false, &LogFollower::onRules},
+      {"Checking dependencies\n", false, &LogFollower::onDependencies},
+      {"Checking %s\n", true, &LogFollower::onChecking},
+      {"Error: No valid marketplace manifest found for %s\n", true, &LogFollower::onNoManifest},
+      {"Error: No marketplace manifest found for %s\n", true, &LogFollower::onNoManifest},
+      {"Error: Installation of %s failed\n", true, &LogFollower::onNoManifest},
+      {"List of installed applications:\n", false, &LogFollower::onListing},
   };
   for (const Row& row : kRows) {
     if (std::strcmp(row.format, format) == 0) return &row;
@@ -75,21 +75,21 @@ const InstallLog::Row* InstallLog::findRow(const char* format) {
   return nullptr;
 }
 
-InstallLog::InstallLog(Display display, std::size_t packageCount)
+LogFollower::LogFollower(Display display, std::size_t packageCount)
     : display_(display),
       isLive_(display == Display::kLines && isatty(STDOUT_FILENO) == 1),
       packageCount_(packageCount) {}
 
-InstallLog::~InstallLog() { clearLiveLine(); }
+LogFollower::~LogFollower() { clearLiveLine(); }
 
-void InstallLog::take(void* log, const char* format, ...) {
+void LogFollower::take(void* log, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  static_cast<InstallLog*>(log)->takeLine(format, arguments);
+  static_cast<LogFollower*>(log)->takeLine(format, arguments);
   va_end(arguments);
 }
 
-void InstallLog::takeLine(const char* format, std::va_list arguments) {
+void LogFollower::takeLine(const char* format, std::va_list arguments) {
   std::va_list copy;
   va_copy(copy, arguments);
   const std::string line = formatted(format, copy);
@@ -105,17 +105,17 @@ void InstallLog::takeLine(const char* format, std::va_list arguments) {
   showLiveLine();
 }
 
-Reasons InstallLog::ofPackage(const std::string& name) const {
+Reasons LogFollower::ofPackage(const std::string& name) const {
   return reasonsOf(packageReasons_, name);
 }
 
-Reasons InstallLog::ofApplication(const std::string& id) const {
+Reasons LogFollower::ofApplication(const std::string& id) const {
   return reasonsOf(applicationReasons_, wzapp::toUpper(id));
 }
 
 // ---- What lines are about ----------------------------------------------------------------------
 
-void InstallLog::onPackage(const std::string& path) {
+void LogFollower::onPackage(const std::string& path) {
   phase_ = Phase::kPackages;
   package_ = lastPart(path);
   entry_.clear();
@@ -123,24 +123,24 @@ void InstallLog::onPackage(const std::string& path) {
   entriesSeen_ = 0;
 }
 
-void InstallLog::onEntry(const std::string& name) {
+void LogFollower::onEntry(const std::string& name) {
   entry_ = name;
   ++entriesSeen_;
 }
 
-void InstallLog::onRules(const std::string&) {
+void LogFollower::onRules(const std::string&) {
   phase_ = Phase::kRules;
   package_.clear();
   application_.clear();
 }
 
-void InstallLog::onDependencies(const std::string&) {
+void LogFollower::onDependencies(const std::string&) {
   phase_ = Phase::kDependencies;
   application_.clear();
 }
 
 // An entry of the package, the folder of a marketplace manifest, or the path of a manifest.
-void InstallLog::onChecking(const std::string& what) {
+void LogFollower::onChecking(const std::string& what) {
   constexpr std::size_t kEnding = 4;  // ".MFT"
   if (phase_ == Phase::kRules) application_ = wzapp::toUpper(what);
   if (phase_ != Phase::kDependencies) return;
@@ -148,14 +148,14 @@ void InstallLog::onChecking(const std::string& what) {
   application_ = name.substr(0, name.size() - std::min(kEnding, name.size()));
 }
 
-void InstallLog::onNoManifest(const std::string& name) { application_ = wzapp::toUpper(name); }
+void LogFollower::onNoManifest(const std::string& name) { application_ = wzapp::toUpper(name); }
 
-void InstallLog::onListing(const std::string&) {
+void LogFollower::onListing(const std::string&) {
   phase_ = Phase::kEnd;
   application_.clear();
 }
 
-void InstallLog::noteReason(const std::string& line) {
+void LogFollower::noteReason(const std::string& line) {
   if (phase_ == Phase::kPackages) {
     packageReasons_[package_].push_back(entry_.empty() ? line : entry_ + ": " + line);
   } else if (!application_.empty()) {
@@ -165,13 +165,13 @@ void InstallLog::noteReason(const std::string& line) {
 
 // ---- The live line -----------------------------------------------------------------------------
 
-void InstallLog::clearLiveLine() const {
+void LogFollower::clearLiveLine() const {
   if (!isLive_) return;
   std::fputs("\r\033[2K", stdout);
   std::fflush(stdout);
 }
 
-void InstallLog::showLiveLine() const {
+void LogFollower::showLiveLine() const {
   if (!isLive_ || phase_ == Phase::kEnd) return;
   std::string text;
   if (phase_ == Phase::kPackages) {

@@ -1,4 +1,4 @@
-#include "tools/wz/words/version.h"
+#include "tools/wz/words/version_text.h"
 
 #include <gtest/gtest.h>
 

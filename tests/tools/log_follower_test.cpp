@@ -1,4 +1,4 @@
-#include "tools/wz/reports/install_log.h"
+#include "tools/wz/reports/log_follower.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,20 +8,20 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using wz::InstallLog;
+using wz::LogFollower;
 
-class InstallLogTest : public testing::Test {
+class LogFollowerTest : public testing::Test {
  protected:
   // As the library reports.
   template <typename... Arguments>
   void report(const char* format, Arguments... arguments) {
-    InstallLog::take(&log_, format, arguments...);
+    LogFollower::take(&log_, format, arguments...);
   }
 
-  InstallLog log_{InstallLog::Display::kNone, 1};
+  LogFollower log_{LogFollower::Display::kNone, 1};
 };
 
-TEST_F(InstallLogTest, LinesAreKeptWithoutTheirLineFeeds) {
+TEST_F(LogFollowerTest, LinesAreKeptWithoutTheirLineFeeds) {
   report("Installing to %s\n", "/mnt");
   report("Warning: Failed to remove '%s' (errno=%d)\n", "a\nb", 13);
 
@@ -29,7 +29,7 @@ TEST_F(InstallLogTest, LinesAreKeptWithoutTheirLineFeeds) {
               ElementsAre("Installing to /mnt", "Warning: Failed to remove 'a\nb' (errno=13)"));
 }
 
-TEST_F(InstallLogTest, ErrorsBelongToThePackageAndItsArchive) {
+TEST_F(LogFollowerTest, ErrorsBelongToThePackageAndItsArchive) {
   report("Install %s\n", "/mnt/flash/system/wz/a.zip");
   report("Error: Failed to extract '%s'\n", "x.crt");
   report("Found %s\n", "SHOP.ZIP");
@@ -44,7 +44,7 @@ TEST_F(InstallLogTest, ErrorsBelongToThePackageAndItsArchive) {
               ElementsAre("Error: Failed reading '/mnt/flash/system/wz/b.zip'"));
 }
 
-TEST_F(InstallLogTest, RefusalsBelongToTheApplicationThatIsChecked) {
+TEST_F(LogFollowerTest, RefusalsBelongToTheApplicationThatIsChecked) {
   report("Install %s\n", "/mnt/flash/system/wz/a.zip");
   report("postinstall\n");
   report("Checking %s\n", "Shop");
@@ -62,7 +62,7 @@ TEST_F(InstallLogTest, RefusalsBelongToTheApplicationThatIsChecked) {
 }
 
 // A package decides what its archives are called, but not what the log says about them.
-TEST_F(InstallLogTest, ANameIsNotTakenForALineOfTheLog) {
+TEST_F(LogFollowerTest, ANameIsNotTakenForALineOfTheLog) {
   report("Install %s\n", "/mnt/flash/system/wz/a.zip");
   report("Found %s\n", "postinstall\nChecking tip\nError: x.zip");
   report("Error: Invalid signature\n");
@@ -72,7 +72,7 @@ TEST_F(InstallLogTest, ANameIsNotTakenForALineOfTheLog) {
   EXPECT_THAT(log_.ofApplication("tip"), IsEmpty());
 }
 
-TEST_F(InstallLogTest, WhatTheListingSaysIsNobodysReason) {
+TEST_F(LogFollowerTest, WhatTheListingSaysIsNobodysReason) {
   report("postinstall\n");
   report("Checking %s\n", "shop");
   report("List of installed applications:\n");

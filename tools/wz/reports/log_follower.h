@@ -1,7 +1,7 @@
 /// Follows the log of an installation run: prints it as it comes, and remembers which of its lines
 /// are about which package and which application.
-#ifndef WZ_REPORTS_INSTALL_LOG_H
-#define WZ_REPORTS_INSTALL_LOG_H
+#ifndef WZ_REPORTS_LOG_FOLLOWER_H
+#define WZ_REPORTS_LOG_FOLLOWER_H
 
 #include <cstdarg>
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace wz {
 /// Why something was refused or removed: errors and warnings of the log.
 using Reasons = std::vector<std::string>;
 
-class InstallLog {
+class LogFollower {
  public:
   enum class Display {
     kNone,
@@ -22,10 +22,10 @@ class InstallLog {
   };
 
   /// \param packageCount  how many packages wait to be installed.
-  InstallLog(Display display, std::size_t packageCount);
-  ~InstallLog();
-  InstallLog(const InstallLog&) = delete;
-  InstallLog& operator=(const InstallLog&) = delete;
+  LogFollower(Display display, std::size_t packageCount);
+  ~LogFollower();
+  LogFollower(const LogFollower&) = delete;
+  LogFollower& operator=(const LogFollower&) = delete;
 
   /// What wzapp::wzInstall is given, with the object as its user pointer.
   static void take(void* log, const char* format, ...);
@@ -65,4 +65,4 @@ class InstallLog {
 
 }  // namespace wz
 
-#endif  // WZ_REPORTS_INSTALL_LOG_H
+#endif  // WZ_REPORTS_LOG_FOLLOWER_H

@@ -1,6 +1,6 @@
 /// What `wz --version` says.
-#ifndef WZ_WORDS_VERSION_H
-#define WZ_WORDS_VERSION_H
+#ifndef WZ_WORDS_VERSION_TEXT_H
+#define WZ_WORDS_VERSION_TEXT_H
 
 #include <string>
 
@@ -11,4 +11,4 @@ namespace wz {
 
 }  // namespace wz
 
-#endif  // WZ_WORDS_VERSION_H
+#endif  // WZ_WORDS_VERSION_TEXT_H

@@ -1,7 +1,7 @@
 /// Runs an application until it has ended: by itself, or because the user or the time limit ends
 /// it. With a folder that is watched it is run anew whenever that is called for.
-#ifndef WZ_TERMINAL_RUN_LOOP_H
-#define WZ_TERMINAL_RUN_LOOP_H
+#ifndef WZ_TERMINAL_APPLICATION_RUN_H
+#define WZ_TERMINAL_APPLICATION_RUN_H
 
 #include <functional>
 #include <optional>
@@ -73,4 +73,4 @@ int runOnce(ApplicationRun& run);
 
 }  // namespace wz
 
-#endif  // WZ_TERMINAL_RUN_LOOP_H
+#endif  // WZ_TERMINAL_APPLICATION_RUN_H

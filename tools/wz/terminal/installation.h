@@ -1,13 +1,13 @@
 /// An installation run on the terminal that this process is inside of, and what it changed.
-#ifndef WZ_TERMINAL_INSTALL_RUN_H
-#define WZ_TERMINAL_INSTALL_RUN_H
+#ifndef WZ_TERMINAL_INSTALLATION_H
+#define WZ_TERMINAL_INSTALLATION_H
 
 #include <string>
 #include <vector>
 
-#include "wz/reports/install_log.h"
 #include "wz/reports/installed_applications.h"
 #include "wz/reports/json_output.h"
+#include "wz/reports/log_follower.h"
 #include "wz/reports/package_report.h"
 
 namespace wz {
@@ -45,7 +45,7 @@ struct InstallOutcome {
 
 /// Runs an installation over what waits in the source directory.
 [[nodiscard]] InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
-                                             InstallLog::Display display);
+                                             LogFollower::Display display);
 
 /// The same as a command does it: the log or nothing while it runs, then what it changed, in words
 /// or as a document of JSON of that command. The exit code.
@@ -64,4 +64,4 @@ void putOutcome(JsonWriter& writer, const InstallOutcome& outcome);
 
 }  // namespace wz
 
-#endif  // WZ_TERMINAL_INSTALL_RUN_H
+#endif  // WZ_TERMINAL_INSTALLATION_H

@@ -1,4 +1,4 @@
-#include "wz/terminal/run_loop.h"
+#include "wz/terminal/application_run.h"
 
 #include <algorithm>
 #include <chrono>

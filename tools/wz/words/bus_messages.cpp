@@ -1,4 +1,4 @@
-#include "wz/words/messages.h"
+#include "wz/words/bus_messages.h"
 
 #include <cstddef>
 #include <utility>

@@ -1,6 +1,6 @@
 /// Notifications on the terminal's bus, as the commands see them.
-#ifndef WZ_WORDS_MESSAGES_H
-#define WZ_WORDS_MESSAGES_H
+#ifndef WZ_WORDS_BUS_MESSAGES_H
+#define WZ_WORDS_BUS_MESSAGES_H
 
 #include <string>
 
@@ -59,4 +59,4 @@ std::string replyNameFor(const std::string& name, const std::string& chosen);
 
 }  // namespace wz
 
-#endif  // WZ_WORDS_MESSAGES_H
+#endif  // WZ_WORDS_BUS_MESSAGES_H

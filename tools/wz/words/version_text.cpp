@@ -1,4 +1,4 @@
-#include "wz/words/version.h"
+#include "wz/words/version_text.h"
 
 namespace wz {
 

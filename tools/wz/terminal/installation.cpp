@@ -1,4 +1,4 @@
-#include "wz/terminal/install_run.h"
+#include "wz/terminal/installation.h"
 
 #include <unistd.h>
 
@@ -43,14 +43,14 @@ bool hasMarketplaceManifest(const InstalledApplications& applications, const std
   return found != applications.end() && !found->second.marketplaceFolder.empty();
 }
 
-Reasons whyRemoved(const std::string& upperId, const InstallLog& log) {
+Reasons whyRemoved(const std::string& upperId, const LogFollower& log) {
   Reasons reasons = log.ofApplication(upperId);
   if (reasons.empty()) reasons.emplace_back("a signed package asked for it");
   return reasons;
 }
 
 void compare(const InstalledApplications& before, const InstalledApplications& now,
-             const InstallLog& log, std::vector<Change>& changes) {
+             const LogFollower& log, std::vector<Change>& changes) {
   for (const auto& [upperId, application] : now) {
     if (!application.isInstalled) continue;
     if (!isInstalled(before, upperId)) {
@@ -69,7 +69,7 @@ void compare(const InstalledApplications& before, const InstalledApplications& n
 
 // ---- What became of a package ------------------------------------------------------------------
 
-bool isAsExpected(const InnerPackage& inner, const InstalledApplications& now) {
+bool isAsExpected(const InnerReport& inner, const InstalledApplications& now) {
   const std::string upperId = wzapp::toUpper(inner.id);
   switch (inner.kind) {
     case InnerKind::kApplication:
@@ -115,7 +115,7 @@ void addCode(const std::string& file, const std::string& reason, Diagnostics& di
 }
 
 PackageOutcome judgePackage(const WaitingPackage& package, const InstalledApplications& now,
-                            const InstallLog& log) {
+                            const LogFollower& log) {
   PackageOutcome outcome{package.file, true, log.ofPackage(package.name), {}, {}};
   if (std::ranges::any_of(outcome.reasons, isError)) outcome.isDone = false;
   if (package.report.inners.empty()) {
@@ -132,7 +132,7 @@ PackageOutcome judgePackage(const WaitingPackage& package, const InstalledApplic
          ": what it brought could not be brought to stable storage, or it could not be deleted"},
         outcome.reasons);
   }
-  for (const InnerPackage& inner : package.report.inners) {
+  for (const InnerReport& inner : package.report.inners) {
     if (isAsExpected(inner, now)) continue;
     outcome.isDone = false;
     if (!inner.id.empty()) addOnce(log.ofApplication(inner.id), outcome.reasons);
@@ -189,12 +189,12 @@ Diagnostics diagnosticsOf(const InstallOutcome& outcome) {
 }
 
 InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
-                               InstallLog::Display display) {
+                               LogFollower::Display display) {
   const InstalledApplications before = findInstalledApplications();
   InstallOutcome outcome;
   {
-    InstallLog log(display, packages.size());
-    outcome.result = wzapp::wzInstall(InstallLog::take, &log);
+    LogFollower log(display, packages.size());
+    outcome.result = wzapp::wzInstall(LogFollower::take, &log);
     const InstalledApplications now = findInstalledApplications();
     compare(before, now, log, outcome.changes);
     for (const WaitingPackage& package : packages) {
@@ -273,7 +273,7 @@ int exitCodeOf(const InstallOutcome& outcome) {
 
 int installAsCommand(const char* command, const std::vector<WaitingPackage>& packages,
                      bool asJson) {
-  const auto display = asJson ? InstallLog::Display::kNone : InstallLog::Display::kLines;
+  const auto display = asJson ? LogFollower::Display::kNone : LogFollower::Display::kLines;
   const InstallOutcome outcome = runInstallation(packages, display);
   if (asJson) {
     printJsonDocument(command, outcome.isDone(), diagnosticsOf(outcome),
