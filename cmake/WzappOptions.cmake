@@ -3,7 +3,8 @@
 add_library(wzapp_options INTERFACE)
 target_compile_options(wzapp_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${WZAPP_WERROR}>:-Werror>)
-# What support/mutex.h marks as guarded is touched with its mutex held, or nothing is built.
+# What is marked as guarded by a mutex (support/mutex.h, workstation/mutex.h) is touched with it held, or
+# nothing is built.
 target_compile_options(wzapp_options INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Werror=thread-safety>)
 # g++ 12 takes the joining of two std::string for overlapping copies when it optimises (GCC bug
 # 105651, mended in 13).

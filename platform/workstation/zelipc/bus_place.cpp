@@ -25,7 +25,7 @@ void BusPlace::look() {
   nextLook_ = Clock::now() + kLookAgain;
   std::unique_ptr<BusConnection> connection = BusConnection::open(path_, *this);
   if (!connection) return;
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!announceAll(*connection)) return;
   bus_ = std::move(connection);
   descriptor_ = bus_->pollable().fd;
@@ -45,7 +45,7 @@ bool BusPlace::announceAll(BusConnection& connection) {
 }
 
 bool BusPlace::serve(pollfd& descriptor, std::uint64_t& wakeTime) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!bus_) {
     if (!path_.empty()) wakeTime = microseconds(nextLook_);
     return true;
@@ -60,7 +60,7 @@ bool BusPlace::serve(pollfd& descriptor, std::uint64_t& wakeTime) {
 }
 
 BusPlace::SendResult BusPlace::send(const SharedNotification& notification, bool ask) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!bus_) return SendResult::kLost;
   const SendResult result = bus_->send(notification, ask);
   wakeDispatcher();
@@ -82,7 +82,7 @@ void BusPlace::withdraw(const Registrations::Key& key, const Change& change) {
 }
 
 void BusPlace::leave(std::chrono::milliseconds limit) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!bus_) return;
   bus_->flush(limit);
   drop();

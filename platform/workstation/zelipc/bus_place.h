@@ -12,9 +12,9 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "workstation/mutex.h"
 #include "workstation/zelipc/bus_connection.h"
 #include "workstation/zelipc/delivery_queue.h"
 #include "workstation/zelipc/wake_event.h"
@@ -48,12 +48,11 @@ class BusPlace final : private BusSink {
 
   /// To be held throughout a change of the registrations, so that the bus hears of changes in the
   /// order in which they are made.
-  [[nodiscard]] std::unique_lock<std::mutex> hold() { return std::unique_lock(mutex_); }
+  [[nodiscard]] Mutex& mutex() WORKSTATION_THREAD_MARK(lock_returned(mutex_)) { return mutex_; }
 
-  // While held.
   /// False when the bus refuses.
-  bool announce(const Registrations::Key& key, const Change& change);
-  void withdraw(const Registrations::Key& key, const Change& change);
+  bool announce(const Registrations::Key& key, const Change& change) WORKSTATION_REQUIRES(mutex_);
+  void withdraw(const Registrations::Key& key, const Change& change) WORKSTATION_REQUIRES(mutex_);
 
   /// Writes what was sent last, as long as it takes up to `limit`, and leaves. The dispatcher's.
   void leave(std::chrono::milliseconds limit);
@@ -65,9 +64,9 @@ class BusPlace final : private BusSink {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool announceAll(BusConnection& connection);
-  void drop();
-  void wakeDispatcher();
+  bool announceAll(BusConnection& connection) WORKSTATION_REQUIRES(mutex_);
+  void drop() WORKSTATION_REQUIRES(mutex_);
+  void wakeDispatcher() WORKSTATION_REQUIRES(mutex_);
 
   // BusSink.
   void received(SharedNotification notification) override;
@@ -78,8 +77,8 @@ class BusPlace final : private BusSink {
   std::string path_;
   Clock::time_point nextLook_;  // the dispatcher's own
 
-  std::mutex mutex_;
-  std::unique_ptr<BusConnection> bus_;  // GUARDED_BY(mutex_)
+  Mutex mutex_;
+  std::unique_ptr<BusConnection> bus_ WORKSTATION_GUARDED_BY(mutex_);
   std::atomic<bool> connected_{false};  // whether bus_ is there; changed under mutex_
   std::atomic<int> descriptor_{-1};     // of bus_, for a forked process; changed under mutex_
 };

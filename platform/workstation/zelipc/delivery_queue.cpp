@@ -16,48 +16,48 @@ thread_local bool isDispatcherThread = false;
 
 Change DeliveryQueue::add(const Registrations::Key& key, zelipc::NotificationCallback callback,
                           void* data) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return registrations_.add(key, callback, data, ++lastNumber_);
 }
 
 Change DeliveryQueue::remove(const Registrations::Key& key, zelipc::NotificationCallback callback,
                              void* data) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return registrations_.remove(key, callback, data);
 }
 
 void DeliveryQueue::addErrorReceiver(zelipc::UnicastErrorCallback callback, void* data) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   registrations_.addErrorReceiver(callback, data, ++lastNumber_);
 }
 
 SharedReceiver DeliveryQueue::removeErrorReceiver(zelipc::UnicastErrorCallback callback,
                                                   void* data) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return registrations_.removeErrorReceiver(callback, data);
 }
 
 std::vector<Registrations::Key> DeliveryQueue::keys() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return registrations_.keys();
 }
 
 void DeliveryQueue::waitUntilIdle(const Receiver& receiver) {
   if (isDispatcherThread) return;  // the caller is the callback, or none runs
-  std::unique_lock lock(mutex_);
-  idle_.wait(lock, [&] { return running_ != &receiver; });
+  const MutexLock lock(mutex_);
+  while (running_ == &receiver) idle_.wait(mutex_);
 }
 
 // ---- Senders
 
 Audience DeliveryQueue::audienceOf(const std::string& address) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return {registrations_.hasAddress(address), !registrations_.errorReceivers().empty(),
           ++lastNumber_};
 }
 
 void DeliveryQueue::push(SharedNotification notification, bool isError) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   // An error may come long after; who has registered meanwhile has not sent the notification.
   const std::uint64_t number = isError ? notification->number : ++lastNumber_;
   deliveries_.push_back({std::move(notification), isError, number});
@@ -73,13 +73,13 @@ bool DeliveryQueue::isDispatcher() { return isDispatcherThread; }
 void DeliveryQueue::setDispatcher(bool isDispatcher) { isDispatcherThread = isDispatcher; }
 
 bool DeliveryQueue::beginSleep() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   sleeping_ = !stopped_ && deliveries_.empty();
   return sleeping_;
 }
 
 void DeliveryQueue::endSleep() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   sleeping_ = false;
 }
 
@@ -92,7 +92,7 @@ void DeliveryQueue::deliverSome() {
 }
 
 bool DeliveryQueue::pop(Delivery& delivery) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (stopped_ || deliveries_.empty()) return false;
   delivery = std::move(deliveries_.front());
   deliveries_.pop_front();
@@ -103,7 +103,7 @@ void DeliveryQueue::deliver(const Delivery& delivery) {
   Notification& notification = *delivery.notification;
   Receivers receivers;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     receivers = delivery.isError ? registrations_.errorReceivers()
                                  : registrations_.receivers({notification.to, notification.name});
   }
@@ -121,7 +121,7 @@ void DeliveryQueue::deliver(const Delivery& delivery) {
 
 void DeliveryQueue::call(const Receiver& receiver, const Notification& notification) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!receiver.registered) return;
     running_ = &receiver;
   }
@@ -131,19 +131,19 @@ void DeliveryQueue::call(const Receiver& receiver, const Notification& notificat
   } catch (...) {
     // A callback's exception has nobody to catch it; it must not end the process.
   }
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   running_ = nullptr;
-  idle_.notify_all();
+  idle_.notifyAll();
 }
 
 void DeliveryQueue::stop() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   stopped_ = true;
   wakeEvent_.notify();
 }
 
 bool DeliveryQueue::isStopped() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return stopped_;
 }
 

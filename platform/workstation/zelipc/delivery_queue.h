@@ -6,13 +6,12 @@
 #ifndef WORKSTATION_ZELIPC_DELIVERY_QUEUE_H
 #define WORKSTATION_ZELIPC_DELIVERY_QUEUE_H
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "workstation/mutex.h"
 #include "workstation/zelipc/notification.h"
 #include "workstation/zelipc/registrations.h"
 #include "workstation/zelipc/wake_event.h"
@@ -76,14 +75,15 @@ class DeliveryQueue {
 
   WakeEvent& wakeEvent_;
 
-  std::mutex mutex_;              // guards what follows
-  std::condition_variable idle_;  // running_ is another
-  Registrations registrations_;
-  std::deque<Delivery> deliveries_;
-  std::uint64_t lastNumber_ = 0;       // of registrations and deliveries
-  const Receiver* running_ = nullptr;  // whose callback runs
-  bool sleeping_ = false;              // the dispatcher waits for wakeEvent_
-  bool stopped_ = false;
+  Mutex mutex_;
+  Condition idle_;  // running_ is another
+  Registrations registrations_ WORKSTATION_GUARDED_BY(mutex_);
+  std::deque<Delivery> deliveries_ WORKSTATION_GUARDED_BY(mutex_);
+  // Of registrations and deliveries.
+  std::uint64_t lastNumber_ WORKSTATION_GUARDED_BY(mutex_) = 0;
+  const Receiver* running_ WORKSTATION_GUARDED_BY(mutex_) = nullptr;  // whose callback runs
+  bool sleeping_ WORKSTATION_GUARDED_BY(mutex_) = false;  // the dispatcher waits for wakeEvent_
+  bool stopped_ WORKSTATION_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace workstation

@@ -98,7 +98,7 @@ void Messaging::beginAnewAfterFork() {
 // ---- Life of the dispatcher
 
 int Messaging::start() {
-  const std::lock_guard lock(startMutex_);
+  const MutexLock lock(startMutex_);
   if (state_ == State::kIdle && startThread()) state_ = State::kRunning;
   return state_ == State::kRunning ? kIpcDone : kIpcNotStarted;
 }
@@ -126,23 +126,19 @@ void Messaging::stopAtExit() {
 void Messaging::stop() {
   pthread_t thread;
   {
-    const std::lock_guard lock(startMutex_);
+    const MutexLock lock(startMutex_);
     const State before = std::exchange(state_, State::kEnded);
     // Forked, and never started here; or ended already, where parent and child both had asked.
     if (before != State::kRunning) return;
     thread = thread_;
   }
   queue_.stop();
-  std::unique_lock lock(stageMutex_);
   // A callback that ends the process, or waits for something of the thread that does, must not keep
   // it.
-  const bool ended =
-      !DeliveryQueue::isDispatcher() &&
-      stageChanged_.wait_for(lock, kCallbackAtExit, [this] { return stage_ != Stage::kServing; }) &&
-      stageChanged_.wait_for(lock, kFlushAtExit + kCloseAtExit,
-                             [this] { return stage_ == Stage::kEnded; });
-  lock.unlock();
-  if (ended) {
+  const bool hasEnded = !DeliveryQueue::isDispatcher() &&
+                        awaitStage(Stage::kLeaving, kCallbackAtExit) &&
+                        awaitStage(Stage::kEnded, kFlushAtExit + kCloseAtExit);
+  if (hasEnded) {
     pthread_join(thread, nullptr);
   } else {
     pthread_detach(thread);
@@ -171,9 +167,18 @@ void Messaging::dispatch() {
 }
 
 void Messaging::setStage(Stage stage) {
-  const std::lock_guard lock(stageMutex_);
+  const MutexLock lock(stageMutex_);
   stage_ = stage;
-  stageChanged_.notify_all();
+  stageChanged_.notifyAll();
+}
+
+// Whether it has got there within that time.
+bool Messaging::awaitStage(Stage stage, std::chrono::seconds patience) {
+  const Condition::Clock::time_point deadline = Condition::Clock::now() + patience;
+  const MutexLock lock(stageMutex_);
+  while (stage_ < stage && stageChanged_.waitUntil(stageMutex_, deadline)) {
+  }
+  return stage_ >= stage;
 }
 
 void Messaging::waitForWork() {
@@ -246,13 +251,14 @@ int Messaging::registerReceiver(const Registrations::Key& key,
   const int started = start();
   if (started != kIpcDone) return started;
 
-  auto held = bus_.hold();
-  Change change = queue_.add(key, callback, data);
-  if (!change.receiver || bus_.announce(key, change)) return kIpcDone;
-
-  change = queue_.remove(key, callback, data);
-  bus_.withdraw(key, change);
-  held.unlock();
+  Change change;
+  {
+    const MutexLock held(bus_.mutex());
+    change = queue_.add(key, callback, data);
+    if (!change.receiver || bus_.announce(key, change)) return kIpcDone;
+    change = queue_.remove(key, callback, data);
+    bus_.withdraw(key, change);
+  }
   queue_.waitUntilIdle(*change.receiver);
   return kIpcRefused;
 }
@@ -261,7 +267,7 @@ int Messaging::unregisterReceiver(const Registrations::Key& key,
                                   zelipc::NotificationCallback callback, void* data) {
   Change change;
   {
-    const auto held = bus_.hold();
+    const MutexLock held(bus_.mutex());
     change = queue_.remove(key, callback, data);
     if (!change.receiver) return kIpcNotRegistered;
     bus_.withdraw(key, change);

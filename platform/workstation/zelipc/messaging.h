@@ -15,10 +15,10 @@
 
 #include <pthread.h>
 
-#include <condition_variable>
-#include <mutex>
+#include <chrono>
 #include <string>
 
+#include "workstation/mutex.h"
 #include "workstation/zelipc/bus_place.h"
 #include "workstation/zelipc/delivery_queue.h"
 #include "workstation/zelipc/notification.h"
@@ -64,18 +64,19 @@ class Messaging final {
 
  private:
   enum class State { kIdle, kRunning, kEnded };
-  enum class Stage { kServing, kLeaving, kEnded };
+  enum class Stage { kServing, kLeaving, kEnded };  // in this order
 
   Messaging() = default;
 
   // Life of the dispatcher thread.
   int start();
-  bool startThread();
+  bool startThread() WORKSTATION_REQUIRES(startMutex_);
   static void stopAtExit();
   void stop();
   static void* runDispatcher(void* messaging);
   void dispatch();
   void setStage(Stage stage);
+  bool awaitStage(Stage stage, std::chrono::seconds patience);
   void waitForWork();
 
   // Sending.
@@ -84,17 +85,17 @@ class Messaging final {
   int sendToBus(const SharedNotification& notification, bool ask, bool& sent);
 
   // Locks are taken in this order: startMutex_, the bus's, the queue's. No callback runs under any.
-  std::mutex startMutex_;
-  State state_ = State::kIdle;  // GUARDED_BY(startMutex_)
-  pthread_t thread_{};          // GUARDED_BY(startMutex_)
+  Mutex startMutex_;
+  State state_ WORKSTATION_GUARDED_BY(startMutex_) = State::kIdle;
+  pthread_t thread_ WORKSTATION_GUARDED_BY(startMutex_){};
 
   WakeEvent wakeEvent_;
   DeliveryQueue queue_{wakeEvent_};
   BusPlace bus_{queue_, wakeEvent_};
 
-  std::mutex stageMutex_;
-  std::condition_variable stageChanged_;
-  Stage stage_ = Stage::kServing;  // GUARDED_BY(stageMutex_): of the dispatcher
+  Mutex stageMutex_;
+  Condition stageChanged_;
+  Stage stage_ WORKSTATION_GUARDED_BY(stageMutex_) = Stage::kServing;  // of the dispatcher
 
   Messaging* abandonedBefore_ = nullptr;  // in a forked process: the next of the chain
 };

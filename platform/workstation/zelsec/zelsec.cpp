@@ -3,12 +3,12 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <mutex>
 #include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "workstation/mutex.h"
 #include "workstation/terminal/terminal_directory.h"
 #include "workstation/terminal/terminal_profile.h"
 #include "workstation/zelsec/sponsor_record.h"
@@ -64,8 +64,8 @@ struct RecordList {
   bool begun;
 };
 
-std::mutex mutex;  // guards `lists`
-RecordList lists[] = {
+workstation::Mutex mutex;
+RecordList lists[] WORKSTATION_GUARDED_BY(mutex) = {
     {2, certificates, {}, 0, false},
     {4, sponsors, {}, 0, false},
 };
@@ -104,7 +104,7 @@ int nextRecord(RecordList& list, void* buffer, unsigned short* length) {
 }  // namespace
 
 int CMDiag(int operation, void* buffer, unsigned short* length) try {
-  const std::lock_guard<std::mutex> lock(mutex);
+  const workstation::MutexLock lock(mutex);
   for (RecordList& list : lists) {
     if (list.operation == operation) return nextRecord(list, buffer, length);
   }

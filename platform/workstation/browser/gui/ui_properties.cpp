@@ -1,9 +1,10 @@
 #include "workstation/browser/gui/ui_properties.h"
 
 #include <map>
-#include <mutex>
 #include <optional>
 #include <utility>
+
+#include "workstation/mutex.h"
 
 namespace workstation {
 namespace {
@@ -11,8 +12,8 @@ namespace {
 using Properties = std::map<std::pair<int, int>, std::string>;
 
 struct Shared {
-  std::mutex mutex;
-  Properties properties;
+  Mutex mutex;
+  Properties properties WORKSTATION_GUARDED_BY(mutex);
 };
 
 // Never destroyed: threads of the host may still call while the process ends.
@@ -43,7 +44,7 @@ void setProperty(int display, int property, const std::string& value) {
     (*ownProperties)[{display, property}] = value;
     return;
   }
-  const std::lock_guard<std::mutex> lock(shared().mutex);
+  const MutexLock lock(shared().mutex);
   shared().properties[{display, property}] = value;
 }
 
@@ -51,7 +52,7 @@ std::string propertyValue(int display, int property) {
   if (ownProperties) {
     if (const std::string* own = find(*ownProperties, display, property)) return *own;
   }
-  const std::lock_guard<std::mutex> lock(shared().mutex);
+  const MutexLock lock(shared().mutex);
   const std::string* value = find(shared().properties, display, property);
   return value != nullptr ? *value : std::string();
 }

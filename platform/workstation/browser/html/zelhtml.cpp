@@ -5,11 +5,11 @@
 #include "zelhtml/zelhtml.h"
 #pragma GCC visibility pop
 
-#include <mutex>
 #include <new>
 #include <utility>
 
 #include "workstation/browser/html/script_runner.h"
+#include "workstation/mutex.h"
 
 namespace {
 
@@ -19,8 +19,8 @@ struct Processor {
 };
 
 struct Registry {
-  std::mutex mutex;
-  std::map<std::string, Processor> processors;
+  workstation::Mutex mutex;
+  std::map<std::string, Processor> processors WORKSTATION_GUARDED_BY(mutex);
 };
 
 // Never destroyed: pages may still call while the process ends.
@@ -35,7 +35,7 @@ namespace zelhtml {
 
 void htmlSetScriptProcessor(const std::string& type, ScriptProcessor processor, void* user) {
   try {
-    const std::lock_guard<std::mutex> lock(registry().mutex);
+    const workstation::MutexLock lock(registry().mutex);
     registry().processors[type] = {processor, user};
   } catch (const std::bad_alloc&) {
     // Without memory there is no processor, which its pages are told.
@@ -50,7 +50,7 @@ bool runScript(const std::string& type, const std::string& source,
                std::map<std::string, std::string>& context) {
   Processor processor;
   {
-    const std::lock_guard<std::mutex> lock(registry().mutex);
+    const MutexLock lock(registry().mutex);
     const auto found = registry().processors.find(type);
     if (found != registry().processors.end()) processor = found->second;
   }

@@ -5,10 +5,10 @@
 #include "js/jsproc.h"
 #pragma GCC visibility pop
 
-#include <mutex>
 #include <new>
 
 #include "workstation/browser/js/script_call.h"
+#include "workstation/mutex.h"
 
 namespace js {
 namespace {
@@ -29,17 +29,17 @@ struct Callbacks {
   Callback<JSLog> log;
 };
 
-std::mutex callbacksMutex;
-Callbacks registeredCallbacks;
+workstation::Mutex callbacksMutex;
+Callbacks registeredCallbacks WORKSTATION_GUARDED_BY(callbacksMutex);
 
 Callbacks currentCallbacks() {
-  const std::lock_guard<std::mutex> lock(callbacksMutex);
+  const workstation::MutexLock lock(callbacksMutex);
   return registeredCallbacks;
 }
 
 template <class Function>
 void setCallback(Callback<Function> Callbacks::*slot, Function function, void* user) {
-  const std::lock_guard<std::mutex> lock(callbacksMutex);
+  const workstation::MutexLock lock(callbacksMutex);
   registeredCallbacks.*slot = {function, user};
 }
 

@@ -72,19 +72,19 @@ bool FileServer::start() {
 }
 
 void FileServer::add(FileRequest request) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   requests_.push_back(std::move(request));
-  wakeUp_.notify_one();
+  wakeUp_.notifyOne();
 }
 
 void FileServer::stop() {
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     stopping_ = true;
     requests_.clear();
   }
-  wakeUp_.notify_all();
-  taken_.notify_all();
+  wakeUp_.notifyAll();
+  taken_.notifyAll();
   for (std::thread& thread : threads_) {
     if (thread.joinable()) thread.join();
   }
@@ -95,8 +95,8 @@ void FileServer::run() {
   for (;;) {
     FileRequest request;
     {
-      std::unique_lock<std::mutex> lock(mutex_);
-      wakeUp_.wait(lock, [this] { return stopping_ || !requests_.empty(); });
+      const MutexLock lock(mutex_);
+      while (!stopping_ && requests_.empty()) wakeUp_.wait(mutex_);
       if (stopping_) return;
       request = std::move(requests_.front());
       requests_.pop_front();
@@ -142,19 +142,19 @@ void FileServer::send(const FileRequest& request, int status, const std::string&
 
 // False when nobody wants the answer by then.
 bool FileServer::waitForTurn(const FileRequest& request, std::size_t size) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  taken_.wait(lock, [&] {
-    return stopping_ || *request.over || underWay_ == 0 || underWay_ + size <= kMostUnderWay;
-  });
+  const MutexLock lock(mutex_);
+  while (!stopping_ && !*request.over && underWay_ > 0 && underWay_ + size > kMostUnderWay) {
+    taken_.wait(mutex_);
+  }
   if (stopping_ || *request.over) return false;
   underWay_ += size;
   return true;
 }
 
 void FileServer::onTaken(std::size_t size) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   underWay_ -= size;
-  taken_.notify_all();
+  taken_.notifyAll();
 }
 
 }  // namespace workstation

@@ -8,17 +8,16 @@
 #define WORKSTATION_BROWSER_ENGINE_FILE_SERVER_H
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "workstation/browser/engine/files/application_files.h"
 #include "workstation/browser/engine/protocol/cdp_connection.h"
+#include "workstation/mutex.h"
 
 namespace workstation {
 
@@ -63,11 +62,12 @@ class FileServer {
   const std::shared_ptr<CdpConnection> connection_;
   std::vector<std::thread> threads_;
 
-  std::mutex mutex_;  // guards what follows
-  std::condition_variable wakeUp_, taken_;
-  std::deque<FileRequest> requests_;
-  std::size_t underWay_ = 0;  // octets of answers that the browser has not taken yet
-  bool stopping_ = false;
+  Mutex mutex_;
+  Condition wakeUp_, taken_;
+  std::deque<FileRequest> requests_ WORKSTATION_GUARDED_BY(mutex_);
+  // Octets of answers that the browser has not taken yet.
+  std::size_t underWay_ WORKSTATION_GUARDED_BY(mutex_) = 0;
+  bool stopping_ WORKSTATION_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace workstation

@@ -5,7 +5,7 @@
 namespace workstation {
 
 std::string HostNames::acquire(const std::string& name, const std::string& directory) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   for (auto& [host, entry] : entries_) {
     if (entry.directory != directory) continue;
     ++entry.users;
@@ -20,7 +20,7 @@ std::string HostNames::acquire(const std::string& name, const std::string& direc
 }
 
 void HostNames::release(const std::string& host) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   const auto entry = entries_.find(host);
   if (entry != entries_.end() && --entry->second.users == 0) entries_.erase(entry);
 }

@@ -3,8 +3,9 @@
 #define WORKSTATION_BROWSER_ENGINE_HOST_NAMES_H
 
 #include <map>
-#include <mutex>
 #include <string>
+
+#include "workstation/mutex.h"
 
 namespace workstation {
 
@@ -22,8 +23,8 @@ class HostNames {
     std::string directory;
     int users = 0;
   };
-  std::mutex mutex_;  // guards what follows
-  std::map<std::string, Entry> entries_;
+  Mutex mutex_;
+  std::map<std::string, Entry> entries_ WORKSTATION_GUARDED_BY(mutex_);
 };
 
 }  // namespace workstation

@@ -15,56 +15,60 @@ void InvocationOutcome::complete(InvocationEnd end) {
   const int result = end.result;
   zelgui::UICallback callback = nullptr;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     callback = callback_;
     end_ = std::move(end);
     completing_ = std::this_thread::get_id();
   }
   if (callback != nullptr) callback(user_, id_, result);
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     complete_ = true;
   }
-  completed_.notify_all();
+  completed_.notifyAll();
 }
 
 bool InvocationOutcome::wait(int timeoutMs, InvocationEnd& end) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  const auto done = [this] { return complete_ || completing_ == std::this_thread::get_id(); };
-  if (timeoutMs < 0) {
-    completed_.wait(lock, done);
-  } else if (!completed_.wait_for(lock, std::chrono::milliseconds(timeoutMs), done)) {
-    return false;
+  const auto deadline = Condition::Clock::now() + std::chrono::milliseconds(timeoutMs);
+  const MutexLock lock(mutex_);
+  while (timeoutMs < 0 && !isOver()) completed_.wait(mutex_);
+  while (!isOver() && completed_.waitUntil(mutex_, deadline)) {
   }
+  if (!isOver()) return false;
   end = end_;
   return true;
 }
 
+// For the thread that calls the callback it is over when that begins.
+bool InvocationOutcome::isOver() const {
+  return complete_ || completing_ == std::this_thread::get_id();
+}
+
 void InvocationOutcome::silence() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   callback_ = nullptr;
 }
 
 std::shared_ptr<InvocationOutcome> InvocationTable::add(zelgui::UICallback callback, void* user) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   auto outcome = std::make_shared<InvocationOutcome>(nextId_, callback, user);
   outcomes_[nextId_++] = outcome;
   return outcome;
 }
 
 std::shared_ptr<InvocationOutcome> InvocationTable::find(int id) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   const auto found = outcomes_.find(id);
   return found == outcomes_.end() ? nullptr : found->second;
 }
 
 void InvocationTable::remove(int id) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   outcomes_.erase(id);
 }
 
 void InvocationTable::noteEnd(int id) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   ended_.push_back(id);
   if (ended_.size() <= kMostUncollected) return;
   outcomes_.erase(ended_.front());
@@ -72,7 +76,7 @@ void InvocationTable::noteEnd(int id) {
 }
 
 std::vector<std::shared_ptr<InvocationOutcome>> InvocationTable::all() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   std::vector<std::shared_ptr<InvocationOutcome>> outcomes;
   for (const auto& [id, outcome] : outcomes_) outcomes.push_back(outcome);
   return outcomes;

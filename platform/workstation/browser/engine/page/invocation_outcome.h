@@ -2,15 +2,14 @@
 #ifndef WORKSTATION_BROWSER_ENGINE_INVOCATION_OUTCOME_H
 #define WORKSTATION_BROWSER_ENGINE_INVOCATION_OUTCOME_H
 
-#include <condition_variable>
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "workstation/mutex.h"
 #include "zelgui/zelgui.h"
 
 namespace workstation {
@@ -41,15 +40,17 @@ class InvocationOutcome {
   int id() const { return id_; }
 
  private:
+  bool isOver() const WORKSTATION_REQUIRES(mutex_);
+
   const int id_;
   void* const user_;
 
-  std::mutex mutex_;  // guards what follows
-  zelgui::UICallback callback_;
-  std::condition_variable completed_;
-  bool complete_ = false;
-  std::thread::id completing_;
-  InvocationEnd end_;
+  Mutex mutex_;
+  Condition completed_;
+  zelgui::UICallback callback_ WORKSTATION_GUARDED_BY(mutex_);
+  bool complete_ WORKSTATION_GUARDED_BY(mutex_) = false;
+  std::thread::id completing_ WORKSTATION_GUARDED_BY(mutex_);
+  InvocationEnd end_ WORKSTATION_GUARDED_BY(mutex_);
 };
 
 /// All invocations of the process whose end nobody has collected. Any thread.
@@ -69,10 +70,10 @@ class InvocationTable {
   void waitForAll(int timeoutMs);
 
  private:
-  std::mutex mutex_;  // guards what follows
-  int nextId_ = 0;
-  std::map<int, std::shared_ptr<InvocationOutcome>> outcomes_;
-  std::deque<int> ended_;
+  Mutex mutex_;
+  int nextId_ WORKSTATION_GUARDED_BY(mutex_) = 0;
+  std::map<int, std::shared_ptr<InvocationOutcome>> outcomes_ WORKSTATION_GUARDED_BY(mutex_);
+  std::deque<int> ended_ WORKSTATION_GUARDED_BY(mutex_);
 
   std::vector<std::shared_ptr<InvocationOutcome>> all();
 };

@@ -1,24 +1,24 @@
 #include "workstation/browser/engine/page/page_observer.h"
 
-#include <mutex>
+#include "workstation/mutex.h"
 
 namespace workstation {
 namespace {
 
-std::mutex observerMutex;
-PageObserver currentObserver = nullptr;
-void* currentUser = nullptr;
+Mutex observerMutex;
+PageObserver currentObserver WORKSTATION_GUARDED_BY(observerMutex) = nullptr;
+void* currentUser WORKSTATION_GUARDED_BY(observerMutex) = nullptr;
 
 }  // namespace
 
 void setPageObserver(PageObserver observer, void* user) {
-  const std::lock_guard<std::mutex> lock(observerMutex);
+  const MutexLock lock(observerMutex);
   currentObserver = observer;
   currentUser = user;
 }
 
 bool hasPageObserver() {
-  const std::lock_guard<std::mutex> lock(observerMutex);
+  const MutexLock lock(observerMutex);
   return currentObserver != nullptr;
 }
 
@@ -26,7 +26,7 @@ void tellPageObserver(const PageEvent& event) {
   PageObserver observer = nullptr;
   void* user = nullptr;
   {
-    const std::lock_guard<std::mutex> lock(observerMutex);
+    const MutexLock lock(observerMutex);
     observer = currentObserver;
     user = currentUser;
   }

@@ -1,12 +1,11 @@
 #include "workstation/browser/engine/protocol/call_queue.h"
 
-#include <condition_variable>
 #include <deque>
 #include <exception>
-#include <mutex>
 #include <utility>
 
 #include "workstation/browser/engine/process/quiet_thread.h"
+#include "workstation/mutex.h"
 
 namespace workstation {
 namespace {
@@ -17,20 +16,20 @@ constexpr std::size_t kMostOctets = 64U << 20;
 class ThreadQueue : public CallQueue {
  public:
   bool push(Task task, std::size_t size) override {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     if (finished_ || tasks_.size() >= kMostTasks || octets_ + size > kMostOctets) return false;
     octets_ += size;
     tasks_.push_back({std::move(task), size});
-    wakeUp_.notify_one();
+    wakeUp_.notifyOne();
     return true;
   }
 
   void finish(Task last) override {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     if (finished_) return;
     finished_ = true;
     tasks_.push_back({std::move(last), 0});
-    wakeUp_.notify_one();
+    wakeUp_.notifyOne();
   }
 
   void run() {
@@ -45,27 +44,32 @@ class ThreadQueue : public CallQueue {
   };
 
   bool runNext() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    wakeUp_.wait(lock, [this] { return !tasks_.empty(); });
-    const Entry entry = std::move(tasks_.front());
-    tasks_.pop_front();
-    const bool last = finished_ && tasks_.empty();
-    lock.unlock();
+    bool isLast = false;
+    const Entry entry = take(isLast);
     try {
       entry.task();
     } catch (const std::exception&) {
       // Out of memory: this call is lost, the invocation goes on.
     }
-    lock.lock();
+    const MutexLock lock(mutex_);
     octets_ -= entry.size;
-    return !last;
+    return !isLast;
   }
 
-  std::mutex mutex_;
-  std::condition_variable wakeUp_;
-  std::deque<Entry> tasks_;
-  std::size_t octets_ = 0;
-  bool finished_ = false;
+  Entry take(bool& isLast) {
+    const MutexLock lock(mutex_);
+    while (tasks_.empty()) wakeUp_.wait(mutex_);
+    Entry entry = std::move(tasks_.front());
+    tasks_.pop_front();
+    isLast = finished_ && tasks_.empty();
+    return entry;
+  }
+
+  Mutex mutex_;
+  Condition wakeUp_;
+  std::deque<Entry> tasks_ WORKSTATION_GUARDED_BY(mutex_);
+  std::size_t octets_ WORKSTATION_GUARDED_BY(mutex_) = 0;
+  bool finished_ WORKSTATION_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace

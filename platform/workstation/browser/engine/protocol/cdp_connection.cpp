@@ -60,7 +60,7 @@ void CdpConnection::call(const std::string& session, const char* method, const J
                          const ReplyHandler& handler, std::chrono::milliseconds deadline) {
   bool ended = false;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     ended = ended_;
     if (!ended) {
       const int id = nextId_++;
@@ -79,7 +79,7 @@ void CdpConnection::call(const std::string& session, const char* method, const J
 
 bool CdpConnection::post(Task task) {
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     if (ended_) return false;
     tasks_.push_back(std::move(task));
   }
@@ -89,7 +89,7 @@ bool CdpConnection::post(Task task) {
 
 void CdpConnection::close() {
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     closing_ = true;
   }
   wake();
@@ -103,7 +103,7 @@ void CdpConnection::wake() {
 
 // Milliseconds until the next call runs out of time, -1 when none can.
 int CdpConnection::pollTimeout() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!tasks_.empty() || closing_) return 0;
   if (pending_.empty()) return -1;
   auto next = Clock::time_point::max();
@@ -115,7 +115,7 @@ int CdpConnection::pollTimeout() {
 void CdpConnection::run() {
   for (;;) {
     {
-      const std::lock_guard<std::mutex> lock(mutex_);
+      const MutexLock lock(mutex_);
       if (closing_) break;
       if (written_ == writing_.size()) {
         writing_ = std::exchange(outgoing_, std::string());
@@ -201,7 +201,7 @@ void CdpConnection::dispatch(std::string&& text) {
 void CdpConnection::answer(int id, const CdpReply& reply) {
   ReplyHandler handler;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto found = pending_.find(id);
     if (found == pending_.end()) return;
     handler = std::move(found->second.handler);
@@ -214,7 +214,7 @@ void CdpConnection::abandonCalls(const std::function<bool(const Pending&)>& isMe
                                  const std::string& error) {
   std::vector<int> abandoned;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     for (const auto& [id, call] : pending_) {
       if (isMeant(call)) abandoned.push_back(id);
     }
@@ -230,7 +230,7 @@ void CdpConnection::expireCalls() {
 void CdpConnection::runTasks() {
   std::vector<Task> tasks;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     tasks.swap(tasks_);
   }
   for (const Task& task : tasks) task();
@@ -239,7 +239,7 @@ void CdpConnection::runTasks() {
 void CdpConnection::end() {
   std::map<int, Pending> pending;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     ended_ = true;
     pending.swap(pending_);
   }

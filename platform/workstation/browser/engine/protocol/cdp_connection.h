@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
@@ -20,6 +19,7 @@
 #include "workstation/browser/engine/process/unique_fd.h"
 #include "workstation/browser/engine/protocol/json.h"
 #include "workstation/browser/engine/protocol/message_framing.h"
+#include "workstation/mutex.h"
 
 namespace workstation {
 
@@ -110,13 +110,13 @@ class CdpConnection {
   Task onClosed_;
   std::thread thread_;
 
-  std::mutex mutex_;  // guards what follows
-  int nextId_;
-  std::map<int, Pending> pending_;
-  std::vector<Task> tasks_;
-  std::string outgoing_;
-  bool closing_ = false;
-  bool ended_ = false;
+  Mutex mutex_;
+  int nextId_ WORKSTATION_GUARDED_BY(mutex_);
+  std::map<int, Pending> pending_ WORKSTATION_GUARDED_BY(mutex_);
+  std::vector<Task> tasks_ WORKSTATION_GUARDED_BY(mutex_);
+  std::string outgoing_ WORKSTATION_GUARDED_BY(mutex_);
+  bool closing_ WORKSTATION_GUARDED_BY(mutex_) = false;
+  bool ended_ WORKSTATION_GUARDED_BY(mutex_) = false;
 
   // The thread's own.
   std::string writing_;

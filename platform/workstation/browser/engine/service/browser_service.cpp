@@ -8,7 +8,6 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -23,6 +22,7 @@
 #include "workstation/browser/engine/process/browser.h"
 #include "workstation/browser/engine/process/browser_lender.h"
 #include "workstation/browser/engine/service/display_shape.h"
+#include "workstation/mutex.h"
 #include "workstation/terminal/terminal_profile.h"
 
 namespace workstation {
@@ -31,12 +31,13 @@ namespace {
 constexpr int kExitPatienceMs = 1000;
 
 struct Service {
-  std::mutex mutex;  // guards what follows
-  BrowserOptions options;
-  std::shared_ptr<Browser> browser;              // the latest
-  std::vector<std::shared_ptr<Browser>> others;  // with a window each, of invocations before
+  Mutex mutex;
+  BrowserOptions options WORKSTATION_GUARDED_BY(mutex);
+  std::shared_ptr<Browser> browser WORKSTATION_GUARDED_BY(mutex);  // the latest
+  // With a window each, of invocations before.
+  std::vector<std::shared_ptr<Browser>> others WORKSTATION_GUARDED_BY(mutex);
   std::atomic<pid_t> owner{0};  // the process that started the browser; read without the lock too
-  std::vector<std::shared_ptr<Browser>> abandoned;
+  std::vector<std::shared_ptr<Browser>> abandoned WORKSTATION_GUARDED_BY(mutex);
 
   HostNames hosts;  // minds itself
 };
@@ -54,7 +55,7 @@ void endBrowser() {
   if (service().owner != ::getpid()) return;
   std::vector<std::shared_ptr<Browser>> browsers;
   {
-    const std::lock_guard<std::mutex> lock(service().mutex);
+    const MutexLock lock(service().mutex);
     browsers.swap(service().others);
     if (service().browser) browsers.push_back(std::move(service().browser));
   }
@@ -66,11 +67,11 @@ void endBrowser() {
   invocationTable().waitForAll(kExitPatienceMs);
 }
 
-// With the service's lock held. `fresh` turns true when the browser has been started for this. The
+// `fresh` turns true when the browser has been started for this. The
 // reference may be the last one when the browser has ended meanwhile, so it is given up outside of
 // the connection's thread only.
-std::shared_ptr<Browser> runningBrowser(const WindowShape& shape, bool& fresh, std::string& error) {
-  Service& shared = service();
+std::shared_ptr<Browser> runningBrowser(Service& shared, const WindowShape& shape, bool& fresh,
+                                        std::string& error) WORKSTATION_REQUIRES(shared.mutex) {
   if (shared.owner != 0 && shared.owner != ::getpid()) {
     // Forked: the threads behind this browser are the parent's. It is not ours to destroy.
     shared.abandoned.push_back(std::move(shared.browser));
@@ -94,7 +95,7 @@ std::shared_ptr<Browser> runningBrowser(const WindowShape& shape, bool& fresh, s
 }
 
 std::vector<std::shared_ptr<Browser>> currentBrowsers() {
-  const std::lock_guard<std::mutex> lock(service().mutex);
+  const MutexLock lock(service().mutex);
   if (service().owner != ::getpid()) return {};
   std::vector<std::shared_ptr<Browser>> browsers = service().others;
   if (service().browser) browsers.push_back(service().browser);
@@ -194,10 +195,11 @@ int startInvocation(const InvokeRequest& request, std::string& error) {
   leaseHost(request, plan);
   const auto outcome = invocationTable().add(request.callback, request.user);
   {
-    const std::lock_guard<std::mutex> lock(service().mutex);
-    takeOptions(service().options, plan);
+    Service& shared = service();
+    const MutexLock lock(shared.mutex);
+    takeOptions(shared.options, plan);
     for (bool fresh = false; !fresh;) {
-      const std::shared_ptr<Browser> browser = runningBrowser(plan.shape, fresh, error);
+      const std::shared_ptr<Browser> browser = runningBrowser(shared, plan.shape, fresh, error);
       if (!browser) break;
       plan.headless = browser->isHeadless();
       if (browser->open(outcome, queue, plan)) return outcome->id();
@@ -219,7 +221,7 @@ bool cancelInvocation(int invocation) {
 }
 
 void setBrowserOptions(const BrowserOptions& options) {
-  const std::lock_guard<std::mutex> lock(service().mutex);
+  const MutexLock lock(service().mutex);
   service().options = options;
 }
 
