@@ -8,9 +8,10 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <mutex>
 #include <set>
 #include <system_error>
+
+#include "support/mutex.h"
 
 namespace packaging {
 namespace {
@@ -18,9 +19,10 @@ namespace {
 constexpr int kWatched[] = {SIGINT, SIGTERM, SIGHUP};
 
 struct Shared {
-  std::mutex mutex;  // guards what follows; kept for good by the thread that ends it all
-  std::set<std::string> folders;  // absolute: the working directory may change
-  pid_t child = 0;
+  wzapp::Mutex mutex;  // kept to the end by the thread that ends it all
+  // Absolute: the working directory may change.
+  std::set<std::string> folders WZAPP_GUARDED_BY(mutex);
+  pid_t child WZAPP_GUARDED_BY(mutex) = 0;
 };
 
 // Never destroyed: the thread may want it while the process ends.
@@ -67,7 +69,8 @@ void* awaitSignal(void*) {
   int number = 0;
   while (sigwait(&signals, &number) != 0) {
   }
-  shared().mutex.lock();  // not let go: who wants to make, remove or move something waits
+  // Held until the process has ended: who wants to make, remove or move something waits.
+  const wzapp::MutexLock lock(shared().mutex);
   if (shared().child > 0) kill(shared().child, SIGKILL);
   removeAllOf(shared().folders);
   endBy(number);
@@ -104,26 +107,26 @@ void leaveFoldersToParent() {
 }
 
 void killBeforeRemoval(pid_t child) {
-  const std::lock_guard lock(shared().mutex);
+  const wzapp::MutexLock lock(shared().mutex);
   shared().child = child;
 }
 
 bool makeTemporaryFolder(std::string& pattern) {
-  const std::lock_guard lock(shared().mutex);
+  const wzapp::MutexLock lock(shared().mutex);
   if (mkdtemp(pattern.data()) == nullptr) return false;
   shared().folders.insert(absolutePath(pattern));
   return true;
 }
 
 void removeTemporaryFolder(const std::string& path) {
-  const std::lock_guard lock(shared().mutex);
+  const wzapp::MutexLock lock(shared().mutex);
   std::error_code ignored;
   std::filesystem::remove_all(path, ignored);
   shared().folders.erase(absolutePath(path));
 }
 
 bool moveOut(const std::string& from, const std::string& to) {
-  const std::lock_guard lock(shared().mutex);
+  const wzapp::MutexLock lock(shared().mutex);
   return std::rename(from.c_str(), to.c_str()) == 0;
 }
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -9,16 +10,15 @@
 
 #include <array>
 #include <cerrno>
-#include <condition_variable>
 #include <csignal>
 #include <cstring>
 #include <deque>
-#include <mutex>
 #include <set>
 #include <thread>
 #include <utility>
 
 #include "support/file_system.h"
+#include "support/mutex.h"
 
 extern char** environ;
 
@@ -96,13 +96,13 @@ std::string describeEnd(int status) {
 }  // namespace
 
 struct Programs::Shared {
-  std::mutex mutex;  // guards what follows
-  std::condition_variable changed;
-  std::deque<Job> jobs;
-  std::set<pid_t> running;
-  bool stopping = false;
+  wzapp::Mutex mutex;
+  pthread_cond_t changed = PTHREAD_COND_INITIALIZER;
+  std::deque<Job> jobs WZAPP_GUARDED_BY(mutex);
+  std::set<pid_t> running WZAPP_GUARDED_BY(mutex);
+  bool stopping WZAPP_GUARDED_BY(mutex) = false;
+  std::size_t idle WZAPP_GUARDED_BY(mutex) = 0;
   std::vector<std::thread> threads;  // the owner's own
-  std::size_t idle = 0;
 
   void work();
   ProgramOutput run(const Job& job);
@@ -112,11 +112,11 @@ Programs::Programs() : shared_(std::make_shared<Shared>()) {}
 
 Programs::~Programs() {
   {
-    const std::lock_guard lock(shared_->mutex);
+    const wzapp::MutexLock lock(shared_->mutex);
     shared_->stopping = true;
     for (const pid_t process : shared_->running) kill(-process, SIGKILL);
   }
-  shared_->changed.notify_all();
+  pthread_cond_broadcast(&shared_->changed);
   for (std::thread& thread : shared_->threads) thread.join();
 }
 
@@ -124,22 +124,22 @@ void Programs::start(std::vector<std::string> program, std::string folder, std::
                      std::chrono::milliseconds timeout, std::function<void(ProgramOutput)> done) {
   bool needsThread = false;
   {
-    const std::lock_guard lock(shared_->mutex);
+    const wzapp::MutexLock lock(shared_->mutex);
     shared_->jobs.push_back(
         {std::move(program), std::move(folder), std::move(input), timeout, std::move(done)});
     needsThread = shared_->idle < shared_->jobs.size() && shared_->threads.size() < kThreads;
   }
   if (needsThread) shared_->threads.emplace_back([shared = shared_.get()] { shared->work(); });
-  shared_->changed.notify_one();
+  pthread_cond_signal(&shared_->changed);
 }
 
 void Programs::Shared::work() {
   for (;;) {
     Job job;
     {
-      std::unique_lock lock(mutex);
+      const wzapp::MutexLock lock(mutex);
       ++idle;
-      changed.wait(lock, [this] { return stopping || !jobs.empty(); });
+      while (!stopping && jobs.empty()) pthread_cond_wait(&changed, mutex.native());
       --idle;
       if (stopping) return;
       job = std::move(jobs.front());
@@ -160,7 +160,7 @@ ProgramOutput Programs::Shared::run(const Job& job) {
   int failure = 0;
   {
     // Under the lock, so that none is started behind the back of who ends them all.
-    const std::lock_guard lock(mutex);
+    const wzapp::MutexLock lock(mutex);
     failure = stopping ? ECANCELED : spawn(job, input, ends[1], process);
     if (failure == 0) running.insert(process);
   }
@@ -177,7 +177,7 @@ ProgramOutput Programs::Shared::run(const Job& job) {
   while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
   }
   {
-    const std::lock_guard lock(mutex);
+    const wzapp::MutexLock lock(mutex);
     running.erase(process);
   }
   result.failure = reading == Reading::kTimeout   ? "did not end in time"

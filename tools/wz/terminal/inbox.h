@@ -10,10 +10,10 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <utility>
 
+#include "support/mutex.h"
 #include "wz/terminal/interrupt.h"
 
 namespace wz {
@@ -40,7 +40,7 @@ class Inbox {
   Inbox& operator=(const Inbox&) = delete;
 
   void put(Item item) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const wzapp::MutexLock lock(mutex_);
     items_.push_back(std::move(item));
     const std::uint64_t one = 1;
     (void)!write(event_, &one, sizeof(one));
@@ -58,7 +58,7 @@ class Inbox {
 
  private:
   std::optional<Item> takeNow() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const wzapp::MutexLock lock(mutex_);
     std::uint64_t count = 0;
     (void)!read(event_, &count, sizeof(count));
     if (items_.empty()) return std::nullopt;
@@ -83,8 +83,8 @@ class Inbox {
     return true;
   }
 
-  std::mutex mutex_;  // guards items_
-  std::deque<Item> items_;
+  wzapp::Mutex mutex_;
+  std::deque<Item> items_ WZAPP_GUARDED_BY(mutex_);
   int event_;  // readable while something may be in the queue
 };
 

@@ -80,6 +80,7 @@ void RecordedHost::addReplies(const Recording& recording) {
       reply.name = text(*recorded, "name");
       reply.payload = lineText((*recorded)["payload"]);
     }
+    const wzapp::MutexLock lock(receiver->second->mutex);
     receiver->second->replies.push_back(std::move(reply));
   }
 }
@@ -89,7 +90,7 @@ void RecordedHost::onNotification(void* user, const std::string& from, const std
   auto& receiver = *static_cast<Receiver*>(user);
   Reply reply;
   {
-    const std::lock_guard<std::mutex> lock(receiver.mutex);
+    const wzapp::MutexLock lock(receiver.mutex);
     if (receiver.replies.empty()) return;
     reply = receiver.replies.front();
     if (receiver.replies.size() > 1) receiver.replies.pop_front();

@@ -5,10 +5,10 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "support/mutex.h"
 #include "wz/reports/recording.h"
 #include "zelipc/zelipc.h"
 
@@ -30,8 +30,9 @@ class RecordedHost {
   };
   struct Receiver {
     std::string address, name;
-    std::mutex mutex;           // guards what follows
-    std::deque<Reply> replies;  // to what comes, in order; the last one stays
+    wzapp::Mutex mutex;
+    // To what comes, in order; the last one stays.
+    std::deque<Reply> replies WZAPP_GUARDED_BY(mutex);
   };
   using Receivers = std::map<std::pair<std::string, std::string>, std::unique_ptr<Receiver>>;
 

@@ -1,16 +1,16 @@
 #include "wz/terminal/remote_debugging.h"
 
 #include <civetweb.h>
+#include <pthread.h>
 #include <sys/random.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <utility>
 
+#include "support/mutex.h"
 #include "workstation/browser/browser_control.h"
 #include "zelipc/zelipc.h"
 
@@ -45,12 +45,12 @@ class Outbox {
   Outbox& operator=(const Outbox&) = delete;
 
   void put(const std::string& message) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const wzapp::MutexLock lock(mutex_);
     if (isOver_) return;
     size_ += message.size();
     if (size_ > kLargestBacklog) isOver_ = true;
     messages_.push_back(message);
-    changed_.notify_one();
+    pthread_cond_signal(&changed_);
   }
 
   // The connection is about to go; to be called before the destructor.
@@ -61,9 +61,9 @@ class Outbox {
 
   // Lets what is waiting go, and closes the connection.
   void finish() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const wzapp::MutexLock lock(mutex_);
     isOver_ = true;
-    changed_.notify_one();
+    pthread_cond_signal(&changed_);
   }
 
  private:
@@ -80,8 +80,8 @@ class Outbox {
   }
 
   bool take(std::string& message) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return isOver_ || !messages_.empty(); });
+    const wzapp::MutexLock lock(mutex_);
+    while (!isOver_ && messages_.empty()) pthread_cond_wait(&changed_, mutex_.native());
     if (messages_.empty() || size_ > kLargestBacklog) return false;
     message = std::move(messages_.front());
     messages_.pop_front();
@@ -90,11 +90,11 @@ class Outbox {
   }
 
   mg_connection* const connection_;
-  std::mutex mutex_;  // guards what follows
-  std::condition_variable changed_;
-  std::deque<std::string> messages_;
-  std::size_t size_ = 0;
-  bool isOver_ = false;
+  wzapp::Mutex mutex_;
+  pthread_cond_t changed_ = PTHREAD_COND_INITIALIZER;
+  std::deque<std::string> messages_ WZAPP_GUARDED_BY(mutex_);
+  std::size_t size_ WZAPP_GUARDED_BY(mutex_) = 0;
+  bool isOver_ WZAPP_GUARDED_BY(mutex_) = false;
   std::thread writer_;
 };
 
