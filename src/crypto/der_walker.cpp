@@ -14,15 +14,14 @@ int DerWalker::walk(WalkMode mode, std::size_t n, DerElement& element) {
 }
 
 int DerWalker::next(DerElement& element) {
-  return siblingBefore_ ? stepAgain(element) : step<true>(element);
+  if (!siblingBefore_) return step<true>(element);
+  // The step to a sibling is gone through once more, now into what it passed over.
+  takeBackSibling();
+  return steps(2, element);
 }
 
 int DerWalker::nextSibling(DerElement& element) {
-  // Field by field, as they were written: see CMakeLists.txt.
-  snapshot_.position = state_.position;
-  snapshot_.passed = state_.passed;
-  snapshot_.depth = state_.depth;
-  snapshot_.children = state_.children;
+  snapshot_ = state_;
   siblingBefore_ = true;
   return step<false>(element);
 }
@@ -36,13 +35,6 @@ void DerWalker::restart() {
 void DerWalker::takeBackSibling() {
   siblingBefore_ = false;
   state_ = snapshot_;
-}
-
-// The step to a sibling is gone through once more, now into what it passed over. Not a part of
-// next(), which would have to make room for it every time.
-[[gnu::noinline]] int DerWalker::stepAgain(DerElement& element) {
-  takeBackSibling();
-  return steps(2, element);
 }
 
 // None of these follows a step to a sibling.

@@ -69,7 +69,6 @@ class DerWalker {
 
   void restart();
   void takeBackSibling();
-  int stepAgain(DerElement& element);
   int steps(std::size_t count, DerElement& element);
   template <bool kDescends>
   int step(DerElement& element);
