@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,6 +16,7 @@
 #include "crypto/certificate_record.h"
 #include "crypto/certificate_summary.h"
 #include "crypto/oid.h"
+#include "tests/builders/handle.h"
 #include "tests/builders/test_key.h"
 #include "tests/crypto/random_cases.h"
 
@@ -26,24 +26,18 @@ namespace {
 using testing::ElementsAreArray;
 using wzapp_test::DerBuilder;
 using wzapp_test::fromHex;
+using wzapp_test::Handle;
 using wzapp_test::Octets;
 using wzapp_test::randomCaseCount;
 using wzapp_test::RandomCases;
 using wzapp_test::TestKey;
 
-template <auto kFree>
-struct Free {
-  template <typename T>
-  void operator()(T* object) const {
-    kFree(object);
-  }
-};
-using X509Pointer = std::unique_ptr<X509, Free<X509_free>>;
-using ObjectPointer = std::unique_ptr<ASN1_OBJECT, Free<ASN1_OBJECT_free>>;
-using StringPointer = std::unique_ptr<ASN1_OCTET_STRING, Free<ASN1_OCTET_STRING_free>>;
-using ExtensionPointer = std::unique_ptr<X509_EXTENSION, Free<X509_EXTENSION_free>>;
-using ConstraintsPointer = std::unique_ptr<BASIC_CONSTRAINTS, Free<BASIC_CONSTRAINTS_free>>;
-using BitsPointer = std::unique_ptr<ASN1_BIT_STRING, Free<ASN1_BIT_STRING_free>>;
+using X509Pointer = Handle<X509, X509_free>;
+using ObjectPointer = Handle<ASN1_OBJECT, ASN1_OBJECT_free>;
+using StringPointer = Handle<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
+using ExtensionPointer = Handle<X509_EXTENSION, X509_EXTENSION_free>;
+using ConstraintsPointer = Handle<BASIC_CONSTRAINTS, BASIC_CONSTRAINTS_free>;
+using BitsPointer = Handle<ASN1_BIT_STRING, ASN1_BIT_STRING_free>;
 
 Octets octetsOf(const ASN1_STRING* string) {
   const unsigned char* data = ASN1_STRING_get0_data(string);

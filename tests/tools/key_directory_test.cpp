@@ -13,7 +13,6 @@
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
-#include <memory>
 #include <ostream>
 #include <set>
 #include <string>
@@ -24,6 +23,7 @@
 #include "crypto/certificate_summary.h"
 #include "crypto/oid.h"
 #include "crypto/rsa.h"
+#include "tests/builders/handle.h"
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"
 
@@ -34,18 +34,11 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-template <auto release>
-struct Released {
-  template <typename Object>
-  void operator()(Object* object) const {
-    release(object);
-  }
-};
-using X509Pointer = std::unique_ptr<X509, Released<X509_free>>;
-using KeyPointer = std::unique_ptr<EVP_PKEY, Released<EVP_PKEY_free>>;
-using StorePointer = std::unique_ptr<X509_STORE, Released<X509_STORE_free>>;
-using ContextPointer = std::unique_ptr<X509_STORE_CTX, Released<X509_STORE_CTX_free>>;
-using BioPointer = std::unique_ptr<BIO, Released<BIO_free>>;
+using X509Pointer = Handle<X509, X509_free>;
+using KeyPointer = Handle<EVP_PKEY, EVP_PKEY_free>;
+using StorePointer = Handle<X509_STORE, X509_STORE_free>;
+using ContextPointer = Handle<X509_STORE_CTX, X509_STORE_CTX_free>;
+using BioPointer = Handle<BIO, BIO_free>;
 
 X509Pointer readX509(const std::string& file) {
   const std::string der = contentOf(file);
