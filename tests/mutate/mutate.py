@@ -22,7 +22,7 @@ import candidates
 from workshop import FAR_FOLDERS, DoesNotBuild, Effort, Workshop
 
 KILLED, SURVIVED, UNBUILT, TIMED_OUT = "killed", "survived", "does not build", "timed out"
-SURVIVED_NEAR = "survived its suites"  # the long way is still before it
+SURVIVED_NEAR = "survived its folder"  # the long way is still before it
 RESULTS = (KILLED, TIMED_OUT, SURVIVED_NEAR, SURVIVED, UNBUILT)
 
 
@@ -36,7 +36,7 @@ def arguments():
                         help="mutate what is below PATH only (src); may be repeated")
     parser.add_argument("--headers", action="store_true", help="headers too: slow")
     parser.add_argument("--near", action="store_true",
-                        help="only with the suites about its file each, not the long way")
+                        help="only with the tests of its folder each, not the long way")
     parser.add_argument("--new", action="store_true", help="forget a campaign that was cut short")
     parser.add_argument("--with", dest="prefix", default="nice -n 19", metavar="COMMAND",
                         help="put before every build and test ('nice -n 19')")
@@ -158,19 +158,20 @@ class Bench:
         return self.efforts[trial.name()] is not None
 
     def trials(self, file, folders, is_far):
-        """What is run for a change in a file: the suites about it or, the long way, everything. First
-        what has caught something there, then the quickest."""
+        """What is run for a change in a file: the suites about it and then its whole folder; the long
+        way, everything else. Each time first what has caught something there, then the quickest."""
         tests = [test for folder in folders for test in self.tests[folder]]
+        whole = [Trial(test, ()) for test in tests]
         if is_far:
-            found = [Trial(test, ()) for test in tests]
-        else:
-            about = self.workshop.suites_about(file)
-            found = [Trial(test, tuple(sorted(about & self.suites[test["name"]]))) for test in tests]
-            found = [trial for trial in found if trial.suites]
+            return self.ranked(file, whole)
+        about = self.workshop.suites_about(file)
+        first = [Trial(test, tuple(sorted(about & self.suites[test["name"]]))) for test in tests]
+        return self.ranked(file, [t for t in first if t.suites]) + self.ranked(file, whole)
 
+    def ranked(self, file, trials):
         def rank(trial):
             return -self.caught[file, trial.name()], self.efforts[trial.name()].cpu
-        return sorted(filter(self.passes_unchanged, found), key=rank)
+        return sorted(filter(self.passes_unchanged, trials), key=rank)
 
     def attempt(self, mutant, trials, survived):
         """What becomes of a mutant that is in place, and by what. No more is built than is run."""
@@ -189,7 +190,7 @@ class Bench:
     def try_mutant(self, mutant, is_far):
         """Leaves the copy as it was. Returns the result, what told it, and the change."""
         near = f"tests/{Path(mutant.file).parts[1]}"
-        folders = FAR_FOLDERS if is_far else [near]
+        folders = [folder for folder in FAR_FOLDERS if folder != near] if is_far else [near]
         for folder in folders:
             self.prepare(folder)
         trials = self.trials(mutant.file, folders, is_far)
@@ -208,7 +209,7 @@ class Bench:
 
 
 def run(campaign, bench, ways):
-    """Each mutant with the suites about its file; then the long way for those that are left."""
+    """Each mutant with the tests of its folder; then the long way for those that are left."""
     for is_far in ways:
         for mutant in campaign.remaining()[is_far]:
             began = time.monotonic()

@@ -23,6 +23,7 @@ _BUILD = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w -D_GLIBCXX
           "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold"]
 # What was freed, or never written, is made to be seen.
 _ENVIRONMENT = {"GTEST_FAIL_FAST": "1", "MALLOC_PERTURB_": "165"}
+_INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
 # Beside what a test took before: a slower mutant, and for the time by the clock a busy machine.
 _CPU_FACTOR, _CPU_EXTRA = 3, 5
 _TIME_FACTOR, _TIME_EXTRA = 6, 60
@@ -90,10 +91,10 @@ class Workshop:
 
     def make(self, *targets, mutated=False):
         """Builds targets; DoesNotBuild with the compiler's words in the log. A mutant is compiled
-        once: nothing is looked up or kept in the cache for it."""
+        once: nothing of it is kept in the cache, where the source of the mutant before is found."""
         environment = dict(os.environ)
         if mutated:
-            environment["CCACHE_DISABLE"] = "1"
+            environment["CCACHE_READONLY"] = "1"
         self._run(["ninja", "-C", str(self.build), *targets], environment)
 
     def _run(self, arguments, environment=None):
@@ -137,13 +138,22 @@ class Workshop:
         return set(lines)
 
     def suites_about(self, file):
-        """The suites of the tests that include the header of a source: what is wrong there shows
-        there first."""
-        header = str(Path(file).relative_to("src").with_suffix(".h"))
+        """The suites of the tests that include the header of a source, by themselves or by way of a
+        header of the tests: what is wrong there shows there first."""
+        tests = {str(path.relative_to(self.tree)): path.read_text()
+                 for path in (self.tree / "tests").rglob("*.*") if path.suffix in (".h", ".cpp")}
+        including = {str(Path(file).relative_to("src").with_suffix(".h"))}
+        size = 0
+        while len(including) > size:
+            size = len(including)
+            including |= {name for name, text in tests.items() if name.endswith(".h")
+                          and not including.isdisjoint(_INCLUDE.findall(text))}
         found = set()
-        for source in (self.tree / "tests").rglob("*_test.cpp"):
-            text = source.read_text()
-            if f'"{header}"' in text or source.name == f"{Path(file).stem}_test.cpp":
+        for name, text in tests.items():
+            if not name.endswith("_test.cpp"):
+                continue
+            if Path(name).stem == f"{Path(file).stem}_test" \
+                    or not including.isdisjoint(_INCLUDE.findall(text)):
                 found |= set(re.findall(r"^(?:TYPED_)?TEST(?:_[FP])?\((\w+),", text, re.MULTILINE))
         return found
 
