@@ -64,16 +64,20 @@ bool staysBelow(const std::string& path, const std::string& root) {
 
 void checkBelow(const std::string& name, const std::string& root) {
   const std::string sanitized = wzapp::sanitizeEntryPath(name);
-  const std::string destination = wzapp::joinPath(root, sanitized);
+  wzapp::Destination destination(root);
+  destination.find(name);
+  const std::string& path = destination.path();
 
-  FUZZ_CHECK(wzapp::isBelow(destination, root) == staysBelow(destination, root));
-  if (wzapp::isBelow(destination, root)) {
+  FUZZ_CHECK(path == wzapp::joinPath(root, sanitized));
+  FUZZ_CHECK(destination.normalized() == wzapp::normalizePath(path));
+  FUZZ_CHECK(destination.isBelowRoot() == staysBelow(path, root));
+  if (destination.isBelowRoot()) {
     // What is opened is the normalised path.
-    FUZZ_CHECK(staysBelow(wzapp::normalizePath(destination), root));
-    FUZZ_CHECK(wzapp::normalizePath(destination).starts_with(root + "/"));
-    FUZZ_CHECK(staysBelow(wzapp::dirName(destination) + "/file", root));
+    FUZZ_CHECK(staysBelow(destination.normalized(), root));
+    FUZZ_CHECK(destination.normalized().starts_with(root + "/"));
+    FUZZ_CHECK(staysBelow(wzapp::dirName(path) + "/file", root));
   } else if (!wzapp::isAbsolutePath(sanitized)) {
-    FUZZ_CHECK(destination == root);  // a relative name leads nowhere else
+    FUZZ_CHECK(path == root);  // a relative name leads nowhere else
   }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "crypto/certificate_check.h"
 #include "crypto/certificate_summary.h"
@@ -59,6 +60,10 @@ bool isExpired(const CertificateSummary& summary) {
   return now < summary.validFrom && now > summary.validTo;
 }
 
+bool isSame(const Certificate& certificate, std::int32_t kind, ByteView der) {
+  return certificate.kind == kind && std::ranges::equal(certificate.der, der);
+}
+
 bool readSummary(const char* displayName, ByteView der, CertificateSummary& summary) {
   if (der.empty()) {
     reportWarning("Warning: Failed reading certificate '%s': Empty\n", displayName);
@@ -74,7 +79,7 @@ bool readSummary(const char* displayName, ByteView der, CertificateSummary& summ
 }  // namespace
 
 void CertificateStore::rebuild() {
-  certificates_.clear();
+  former_ = std::exchange(certificates_, {});
   issuances_.startRound();
   summariseTable();
   addTerminalRoots();
@@ -161,6 +166,12 @@ std::shared_ptr<const Certificate> CertificateStore::find(std::string_view subje
 }
 
 void CertificateStore::insert(const char* subjectKeyId, std::int32_t kind, ByteView der) {
+  const auto former = former_.find(std::string_view(subjectKeyId));
+  if (former != former_.end() && isSame(*former->second, kind, der) &&
+      !certificates_.contains(former->first)) {
+    certificates_.insert(former_.extract(former));
+    return;
+  }
   certificates_[subjectKeyId] = std::make_shared<const Certificate>(
       Certificate{kind, std::vector<std::uint8_t>(der.begin(), der.end())});
 }

@@ -85,7 +85,10 @@ class CertificateStore {
   std::span<const Authority> table_;
   std::vector<SummarisedAuthority> summarisedTable_;  // empty until the first rebuild
   IssuanceMemo issuances_;
-  std::map<std::string, std::shared_ptr<const Certificate>, std::less<>> certificates_;
+  // By subject key identifier.
+  using Certificates = std::map<std::string, std::shared_ptr<const Certificate>, std::less<>>;
+  Certificates certificates_;
+  Certificates former_;  // of the time before the last rebuild: not trusted, only not copied again
 };
 
 // The installer's store, on the compiled-in authorities; empty at first, and there until the

@@ -20,8 +20,9 @@ void IssuanceMemo::remember(ByteView issuer, ByteView certificate) {
 bool IssuanceMemo::knows(ByteView issuer, ByteView certificate) {
   const Pair pair = pairOf(issuer, certificate);
   if (current_.contains(pair)) return true;
-  if (!last_.contains(pair)) return false;
-  current_.insert(pair);
+  auto known = last_.extract(pair);
+  if (known.empty()) return false;
+  current_.insert(std::move(known));
   return true;
 }
 

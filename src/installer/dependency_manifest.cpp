@@ -18,7 +18,7 @@ std::optional<std::string> findAppId(const JSObject& application) {
   return id;
 }
 
-std::optional<Version> findVersion(const JSObject& object, const char* key) {
+std::optional<Version> findVersion(const JSObject& object, const std::string& key) {
   if (!object.has(key)) return std::nullopt;
   return Version(object[key].asString());
 }

@@ -1,6 +1,7 @@
 #include "installer/entry_path.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "support/file_system.h"
 
@@ -32,10 +33,20 @@ std::string sanitizeEntryPath(std::string name) {
   return name;
 }
 
-bool isBelow(const std::string& path, std::string_view root) {
-  const std::string normalized = normalizePath(path);
-  return normalized.size() > root.size() && normalized.starts_with(root) &&
-         normalized[root.size()] == '/';
+bool isBelow(std::string_view path, std::string_view root) {
+  return path.size() > root.size() && path.starts_with(root) && path[root.size()] == '/';
+}
+
+void Destination::find(std::string_view name) {
+  sanitized_ = name;
+  sanitized_ = sanitizeEntryPath(std::move(sanitized_));
+  if (isAbsolutePath(sanitized_)) {
+    path_ = sanitized_;
+  } else {
+    joined_.assign(root_).append("/").append(sanitized_);
+    normalizePath(joined_, path_);
+  }
+  normalizePath(path_, normalized_);
 }
 
 }  // namespace wzapp

@@ -11,9 +11,35 @@ namespace wzapp {
 // component "..". A "/" at its beginning stays. The only exception is std::bad_alloc.
 [[nodiscard]] std::string sanitizeEntryPath(std::string name);
 
-// Whether `path`, seen as an absolute one, lies below the directory `root`, a normalised path. The
-// root does not lie below itself. The only exception is std::bad_alloc.
-[[nodiscard]] bool isBelow(const std::string& path, std::string_view root);
+// Whether `path` lies below the directory `root`, both absolute and normalised. The root does not
+// lie below itself.
+[[nodiscard]] bool isBelow(std::string_view path, std::string_view root);
+
+// Where the entries of an archive go, one after the other. The memory of one is used for the next.
+// For one thread at a time. The only exception is std::bad_alloc.
+class Destination {
+ public:
+  // `root` is a directory, absolute and normalised, and stays as it is while the object lives.
+  explicit Destination(std::string_view root) : root_(root) {}
+
+  // Finds where the entry `name` goes: its path that does not climb, seen from the root.
+  void find(std::string_view name);
+
+  // As that path was put together. An absolute one is as the archive has it.
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+  // The same, normalised.
+  [[nodiscard]] const std::string& normalized() const { return normalized_; }
+
+  [[nodiscard]] bool isBelowRoot() const { return isBelow(normalized_, root_); }
+
+ private:
+  std::string_view root_;
+  std::string sanitized_;
+  std::string joined_;
+  std::string path_;
+  std::string normalized_;
+};
 
 }  // namespace wzapp
 

@@ -31,7 +31,7 @@ Mutex installMutex;
 
 // --- Packages ---------------------------------------------------------------------------------
 
-bool isPackageFile(const std::string& name) { return toUpper(name).ends_with(kPackageFileEnding); }
+bool isPackageFile(const std::string& name) { return endsInAnyCase(name, kPackageFileEnding); }
 
 bool hasPackageFiles(const std::vector<ListedEntry>& entries) {
   return std::ranges::any_of(entries, [](const ListedEntry& entry) {
@@ -145,7 +145,7 @@ void listApplications() {
   std::string sponsor;
   if (!findSponsor(sponsor)) return;
   for (const ListedEntry& entry : entries) {
-    const std::string path = entry.path + "/" + kMarketplaceManifest;
+    const std::string path = entry.pathOf(kMarketplaceManifest);
     std::string appId;
     if (checkManifestSponsor(SponsorMode::kInstall, path, sponsor, appId) !=
         SponsorVerdict::kAccepted) {

@@ -11,13 +11,20 @@ namespace wzapp {
 
 namespace {
 
+std::string joined(std::string_view directory, std::string_view name) {
+  std::string path;
+  path.reserve(directory.size() + 1 + name.size());
+  path.append(directory).append("/").append(name);
+  return path;
+}
+
 Finding listOnce(const std::string& path, std::vector<ListedEntry>& entries) {
   const DirectoryStream stream(opendir(path.c_str()));
   if (!stream) return findingOf(errno);
   std::vector<ListedEntry> found;
   while (const struct dirent* const entry = readEntry(stream.get())) {
     if (isDotEntry(*entry)) continue;
-    found.push_back({std::string(path).append("/").append(entry->d_name), entry->d_name});
+    found.push_back({joined(path, entry->d_name), entry->d_name});
   }
   if (errno != 0) return Finding::kUnknown;
   entries = std::move(found);
@@ -25,6 +32,8 @@ Finding listOnce(const std::string& path, std::vector<ListedEntry>& entries) {
 }
 
 }  // namespace
+
+std::string ListedEntry::pathOf(std::string_view below) const { return joined(path, below); }
 
 Finding listDirectory(const std::string& path, std::vector<ListedEntry>& entries) {
   entries.clear();

@@ -3,6 +3,7 @@
 #define WZAPP_INSTALLER_LISTING_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "support/finding.h"
@@ -12,6 +13,9 @@ namespace wzapp {
 struct ListedEntry {
   std::string path;  // the directory's path, "/" and the name
   std::string name;  // as the directory has it
+
+  // The path of what lies in it under the name `below`.
+  [[nodiscard]] std::string pathOf(std::string_view below) const;
 };
 
 // Replaces `entries` by those of the directory at `path` (without "/" at its end), in its own

@@ -64,7 +64,7 @@ class ManifestDirectory {
 };
 
 bool ManifestDirectory::readMarketplaceManifest() {
-  const std::string path = entry_.path + "/" + kMarketplaceManifest;
+  const std::string path = entry_.pathOf(kMarketplaceManifest);
   const Finding finding = findManifest(path);
   if (finding == Finding::kUnknown) return false;
   if (finding == Finding::kNone) {
@@ -85,7 +85,7 @@ void ManifestDirectory::checkName() {
 
 // A refused uninstall manifest leaves the application installed, though it counts as removed.
 bool ManifestDirectory::readUninstallManifest() {
-  const std::string path = entry_.path + "/" + kUninstallManifest;
+  const std::string path = entry_.pathOf(kUninstallManifest);
   const Finding finding = findManifest(path);
   if (finding != Finding::kFound) return finding == Finding::kNone;
   std::string uninstallId;

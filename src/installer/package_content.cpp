@@ -29,25 +29,23 @@ namespace {
 constexpr std::string_view kManifestEnding = ".MFT";
 constexpr mode_t kFileMode = 0666;
 
-std::string destinationOf(const std::string& name, const char* root) {
-  return joinPath(root, sanitizeEntryPath(name));
-}
-
 // --- The previous version ---------------------------------------------------------------------
 
-std::set<std::string> topDirectories(const UnZIP::Index& index) {
-  std::set<std::string> names;
+// Views of the index.
+std::set<std::string_view> topDirectories(const UnZIP::Index& index) {
+  std::set<std::string_view> names;
   for (const auto& [name, position] : index) {
     const std::size_t slash = name.find('/');
-    if (slash != std::string::npos) names.insert(name.substr(0, slash));
+    if (slash != std::string::npos) names.insert(std::string_view(name).substr(0, slash));
   }
   return names;
 }
 
 void removePreviousVersion(const UnZIP::Index& index, const char* root) {
-  for (const std::string& name : topDirectories(index)) {
-    const std::string path = destinationOf(name, root);
-    if (isBelow(path, root)) removeTree(path, Quiet::kNothing);
+  Destination destination(root);
+  for (const std::string_view name : topDirectories(index)) {
+    destination.find(name);
+    if (destination.isBelowRoot()) removeTree(destination.path(), Quiet::kNothing);
   }
 }
 
@@ -55,16 +53,17 @@ void removePreviousVersion(const UnZIP::Index& index, const char* root) {
 // and what fits is written.
 bool hasRoom(const UnZIP::Index& index, const char* root) {
   SpaceCheck check(root);
-  for (const std::string& name : topDirectories(index)) {
-    const std::string path = destinationOf(name, root);
-    if (isBelow(path, root)) check.addRemoved(path);
+  Destination destination(root);
+  for (const std::string_view name : topDirectories(index)) {
+    destination.find(name);
+    if (destination.isBelowRoot()) check.addRemoved(destination.path());
   }
   for (const auto& [name, record] : index) {
-    const std::string destination = destinationOf(name, root);
-    if (name.ends_with('/') || !isBelow(destination, root)) continue;
-    const std::string path = normalizePath(destination);
-    if (name.find('/') == std::string::npos) check.addReplaced(path);
-    check.addWritten(path, record.size);
+    if (name.ends_with('/')) continue;
+    destination.find(name);
+    if (!destination.isBelowRoot()) continue;
+    if (name.find('/') == std::string::npos) check.addReplaced(destination.normalized());
+    check.addWritten(destination.normalized(), record.size);
   }
   return !check.hasOldVersion() || check.fits();
 }
@@ -118,9 +117,9 @@ int openTarget(const Place& place, std::uint64_t size) {
   return ftruncate(file.get(), 0) == 0 ? file.release() : -1;
 }
 
-bool extractOnce(UnZIP& archive, UnZIP::Entry entry, const std::string& destination,
+bool extractOnce(UnZIP& archive, UnZIP::Entry entry, const Destination& destination,
                  FilePlaces& places) {
-  const Place* const place = places.make(normalizePath(destination));
+  const Place* const place = places.make(destination.normalized());
   if (place == nullptr) return false;
   return archive.extractToFile(entry,
                                [place, entry] { return openTarget(*place, entry->second.size); });
@@ -133,9 +132,9 @@ bool isPassing(int error) {
 }
 
 // Tried again where it fails for a reason that passes: the version before is gone by now.
-bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const std::string& destination,
-                  const char* root, FilePlaces& places) {
-  if (!isBelow(destination, root)) return false;
+bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const Destination& destination,
+                  FilePlaces& places) {
+  if (!destination.isBelowRoot()) return false;
   const Finding finding = findOut([&] {
     errno = 0;  // what fails without a call of the system that fails is the archive's fault
     if (extractOnce(archive, entry, destination, places)) return Finding::kFound;
@@ -144,24 +143,24 @@ bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const std::string& destina
   return finding == Finding::kFound;
 }
 
-bool isManifest(const std::string& path) { return toUpper(path).ends_with(kManifestEnding); }
-
 }  // namespace
 
 std::string extractContent(UnZIP& archive, const ContentTarget& target) {
   const bool isRefused = target.isReplaced && !hasRoom(archive.index(), target.root);
   if (target.isReplaced && !isRefused) removePreviousVersion(archive.index(), target.root);
   std::string appId;
+  Destination destination(target.root);
   FilePlaces places;
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
     const std::string& name = entry->first;
     if (name.ends_with('/')) continue;
-    const std::string destination = destinationOf(name, target.root);
-    if (isRefused || !extractEntry(archive, entry, destination, target.root, places)) {
-      reportError("Error: Failed to extract '%s' -> '%s'\n", name.c_str(), destination.c_str());
+    destination.find(name);
+    const std::string& path = destination.path();
+    if (isRefused || !extractEntry(archive, entry, destination, places)) {
+      reportError("Error: Failed to extract '%s' -> '%s'\n", name.c_str(), path.c_str());
       continue;
     }
-    if (isManifest(destination)) appId = readManifestAppId(destination);
+    if (endsInAnyCase(path, kManifestEnding)) appId = readManifestAppId(path);
   }
   return appId;
 }

@@ -26,7 +26,7 @@ bool isSkipped(const std::string& name) {
 std::vector<UnZIP::Entry> entriesEndingIn(std::string_view ending, const UnZIP& archive) {
   std::vector<UnZIP::Entry> entries;
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
-    if (!isSkipped(entry->first) && toUpper(entry->first).ends_with(ending)) {
+    if (!isSkipped(entry->first) && endsInAnyCase(entry->first, ending)) {
       entries.push_back(entry);
     }
   }

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <iterator>
 #include <string_view>
-#include <vector>
 
 #include "installer/directories.h"
 
@@ -20,17 +19,24 @@ namespace {
 constexpr int kPassFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 constexpr mode_t kDirectoryMode = 0777;
 
-std::vector<std::string> splitPath(std::string_view path) {
-  std::vector<std::string> components;
-  while (!path.empty()) {
-    const std::size_t slash = path.find('/');
-    if (slash != 0) components.emplace_back(path.substr(0, slash));
-    path.remove_prefix(slash == std::string_view::npos ? path.size() : slash + 1);
-  }
-  return components;
+// Takes the first component that is not empty off the front of `path`, with what separates it;
+// empty where there is none.
+std::string_view takeComponent(std::string_view& path) {
+  path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
+  const std::string_view component = path.substr(0, path.find('/'));
+  path.remove_prefix(component.size());
+  return component;
 }
 
-bool isRelative(const std::string& component) { return component == "." || component == ".."; }
+bool isRelative(std::string_view component) { return component == "." || component == ".."; }
+
+bool hasRelativeComponent(std::string_view path) {
+  while (true) {
+    const std::string_view component = takeComponent(path);
+    if (component.empty()) return false;
+    if (isRelative(component)) return true;
+  }
+}
 
 // The length of what may be reached through links: the configuration root, or all but the last
 // component.
@@ -80,31 +86,32 @@ FileDescriptor followTrustedLink(const FileDescriptor& directory, const std::str
 
 bool walk(const std::string& path, StepInto stepInto, Place& place) {
   const std::size_t length = trustedLength(path);
-  std::vector<std::string> components = splitPath(std::string_view(path).substr(length));
-  const bool climbs = std::any_of(components.begin(), components.end(), isRelative);
-  if (components.empty() || climbs) {
+  std::string_view rest = std::string_view(path).substr(length);
+  const bool climbs = hasRelativeComponent(rest);
+  std::string_view component = takeComponent(rest);
+  if (component.empty() || climbs) {
     errno = EINVAL;
     return false;
   }
 
   Place found;
-  found.name = std::move(components.back());
-  components.pop_back();
-  const std::string trusted = path.substr(0, length);
-  found.directory = FileDescriptor(open(trusted.empty() ? "." : trusted.c_str(), kPassFlags));
-  std::size_t walked = length;
-  for (const std::string& component : components) {
-    if (!found.directory.isOpen()) return false;
-    walked = path.find(component, walked) + component.size();
-    FileDescriptor next = stepInto(found.directory, component);
+  found.name = path.substr(0, length);  // what is trusted, then one component after the other
+  found.directory = FileDescriptor(open(length == 0 ? "." : found.name.c_str(), kPassFlags));
+  while (found.directory.isOpen()) {
+    found.name = component;
+    const std::size_t walked = path.size() - rest.size();  // up to where the component ends
+    component = takeComponent(rest);
+    if (component.empty()) {
+      place = std::move(found);
+      return true;
+    }
+    FileDescriptor next = stepInto(found.directory, found.name);
     if (!next.isOpen() && errno == ENOTDIR && isRoot(path, walked)) {
-      next = followTrustedLink(found.directory, component);
+      next = followTrustedLink(found.directory, found.name);
     }
     found.directory = std::move(next);
   }
-  if (!found.directory.isOpen()) return false;
-  place = std::move(found);
-  return true;
+  return false;
 }
 
 }  // namespace
@@ -122,10 +129,10 @@ bool makePlace(const std::string& path, Place& place) {
 const Place* FilePlaces::make(const std::string& path) {
   const std::size_t length = path.rfind('/') + 1;  // 0: there is no "/"
   const std::string_view directory = std::string_view(path).substr(0, length);
-  std::string name = path.substr(length);
+  const std::string_view name = std::string_view(path).substr(length);
   const bool isName = !name.empty() && !isRelative(name);
   if (isName && !directory.empty() && directory == directory_) {
-    place_.name = std::move(name);
+    place_.name = name;
     return &place_;
   }
   directory_.clear();

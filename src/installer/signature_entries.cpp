@@ -13,7 +13,7 @@ std::string upperNameOf(UnZIP::Entry entry) { return toUpper(entry->first); }
 
 SignatureEntries::SignatureEntries(const UnZIP& archive) {
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
-    if (upperNameOf(entry).ends_with(kSignatureEnding)) entries_.push_back(entry);
+    if (endsInAnyCase(entry->first, kSignatureEnding)) entries_.push_back(entry);
   }
   std::ranges::stable_sort(entries_, {}, upperNameOf);
 }

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -60,18 +59,19 @@ Finding readOnce(const char* path, std::size_t limit, std::string& content) {
   return Finding::kFound;
 }
 
-// The components of `path`, the empty ones before, between and behind separators included. None for
-// an empty path.
-std::vector<std::string_view> splitComponents(std::string_view path) {
-  std::vector<std::string_view> components;
-  while (!path.empty()) {
-    const std::size_t separator = path.find_first_of(kSeparators);
-    components.push_back(path.substr(0, separator));
-    if (separator == std::string_view::npos) return components;
-    path.remove_prefix(separator + 1);
-    if (path.empty()) components.push_back(path);
-  }
-  return components;
+// Takes the component before the first separator, or all there is, off the front of `path`. It is
+// empty where `path` begins with a separator.
+std::string_view takeComponent(std::string_view& path) {
+  const std::size_t separator = path.find_first_of(kSeparators);
+  const std::string_view component = path.substr(0, separator);
+  path.remove_prefix(separator == std::string_view::npos ? path.size() : separator + 1);
+  return component;
+}
+
+// Cuts the last component off `path`, behind its first `rootSize` octets.
+void dropComponent(std::string& path, std::size_t rootSize) {
+  const std::size_t separator = path.rfind('/');
+  path.resize(separator == std::string::npos ? rootSize : std::max(separator, rootSize));
 }
 
 bool endsInParentComponent(std::string_view path) {
@@ -112,31 +112,39 @@ std::string dirName(const std::string& path) {
   return path.substr(0, keepsSeparator ? last + 1 : last);
 }
 
-std::string normalizePath(const std::string& path) {
-  std::vector<std::string_view> components = splitComponents(path);
-  std::string result;
-  std::size_t first = 0;
-  if (!components.empty() && (components[0].empty() || components[0].ends_with(':'))) {
-    result.append(components[0]).append("/");
-    first = 1;
+void normalizePath(std::string_view path, std::string& normalized) {
+  normalized.clear();
+  normalized.reserve(path.size() + 1);
+  std::string_view rest = path;
+  const std::string_view first = takeComponent(rest);
+  if (!path.empty() && (first.empty() || first.ends_with(':'))) {
+    normalized.append(first).append("/");
+  } else {
+    rest = path;
   }
 
-  std::vector<std::string_view> kept;
-  for (std::size_t i = first; i < components.size(); ++i) {
-    const std::string_view component = components[i];
+  const std::size_t rootSize = normalized.size();
+  std::size_t names = 0;  // that a ".." folds with; each ".." that stays is in front of them
+  while (!rest.empty()) {
+    const std::string_view component = takeComponent(rest);
     if (component.empty() || component == ".") continue;
-    if (component == ".." && !kept.empty() && kept.back() != "..") {
-      kept.pop_back();
-    } else {
-      kept.push_back(component);
+    const bool isParent = component == "..";
+    if (isParent && names > 0) {
+      dropComponent(normalized, rootSize);
+      --names;
+      continue;
     }
+    if (!isParent) ++names;
+    if (normalized.size() > rootSize) normalized += '/';
+    normalized += component;
   }
+  if (normalized.empty()) normalized = ".";
+}
 
-  for (std::size_t i = 0; i < kept.size(); ++i) {
-    if (i > 0) result += '/';
-    result += kept[i];
-  }
-  return result.empty() ? "." : result;
+std::string normalizePath(const std::string& path) {
+  std::string normalized;
+  normalizePath(path, normalized);
+  return normalized;
 }
 
 std::string joinPath(const std::string& base, const std::string& path) {

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "support/byte_view.h"
 #include "support/finding.h"
@@ -47,6 +48,9 @@ inline constexpr std::size_t kMaxManifestSize = std::size_t{1} << 20;
 // `path` without empty and "." components, each ".." folded with the name before it. A ".." that
 // has no name to fold with stays, behind the root as well. Never empty: "." stands for nothing.
 [[nodiscard]] std::string normalizePath(const std::string& path);
+
+// The same into `normalized`, whose memory is used again; `path` is no view of it.
+void normalizePath(std::string_view path, std::string& normalized);
 
 // `path` seen from the directory `base`, normalised; an absolute `path` as it is.
 [[nodiscard]] std::string joinPath(const std::string& base, const std::string& path);

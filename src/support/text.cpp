@@ -31,6 +31,12 @@ std::string toUpper(const std::string& text) {
   return upper;
 }
 
+bool endsInAnyCase(std::string_view text, std::string_view upperEnding) {
+  return text.size() >= upperEnding.size() &&
+         std::equal(upperEnding.begin(), upperEnding.end(), text.end() - upperEnding.size(),
+                    [](char upper, char octet) { return upper == toUpper(octet); });
+}
+
 void splitString(std::vector<std::string>& pieces, const std::string& text, char separator,
                  bool trimPieces) {
   std::vector<std::string> found;

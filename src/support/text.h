@@ -26,6 +26,9 @@ namespace wzapp {
 
 [[nodiscard]] std::string toUpper(const std::string& text);
 
+// Whether `text`, in upper case, ends in `upperEnding`.
+[[nodiscard]] bool endsInAnyCase(std::string_view text, std::string_view upperEnding);
+
 // Replaces `pieces` by what stands between the separators, trimmed if asked for: always one piece
 // more than there are separators, so an empty text is one empty piece.
 void splitString(std::vector<std::string>& pieces, const std::string& text, char separator,

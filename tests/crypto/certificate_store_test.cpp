@@ -147,6 +147,31 @@ TEST_F(CertificateStoreTest, RebuildTakesThePresentTerminal) {
   EXPECT_EQ(kindOf(rootId(0)), -1);
 }
 
+TEST_F(CertificateStoreTest, RebuildCopiesNothingThatIsTheSame) {
+  store.rebuild();
+  store.add("A.CRT", signedSigner(kApplicationRow));
+  const std::shared_ptr<const Certificate> root = store.find(hexOf(rootId(0)));
+  const std::shared_ptr<const Certificate> authority = store.find(hexOf(authorityId(0)));
+  const std::shared_ptr<const Certificate> signer = store.find(hexOf(kSignerId));
+
+  store.rebuild();
+  store.add("A.CRT", signedSigner(kApplicationRow));
+
+  EXPECT_EQ(store.find(hexOf(rootId(0))), root);
+  EXPECT_EQ(store.find(hexOf(authorityId(0))), authority);
+  EXPECT_EQ(store.find(hexOf(kSignerId)), signer);
+}
+
+TEST_F(CertificateStoreTest, RebuiltTakesTheSameOctetsForAnotherKind) {
+  store.rebuild();
+  store.add("A.CRT", signedSigner(kApplicationRow));
+
+  store.rebuild();
+  store.add("A.CRT", signedSigner(kApplicationRow), kManifestCertificate);
+
+  EXPECT_EQ(kindOf(kSignerId), kManifestCertificate);
+}
+
 // What was found good once is not verified again; everything else is.
 TEST_F(CertificateStoreTest, RebuildVerifiesAnewUnderAnotherRootOfTheSameIdentifier) {
   store.rebuild();

@@ -60,6 +60,19 @@ TEST(ToUpperTest, ChangesTheLettersAToZOnly) {
   }
 }
 
+// --- endsInAnyCase ----------------------------------------------------------------------------
+
+TEST(EndsInAnyCaseTest, ComparesInUpperCase) {
+  for (const char* const text : {"shop.zip", "SHOP.ZIP", "a.Zip", ".zip"}) {
+    EXPECT_TRUE(endsInAnyCase(text, ".ZIP")) << text;
+  }
+  for (const char* const text : {"", "zip", "shop.zi", "shop.zip ", "shop@zip"}) {
+    EXPECT_FALSE(endsInAnyCase(text, ".ZIP")) << text;
+  }
+  EXPECT_TRUE(endsInAnyCase("", ""));
+  EXPECT_FALSE(endsInAnyCase("a.zip", ".zip"));  // the ending itself is in upper case
+}
+
 // --- splitString ------------------------------------------------------------------------------
 
 std::vector<std::string> split(const std::string& text, char separator, bool trimPieces) {
