@@ -92,18 +92,6 @@ bool prepareSourceDir(const InstallSink& sink) {
 
 // --- Configuration root -----------------------------------------------------------------------
 
-struct Migration {
-  const char* from;
-  const char* to;
-};
-
-// From the older layout, in this order.
-constexpr Migration kMigrations[] = {
-    {"/home/sys13/flash/www/wz", kAppRoot},
-    {"/home/sys13/flash/www/mp", kManifestRoot},
-    {"/home/sys13/flash/www/fsroot", kFileSystemRoot},
-};
-
 constexpr const char* kNotCreatedRoot = "Failed to create %s\n";
 
 // What there is to report once the lock is let go: whoever is told may call anything, wzAppRun too.

@@ -17,6 +17,19 @@ inline constexpr const char* kAppRoot = "/mnt/flash/etc/config/wzapp/wz";
 inline constexpr const char* kManifestRoot = "/mnt/flash/etc/config/wzapp/mp";
 inline constexpr const char* kFileSystemRoot = "/mnt/flash/etc/config/wzapp/fsroot";
 
+// A root of the older layout, and the one that took its place.
+struct Migration {
+  const char* from;
+  const char* to;
+};
+
+// In the order in which they are moved.
+inline constexpr Migration kMigrations[] = {
+    {"/home/sys13/flash/www/wz", kAppRoot},
+    {"/home/sys13/flash/www/mp", kManifestRoot},
+    {"/home/sys13/flash/www/fsroot", kFileSystemRoot},
+};
+
 // Makes `log` with `user` the install sink (null: silent) and sees to it that the configuration
 // root is a directory of the calling process's real user. Where it does not exist yet it is
 // created, and the applications of the older layout are moved into it; a move that fails is

@@ -3,6 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
+#include "tools/wz/reports/log_reading.h"
+
 namespace wzapp_test {
 namespace {
 
@@ -79,6 +84,91 @@ TEST_F(LogFollowerTest, WhatTheListingSaysIsNobodysReason) {
   report("Error: app id missing in %s\n", "x");
 
   EXPECT_THAT(log_.ofApplication("shop"), IsEmpty());
+}
+
+// ---- Logs that are read back -------------------------------------------------------------------
+
+using Lines = std::vector<std::string>;
+
+Lines codesOf(const wz::LogRemarks& remarks) {
+  Lines codes;
+  for (const wz::LogRemark& remark : remarks) codes.emplace_back(remark.code->id);
+  return codes;
+}
+
+TEST(LogReadingTest, RemarksBelongToPackagesArchivesAndRemovals) {
+  const auto runs = wz::readInstallLog({
+      "Installing to /mnt/flash/etc/config/wzapp/wz",
+      "Install /mnt/flash/system/wz/a.zip",
+      "Error: Failed to extract 'x.crt'",
+      "Found shop.zip",
+      "Error: Invalid signature",
+      "Found tip.zip",
+      "Checking tip.zip",
+      "Extracting tip.zip",
+      "postinstall",
+      "Checking tip",
+      "Error: Invalid sponsor list '1' for installing 'tip', expecting sponsor '2'",
+      "Removing /mnt/flash/etc/config/wzapp/wz/tip.MFT",
+      "Error: No valid marketplace manifest found for TIP",
+      "Removing /mnt/flash/etc/config/wzapp/wz/tip",
+      "Removing /mnt/flash/etc/config/wzapp/fsroot/tip",
+      "Removing /mnt/flash/etc/config/wzapp/wz/old",
+      "Checking dependencies",
+      "Reading /mnt/flash/etc/config/wzapp/wz/cafe.MFT",
+      "Checking /mnt/flash/etc/config/wzapp/wz/cafe.MFT",
+      "Error: Missing api PRINT",
+      "Removing app CAFE",
+      "Re-checking dependencies after removing apps",
+      "Checking /mnt/flash/etc/config/wzapp/wz/till.MFT",
+      "Error: Missing trigger PAID",
+      "Removing app TILL",
+      "Re-checking dependencies after removing apps",
+      "Error: Installation of tip failed",
+      "List of installed applications:",
+      "shop",
+      "Overall result: ERROR",
+  });
+
+  ASSERT_EQ(runs.size(), 1U);
+  const wz::LoggedRun& run = runs[0];
+  ASSERT_EQ(run.packages.size(), 1U);
+  EXPECT_THAT(codesOf(run.packages[0].remarks), ElementsAre("WZ-0102"));
+  ASSERT_EQ(run.packages[0].archives.size(), 2U);
+  EXPECT_THAT(codesOf(run.packages[0].archives[0].remarks), ElementsAre("WZ-0305"));
+  EXPECT_FALSE(run.packages[0].archives[0].isExtracted);
+  EXPECT_TRUE(run.packages[0].archives[1].isExtracted);
+  ASSERT_EQ(run.removals.size(), 4U);
+  EXPECT_THAT(codesOf(run.findRemoval("tip")->reasons), ElementsAre("WZ-0503", "WZ-0507"));
+  EXPECT_THAT(run.findRemoval("old")->reasons, IsEmpty());
+  EXPECT_EQ(run.findRemoval("cafe")->pass, 1U);
+  EXPECT_EQ(run.findRemoval("Till")->pass, 2U);
+  EXPECT_EQ(run.failed, "tip");
+  EXPECT_THAT(run.installed, ElementsAre("shop"));
+  EXPECT_EQ(run.resultWord, "ERROR");
+}
+
+// A package decides what its archives are called, but not what the log says about them.
+TEST(LogReadingTest, ANameIsNotTakenForALine) {
+  const auto runs = wz::readInstallLog({"09:00 Install /x/a.zip", "09:00 Found Removing app SHOP",
+                                        "09:00 Found Error: Missing trigger X"});
+
+  ASSERT_EQ(runs.size(), 1U);
+  EXPECT_THAT(runs[0].removals, IsEmpty());
+  ASSERT_EQ(runs[0].packages[0].archives.size(), 2U);
+  EXPECT_THAT(runs[0].packages[0].archives[1].remarks, IsEmpty());
+}
+
+TEST(LogReadingTest, RunsFollowOneAnotherAndMayBeCut) {
+  const auto runs = wz::readInstallLog({"noise", "Installing to /x", "Overall result: NO PACKAGE",
+                                        "noise", "Installing to /x", "postinstall"});
+
+  ASSERT_EQ(runs.size(), 2U);
+  EXPECT_EQ(runs[0].firstLine, 1U);
+  EXPECT_EQ(runs[0].lineCount, 2U);
+  EXPECT_EQ(runs[1].firstLine, 4U);
+  EXPECT_EQ(runs[1].resultWord, "");
+  EXPECT_THAT(wz::readInstallLog({"no log", ""}), IsEmpty());
 }
 
 }  // namespace

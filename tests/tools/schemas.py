@@ -114,7 +114,7 @@ def run_lines(code, *arguments, meanwhile=None, awaited=""):
 
 # What differs from build to build, by its key.
 CHANGING = {"octets", "size", "serial", "serialOctets", "subjectKeyId", "authorityKeyId", "validFrom",
-            "validTo", "issuer", "dates", "authorities", "detail", "acceptance", "version", "found"}
+            "validTo", "issuer", "dates", "authorities", "detail", "acceptance", "version", "found", "time", "sha256"}
 
 
 def stable(value, key=""):
@@ -181,6 +181,9 @@ with tempfile.TemporaryDirectory() as folder:
     golden("list", run(0, "list", "--json", "--terminal", "desk"))
     golden("remove", run(0, "remove", "--json", "--terminal", "desk", "shop"))
     golden("remove-none", run(1, "remove", "--json", "--terminal", "desk", "shop"))
+    golden("history", run(0, "history", "--json", "--terminal", "desk"))
+    for line in pathlib.Path("desk/history.jsonl").read_text().splitlines():
+        expect("history-event.schema.json", json.loads(line), "a line of the history")
     golden("keys-show", run(0, "keys", "show", "--json", signer))
     golden("keys-show-none", run(1, "keys", "show", "--json", "shop/manifest.mft"))
     golden("explain", run(0, "explain", "--json", "WZ-0304"))
@@ -211,7 +214,7 @@ with tempfile.TemporaryDirectory() as folder:
 
     # The wrong command line, and what is not there, of each command.
     for command in ("terminal create", "terminal show", "new", "pack", "check", "inspect", "install", "list",
-                    "remove", "keys init", "keys show", "certs", "explain", "notify", "replay", "doctor",
+                    "remove", "keys init", "keys show", "certs", "explain", "notify", "history", "replay", "doctor",
                     "run", "host", "listen", "reply"):
         run(2, *command.split(), "--json", "--no-such-option")
     golden("no-such-option", run(2, "list", "--json", "--terminl", "desk"))
@@ -228,6 +231,7 @@ with tempfile.TemporaryDirectory() as folder:
     run(3, "inspect", "--json", "nowhere.zip")
     run(3, "check", "--json", "nowhere.zip")
     run(3, "install", "--json", "--terminal", "desk", "nowhere.zip")
+    run(3, "history", "--json", "--terminal", "nowhere")
     run(3, "notify", "--json", "--terminal", "nowhere", "till", "PAY")
     run(3, "listen", "--json", "--terminal", "nowhere", "till", "PAY")
 
@@ -235,6 +239,7 @@ with tempfile.TemporaryDirectory() as folder:
                       ["inspect", "shop.zip"], ["inspect", "--json", "shop.zip"],
                       ["inspect", "--terminal", "desk", "shop.zip"],
                       ["list", "--json", "--terminal", "desk"], ["keys", "show", signer],
+                      ["history", "--terminal", "desk"], ["history", "--json", "--terminal", "desk"],
                       ["keys", "show", "--json", signer], ["pack", "shop", "-o", "shop.zip"],
                       ["install", "--terminal", "desk", "shop.zip"], ["list", "--terminal", "desk"],
                       ["terminal", "show", "desk"],

@@ -105,6 +105,7 @@ int runCommandLine(int argc, char** argv) {
   wz::addMessageCommands(app, action);
   wz::addKeyCommands(app, action);
   wz::addPackageCommands(app, action);
+  wz::addStoryCommands(app, action);
   wz::addHelpCommand(app, action);
   wz::addCompletionCommand(app, action);
   promiseJsonIfAsked(argc, argv);

@@ -134,6 +134,30 @@ TextPlace placeIn(std::string_view text, std::size_t offset) {
   return {lines + 1, start == std::string_view::npos ? before.size() + 1 : before.size() - start};
 }
 
+std::string textAt(const JsonNode& node, std::string_view key) {
+  const JsonNode* const found = node.find(key);
+  return found != nullptr && found->type == JsonNode::Type::kText ? found->text : std::string();
+}
+
+bool flagAt(const JsonNode& node, std::string_view key) {
+  const JsonNode* const found = node.find(key);
+  return found != nullptr && found->type == JsonNode::Type::kFlag && found->text == "true";
+}
+
+const std::vector<JsonNode>& itemsAt(const JsonNode& node, std::string_view key) {
+  static const std::vector<JsonNode> none;
+  const JsonNode* const found = node.find(key);
+  return found != nullptr && found->type == JsonNode::Type::kArray ? found->items : none;
+}
+
+std::vector<std::string> textsAt(const JsonNode& node, std::string_view key) {
+  std::vector<std::string> texts;
+  for (const JsonNode& item : itemsAt(node, key)) {
+    if (item.type == JsonNode::Type::kText) texts.push_back(item.text);
+  }
+  return texts;
+}
+
 const char* typeText(JsonNode::Type type) {
   switch (type) {
     case JsonNode::Type::kNull:

@@ -2,6 +2,7 @@
 #ifndef WZ_CHECK_JSON_TREE_H
 #define WZ_CHECK_JSON_TREE_H
 
+#include <charconv>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -38,6 +39,20 @@ struct JsonText {
 
 /// Reads a text whole. One that is nested more than 256 levels deep is refused.
 [[nodiscard]] JsonText readJsonText(std::string_view text);
+
+// The member of that key of an object, where it is of the type; otherwise what is empty.
+[[nodiscard]] std::string textAt(const JsonNode& node, std::string_view key);
+[[nodiscard]] bool flagAt(const JsonNode& node, std::string_view key);
+[[nodiscard]] const std::vector<JsonNode>& itemsAt(const JsonNode& node, std::string_view key);
+[[nodiscard]] std::vector<std::string> textsAt(const JsonNode& node, std::string_view key);
+
+/// The same for an integer; `number` stays as it is where there is none.
+template <typename Number>
+void takeNumber(const JsonNode& node, std::string_view key, Number& number) {
+  const JsonNode* const found = node.find(key);
+  if (found == nullptr || found->type != JsonNode::Type::kNumber) return;
+  std::from_chars(found->text.data(), found->text.data() + found->text.size(), number);
+}
 
 /// A place in a text: line and column from 1, columns in octets.
 struct TextPlace {

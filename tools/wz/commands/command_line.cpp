@@ -44,6 +44,10 @@ void addCount(CLI::App& command, unsigned& count, const std::string& meaning) {
   command.add_option("--count", count, meaning)->type_name("N")->check(aboveZero());
 }
 
+void addVerbose(CLI::App& command, bool& verbose, const char* meaning) {
+  command.add_flag("--verbose", verbose, meaning);
+}
+
 void addJson(CLI::App& command, bool& asJson) {
   command.add_flag("--json", asJson, "Print one JSON document");
 }

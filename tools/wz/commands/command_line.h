@@ -21,6 +21,7 @@ std::string footer(const std::string& examples);
 void addTerminal(CLI::App& command, std::string& terminal);
 void addTimeout(CLI::App& command, double& seconds, const std::string& meaning);
 void addCount(CLI::App& command, unsigned& count, const std::string& meaning);
+void addVerbose(CLI::App& command, bool& verbose, const char* meaning);
 void addJson(CLI::App& command, bool& asJson);       ///< one document
 void addJsonLines(CLI::App& command, bool& asJson);  ///< an object a line
 
@@ -31,6 +32,7 @@ void addRunCommands(CLI::App& app, Action& action);       ///< run, replay, exec
 void addMessageCommands(CLI::App& app, Action& action);   ///< listen, notify, reply
 void addKeyCommands(CLI::App& app, Action& action);       ///< keys init, keys show, certs
 void addPackageCommands(CLI::App& app, Action& action);   ///< new, pack, inspect, install and so on
+void addStoryCommands(CLI::App& app, Action& action);     ///< history
 void addHelpCommand(CLI::App& app, Action& action);       ///< help
 void addCompletionCommand(CLI::App& app, Action& action);  ///< completion
 

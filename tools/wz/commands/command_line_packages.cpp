@@ -90,10 +90,6 @@ void addPack(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return pack(*kept); }; });
 }
 
-void addVerbose(CLI::App& command, bool& verbose, const char* meaning) {
-  command.add_flag("--verbose", verbose, meaning);
-}
-
 void addInspect(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<InspectOptions>();
   CLI::App& command = *app.add_subcommand("inspect", "Explain a package without installing it");

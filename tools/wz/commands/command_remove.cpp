@@ -9,10 +9,11 @@
 #include "workstation/terminal/terminal_profile.h"
 #include "wz/commands/commands.h"
 #include "wz/reports/output.h"
-#include "wz/terminal/installation.h"
+#include "wz/terminal/interrupt.h"
+#include "wz/terminal/package_files.h"
 #include "wz/terminal/terminal_change.h"
+#include "wz/terminal/told_installation.h"
 #include "wz/words/exit_code.h"
-#include "wzapp/wzapp.h"
 
 namespace wz {
 namespace {
@@ -46,15 +47,17 @@ bool orderRemoval(const InstalledApplication& application, packaging::RemovalOrd
 
 bool makeWaiting(const packaging::RemovalOrder& order, const packaging::PackageSigners& signers,
                  WaitingPackage& package) {
-  const std::string path = std::string(wzapp::wzInstallSourceDir()) + "/" + kPackageName;
+  const std::string path = placeOfPackage(kPackageName);
   std::string error;
   const auto accept = [](const std::string&) { return true; };
   if (!packaging::makePackage({order}, signers, path, accept, error)) {
     printMessage(error);
     return false;
   }
+  std::error_code failure;
   package = {"the removal of " + order.id, kPackageName,
-             examinePackage(path, wzapp::authorities(), EntrySizes::kLeftOut)};
+             examinePackage(path, wzapp::authorities(), EntrySizes::kLeftOut), sha256OfFile(path),
+             std::filesystem::file_size(path, failure)};
   return true;
 }
 
@@ -76,7 +79,10 @@ int removeApplication(const RemoveOptions& options) {
   if (!orderRemoval(application, order) || !makeWaiting(order, signers, package)) {
     return kEnvironment;
   }
-  return installAsCommand("remove", {package}, options.asJson);
+  watchInterrupts();
+  ChangeRecord record;
+  record.begin(HistoryKind::kRemove, {package});
+  return installAndTell("remove", {package}, options.asJson, record);
 }
 
 }  // namespace wz

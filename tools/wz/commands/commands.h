@@ -214,6 +214,15 @@ struct ListOptions {
 
 int listApplications(const ListOptions& options);
 
+struct HistoryOptions {
+  std::string terminal;
+  unsigned count = 0;  // the last ones; 0: all
+  bool asJson = false;
+  bool verbose = false;
+};
+
+int showHistory(const HistoryOptions& options);
+
 struct RemoveOptions {
   std::string terminal;
   std::string id;

@@ -4,9 +4,11 @@
 #include <system_error>
 
 #include "packaging/application_folder.h"
+#include "workstation/terminal/terminal_directory.h"
 #include "wz/check/folder_check.h"
 #include "wz/reports/diagnostic.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/older_layout.h"
 #include "wz/words/exit_code.h"
 #include "wzapp/wzapp.h"
 
@@ -16,6 +18,12 @@ namespace wz {
 // at the start of every run; without a manifest it then stops. Done first, so that what is looked
 // for or placed there is not in the way of that move.
 bool prepareConfigRoot() {
+  {
+    // Where another program is changing the terminal, that one does it.
+    workstation::TerminalLock lock;
+    std::string ignored;
+    if (lock.acquire(workstation::terminalDirectory(), ignored)) migrateOlderLayout();
+  }
   constexpr int kUnusableRoot = 5;
   wzapp::counted_ptr<wzapp::WZApp> none;
   return wzapp::wzAppRun(none, 0, nullptr, nullptr, {}, nullptr, nullptr) != kUnusableRoot;

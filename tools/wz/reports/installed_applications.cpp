@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "installer/application_manifest.h"
+#include "installer/version.h"
 #include "support/text.h"
 #include "wz/reports/packaged_manifest.h"
 #include "wzapp/wzapp.h"
@@ -47,6 +48,12 @@ void takeApplication(const std::string& name, InstalledApplications& application
   application.id = manifest.id.empty() ? name.substr(0, stem->size()) : manifest.id;
   application.version = manifest.version;
   application.stamp += stampOf(path);
+  for (const Feature& one : manifest.exportedTriggers) {
+    application.exportedTriggers.push_back(one.id);
+  }
+  for (const Feature& one : manifest.exportedInterfaces) {
+    application.exportedInterfaces.push_back(one.id);
+  }
 }
 
 void takeMarketplaceFolder(const std::string& name, InstalledApplications& applications) {
@@ -58,11 +65,20 @@ void takeMarketplaceFolder(const std::string& name, InstalledApplications& appli
   const PackagedManifest manifest = readPackagedManifest(path, name);
   application.marketplaceFolder = name;
   application.sponsors = manifest.sponsors;
-  application.stamp += "," + stampOf(path);
+  application.marketplaceVersion = manifest.version;
+  application.marketplaceStamp = stampOf(path);
   if (application.id.empty()) application.id = manifest.id.empty() ? name : manifest.id;
 }
 
 }  // namespace
+
+bool isWrittenAnew(const InstalledApplication& before, const InstalledApplication& now) {
+  return before.stamp != now.stamp || before.marketplaceStamp != now.marketplaceStamp;
+}
+
+bool isOlderVersion(const std::string& version, const std::string& than) {
+  return !version.empty() && !than.empty() && wzapp::Version(version) < wzapp::Version(than);
+}
 
 InstalledApplications findInstalledApplications() {
   InstalledApplications applications;

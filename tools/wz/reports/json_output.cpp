@@ -33,24 +33,39 @@ void putFlag(JsonWriter& writer, const char* key, bool value) {
   writer.Bool(value);
 }
 
-void printJsonObject(const std::function<void(JsonWriter& writer)>& body, bool inOneLine) {
+namespace {
+
+std::string textOf(const std::function<void(JsonWriter& writer)>& body) {
   rapidjson::StringBuffer buffer;
   JsonWriter writer(buffer);
   writer.SetIndent(' ', 2);
   writer.StartObject();
   body(writer);
   writer.EndObject();
+  return {buffer.GetString(), buffer.GetSize()};
+}
+
+}  // namespace
+
+std::string jsonLine(const std::function<void(JsonWriter& writer)>& body) {
+  const std::string text = textOf(body);
   std::string line;
-  for (std::string_view rest(buffer.GetString(), buffer.GetSize()); !rest.empty();) {
+  for (std::string_view rest(text); !rest.empty();) {
     const std::size_t end = rest.find('\n');
-    if (inOneLine) {
-      line += rest.substr(0, end).substr(rest.find_first_not_of(' '));
-    } else {
-      printLine(rest.substr(0, end));
-    }
+    line += rest.substr(0, end).substr(rest.find_first_not_of(' '));
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
   }
-  if (inOneLine) printLine(line);
+  return line;
+}
+
+void printJsonObject(const std::function<void(JsonWriter& writer)>& body, bool inOneLine) {
+  if (inOneLine) return printLine(jsonLine(body));
+  const std::string text = textOf(body);
+  for (std::string_view rest(text); !rest.empty();) {
+    const std::size_t end = rest.find('\n');
+    printLine(rest.substr(0, end));
+    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+  }
 }
 
 }  // namespace wz

@@ -22,6 +22,22 @@ void putTexts(JsonWriter& writer, const char* key, const std::vector<std::string
 void putNumber(JsonWriter& writer, const char* key, std::uint64_t value);
 void putFlag(JsonWriter& writer, const char* key, bool value);
 
+/// A list of objects, the members of each of which `put` writes.
+template <typename Rows, typename Put>
+void putRows(JsonWriter& writer, const char* key, const Rows& rows, const Put& put) {
+  writer.Key(key);
+  writer.StartArray();
+  for (const auto& row : rows) {
+    writer.StartObject();
+    put(row);
+    writer.EndObject();
+  }
+  writer.EndArray();
+}
+
+/// An object as one line of text, without a line feed.
+[[nodiscard]] std::string jsonLine(const std::function<void(JsonWriter& writer)>& body);
+
 /// Prints an object on standard output, in several lines or in one.
 void printJsonObject(const std::function<void(JsonWriter& writer)>& body, bool inOneLine = false);
 

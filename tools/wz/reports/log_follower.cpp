@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "support/text.h"
 #include "wz/reports/output.h"
@@ -75,8 +76,9 @@ const LogFollower::Row* LogFollower::findRow(const char* format) {
   return nullptr;
 }
 
-LogFollower::LogFollower(Display display, std::size_t packageCount)
+LogFollower::LogFollower(Display display, std::size_t packageCount, Watcher watcher)
     : display_(display),
+      watcher_(std::move(watcher)),
       isLive_(display == Display::kLines && isatty(STDOUT_FILENO) == 1),
       packageCount_(packageCount) {}
 
@@ -99,10 +101,12 @@ void LogFollower::takeLine(const char* format, std::va_list arguments) {
   }
   if (isReason(format)) noteReason(line);
   lines_.push_back(line);
-  if (display_ == Display::kNone) return;
-  clearLiveLine();
-  printLine(line);
-  showLiveLine();
+  if (display_ == Display::kLines) {
+    clearLiveLine();
+    printLine(line);
+    showLiveLine();
+  }
+  if (watcher_) watcher_(*this);
 }
 
 Reasons LogFollower::ofPackage(const std::string& name) const {

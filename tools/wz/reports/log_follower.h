@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,8 +22,11 @@ class LogFollower {
     kLines,  ///< every line as it comes; on a user's terminal with a live one below them
   };
 
+  /// Called behind every line.
+  using Watcher = std::function<void(LogFollower& log)>;
+
   /// \param packageCount  how many packages wait to be installed.
-  LogFollower(Display display, std::size_t packageCount);
+  LogFollower(Display display, std::size_t packageCount, Watcher watcher = nullptr);
   ~LogFollower();
   LogFollower(const LogFollower&) = delete;
   LogFollower& operator=(const LogFollower&) = delete;
@@ -31,6 +35,9 @@ class LogFollower {
   static void take(void* log, const char* format, ...);
 
   [[nodiscard]] const std::vector<std::string>& lines() const { return lines_; }
+  /// Takes the live line away, until there is another line.
+  void clearLiveLine() const;
+
   /// By the names of package files.
   [[nodiscard]] Reasons ofPackage(const std::string& name) const;
   /// By the application's id in any case.
@@ -51,10 +58,10 @@ class LogFollower {
   void onListing(const std::string&);
   void noteReason(const std::string& line);
 
-  void clearLiveLine() const;
   void showLiveLine() const;
 
   Display display_;
+  Watcher watcher_;
   bool isLive_;
   std::size_t packageCount_, packagesSeen_ = 0, entriesSeen_ = 0;
   Phase phase_ = Phase::kBegin;

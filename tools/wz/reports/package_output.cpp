@@ -150,18 +150,6 @@ void printPackage(const PackageReport& report, bool verbose) {
 
 namespace {
 
-template <typename Rows, typename Put>
-void putRows(JsonWriter& writer, const char* key, const Rows& rows, const Put& put) {
-  writer.Key(key);
-  writer.StartArray();
-  for (const auto& row : rows) {
-    writer.StartObject();
-    put(row);
-    writer.EndObject();
-  }
-  writer.EndArray();
-}
-
 void putEntries(JsonWriter& writer, const std::vector<PackageEntry>& entries) {
   putRows(writer, "entries", entries, [&writer](const PackageEntry& entry) {
     putText(writer, "name", entry.name);

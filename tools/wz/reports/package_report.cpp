@@ -105,6 +105,16 @@ bool PackageReport::isAccepted() const {
          std::ranges::all_of(inners, [](const InnerReport& inner) { return inner.isAccepted(); });
 }
 
+std::string hexText(std::span<const std::uint8_t> octets) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const std::uint8_t octet : octets) {
+    text += kDigits[octet >> 4];
+    text += kDigits[octet & 15];
+  }
+  return text;
+}
+
 bool isPackageName(const std::string& file) {
   constexpr std::string_view kEnding = ".ZIP";
   const std::string name = wzapp::toUpper(std::filesystem::path(file).filename().string());

@@ -82,6 +82,9 @@ struct PackageReport {
   [[nodiscard]] bool isAccepted() const;
 };
 
+/// Octets as hexadecimal digits.
+[[nodiscard]] std::string hexText(std::span<const std::uint8_t> octets);
+
 /// Whether a terminal looks at package files of this name: one that ends in ".zip", with something
 /// before it.
 [[nodiscard]] bool isPackageName(const std::string& file);

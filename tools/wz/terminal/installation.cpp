@@ -7,8 +7,8 @@
 
 #include "support/text.h"
 #include "wz/reports/identity_warnings.h"
-#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/package_files.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/explain.h"
 #include "wzapp/wzapp.h"
@@ -55,7 +55,7 @@ void compare(const InstalledApplications& before, const InstalledApplications& n
     if (!application.isInstalled) continue;
     if (!isInstalled(before, upperId)) {
       changes.push_back({Change::Kind::kInstalled, application.id, "", application.version, {}});
-    } else if (const auto& older = before.at(upperId); older.stamp != application.stamp) {
+    } else if (const auto& older = before.at(upperId); isWrittenAnew(older, application)) {
       changes.push_back(
           {Change::Kind::kReplaced, application.id, older.version, application.version, {}});
     }
@@ -124,7 +124,7 @@ PackageOutcome judgePackage(const WaitingPackage& package, const InstalledApplic
             outcome.reasons);
   }
   // Terminals keep a package until what it brought is on stable storage.
-  const std::string place = std::string(wzapp::wzInstallSourceDir()) + "/" + package.name;
+  const std::string place = placeOfPackage(package.name);
   if (access(place.c_str(), F_OK) == 0) {
     outcome.isDone = false;
     addOnce(
@@ -189,11 +189,11 @@ Diagnostics diagnosticsOf(const InstallOutcome& outcome) {
 }
 
 InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
-                               LogFollower::Display display) {
+                               LogFollower::Display display, LogFollower::Watcher watcher) {
   const InstalledApplications before = findInstalledApplications();
   InstallOutcome outcome;
   {
-    LogFollower log(display, packages.size());
+    LogFollower log(display, packages.size(), std::move(watcher));
     outcome.result = wzapp::wzInstall(LogFollower::take, &log);
     const InstalledApplications now = findInstalledApplications();
     compare(before, now, log, outcome.changes);
@@ -269,19 +269,6 @@ int exitCodeOf(const InstallOutcome& outcome) {
     return kEnvironment;
   }
   return outcome.isDone() ? kDone : kApplicationFailed;
-}
-
-int installAsCommand(const char* command, const std::vector<WaitingPackage>& packages,
-                     bool asJson) {
-  const auto display = asJson ? LogFollower::Display::kNone : LogFollower::Display::kLines;
-  const InstallOutcome outcome = runInstallation(packages, display);
-  if (asJson) {
-    printJsonDocument(command, outcome.isDone(), diagnosticsOf(outcome),
-                      [&outcome](JsonWriter& writer) { putOutcome(writer, outcome); });
-  } else {
-    printOutcome(outcome);
-  }
-  return exitCodeOf(outcome);
 }
 
 }  // namespace wz

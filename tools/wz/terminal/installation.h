@@ -17,6 +17,8 @@ struct WaitingPackage {
   std::string file;      ///< what the user calls it
   std::string name;      ///< its own in the source directory
   PackageReport report;  ///< tells what is to be expected of it
+  std::string sha256;    ///< of its octets, hexadecimal; empty: not known
+  std::uint64_t octets = 0;
 };
 
 struct PackageOutcome {
@@ -44,13 +46,10 @@ struct InstallOutcome {
 };
 
 /// Runs an installation over what waits in the source directory.
+/// \param watcher  of its log.
 [[nodiscard]] InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
-                                             LogFollower::Display display);
-
-/// The same as a command does it: the log or nothing while it runs, then what it changed, in words
-/// or as a document of JSON of that command. The exit code.
-[[nodiscard]] int installAsCommand(const char* command, const std::vector<WaitingPackage>& packages,
-                                   bool asJson);
+                                             LogFollower::Display display,
+                                             LogFollower::Watcher watcher = nullptr);
 
 /// What is wrong with the packages of a run, one behind the other.
 [[nodiscard]] Diagnostics diagnosticsOf(const InstallOutcome& outcome);

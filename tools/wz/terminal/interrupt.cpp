@@ -13,12 +13,14 @@ namespace {
 
 // All of this is read by a signal handler, so nothing here allocates or locks.
 std::atomic<int> signalCount{0};
+std::atomic<int> firstSignal{0};
 std::atomic<void (*)()> lastCall{nullptr};
 int eventDescriptor = -1;
 
 void onSignal(int number) {
   const int savedError = errno;
   if (signalCount.fetch_add(1) == 0) {
+    firstSignal = number;
     const std::uint64_t one = 1;
     (void)!write(eventDescriptor, &one, sizeof(one));
     errno = savedError;
@@ -48,6 +50,13 @@ void watchInterrupts() {
 bool interrupted() { return signalCount.load() > 0; }
 
 int interruptDescriptor() { return eventDescriptor; }
+
+void endByInterrupt() {
+  const int number = firstSignal.load();
+  std::signal(number, SIG_DFL);
+  raise(number);
+  _exit(128 + number);  // where the signal is blocked
+}
 
 void callWhenKilled(void (*function)()) { lastCall = function; }
 

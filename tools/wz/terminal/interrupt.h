@@ -14,6 +14,10 @@ bool interrupted();
 /// Becomes and stays readable once a signal has come, for poll(2). -1 before watchInterrupts.
 int interruptDescriptor();
 
+/// Ends the process by the signal that came, as if nobody had watched it. The caller has written
+/// what is to be written.
+[[noreturn]] void endByInterrupt();
+
 /// Something to be done when a second signal ends the process at once; it may only do what a signal
 /// handler may. Null: nothing.
 void callWhenKilled(void (*function)());

@@ -8,10 +8,12 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 
 #include "crypto/authorities.h"
+#include "crypto/digest.h"
 #include "support/file_system.h"
 #include "wz/reports/output.h"
 #include "wz/words/exit_code.h"
@@ -34,26 +36,64 @@ bool copyContent(int from, int to) {
   }
 }
 
-// False with errno; nothing is left then.
+// Nothing that is there already is replaced. False with errno. Some file systems can only link.
+bool moveIn(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  if (link(from.c_str(), to.c_str()) != 0) return false;
+  unlink(from.c_str());
+  return true;
+}
+
+// Whole or not at all; false with errno.
 bool copyTo(int from, const std::string& path) {
-  const int to = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+  const std::string part = partOf(path);
+  unlink(part.c_str());
+  const int to = open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
   if (to < 0) return false;
   const bool isCopied = copyContent(from, to);
   const int reason = errno;
   const bool isClosed = close(to) == 0;
-  if (isCopied && isClosed) return true;
+  if (isCopied && isClosed && moveIn(part, path)) return true;
   if (!isCopied) errno = reason;
   const int kept = errno;
-  unlink(path.c_str());
+  unlink(part.c_str());
   errno = kept;
   return false;
 }
 
-std::string placeOf(const std::string& name) {
-  return std::string(wzapp::wzInstallSourceDir()) + "/" + name;
+std::string sha256Of(int descriptor) {
+  wzapp::Sha256Context context;
+  wzapp::digestStart(&context);
+  std::array<std::uint8_t, 65536> block;
+  for (off_t position = 0;;) {
+    const ssize_t count = pread(descriptor, block.data(), block.size(), position);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return {};
+    if (count == 0) break;
+    wzapp::digestAdd(&context, wzapp::ByteView(block.data(), static_cast<std::size_t>(count)));
+    position += count;
+  }
+  std::array<std::uint8_t, wzapp::kSha256Size> digest;
+  wzapp::digestFinish(&context, digest.data());
+  return hexText(digest);
 }
 
 }  // namespace
+
+std::string placeOfPackage(const std::string& name) {
+  return std::string(wzapp::wzInstallSourceDir()) + "/" + name;
+}
+
+std::string partOf(const std::string& place) { return place + ".part"; }
+
+std::string sha256OfFile(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+  if (descriptor < 0) return {};
+  std::string digest = sha256Of(descriptor);
+  close(descriptor);
+  return digest;
+}
 
 PackageFiles::~PackageFiles() {
   for (const int descriptor : descriptors_) close(descriptor);
@@ -90,20 +130,21 @@ int PackageFiles::open(const std::vector<std::string>& files, EntrySizes sizes) 
       printMessage(file + " is no file");
       return kEnvironment;
     }
-    packages_.push_back({file, name, examinePackage(file, wzapp::authorities(), sizes)});
+    packages_.push_back({file, name, examinePackage(file, wzapp::authorities(), sizes),
+                         sha256Of(descriptor), static_cast<std::uint64_t>(status.st_size)});
   }
   return kDone;
 }
 
 bool PackageFiles::copyIn() const {
   for (std::size_t i = 0; i < packages_.size(); ++i) {
-    const std::string place = placeOf(packages_[i].name);
+    const std::string place = placeOfPackage(packages_[i].name);
     if (copyTo(descriptors_[i], place)) continue;
     printMessage("cannot copy " + packages_[i].file + " to " + place + ": " +
                  (errno == EEXIST ? "a package of that name is waiting there already"
                                   : std::strerror(errno)));
     for (std::size_t copied = 0; copied < i; ++copied) {
-      unlink(placeOf(packages_[copied].name).c_str());
+      unlink(placeOfPackage(packages_[copied].name).c_str());
     }
     return false;
   }

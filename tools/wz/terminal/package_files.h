@@ -10,6 +10,15 @@
 
 namespace wz {
 
+/// Where a package of that name waits to be installed.
+[[nodiscard]] std::string placeOfPackage(const std::string& name);
+
+/// What a package is called beside its place until it is whole; terminals pass it over.
+[[nodiscard]] std::string partOf(const std::string& place);
+
+/// The digest of a file, hexadecimal; empty when it cannot be read.
+[[nodiscard]] std::string sha256OfFile(const std::string& path);
+
 class PackageFiles {
  public:
   PackageFiles() = default;

@@ -4,6 +4,8 @@
 #include <cstdio>
 
 #include "wz/reports/output.h"
+#include "wz/terminal/change_record.h"
+#include "wz/terminal/older_layout.h"
 #include "wz/terminal/session.h"
 #include "wzapp/wzapp.h"
 
@@ -30,6 +32,8 @@ bool TerminalChange::begin(const std::string& terminalDir) {
     printMessage(error);
     return false;
   }
+  finishCutOffChange();
+  migrateOlderLayout();
   return wzapp::wzInstallCreateSourceDir(printFormatted, nullptr) == 0;
 }
 

@@ -11,8 +11,9 @@ namespace wz {
 /// While it lives, no other program changes the terminal.
 class TerminalChange {
  public:
-  /// Enters the terminal (session.h), takes the right to change it, and sees to it that packages
-  /// can be dropped there. False after a message.
+  /// Enters the terminal (session.h), takes the right to change it, brings to an end what was cut
+  /// off there (change_record.h), and sees to it that packages can be dropped. False after a
+  /// message.
   [[nodiscard]] bool begin(const std::string& terminalDir);
 
  private:

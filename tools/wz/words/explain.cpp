@@ -4,75 +4,11 @@
 #include <cctype>
 #include <charconv>
 #include <cstdio>
-#include <optional>
+
+#include "wz/words/log_format.h"
 
 namespace wz {
 namespace {
-
-// ---- Lines of a log ----------------------------------------------------------------------------
-
-// A printf format taken apart: literal texts, with a directive between each two.
-struct Pattern {
-  std::vector<std::string> literals;
-  std::vector<char> directives;  // 's' or 'd'
-
-  explicit Pattern(std::string_view format) {
-    if (format.ends_with('\n')) format.remove_suffix(1);
-    literals.emplace_back();
-    for (std::size_t i = 0; i < format.size(); ++i) {
-      if (format[i] != '%' || i + 1 == format.size()) {
-        literals.back() += format[i];
-        continue;
-      }
-      directives.push_back(format[++i]);
-      literals.emplace_back();
-    }
-  }
-
-  [[nodiscard]] std::size_t literalSize() const {
-    std::size_t size = 0;
-    for (const std::string& literal : literals) size += literal.size();
-    return size;
-  }
-};
-
-bool isNumber(std::string_view text) {
-  int number = 0;
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return failure == std::errc() && end == text.data() + text.size();
-}
-
-// Each literal where it comes first behind the one before it, but the last at the end of the line.
-std::optional<std::vector<std::string>> valuesIn(std::string_view line, const Pattern& pattern) {
-  std::vector<std::string> values;
-  std::size_t position = line.find(pattern.literals.front());
-  if (position == std::string_view::npos) return std::nullopt;
-  position += pattern.literals.front().size();
-  for (std::size_t i = 1; i < pattern.literals.size(); ++i) {
-    const std::string& literal = pattern.literals[i];
-    const bool isLast = i + 1 == pattern.literals.size();
-    const std::size_t next = isLast && line.size() >= literal.size() ? line.size() - literal.size()
-                                                                     : line.find(literal, position);
-    if (next == std::string_view::npos || next < position ||
-        !line.substr(next).starts_with(literal))
-      return std::nullopt;
-    values.emplace_back(line.substr(position, next - position));
-    if (pattern.directives[i - 1] == 'd' && !isNumber(values.back())) return std::nullopt;
-    position = next + literal.size();
-  }
-  if (position != line.size()) return std::nullopt;
-  return values;
-}
-
-std::string_view trimmedLine(std::string_view line) {
-  while (!line.empty() && std::isspace(static_cast<unsigned char>(line.back())) != 0) {
-    line.remove_suffix(1);
-  }
-  while (!line.empty() && std::isspace(static_cast<unsigned char>(line.front())) != 0) {
-    line.remove_prefix(1);
-  }
-  return line;
-}
 
 // ---- What a user writes ------------------------------------------------------------------------
 
@@ -97,7 +33,7 @@ const Code* findWrittenCode(std::string_view text) {
 std::vector<const Code*> findNumber(std::string_view text) {
   std::vector<const Code*> found;
   text = trimmedLine(text);
-  if (!text.starts_with('-') || !isNumber(text)) return found;
+  if (!text.starts_with('-') || !isInteger(text)) return found;
   for (const Code* const code : allCodes()) {
     if (code->layer != Layer::kNone && std::to_string(code->number) == text) found.push_back(code);
   }
@@ -165,11 +101,11 @@ LogMatch matchLogLine(std::string_view line) {
   line = trimmedLine(line);
   for (const Code* const code : allCodes()) {
     if (*code->logLine == '\0') continue;
-    const Pattern pattern(code->logLine);
-    const auto values = valuesIn(line, pattern);
-    if (!values || pattern.literalSize() <= bestSize) continue;
-    best = {code, *values};
-    bestSize = pattern.literalSize();
+    const LogFormat format(code->logLine);
+    const auto match = format.find(line);
+    if (!match || format.literalSize() <= bestSize) continue;
+    best = {code, match->values};
+    bestSize = format.literalSize();
   }
   return best;
 }

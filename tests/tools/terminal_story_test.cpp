@@ -1,0 +1,317 @@
+// What a terminal's history keeps, and what is told of it: wz history and its neighbours.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/tools/key_files.h"
+#include "tests/tools/program.h"
+#include "tests/tools/sample_application.h"
+#include "tools/wz/terminal/development_roots.h"
+
+namespace wzapp_test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+using Lines = std::vector<std::string>;
+
+constexpr int kRejected = 1;
+
+class TerminalStoryTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (wz::developmentRoots().empty()) GTEST_SKIP() << "built with a product's authorities";
+    const ProgramResult made = runWz({"terminal", "create", terminal_});
+    ASSERT_EQ(made.code, 0) << made.errors;
+  }
+
+  // A package of an application with this manifest, but for its id, version and sponsors.
+  [[nodiscard]] std::string pack(const std::string& id, const std::string& version,
+                                 const std::string& rest = "", const Lines& more = {}) const {
+    const SampleApplication app;
+    app.write("manifest.mft",
+              R"({"application": {"id": ")" + id + R"(", "version": ")" + version +
+                  R"("}, "sponsors": ["123456"], "desktop": {"file": "index.html"})" + rest + "}");
+    std::string package = folder_ / (id + "-" + version + ".zip");
+    Lines arguments{"pack", app.path(), "-o", package, "--keys", DEVELOPMENT_KEYS};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const ProgramResult result = runWz(arguments);
+    EXPECT_EQ(result.code, 0) << result.out << result.errors;
+    return package;
+  }
+
+  // With --terminal behind the command's first word.
+  [[nodiscard]] ProgramResult run(Lines arguments) const {
+    arguments.insert(arguments.begin() + 1, {"--terminal", terminal_});
+    return runWz(arguments);
+  }
+
+  [[nodiscard]] rapidjson::Document json(Lines arguments, int code = 0) const {
+    arguments.emplace_back("--json");
+    const ProgramResult result = run(arguments);
+    EXPECT_EQ(result.code, code) << result.errors;
+    rapidjson::Document document;
+    document.Parse(result.out.c_str());
+    EXPECT_FALSE(document.HasParseError()) << result.out;
+    return document;
+  }
+
+  [[nodiscard]] Lines history(const Lines& more = {}) const {
+    Lines arguments{"history"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return linesOf(run(arguments).out);
+  }
+
+  [[nodiscard]] std::string historyFile() const { return terminal_ + "/history.jsonl"; }
+
+  TemporaryDirectory folder_;
+  std::string terminal_ = folder_ / "desk";
+};
+
+constexpr char kExports[] = R"(, "exports_trigger": [{"id": "PAID"}])";
+constexpr char kImports[] = R"(, "imports_trigger": [{"id": "PAID", "file": "index.html"}])";
+
+// ---- wz history --------------------------------------------------------------------------------
+
+TEST_F(TerminalStoryTest, ANewTerminalHasNoHistory) {
+  EXPECT_THAT(history(), ElementsAre("nothing has been installed or removed by wz yet"));
+}
+
+TEST_F(TerminalStoryTest, AnEventIsALine) {
+  const std::string first = pack("shop", "1.2");
+  const std::string older = pack("shop", "1.1");
+  ASSERT_EQ(run({"install", first}).code, 0);
+  ASSERT_EQ(run({"install", older}).code, 0);
+  ASSERT_EQ(run({"remove", "--keys", DEVELOPMENT_KEYS, "shop"}).code, 0);
+
+  EXPECT_THAT(
+      history(),
+      ElementsAre(AllOf(ContainsRegex("^1  20..-..-..T..:..:..Z  install "),
+                        HasSubstr(first + "  ok  installed shop 1.2")),
+                  AllOf(HasSubstr("2  "), HasSubstr("replaced shop 1.2 by 1.1, a downgrade")),
+                  AllOf(HasSubstr("3  "), HasSubstr("remove the removal of shop  ok  removed shop "
+                                                    "1.1"))));
+  EXPECT_THAT(history({"--count", "1"}), ElementsAre(HasSubstr("removed shop 1.1")));
+}
+
+TEST_F(TerminalStoryTest, TheDocumentHasPackagesChangesAndTheWholeLog) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2", kExports)}).code, 0);
+
+  const rapidjson::Document document = json({"history"});
+
+  const auto& event = document["result"]["events"][0];
+  EXPECT_EQ(event["packages"][0]["sha256"].GetStringLength(), 64U);
+  EXPECT_TRUE(event["packages"][0]["done"].GetBool());
+  EXPECT_STREQ(event["changes"][0]["change"].GetString(), "appeared");
+  EXPECT_STREQ(event["changes"][0]["archive"].GetString(), "shop.zip");
+  EXPECT_STREQ(event["changes"][0]["exportsTriggers"][0].GetString(), "PAID");
+  EXPECT_STREQ(event["changes"][1]["thing"].GetString(), "marketplace manifest");
+  EXPECT_STREQ(event["log"][0].GetString(), "Installing to /mnt/flash/etc/config/wzapp/wz");
+  EXPECT_STREQ(event["log"][event["log"].Size() - 1].GetString(), "Overall result: OK");
+}
+
+TEST_F(TerminalStoryTest, ARemovalByARuleHasItsCode) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+  ASSERT_EQ(run({"install", pack("shop", "1.3", kImports)}).code, kRejected);
+
+  const rapidjson::Document document = json({"history", "--count", "1"});
+
+  const auto& changes = document["result"]["events"][0]["changes"];
+  EXPECT_STREQ(changes[0]["change"].GetString(), "vanished");
+  EXPECT_STREQ(changes[0]["versionBefore"].GetString(), "1.2");
+  EXPECT_STREQ(changes[0]["rules"][0]["code"].GetString(), "WZ-0514");
+  EXPECT_EQ(changes[0]["rules"][0]["pass"].GetInt(), 1);
+  EXPECT_STREQ(changes[2]["change"].GetString(), "refused");
+  EXPECT_STREQ(changes[2]["versionNow"].GetString(), "1.3");
+}
+
+TEST_F(TerminalStoryTest, WhatIsRefusedHasTheCodeOfItsCause) {
+  const std::string bad = folder_.write("bad.zip", "no archive");
+  const ProgramResult other = runWz(
+      {"pack", SampleApplication().path(), "-o", folder_ / "other.zip", "--keys", madeKeys()});
+  ASSERT_EQ(other.code, 0) << other.errors;
+  ASSERT_EQ(run({"install", bad, folder_ / "other.zip"}).code, kRejected);
+
+  EXPECT_THAT(history(), ElementsAre(AllOf(HasSubstr("refused " + bad + " [WZ-01"),
+                                           HasSubstr("refused shop 1.2 [WZ-03"))));
+}
+
+TEST_F(TerminalStoryTest, VerboseAddsDigestsCausesAndTheLog) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2", kImports)}).code, kRejected);
+
+  const std::string out = run({"history", "--verbose"}).out;
+
+  EXPECT_THAT(out, AllOf(ContainsRegex("    package .*, sha256 [0-9a-f]{64}, not done"),
+                         HasSubstr("      WZ-0514, pass 1: Error: Missing trigger PAID\n"),
+                         HasSubstr("    | Checking dependencies\n")));
+}
+
+TEST_F(TerminalStoryTest, ACutOffLastLineIsPassedOverAndTold) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+  std::ofstream(historyFile(), std::ios::app) << R"({"schema": "urn:wzapp:history-event:1", "num)";
+
+  const ProgramResult torn = run({"history"});
+  ASSERT_EQ(run({"install", pack("tip", "2.0")}).code, 0);
+
+  EXPECT_THAT(linesOf(torn.out), SizeIs(1));
+  EXPECT_EQ(torn.errors, "wz: note: the last line of " + historyFile() +
+                             " is cut off, as by a kill, and is passed over\n");
+  EXPECT_THAT(history(), ElementsAre(HasSubstr("1  "), HasSubstr("2  ")));
+  EXPECT_EQ(run({"history"}).errors, "");
+}
+
+TEST_F(TerminalStoryTest, LinesThatAreNoEventsArePassedOverAndTold) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+  std::ofstream(historyFile(), std::ios::app) << "[[[[\n"
+                                              << R"({"schema": "x"})"
+                                              << "\n\n";
+
+  const ProgramResult result = run({"history"});
+
+  EXPECT_THAT(linesOf(result.out), SizeIs(1));
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("line 2 of "), HasSubstr("line 4 of ")));
+}
+
+TEST_F(TerminalStoryTest, WhatCannotBeWrittenHindersNoInstallation) {
+  fs::create_directory(historyFile());
+
+  const ProgramResult result = run({"install", pack("shop", "1.2")});
+
+  EXPECT_EQ(result.code, 0);
+  EXPECT_THAT(result.errors, HasSubstr("wz: warning: the terminal's history in " + historyFile()));
+}
+
+TEST_F(TerminalStoryTest, AHistoryThatCannotBeReadEndsWithAMessage) {
+  fs::create_directory(historyFile());
+  EXPECT_EQ(run({"history"}).code, 0);  // reads as an empty file
+  fs::remove(historyFile());
+  fs::create_symlink(historyFile(), historyFile());
+
+  EXPECT_EQ(run({"history"}).code, 3);
+}
+
+TEST_F(TerminalStoryTest, ApplicationsOfTheOlderLayoutAreMovedAndTold) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+  const fs::path config = terminal_ + "/flash/etc/config/wzapp";
+  const fs::path older = terminal_ + "/home/sys13/flash/www";
+  fs::create_directories(older);
+  for (const char* const root : {"wz", "mp"}) fs::rename(config / root, older / root);
+  fs::remove_all(config);
+
+  ASSERT_EQ(run({"install", pack("tip", "2.0")}).code, 0);
+
+  EXPECT_THAT(history(),
+              ElementsAre(HasSubstr("1  "),
+                          AllOf(HasSubstr("  migration  "), HasSubstr("installed shop 1.2"),
+                                HasSubstr("moved /home/sys13/flash/www/wz")),
+                          HasSubstr("installed tip 2.0")));
+}
+
+// ---- Interruptions -----------------------------------------------------------------------------
+
+// A pipe that holds less than an installation of wordyImports() prints: what is not read holds the
+// program in the middle of its log.
+class HeldOutput {
+ public:
+  HeldOutput() { EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0); }
+  ~HeldOutput() {
+    close(ends_[0]);
+    closeOwn();
+  }
+  HeldOutput(const HeldOutput&) = delete;
+  HeldOutput& operator=(const HeldOutput&) = delete;
+
+  // In the program's process.
+  void become() const {
+    dup2(ends_[1], STDOUT_FILENO);
+    (void)fcntl(ends_[1], F_SETPIPE_SZ, 4096);
+  }
+
+  // So that the program's end is the end of it.
+  void closeOwn() {
+    if (ends_[1] >= 0) close(ends_[1]);
+    ends_[1] = -1;
+  }
+
+  // Up to and with `text`; false at the end.
+  [[nodiscard]] bool readUntil(const std::string& text) const {
+    std::string all;
+    char octet = 0;
+    while (all.find(text) == std::string::npos) {
+      if (read(ends_[0], &octet, 1) != 1) return false;
+      all += octet;
+    }
+    return true;
+  }
+
+ private:
+  int ends_[2] = {-1, -1};
+};
+
+// 200 lines of the log.
+std::string wordyImports() {
+  std::string imports = R"(, "imports_trigger": [)";
+  for (int i = 0; i < 200; ++i) {
+    imports += std::string(i == 0 ? "" : ", ") + R"({"id": "NOBODY_HAS_THIS_TRIGGER_)" +
+               std::to_string(i) + R"(", "file": "index.html"})";
+  }
+  return imports + "]";
+}
+
+TEST_F(TerminalStoryTest, ASignalEndsAnInstallationBetweenTwoSteps) {
+  const std::string shop = pack("shop", "1.2");
+  const std::string tip = pack("tip", "2.0", wordyImports());
+  HeldOutput held;
+  Program program({"install", "--terminal", terminal_, shop, tip}, [&held] { held.become(); });
+  held.closeOwn();
+  ASSERT_TRUE(held.readUntil("Checking dependencies"));
+
+  program.signal(SIGINT);
+
+  EXPECT_FALSE(held.readUntil("Overall result"));
+  EXPECT_EQ(program.wait(), -SIGINT);
+  EXPECT_THAT(program.errors(), AllOf(HasSubstr("wz: the installation was interrupted: done is "),
+                                      HasSubstr("not done nothing")));
+  EXPECT_TRUE(fs::is_empty(terminal_ + "/flash/system/wz"));
+  EXPECT_THAT(history(),
+              ElementsAre(AllOf(HasSubstr("  interrupted  "), HasSubstr("installed shop 1.2"))));
+  EXPECT_EQ(run({"install", shop}).errors, "");
+}
+
+TEST_F(TerminalStoryTest, AKilledInstallationIsToldByTheNextChange) {
+  const std::string tip = pack("tip", "2.0", wordyImports());
+  HeldOutput held;
+  Program program({"install", "--terminal", terminal_, tip}, [&held] { held.become(); });
+  held.closeOwn();
+  ASSERT_TRUE(held.readUntil("Installing to"));
+  program.signal(SIGKILL);
+  ASSERT_EQ(program.wait(), -SIGKILL);
+
+  const ProgramResult again = run({"install", pack("tip", "2.1")});
+
+  EXPECT_EQ(again.code, 0) << again.errors;
+  EXPECT_THAT(again.errors, AllOf(HasSubstr("wz: note: the installation that began at "),
+                                  HasSubstr(" was interrupted: ")));
+  EXPECT_THAT(history(), ElementsAre(HasSubstr("  interrupted  "), HasSubstr("  ok  ")));
+  EXPECT_FALSE(fs::exists(terminal_ + "/history.begun"));
+}
+
+}  // namespace
+}  // namespace wzapp_test

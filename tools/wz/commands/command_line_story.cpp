@@ -1,0 +1,31 @@
+// What has happened to a terminal, and why.
+
+#include <memory>
+
+#include "wz/commands/command_line.h"
+#include "wz/commands/commands.h"
+
+namespace wz {
+namespace {
+
+void addHistory(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<HistoryOptions>();
+  CLI::App& command =
+      *app.add_subcommand("history", "Tell what was installed on a terminal and removed");
+  addTerminal(command, kept->terminal);
+  addCount(command, kept->count, "Tell the last N events alone");
+  addJson(command, kept->asJson);
+  addVerbose(command, kept->verbose,
+             "Print also packages with their digests, each change\n"
+             "with its cause, and the log");
+  command.footer(footer("  wz history --terminal desk\n"
+                        "  wz history --terminal desk --count 1 --verbose\n") +
+                 "\n\nThe terminal's folder keeps it in history.jsonl, an event a line.");
+  command.callback([&action, kept] { action = [kept] { return showHistory(*kept); }; });
+}
+
+}  // namespace
+
+void addStoryCommands(CLI::App& app, Action& action) { addHistory(app, action); }
+
+}  // namespace wz
