@@ -176,6 +176,7 @@ with tempfile.TemporaryDirectory() as folder:
     golden("inspect", run(0, "inspect", "--json", "shop.zip"))
     golden("inspect-cut-off", run(1, "inspect", "--json", "bad.zip"))
     golden("inspect-terminal", run(0, "inspect", "--json", "--terminal", "desk", "shop.zip"))
+    golden("install-dry-run", run(0, "install", "--json", "--dry-run", "--terminal", "desk", "shop.zip"))
     golden("install", run(0, "install", "--json", "--terminal", "desk", "shop.zip"))
     golden("install-cut-off", run(1, "install", "--json", "--terminal", "desk", "bad.zip"))
     golden("list", run(0, "list", "--json", "--terminal", "desk"))
@@ -184,6 +185,7 @@ with tempfile.TemporaryDirectory() as folder:
     golden("history", run(0, "history", "--json", "--terminal", "desk"))
     for line in pathlib.Path("desk/history.jsonl").read_text().splitlines():
         expect("history-event.schema.json", json.loads(line), "a line of the history")
+    run(1, "inspect", "--json", "shop.zip", "bad.zip")
     golden("keys-show", run(0, "keys", "show", "--json", signer))
     golden("keys-show-none", run(1, "keys", "show", "--json", "shop/manifest.mft"))
     golden("explain", run(0, "explain", "--json", "WZ-0304"))
@@ -231,6 +233,7 @@ with tempfile.TemporaryDirectory() as folder:
     run(3, "inspect", "--json", "nowhere.zip")
     run(3, "check", "--json", "nowhere.zip")
     run(3, "install", "--json", "--terminal", "desk", "nowhere.zip")
+    run(3, "install", "--json", "--dry-run", "--terminal", "desk", "nowhere.zip")
     run(3, "history", "--json", "--terminal", "nowhere")
     run(3, "notify", "--json", "--terminal", "nowhere", "till", "PAY")
     run(3, "listen", "--json", "--terminal", "nowhere", "till", "PAY")
@@ -240,6 +243,7 @@ with tempfile.TemporaryDirectory() as folder:
                       ["inspect", "--terminal", "desk", "shop.zip"],
                       ["list", "--json", "--terminal", "desk"], ["keys", "show", signer],
                       ["history", "--terminal", "desk"], ["history", "--json", "--terminal", "desk"],
+                      ["install", "--dry-run", "--terminal", "desk", "shop.zip"],
                       ["keys", "show", "--json", signer], ["pack", "shop", "-o", "shop.zip"],
                       ["install", "--terminal", "desk", "shop.zip"], ["list", "--terminal", "desk"],
                       ["terminal", "show", "desk"],

@@ -313,5 +313,62 @@ TEST_F(TerminalStoryTest, AKilledInstallationIsToldByTheNextChange) {
   EXPECT_FALSE(fs::exists(terminal_ + "/history.begun"));
 }
 
+// ---- wz install --dry-run ----------------------------------------------------------------------
+
+TEST_F(TerminalStoryTest, ADryRunSaysWhatWouldChangeAndChangesNothing) {
+  const std::string older = pack("shop", "1.1");
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+
+  const ProgramResult result = run({"install", "--dry-run", older, pack("tip", "2.0")});
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(linesOf(result.out),
+              ElementsAre("tried on a copy: the terminal stays as it is",
+                          "would replace shop 1.2 by 1.1, a downgrade", "would install tip 2.0",
+                          "would accept " + older, "would accept " + (folder_ / "tip-2.0.zip")));
+  EXPECT_EQ(run({"list"}).out, "shop 1.2  for 123456\n");
+  EXPECT_THAT(history(), SizeIs(1));
+}
+
+TEST_F(TerminalStoryTest, ADryRunSaysWhatWouldVanishAndWhy) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+
+  const ProgramResult result = run({"install", "--dry-run", pack("shop", "1.3", kImports)});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(result.out, AllOf(HasSubstr("would remove shop 1.2\n  Error: Missing trigger PAID\n"
+                                          "  Error: Installation of shop failed\n"
+                                          "  repair of WZ-0514: Install what exports it"),
+                                HasSubstr("would reject " + (folder_ / "shop-1.3.zip"))));
+}
+
+// What one of them exports, the other may import.
+TEST_F(TerminalStoryTest, ASetWithDependenciesIsTriedTogether) {
+  const std::string till = pack("till", "1.0", kExports);
+  const std::string shop = pack("shop", "1.0", kImports);
+
+  EXPECT_EQ(run({"install", "--dry-run", shop}).code, kRejected);
+  EXPECT_EQ(run({"install", "--dry-run", shop, till}).code, 0);
+  const ProgramResult both = run({"inspect", shop, till});
+
+  EXPECT_EQ(both.code, 0) << both.out;
+  EXPECT_THAT(both.out,
+              AllOf(HasSubstr("accepted: " + shop), HasSubstr("accepted: " + till),
+                    HasSubstr("this terminal would install them, and what they bring would stay")));
+}
+
+TEST_F(TerminalStoryTest, SeveralInspectedPackagesAreAList) {
+  const std::string bad = folder_.write("bad.zip", "no archive");
+  const ProgramResult result = runWz({"inspect", "--json", pack("till", "1.0"), bad});
+
+  EXPECT_EQ(result.code, kRejected);
+  rapidjson::Document document;
+  document.Parse(result.out.c_str());
+  ASSERT_FALSE(document.HasParseError()) << result.out;
+  const auto& packages = document["result"]["packages"];
+  EXPECT_TRUE(packages[0]["accepted"].GetBool());
+  EXPECT_FALSE(packages[1]["accepted"].GetBool());
+}
+
 }  // namespace
 }  // namespace wzapp_test

@@ -92,12 +92,14 @@ void addPack(CLI::App& app, Action& action) {
 
 void addInspect(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<InspectOptions>();
-  CLI::App& command = *app.add_subcommand("inspect", "Explain a package without installing it");
-  command.add_option("FILE", kept->file, "The package")->required()->type_name("");
+  CLI::App& command = *app.add_subcommand("inspect", "Explain packages without installing them");
+  command.add_option("FILE", kept->files, "The packages; several are tried together")
+      ->required()
+      ->type_name("");
   command
       .add_option("--terminal", kept->terminal,
-                  "Tell also what this terminal would make of it; it is\n"
-                  "tried out on a copy")
+                  "Tell also what this terminal would make of them; they\n"
+                  "are tried out on a copy")
       ->type_name("DIR");
   addJson(command, kept->asJson);
   addVerbose(command, kept->verbose, "Print every check, entry and certificate");
@@ -174,10 +176,13 @@ void addInstall(CLI::App& app, Action& action) {
   command.add_option("FILE", kept->packages, "The packages; they stay where they are")
       ->required()
       ->type_name("");
+  command.add_flag("--dry-run", kept->isTrial,
+                   "Only say what would appear, be replaced and vanish, and\n"
+                   "why; it is tried out on a copy of the terminal");
   addJson(command, kept->asJson);
   command.footer(
-      footer("  wz install --terminal desk shop.zip\n"
-             "  wz install --terminal desk --json shop.zip tip.zip\n") +
+      footer("  wz install --terminal desk shop.zip tip.zip\n"
+             "  wz install --terminal desk --dry-run shop.zip\n") +
       "\n\nThe installation's log is printed as it comes, and then what has changed. A package\n"
       "counts as rejected when what it was for has not come about.");
   command.callback([&action, kept] { action = [kept] { return install(*kept); }; });

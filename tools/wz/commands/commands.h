@@ -165,7 +165,7 @@ struct PackOptions {
 int pack(const PackOptions& options);
 
 struct InspectOptions {
-  std::string file;
+  std::vector<std::string> files;
   std::string terminal;  // empty: none
   bool asJson = false;
   bool verbose = false;
@@ -202,6 +202,7 @@ int doctor(const DoctorOptions& options);
 struct InstallOptions {
   std::string terminal;
   std::vector<std::string> packages;  // files
+  bool isTrial = false;               // on a copy
   bool asJson = false;
 };
 

@@ -18,16 +18,20 @@ namespace {
 
 using Change = ApplicationChange;
 
+constexpr char kDidNotStay[] = "WZ-0519";
+
 constexpr const char* kResultWords[] = {"ok", "no package", "error", "warning"};
 
 struct ChangeWords {
   const char* name;  // in JSON
   const char* words;
+  const char* wouldWords;
 };
 
 const ChangeWords& wordsOf(Change::Kind kind) {
-  static constexpr ChangeWords kWords[] = {
-      {"installed", "installed"}, {"replaced", "replaced"}, {"removed", "removed"}};
+  static constexpr ChangeWords kWords[] = {{"installed", "installed", "would install"},
+                                           {"replaced", "replaced", "would replace"},
+                                           {"removed", "removed", "would remove"}};
   return kWords[static_cast<int>(kind)];
 }
 
@@ -43,10 +47,19 @@ bool hasMarketplaceManifest(const InstalledApplications& applications, const std
   return found != applications.end() && !found->second.marketplaceFolder.empty();
 }
 
-Reasons whyRemoved(const std::string& upperId, const LogFollower& log) {
-  Reasons reasons = log.ofApplication(upperId);
-  if (reasons.empty()) reasons.emplace_back("a signed package asked for it");
-  return reasons;
+void addOnce(const Reasons& more, Reasons& reasons) {
+  for (const std::string& reason : more) {
+    if (std::ranges::find(reasons, reason) == reasons.end()) reasons.push_back(reason);
+  }
+}
+
+void explainRemoval(const std::string& upperId, const LogFollower& log, Change& change) {
+  change.reasons = log.ofApplication(upperId);
+  for (const std::string& reason : change.reasons) {
+    const LogMatch match = matchLogLine(reason);
+    if (match.code != nullptr) addOnce({match.code->id}, change.codes);
+  }
+  if (change.reasons.empty()) change.reasons.emplace_back("a signed package asked for it");
 }
 
 void compare(const InstalledApplications& before, const InstalledApplications& now,
@@ -54,16 +67,23 @@ void compare(const InstalledApplications& before, const InstalledApplications& n
   for (const auto& [upperId, application] : now) {
     if (!application.isInstalled) continue;
     if (!isInstalled(before, upperId)) {
-      changes.push_back({Change::Kind::kInstalled, application.id, "", application.version, {}});
-    } else if (const auto& older = before.at(upperId); isWrittenAnew(older, application)) {
       changes.push_back(
-          {Change::Kind::kReplaced, application.id, older.version, application.version, {}});
+          {Change::Kind::kInstalled, application.id, "", application.version, false, {}, {}});
+    } else if (const auto& older = before.at(upperId); isWrittenAnew(older, application)) {
+      changes.push_back({Change::Kind::kReplaced,
+                         application.id,
+                         older.version,
+                         application.version,
+                         isOlderVersion(application.version, older.version),
+                         {},
+                         {}});
     }
   }
   for (const auto& [upperId, application] : before) {
     if (!application.isInstalled || isInstalled(now, upperId)) continue;
-    changes.push_back({Change::Kind::kRemoved, application.id, application.version, "",
-                       whyRemoved(upperId, log)});
+    changes.push_back(
+        {Change::Kind::kRemoved, application.id, application.version, "", false, {}, {}});
+    explainRemoval(upperId, log, changes.back());
   }
 }
 
@@ -95,12 +115,6 @@ const char* whatIsMissing(InnerKind kind) {
 }
 
 bool isError(const std::string& reason) { return reason.find("Error: ") != std::string::npos; }
-
-void addOnce(const Reasons& more, Reasons& reasons) {
-  for (const std::string& reason : more) {
-    if (std::ranges::find(reasons, reason) == reasons.end()) reasons.push_back(reason);
-  }
-}
 
 // A reason begins with the name of an archive where it is about one.
 void addCode(const std::string& file, const std::string& reason, Diagnostics& diagnostics) {
@@ -173,6 +187,38 @@ std::string withVersion(const std::string& id, const std::string& version) {
   return version.empty() ? id : id + " " + version;
 }
 
+void printChange(const Change& change, const char* words) {
+  const bool isRemoved = change.kind == Change::Kind::kRemoved;
+  const bool isReplaced = change.kind == Change::Kind::kReplaced;
+  const std::string& version = isRemoved || isReplaced ? change.versionBefore : change.versionNow;
+  std::string line = std::string(words) + " " + withVersion(change.id, version);
+  if (isReplaced) {
+    line += " by " +
+            (change.versionNow == change.versionBefore ? "the same version" : change.versionNow);
+  }
+  printLine(line + (change.isDowngrade ? ", a downgrade" : ""));
+  printReasons(change.reasons);
+}
+
+// To try it on a copy is no advice where that was done.
+Diagnostics withoutTrial(Diagnostics diagnostics) {
+  std::erase_if(diagnostics, [](const Diagnostic& one) { return one.code == kDidNotStay; });
+  return diagnostics;
+}
+
+void printPackages(const InstallOutcome& outcome, bool isTrial) {
+  const char* const done = isTrial ? "would accept " : "done ";
+  const char* const rejected = isTrial ? "would reject " : "rejected ";
+  for (const PackageOutcome& package : outcome.packages) {
+    printLine((package.isDone ? done : rejected) + package.file);
+    printReasons(package.reasons);
+    if (!package.isDone) {
+      printRepairs(isTrial ? withoutTrial(package.diagnostics) : package.diagnostics);
+    }
+    for (const std::string& warning : package.warnings) printLine("  warning: " + warning);
+  }
+}
+
 }  // namespace
 
 bool InstallOutcome::isDone() const {
@@ -208,26 +254,21 @@ InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
 
 void printOutcome(const InstallOutcome& outcome) {
   printLine("");
-  for (const Change& change : outcome.changes) {
-    const std::string words = std::string(wordsOf(change.kind).words) + " ";
-    if (change.kind == Change::Kind::kReplaced) {
-      printLine(
-          words + withVersion(change.id, change.versionBefore) + " by " +
-          (change.versionNow == change.versionBefore ? "the same version" : change.versionNow));
-    } else {
-      printLine(words + withVersion(change.id, change.kind == Change::Kind::kRemoved
-                                                   ? change.versionBefore
-                                                   : change.versionNow));
-    }
-    printReasons(change.reasons);
-  }
+  for (const Change& change : outcome.changes) printChange(change, wordsOf(change.kind).words);
   if (outcome.changes.empty()) printLine("no application changed");
-  for (const PackageOutcome& package : outcome.packages) {
-    printLine((package.isDone ? "done " : "rejected ") + package.file);
-    printReasons(package.reasons);
-    if (!package.isDone) printRepairs(package.diagnostics);
-    for (const std::string& warning : package.warnings) printLine("  warning: " + warning);
+  printPackages(outcome, false);
+}
+
+void printTrialOutcome(const InstallOutcome& outcome) {
+  for (const Change& change : outcome.changes) {
+    printChange(change, wordsOf(change.kind).wouldWords);
+    for (const std::string& code : change.codes) {
+      if (code == kDidNotStay) continue;
+      printLine("  repair of " + code + ": " + repairOf({code, "", "", "", 0, 0, ""}));
+    }
   }
+  if (outcome.changes.empty()) printLine("no application would change");
+  printPackages(outcome, true);
 }
 
 void putOutcome(JsonWriter& writer, const InstallOutcome& outcome) {
@@ -254,7 +295,9 @@ void putOutcome(JsonWriter& writer, const InstallOutcome& outcome) {
     putText(writer, "id", change.id);
     putText(writer, "versionBefore", change.versionBefore);
     putText(writer, "versionNow", change.versionNow);
+    putFlag(writer, "downgrade", change.isDowngrade);
     putTexts(writer, "reasons", change.reasons);
+    putTexts(writer, "codes", change.codes);
     writer.EndObject();
   }
   writer.EndArray();

@@ -33,7 +33,9 @@ struct ApplicationChange {
   enum class Kind { kInstalled, kReplaced, kRemoved };
   Kind kind;
   std::string id, versionBefore, versionNow;
-  Reasons reasons;  ///< of a removal
+  bool isDowngrade = false;
+  Reasons reasons;                 ///< of a removal
+  std::vector<std::string> codes;  ///< of those
 };
 
 struct InstallOutcome {
@@ -56,6 +58,8 @@ struct InstallOutcome {
 
 /// Prints what a run changed, in words or as the members of an object.
 void printOutcome(const InstallOutcome& outcome);
+/// The same of one that was only tried: what would change.
+void printTrialOutcome(const InstallOutcome& outcome);
 void putOutcome(JsonWriter& writer, const InstallOutcome& outcome);
 
 /// Says what became of a run by an exit code, after a message where nothing else tells.

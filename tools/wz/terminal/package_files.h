@@ -19,6 +19,9 @@ namespace wz {
 /// The digest of a file, hexadecimal; empty when it cannot be read.
 [[nodiscard]] std::string sha256OfFile(const std::string& path);
 
+/// Whether it is a file; false after a message.
+[[nodiscard]] bool isFile(const std::string& path);
+
 class PackageFiles {
  public:
   PackageFiles() = default;

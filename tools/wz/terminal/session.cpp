@@ -27,9 +27,14 @@ void followParent(pid_t parent) {
 
 }  // namespace
 
+bool chooseTerminal(const std::string& terminalDir, std::string& directory) {
+  directory = terminalDir.empty() ? workstation::terminalDirectory() : terminalDir;
+  return !directory.empty() || findOwnTerminal(directory);
+}
+
 bool enterChosenTerminal(const std::string& terminalDir) {
-  std::string directory = terminalDir.empty() ? workstation::terminalDirectory() : terminalDir;
-  if (directory.empty() && !findOwnTerminal(directory)) return false;
+  std::string directory;
+  if (!chooseTerminal(terminalDir, directory)) return false;
   const pid_t parent = getppid();
   std::string error;
   if (!workstation::enterTerminal(directory, error)) {

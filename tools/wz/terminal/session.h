@@ -8,6 +8,9 @@
 
 namespace wz {
 
+/// Sets `directory` to the terminal that enterChosenTerminal() would enter. False after a message.
+[[nodiscard]] bool chooseTerminal(const std::string& terminalDir, std::string& directory);
+
 /// Enters `terminalDir`; when that is empty the terminal that WZ_TERMINAL names, and otherwise the
 /// user's own, which is made when it is not there (own_terminal.h). To be called before the process
 /// has threads. False after a message.
