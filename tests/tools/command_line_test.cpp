@@ -60,8 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"certs"}, Arguments{"new"}, Arguments{"pack"}, Arguments{"inspect"},
                     Arguments{"check"}, Arguments{"explain"}, Arguments{"doctor"},
                     Arguments{"install"}, Arguments{"list"}, Arguments{"remove"},
-                    Arguments{"history"}, Arguments{"why"}, Arguments{"completion"},
-                    Arguments{"help"}));
+                    Arguments{"history"}, Arguments{"diff"}, Arguments{"why"},
+                    Arguments{"completion"}, Arguments{"help"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
   const ProgramResult result = runWz({"--version"});

@@ -180,6 +180,7 @@ with tempfile.TemporaryDirectory() as folder:
     golden("install", run(0, "install", "--json", "--terminal", "desk", "shop.zip"))
     golden("install-cut-off", run(1, "install", "--json", "--terminal", "desk", "bad.zip"))
     golden("list", run(0, "list", "--json", "--terminal", "desk"))
+    golden("diff", run(0, "diff", "--json", "--terminal", "desk", "shop.zip"))
     golden("remove", run(0, "remove", "--json", "--terminal", "desk", "shop"))
     golden("remove-none", run(1, "remove", "--json", "--terminal", "desk", "shop"))
     golden("history", run(0, "history", "--json", "--terminal", "desk"))
@@ -216,7 +217,7 @@ with tempfile.TemporaryDirectory() as folder:
 
     # The wrong command line, and what is not there, of each command.
     for command in ("terminal create", "terminal show", "new", "pack", "check", "inspect", "install", "list",
-                    "remove", "keys init", "keys show", "certs", "explain", "notify", "history", "replay", "doctor",
+                    "remove", "keys init", "keys show", "certs", "explain", "notify", "history", "diff", "replay", "doctor",
                     "run", "host", "listen", "reply"):
         run(2, *command.split(), "--json", "--no-such-option")
     golden("no-such-option", run(2, "list", "--json", "--terminl", "desk"))
@@ -235,6 +236,8 @@ with tempfile.TemporaryDirectory() as folder:
     run(3, "install", "--json", "--terminal", "desk", "nowhere.zip")
     run(3, "install", "--json", "--dry-run", "--terminal", "desk", "nowhere.zip")
     run(3, "history", "--json", "--terminal", "nowhere")
+    run(3, "diff", "--json", "nowhere.zip", "shop.zip")
+    run(1, "diff", "--json", "bad.zip", "shop.zip")
     run(3, "notify", "--json", "--terminal", "nowhere", "till", "PAY")
     run(3, "listen", "--json", "--terminal", "nowhere", "till", "PAY")
 
@@ -243,7 +246,7 @@ with tempfile.TemporaryDirectory() as folder:
                       ["inspect", "--terminal", "desk", "shop.zip"],
                       ["list", "--json", "--terminal", "desk"], ["keys", "show", signer],
                       ["history", "--terminal", "desk"], ["history", "--json", "--terminal", "desk"],
-                      ["install", "--dry-run", "--terminal", "desk", "shop.zip"],
+                      ["diff", "shop.zip", "shop.zip"], ["install", "--dry-run", "--terminal", "desk", "shop.zip"],
                       ["keys", "show", "--json", signer], ["pack", "shop", "-o", "shop.zip"],
                       ["install", "--terminal", "desk", "shop.zip"], ["list", "--terminal", "desk"],
                       ["terminal", "show", "desk"],

@@ -370,5 +370,75 @@ TEST_F(TerminalStoryTest, SeveralInspectedPackagesAreAList) {
   EXPECT_FALSE(packages[1]["accepted"].GetBool());
 }
 
+// ---- wz diff -----------------------------------------------------------------------------------
+
+TEST_F(TerminalStoryTest, TwoPackagesAreCompared) {
+  const SampleApplication app;
+  const auto packed = [&](const std::string& name, const Lines& more = {}) {
+    Lines arguments{"pack", app.path(), "-o", folder_ / name, "--keys", DEVELOPMENT_KEYS};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    EXPECT_EQ(runWz(arguments).code, 0);
+    return folder_ / name;
+  };
+  const std::string first = packed("first.zip");
+  app.write("manifest.mft", R"({"application": {"id": "shop", "version": "1.1"},
+    "sponsors": ["123456", "654321"], "desktop": {"file": "index.html"},
+    "imports_trigger": [{"id": "PAID", "file": "index.html", "optional": true}]})");
+  app.write("index.html", "<p>more");
+  app.write("new.js", "let a;");
+  fs::remove(app / "img/logo.svg");
+  const std::string second = packed("second.zip");
+
+  const ProgramResult result = runWz({"diff", first, second});
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(result.out, AllOf(HasSubstr("application of shop: 1.2 -> 1.1, a downgrade\n"),
+                                HasSubstr("  + sponsors: 654321\n"),
+                                HasSubstr("  + imports triggers: PAID (optional)\n"),
+                                HasSubstr("  - file shop/img/logo.svg, 6 octets\n"),
+                                HasSubstr("  + file shop/new.js, 6 octets\n"),
+                                HasSubstr("  ~ file shop/index.html, 3 octets -> 7 octets\n"),
+                                Not(HasSubstr("signer"))));
+  EXPECT_THAT(runWz({"diff", first, first}).out,
+              AllOf(HasSubstr("application of shop: the same, 1.2\n"), Not(HasSubstr("  "))));
+}
+
+TEST_F(TerminalStoryTest, AnotherSignerIsADifference) {
+  const SampleApplication app;
+  ASSERT_EQ(runWz({"pack", app.path(), "-o", folder_ / "a.zip", "--keys", DEVELOPMENT_KEYS}).code,
+            0);
+  ASSERT_EQ(runWz({"pack", app.path(), "-o", folder_ / "b.zip", "--keys", madeKeys()}).code, 0);
+
+  const ProgramResult result = runWz({"diff", "--json", folder_ / "a.zip", folder_ / "b.zip"});
+
+  rapidjson::Document document;
+  document.Parse(result.out.c_str());
+  ASSERT_FALSE(document.HasParseError()) << result.out;
+  EXPECT_FALSE(document["result"]["same"].GetBool());
+  EXPECT_STREQ(document["result"]["contents"][0]["change"].GetString(), "changed");
+}
+
+TEST_F(TerminalStoryTest, APackageIsComparedWithWhatIsInstalled) {
+  const std::string first = pack("shop", "1.2");
+  const std::string other = pack("tip", "2.0");
+  ASSERT_EQ(run({"install", first}).code, 0);
+
+  EXPECT_THAT(run({"diff", first}).out, AllOf(HasSubstr("from " + terminal_ + " to " + first),
+                                              HasSubstr("application of shop: the same, 1.2\n"),
+                                              HasSubstr("marketplace manifest of shop: the same")));
+  EXPECT_THAT(run({"diff", other}).out,
+              AllOf(HasSubstr("application of tip: only in the second, 2.0\n"),
+                    HasSubstr("  + file tip/index.html, 3 octets\n")));
+}
+
+TEST_F(TerminalStoryTest, WhatCannotBeComparedIsSaid) {
+  const std::string bad = folder_.write("bad.zip", "no archive");
+
+  EXPECT_EQ(runWz({"diff", bad, bad}).code, kRejected);
+  EXPECT_THAT(runWz({"diff", bad, bad}).out, HasSubstr("[WZ-01"));
+  EXPECT_EQ(runWz({"diff", bad, folder_ / "none.zip"}).code, 3);
+  EXPECT_EQ(run({"diff", bad, bad}).code, 2);
+}
+
 }  // namespace
 }  // namespace wzapp_test

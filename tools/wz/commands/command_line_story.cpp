@@ -24,8 +24,32 @@ void addHistory(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return showHistory(*kept); }; });
 }
 
+void addDiff(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<DiffOptions>();
+  CLI::App& command =
+      *app.add_subcommand("diff", "Compare packages, or one with what is installed");
+  command
+      .add_option("FILE", kept->files,
+                  "Two packages; or one, which is compared with what is\n"
+                  "installed of it")
+      ->required()
+      ->expected(1, 2)
+      ->type_name("");
+  addTerminal(command, kept->terminal);
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz diff shop-1.2.zip shop-1.3.zip\n"
+             "  wz diff --terminal desk shop-1.3.zip\n") +
+      "\n\nVersions, signers and their permissions, sponsors, exports, imports, and files. That\n"
+      "there is a difference is no failure.");
+  command.callback([&action, kept] { action = [kept] { return showDifference(*kept); }; });
+}
+
 }  // namespace
 
-void addStoryCommands(CLI::App& app, Action& action) { addHistory(app, action); }
+void addStoryCommands(CLI::App& app, Action& action) {
+  addHistory(app, action);
+  addDiff(app, action);
+}
 
 }  // namespace wz

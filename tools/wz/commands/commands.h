@@ -224,6 +224,14 @@ struct HistoryOptions {
 
 int showHistory(const HistoryOptions& options);
 
+struct DiffOptions {
+  std::string terminal;
+  std::vector<std::string> files;  // two packages, or one and what is installed
+  bool asJson = false;
+};
+
+int showDifference(const DiffOptions& options);
+
 struct RemoveOptions {
   std::string terminal;
   std::string id;

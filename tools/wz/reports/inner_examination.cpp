@@ -90,7 +90,7 @@ class InnerExamination {
 
   void listContent(UnZIP& content) {
     for (auto entry = content.index().begin(); entry != content.index().end(); ++entry) {
-      inner_.entries.push_back({entry->first, sizeOf(content, entry, sizes_)});
+      inner_.entries.push_back(describeEntry(content, entry, sizes_));
       if (wzapp::toUpper(entry->first).ends_with(".MFT")) readManifest(content, entry);
     }
   }
@@ -143,6 +143,7 @@ class InnerExamination {
                   "the key identifier has more than 49 octets");
     }
     keyId_ = keyId;
+    inner_.signerKeyId = keyId_;
     for (const PackageCertificate& certificate : report_.certificates) {
       if (certificate.facts.subjectKeyId == keyId_ && certificate.kind == 0) signerRefused_ = true;
     }
@@ -269,14 +270,22 @@ class InnerExamination {
 
 }  // namespace
 
-std::uint64_t sizeOf(UnZIP& archive, UnZIP::Entry entry, EntrySizes sizes) {
-  std::uint64_t size = 0;
-  if (sizes == EntrySizes::kLeftOut) return size;
-  (void)archive.readBlocks(entry, [&size](ByteView block) {
-    size += block.size();
+PackageEntry describeEntry(UnZIP& archive, UnZIP::Entry entry, EntrySizes sizes) {
+  PackageEntry described{entry->first, 0, {}};
+  if (sizes == EntrySizes::kLeftOut) return described;
+  const bool isDigested = sizes == EntrySizes::kDigested;
+  wzapp::Sha256Context context;
+  wzapp::digestStart(&context);
+  (void)archive.readBlocks(entry, [&](ByteView block) {
+    described.size += block.size();
+    if (isDigested) wzapp::digestAdd(&context, block);
     return true;
   });
-  return size;
+  if (!isDigested) return described;
+  std::array<std::uint8_t, wzapp::kSha256Size> digest{};
+  wzapp::digestFinish(&context, digest.data());
+  described.sha256 = hexText(digest);
+  return described;
 }
 
 InnerReport examineInner(UnZIP& archive, UnZIP::Entry entry, EntrySizes sizes, const Trust& trust,

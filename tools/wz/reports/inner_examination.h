@@ -21,9 +21,9 @@ struct Trust {
   std::vector<std::vector<std::uint8_t>> certificates;  // what the rows behind the first are of
 };
 
-/// The octets that come out of an entry; 0 where sizes are left out.
-[[nodiscard]] std::uint64_t sizeOf(wzapp::UnZIP& archive, wzapp::UnZIP::Entry entry,
-                                   EntrySizes sizes);
+/// An entry, with as much of what comes out of it as is asked for.
+[[nodiscard]] PackageEntry describeEntry(wzapp::UnZIP& archive, wzapp::UnZIP::Entry entry,
+                                         EntrySizes sizes);
 
 /// Takes the archive `entry` through the checks, up to the first that fails.
 /// \param report  of the package, with its certificates.

@@ -75,7 +75,7 @@ void examineCertificates(UnZIP& archive, Trust& trust, PackageReport& report) {
 
 void listEntries(UnZIP& archive, EntrySizes sizes, PackageReport& report) {
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
-    report.entries.push_back({entry->first, sizeOf(archive, entry, sizes)});
+    report.entries.push_back(describeEntry(archive, entry, sizes));
   }
 }
 

@@ -17,6 +17,7 @@ namespace wz {
 struct PackageEntry {
   std::string name;
   std::uint64_t size = 0;  ///< octets that came out of it; 0 where sizes are left out
+  std::string sha256;      ///< of them, hexadecimal; empty unless digests are asked for
 };
 
 struct PackageCertificate {
@@ -63,7 +64,8 @@ struct InnerReport {
   std::vector<PackageCheck> checks;  ///< in their order, up to the first that failed
   std::vector<PackageEntry> entries;
   std::vector<PackagedManifest> manifests;
-  std::string id;  ///< of the application, as the terminal will read it; may be empty
+  std::string id;           ///< of the application, as the terminal will read it; may be empty
+  std::string signerKeyId;  ///< as the signature names it; empty: it cannot be read
 
   [[nodiscard]] bool isAccepted() const { return !checks.empty() && checks.back().passed; }
 };
@@ -90,8 +92,8 @@ struct PackageReport {
 [[nodiscard]] bool isPackageName(const std::string& file);
 
 /// What a report is to tell of entries. Counting what comes out of them unpacks all there is once
-/// more than the checks do.
-enum class EntrySizes { kCounted, kLeftOut };
+/// more than the checks do, with digests of it or without.
+enum class EntrySizes { kCounted, kDigested, kLeftOut };
 
 /// Examines a package as a terminal does that has the roots of all `authorities`. Archives inside
 /// are unpacked into a file without a name in the machine's folder for temporary files.
