@@ -181,11 +181,16 @@ with tempfile.TemporaryDirectory() as folder:
     golden("install-cut-off", run(1, "install", "--json", "--terminal", "desk", "bad.zip"))
     golden("list", run(0, "list", "--json", "--terminal", "desk"))
     golden("diff", run(0, "diff", "--json", "--terminal", "desk", "shop.zip"))
+    golden("why", run(0, "why", "--json", "--terminal", "desk", "shop"))
     golden("remove", run(0, "remove", "--json", "--terminal", "desk", "shop"))
     golden("remove-none", run(1, "remove", "--json", "--terminal", "desk", "shop"))
     golden("history", run(0, "history", "--json", "--terminal", "desk"))
+    golden("why-absent", run(0, "why", "--json", "--terminal", "desk", "shop"))
     for line in pathlib.Path("desk/history.jsonl").read_text().splitlines():
         expect("history-event.schema.json", json.loads(line), "a line of the history")
+    pathlib.Path("install.log").write_text("Installing to x\nChecking dependencies\nChecking /x/shop.MFT\n"
+                                           "Error: Missing trigger PAID\nRemoving app SHOP\n")
+    golden("why-log", run(0, "why", "--json", "--log", "install.log"))
     run(1, "inspect", "--json", "shop.zip", "bad.zip")
     golden("keys-show", run(0, "keys", "show", "--json", signer))
     golden("keys-show-none", run(1, "keys", "show", "--json", "shop/manifest.mft"))
@@ -217,7 +222,7 @@ with tempfile.TemporaryDirectory() as folder:
 
     # The wrong command line, and what is not there, of each command.
     for command in ("terminal create", "terminal show", "new", "pack", "check", "inspect", "install", "list",
-                    "remove", "keys init", "keys show", "certs", "explain", "notify", "history", "diff", "replay", "doctor",
+                    "remove", "keys init", "keys show", "certs", "explain", "notify", "history", "diff", "why", "replay", "doctor",
                     "run", "host", "listen", "reply"):
         run(2, *command.split(), "--json", "--no-such-option")
     golden("no-such-option", run(2, "list", "--json", "--terminl", "desk"))
@@ -238,6 +243,9 @@ with tempfile.TemporaryDirectory() as folder:
     run(3, "history", "--json", "--terminal", "nowhere")
     run(3, "diff", "--json", "nowhere.zip", "shop.zip")
     run(1, "diff", "--json", "bad.zip", "shop.zip")
+    run(1, "why", "--json", "--terminal", "desk", "tip")
+    run(3, "why", "--json", "--log", "nowhere.log")
+    run(1, "why", "--json", "--log", "shop/index.html")
     run(3, "notify", "--json", "--terminal", "nowhere", "till", "PAY")
     run(3, "listen", "--json", "--terminal", "nowhere", "till", "PAY")
 
@@ -246,6 +254,7 @@ with tempfile.TemporaryDirectory() as folder:
                       ["inspect", "--terminal", "desk", "shop.zip"],
                       ["list", "--json", "--terminal", "desk"], ["keys", "show", signer],
                       ["history", "--terminal", "desk"], ["history", "--json", "--terminal", "desk"],
+                      ["why", "--terminal", "desk", "shop"], ["why", "--log", "install.log"],
                       ["diff", "shop.zip", "shop.zip"], ["install", "--dry-run", "--terminal", "desk", "shop.zip"],
                       ["keys", "show", "--json", signer], ["pack", "shop", "-o", "shop.zip"],
                       ["install", "--terminal", "desk", "shop.zip"], ["list", "--terminal", "desk"],

@@ -440,5 +440,145 @@ TEST_F(TerminalStoryTest, WhatCannotBeComparedIsSaid) {
   EXPECT_EQ(run({"diff", bad, bad}).code, 2);
 }
 
+// ---- wz why ------------------------------------------------------------------------------------
+
+constexpr char kNewerRuntime[] = R"(, "imports_sdk": {"wzruntime_min_version": "9.0"})";
+const Lines kAllowed = {"--allow", "WZ-0724"};
+
+TEST_F(TerminalStoryTest, WhatIsInstalledIsToldWithItsPackageAndItsNeighbours) {
+  const std::string till = pack("till", "1.0", kExports);
+  const std::string shop = pack("shop", "1.2", kImports);
+  ASSERT_EQ(run({"install", till, shop}).code, 0);
+
+  const std::string of = run({"why", "SHOP"}).out;
+  const std::string by = run({"why", "till"}).out;
+
+  EXPECT_THAT(of, AllOf(HasSubstr("shop 1.2 is installed\n  since event 1, 20"),
+                        HasSubstr(": installed shop 1.2, by " + shop + " (sha256 "),
+                        HasSubstr("  it imports the trigger PAID, exported by till\n")));
+  EXPECT_THAT(by, HasSubstr("  what it exports is imported by shop\n"));
+}
+
+TEST_F(TerminalStoryTest, AnApplicationThatNobodyKnowsHasANearOne) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+
+  const ProgramResult result = run({"why", "shap"});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_EQ(result.errors,
+            "wz: shap is not installed, and no event of the history tells of it; did you mean "
+            "shop?\n");
+}
+
+TEST_F(TerminalStoryTest, WhatWasAskedForIsToldSo) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+  ASSERT_EQ(run({"remove", "--keys", DEVELOPMENT_KEYS, "shop"}).code, 0);
+
+  EXPECT_THAT(run({"why", "shop"}).out, AllOf(HasSubstr("shop is not installed\n  event 2, "),
+                                              HasSubstr("removed shop 1.2, by the removal of shop"),
+                                              HasSubstr("\n  it was asked for\n"),
+                                              HasSubstr("also in its history:\n  event 1")));
+}
+
+// What stands behind a missing trigger may have happened long before.
+TEST_F(TerminalStoryTest, TheTreeLeadsToTheFirstCauseAndItsChangeKeepsTheApplication) {
+  const std::string till = pack("till", "1.0", kExports);
+  const std::string shop = pack("shop", "1.2", kImports);
+  ASSERT_EQ(run({"install", till, shop}).code, 0);
+  const std::string newer = pack("till", "2.0", std::string(kExports) + kNewerRuntime, kAllowed);
+  ASSERT_EQ(run({"install", newer}).code, kRejected);
+  ASSERT_EQ(run({"install", pack("tip", "1.0")}).code, 0);
+
+  const ProgramResult result = run({"why", "shop"});
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(result.out,
+              HasSubstr("  WZ-0514 a trigger that the application imports is missing, in pass 1\n"
+                        "    Error: Missing trigger PAID\n"
+                        "    till 1.0 exported it, and was removed by event 2\n"
+                        "      WZ-0512 the runtime is older than the application asks for, in pass "
+                        "1\n"
+                        "        Error: WZ runtime version 2.46.6 less than 9.0\n"
+                        "the smallest change that would keep it:\n"
+                        "  in the manifest of till: \"wzruntime_min_version\": \"2.46.6\" instead "
+                        "of \"9.0\"\n"));
+  const std::string mended =
+      pack("till", "2.1",
+           std::string(kExports) + R"(, "imports_sdk": {"wzruntime_min_version": "2.46.6"})");
+  EXPECT_EQ(run({"install", "--dry-run", mended, shop}).code, 0);
+}
+
+TEST_F(TerminalStoryTest, TheSmallestChangeOfARemovedExporterIsToInstallIt) {
+  const std::string till = pack("till", "1.0", kExports);
+  const std::string shop = pack("shop", "1.2", kImports);
+  ASSERT_EQ(run({"install", till, shop}).code, 0);
+  ASSERT_EQ(run({"remove", "--keys", DEVELOPMENT_KEYS, "till"}).code, 0);
+
+  const rapidjson::Document document = json({"why", "shop"});
+
+  const auto& result = document["result"];
+  EXPECT_FALSE(result["installed"].GetBool());
+  EXPECT_STREQ(result["causes"][0]["exporter"].GetString(), "till");
+  EXPECT_STREQ(result["causes"][0]["how"].GetString(), "was removed on request");
+  EXPECT_EQ(std::string(result["smallestChange"][0].GetString()),
+            "install till 1.0 (" + till + "), which exports PAID, before it or with it");
+}
+
+// Nobody ever exported it: the application does without.
+TEST_F(TerminalStoryTest, WithoutAnExporterTheImportsBecomeOptional) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2", kImports)}).code, kRejected);
+
+  EXPECT_THAT(run({"why", "shop"}).out,
+              HasSubstr("the smallest change that would keep it:\n"
+                        "  in the manifest of shop: mark the import of PAID \"optional\": true\n"));
+}
+
+TEST_F(TerminalStoryTest, PassesAreToldInTheirOrder) {
+  // Where TILL fails, the exports of TILLX do not count any more.
+  const std::string till = pack("till", "1.0", kNewerRuntime, kAllowed);
+  const std::string tillx = pack("tillx", "1.0", kExports);
+  const std::string shop = pack("shop", "1.2", kImports);
+  ASSERT_EQ(run({"install", till, tillx, shop}).code, kRejected);
+
+  EXPECT_THAT(run({"why", "shop"}).out,
+              AllOf(HasSubstr("is missing, in pass 2\n"),
+                    HasSubstr("    tillx 1.0 exported it, and stayed, but its exports did not")));
+}
+
+TEST_F(TerminalStoryTest, ALogOfARealTerminalIsExplained) {
+  const std::string log = folder_.write("install.log",
+                                        "Nov 22 09:00:01 box boot: up\n"
+                                        "Nov 22 09:00:02 box wz[7]: Installing to /mnt/x\n"
+                                        "Nov 22 09:00:02 box wz[7]: Install /mnt/flash/a.zip\n"
+                                        "Nov 22 09:00:02 box wz[7]: Found Error: Invalid x.zip\n"
+                                        "Nov 22 09:00:02 box wz[7]: Error: Invalid signature\n"
+                                        "Nov 22 09:00:02 box wz[7]: postinstall\n"
+                                        "Nov 22 09:00:02 box wz[7]: Checking shop\n"
+                                        "Nov 22 09:00:03 box wz[7]: Checking dependencies\n"
+                                        "Nov 22 09:00:03 box wz[7]: Checking /mnt/wz/shop.MFT\n"
+                                        "Nov 22 09:00:03 box wz[7]: Error: Missing trigger PAID\n"
+                                        "Nov 22 09:00:03 box wz[7]: Removing app SHOP\n"
+                                        "Nov 22 09:00:03 box wz[7]: Re-checking dependencies after "
+                                        "removing apps\n");
+
+  const ProgramResult result = runWz({"why", "--log", log});
+
+  EXPECT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(result.out, AllOf(HasSubstr("run in lines 2 to 12: cut off, without a result\n"),
+                                HasSubstr("    archive Error: Invalid x.zip, refused\n"
+                                          "      WZ-0305 "),
+                                HasSubstr("  SHOP was removed in pass 1 of the dependency check\n"
+                                          "    WZ-0514 "),
+                                HasSubstr("    the smallest change that would keep it:\n")));
+  EXPECT_THAT(runWz({"why", "--log", log, "tip"}).out, Not(HasSubstr("SHOP")));
+  EXPECT_THAT(runWz({"why", "--log", log, "--json"}).out, HasSubstr("\"smallestChange\""));
+}
+
+TEST_F(TerminalStoryTest, WhatIsNoLogIsSaid) {
+  EXPECT_EQ(runWz({"why", "--log", folder_.write("x.log", "nothing\nat all\n")}).code, kRejected);
+  EXPECT_EQ(runWz({"why", "--log", folder_ / "none.log"}).code, 3);
+  EXPECT_EQ(runWz({"why"}).code, 2);
+}
+
 }  // namespace
 }  // namespace wzapp_test

@@ -45,11 +45,33 @@ void addDiff(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return showDifference(*kept); }; });
 }
 
+void addWhy(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<WhyOptions>();
+  CLI::App& command =
+      *app.add_subcommand("why", "Say why an application is on a terminal, or is not");
+  command.add_option("ID", kept->id, "Id of the application")->type_name("");
+  addTerminal(command, kept->terminal);
+  command
+      .add_option("--log", kept->log,
+                  "Explain the log of an installer instead, such as one of\n"
+                  "a real terminal; - is standard input. With ID, what is\n"
+                  "about that application alone")
+      ->type_name("FILE");
+  addJson(command, kept->asJson);
+  command.footer(
+      footer("  wz why --terminal desk shop\n"
+             "  wz why --log install.log\n") +
+      "\n\nOf one that was removed or refused, each rule that it broke, what stood behind it, and\n"
+      "the smallest change that would keep it.");
+  command.callback([&action, kept] { action = [kept] { return why(*kept); }; });
+}
+
 }  // namespace
 
 void addStoryCommands(CLI::App& app, Action& action) {
   addHistory(app, action);
   addDiff(app, action);
+  addWhy(app, action);
 }
 
 }  // namespace wz

@@ -232,6 +232,15 @@ struct DiffOptions {
 
 int showDifference(const DiffOptions& options);
 
+struct WhyOptions {
+  std::string terminal;
+  std::string id;   // of an application
+  std::string log;  // file with the log of an installer; "-": standard input
+  bool asJson = false;
+};
+
+int why(const WhyOptions& options);
+
 struct RemoveOptions {
   std::string terminal;
   std::string id;
