@@ -345,12 +345,12 @@ TEST(TerminalTest, ANewOneAgreesWithItsModelOrSaysSo) {
 
 TEST(DidYouMeanTest, ACommand) {
   EXPECT_EQ(runWz({"instal"}).errors,
-            "wz: there is no command instal; did you mean install?; see wz --help\n");
+            "wz: there is no command instal; did you mean install? (see wz --help)\n");
 }
 
 TEST(DidYouMeanTest, AnOption) {
   EXPECT_EQ(runWz({"list", "--terminl", "desk"}).errors,
-            "wz: there is no option --terminl; did you mean --terminal?; see wz list --help\n");
+            "wz: there is no option --terminl; did you mean --terminal? (see wz list --help)\n");
 }
 
 TEST(ShortAnswerTest, ANumberThatIsTooSmall) {

@@ -86,7 +86,7 @@ int exitOf(const CLI::App& app, const CLI::ParseError& problem, int argc, char**
     wz::printText(out.str());
     return wz::kDone;
   }
-  wz::printMessage(wordsOf(app, problem, argc, argv) + "; see " + commandOf(app) + " --help");
+  wz::printMessage(wz::withHelp(wordsOf(app, problem, argc, argv), commandOf(app)));
   return wz::kUsage;
 }
 
@@ -113,8 +113,8 @@ int runCommandLine(int argc, char** argv) {
   const auto isFirst = [&](const CLI::App* command) { return command->check_name(argv[1]); };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isFirst).empty()) {
     const std::string word = argv[1];
-    wz::printMessage("there is no command " + word + wz::suggestedCommand(app, word) +
-                     "; see wz --help");
+    wz::printMessage(
+        wz::withHelp("there is no command " + word + wz::suggestedCommand(app, word), "wz"));
     return wz::kUsage;
   }
   if (argc == 1) {  // what there is, rather than what is missing

@@ -29,7 +29,7 @@ const CLI::App* findCommand(const CLI::App& app, const std::vector<std::string>&
       if (command->get_name() == word) next = command;
     }
     if (next == nullptr) {
-      printMessage("there is no command " + word + suggestedCommand(*at, word) + "; see wz --help");
+      printMessage(withHelp("there is no command " + word + suggestedCommand(*at, word), "wz"));
       return nullptr;
     }
     at = next;
@@ -42,6 +42,11 @@ std::string question(const std::string& meant) {
 }
 
 }  // namespace
+
+std::string withHelp(const std::string& text, const std::string& command) {
+  return text.ends_with('?') ? text + " (see " + command + " --help)"
+                             : text + "; see " + command + " --help";
+}
 
 std::string suggestedCommand(const CLI::App& app, const std::string& word) {
   return question(nearest(word, namesOf(app)));

@@ -36,6 +36,9 @@ void addStoryCommands(CLI::App& app, Action& action);     ///< history, diff, wh
 void addHelpCommand(CLI::App& app, Action& action);       ///< help
 void addCompletionCommand(CLI::App& app, Action& action);  ///< completion
 
+/// `text`, and where to read on: "...; see wz --help". Behind a question in brackets.
+std::string withHelp(const std::string& text, const std::string& command);
+
 /// "; did you mean pack?", or nothing where no name is near.
 std::string suggestedCommand(const CLI::App& app, const std::string& word);
 /// Among the options of the command that was given.
