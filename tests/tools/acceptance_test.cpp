@@ -11,6 +11,8 @@
 
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/test_key.h"
+#include "tools/wz/reports/development_key.h"
+#include "tools/wz/terminal/development_roots.h"
 
 namespace wzapp_test {
 namespace {
@@ -228,6 +230,34 @@ TEST(KindTextTest, EveryKindIsAnother) {
   EXPECT_THAT(wz::kindText(3), HasSubstr("may sign applications"));
   EXPECT_THAT(wz::kindText(4), HasSubstr("may sign manifest packages"));
   EXPECT_THAT(wz::kindText(0), HasSubstr("nothing"));
+}
+
+// ---- Development keys --------------------------------------------------------------------------
+
+wz::PackageReport reportWith(const std::string& subject, const std::string& issuer) {
+  wz::PackageCertificate certificate;
+  certificate.entry = "a.crt";
+  certificate.isRead = true;
+  certificate.kind = 3;
+  certificate.facts.subject = subject;
+  certificate.facts.issuer = issuer;
+  wz::PackageReport report;
+  report.certificates.push_back(certificate);
+  return report;
+}
+
+TEST(DevelopmentKeyTest, IsKnownByItsNameOrItsIssuers) {
+  const std::string development = "O=Development keys, OU=Not for terminals, CN=Signer 500003";
+
+  EXPECT_EQ(wz::developmentKeysIn(reportWith(development, "CN=x"), false).size(), 1U);
+  EXPECT_EQ(wz::developmentKeysIn(reportWith("CN=x", development), false).size(), 1U);
+  EXPECT_EQ(wz::developmentKeysIn(reportWith("O=Till makers", "O=Till makers"), false).size(), 0U);
+}
+
+// In a build that trusts development keys, whatever these accept is of development.
+TEST(DevelopmentKeyTest, IsKnownByWhoAcceptsIt) {
+  EXPECT_EQ(wz::developmentKeysIn(reportWith("O=Renamed", "O=Renamed"), true).empty(),
+            wz::developmentRoots().empty());
 }
 
 }  // namespace

@@ -56,12 +56,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Arguments{}, Arguments{"terminal"}, Arguments{"terminal", "create"},
                     Arguments{"terminal", "show"}, Arguments{"run"}, Arguments{"replay"},
                     Arguments{"listen"}, Arguments{"notify"}, Arguments{"reply"}, Arguments{"exec"},
-                    Arguments{"keys"}, Arguments{"keys", "init"}, Arguments{"keys", "show"},
-                    Arguments{"certs"}, Arguments{"new"}, Arguments{"pack"}, Arguments{"inspect"},
-                    Arguments{"check"}, Arguments{"explain"}, Arguments{"doctor"},
-                    Arguments{"install"}, Arguments{"list"}, Arguments{"remove"},
-                    Arguments{"history"}, Arguments{"diff"}, Arguments{"why"},
-                    Arguments{"completion"}, Arguments{"help"}));
+                    Arguments{"keys"}, Arguments{"keys", "init"}, Arguments{"keys", "issue"},
+                    Arguments{"keys", "rotate"}, Arguments{"keys", "show"}, Arguments{"certs"},
+                    Arguments{"new"}, Arguments{"pack"}, Arguments{"inspect"}, Arguments{"check"},
+                    Arguments{"explain"}, Arguments{"doctor"}, Arguments{"install"},
+                    Arguments{"list"}, Arguments{"remove"}, Arguments{"history"}, Arguments{"diff"},
+                    Arguments{"why"}, Arguments{"completion"}, Arguments{"help"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
   const ProgramResult result = runWz({"--version"});
@@ -99,6 +99,11 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCommandLine{"NoApplication", {"run"}, "name an application, or its folder"},
         WrongCommandLine{"KeysAlone", {"keys"}, "subcommand"},
         WrongCommandLine{"NoKeyDirectory", {"keys", "init"}, "DIR"},
+        WrongCommandLine{"NoSignersDirectory", {"keys", "issue"}, "DIR"},
+        WrongCommandLine{"NoSuchRole", {"keys", "rotate", "keys", "--role", "chef"}, "--role"},
+        WrongCommandLine{"NoSuchDay",
+                         {"keys", "issue", "d", "--keys", "/", "--until", "2030-02-30"},
+                         "2030-02-30"},
         WrongCommandLine{"NoCertificate", {"keys", "show"}, "FILE"},
         WrongCommandLine{"NoArchive", {"certs", "--terminal", "desk"}, "--output"},
         WrongCommandLine{"NoName", {"listen", "till"}, "NAME"},
@@ -378,7 +383,7 @@ std::vector<std::string> completed(const std::string& words) {
 
 TEST(CompletionTest, BashOffersCommandsAndOptions) {
   EXPECT_THAT(completed("wz ins"), testing::ElementsAre("inspect", "install"));
-  EXPECT_THAT(completed("wz keys ''"), testing::ElementsAre("init", "show"));
+  EXPECT_THAT(completed("wz keys ''"), testing::ElementsAre("init", "issue", "rotate", "show"));
   EXPECT_THAT(completed("wz --"), testing::IsSupersetOf({"--help", "--version"}));
   EXPECT_THAT(completed("wz inspect --ver"), testing::ElementsAre("--verbose"));
   EXPECT_THAT(completed("wz keys show --j"), testing::ElementsAre("--json"));

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -257,8 +258,202 @@ TEST(KeysShowTest, WhatCannotBeReadIsNamed) {
 
   EXPECT_EQ(missing.code, kEnvironment);
   EXPECT_THAT(missing.errors, StartsWith("wz: " + (folder / "none.crt") + " cannot be read"));
-  EXPECT_EQ(directory.code, kEnvironment);
-  EXPECT_EQ(directory.errors, "wz: " + folder.path() + " is a folder; name a certificate in it\n");
+  EXPECT_EQ(directory.code, kRejected);
+  EXPECT_THAT(directory.errors, StartsWith("wz: " + folder.path() +
+                                           " is no certificate that a terminal reads: there "
+                                           "is no certificate in it [WZ-0910]\n"));
+}
+
+TEST(KeysShowTest, SeveralAreALineEach) {
+  const TemporaryDirectory folder;
+  const std::string broken = folder.write("broken.crt", "no");
+  const std::string signers = madeKeys() + "/signers";
+
+  const ProgramResult result = runWz({"keys", "show", signers, broken});
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_THAT(linesOf(result.out),
+              AllOf(Contains(AllOf(StartsWith(signers + "/application.der  "),
+                                   HasSubstr("500001  until 2110-01-01  not accepted"))),
+                    Contains(AllOf(StartsWith(signers + "/manifest.der "), HasSubstr("500002"))),
+                    Contains(AllOf(StartsWith(broken + " "), HasSubstr("no certificate")))));
+}
+
+TEST(KeysShowTest, TheCertificatesOfPackagesAndArchivesAreShown) {
+  if (hasProductsAuthorities()) GTEST_SKIP() << "built with a product's authorities";
+  const TemporaryDirectory folder;
+  const auto atHome = [&folder] { ASSERT_EQ(chdir(folder.path().c_str()), 0); };
+  ASSERT_EQ(runWz({"new", "shop"}, atHome).code, 0);
+  ASSERT_EQ(runWz({"pack", "shop", "-o", "shop.zip"}, atHome).code, 0);
+  ASSERT_EQ(runWz({"terminal", "create", "desk"}, atHome).code, 0);
+  ASSERT_EQ(runWz({"certs", "--terminal", "desk", "-o", "desk.tar"}, atHome).code, 0);
+
+  const ProgramResult package = runWz({"keys", "show", "shop.zip"}, atHome);
+  const ProgramResult archive = runWz({"keys", "show", "desk.tar"}, atHome);
+  const ProgramResult none = runWz({"keys", "show", "shop"}, atHome);
+
+  EXPECT_EQ(package.code, 0) << package.errors;
+  EXPECT_THAT(linesOf(package.out),
+              ElementsAre(AllOf(StartsWith("shop.zip!"), EndsWith("  applications")),
+                          AllOf(StartsWith("shop.zip!"), EndsWith("  manifests"))));
+  EXPECT_EQ(archive.code, 0) << archive.errors;
+  EXPECT_EQ(linesOf(archive.out).size(), 11U) << archive.out;
+  EXPECT_THAT(linesOf(archive.out), Contains(AllOf(StartsWith("desk.tar!os"), EndsWith("root"))));
+  EXPECT_EQ(none.code, kRejected);
+}
+
+// Days that are counted from today.
+std::string certificateUntil(int days) {
+  const std::time_t time = std::time(nullptr) + days * 24 * 60 * 60;
+  std::tm utc{};
+  gmtime_r(&time, &utc);
+  char text[32];
+  std::strftime(text, sizeof(text), "%y%m%d%H%M%SZ", &utc);
+  return textOf(CertificateBuilder().validity("100101000000Z", text).encoding());
+}
+
+TEST(KeysShowTest, LastDatesAreToldAhead) {
+  const TemporaryDirectory folder;
+  const std::string soon = folder.write("soon.crt", certificateUntil(40));
+  const std::string past = folder.write("past.crt", certificateUntil(-3));
+
+  const ProgramResult both = runWz({"keys", "show", soon, past, "--verbose"});
+
+  EXPECT_EQ(both.code, 0);
+  EXPECT_THAT(both.out, AllOf(HasSubstr("[WZ-0907]\n  found: in 39 days\n"),
+                              HasSubstr("[WZ-0906]\n  found: 3 days ago\n")));
+  EXPECT_THAT(runWz({"keys", "show", soon, "--within", "30"}).out, Not(HasSubstr("WZ-0907")));
+}
+
+// ---- wz keys issue, wz keys rotate -------------------------------------------------------------
+
+class IssueTest : public testing::Test {
+ protected:
+  IssueTest() { fs::copy(madeKeys(), keys_, fs::copy_options::recursive); }
+
+  ProgramResult issue(std::vector<std::string> more = {}) const {
+    more.insert(more.begin(), {"keys", "issue", folder_ / "ci", "--keys", keys_});
+    return runWz(more);
+  }
+
+  std::string shown(const std::string& file) const { return runWz({"keys", "show", file}).out; }
+
+  // Makes a package with the keys in a folder; verified by the table in that folder.
+  ProgramResult pack(const std::string& keys) const {
+    const auto atHome = [this] { ASSERT_EQ(chdir(folder_.path().c_str()), 0); };
+    if (!fs::exists(folder_ / "shop")) (void)runWz({"new", "shop"}, atHome);
+    return runWz({"pack", "shop", "-o", "shop.zip", "--keys", keys}, atHome);
+  }
+
+  TemporaryDirectory folder_;
+  std::string keys_ = folder_ / "keys";
+};
+
+TEST_F(IssueTest, WhatWasIssuedSignsPackages) {
+  const ProgramResult result = issue();
+
+  ASSERT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(linesOf(result.out),
+              ElementsAre("issued by " + keys_ + ":",
+                          AllOf(StartsWith("  " + (folder_ / "ci/signers/application.der")),
+                                HasSubstr("serial 500003, S14 below authority 1")),
+                          AllOf(StartsWith("  " + (folder_ / "ci/signers/manifest.der")),
+                                HasSubstr("serial 500004, S11 below authority 1")),
+                          "sign with them: wz pack APPDIR --keys " + (folder_ / "ci")));
+  const ProgramResult packed = pack(folder_ / "ci");
+  EXPECT_EQ(packed.code, 0) << packed.errors;
+  EXPECT_THAT(namesIn(keys_ + "/issued"), ElementsAre("500003.der", "500004.der"));
+  EXPECT_THAT(shown(folder_ / "ci/signers/manifest.der"),
+              HasSubstr("subject           O=Development keys, OU=Not for terminals, CN=Signer "
+                        "500004 (manifest signer)\n"));
+}
+
+TEST_F(IssueTest, WhoHasSignersAloneDoesNotIssue) {
+  ASSERT_EQ(issue().code, 0);
+
+  const ProgramResult result = runWz({"keys", "issue", folder_ / "more", "--keys", folder_ / "ci"});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: no authority of " + (folder_ / "ci") +
+                               " has its private key there; only who has an authority's key "
+                               "issues signers [WZ-0909]\n");
+  EXPECT_FALSE(fs::exists(folder_ / "more"));
+  for (const auto& entry : fs::recursive_directory_iterator(folder_ / "ci")) {
+    if (entry.path().extension() != ".key") continue;
+    EXPECT_EQ(entry.path().parent_path().filename(), "signers") << entry.path();
+  }
+}
+
+TEST_F(IssueTest, TheKindOfTheAuthorityDecides) {
+  const ProgramResult other = issue({"--authority", "3", "--role", "manifest"});
+  EXPECT_EQ(other.code, kEnvironment);
+  EXPECT_THAT(other.errors, HasSubstr("of kind 3, whose signers never sign for the role manifest"));
+
+  EXPECT_THAT(issue({"--authority", "12"}).errors, HasSubstr("there is no authority 12"));
+
+  ASSERT_EQ(issue({"--authority", "3", "--until", "2030-12-31"}).code, 0);
+  EXPECT_THAT(namesIn(folder_ / "ci/signers"), ElementsAre("application.der", "application.key"));
+  EXPECT_THAT(shown(folder_ / "ci/signers/application.der"), HasSubstr(" to 2030-12-31 23:59:59 "));
+}
+
+TEST_F(IssueTest, LeavesAnExistingFolderAlone) {
+  fs::create_directory(folder_ / "ci");
+
+  EXPECT_EQ(issue().code, kEnvironment);
+  EXPECT_TRUE(fs::is_empty(folder_ / "ci"));
+}
+
+TEST_F(IssueTest, AKeyThatIsAnothersIsTold) {
+  fs::copy_file(keys_ + "/authorities/2.key", keys_ + "/authorities/1.key",
+                fs::copy_options::overwrite_existing);
+
+  const ProgramResult result = issue();
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, HasSubstr("the key beside the authority's certificate is that of "
+                                       "another one [WZ-0909]"));
+}
+
+TEST_F(IssueTest, RotationKeepsWhatWasThere) {
+  const std::string before = contentOf(keys_ + "/signers/application.der");
+  const std::string keyBefore = contentOf(keys_ + "/signers/application.key");
+  (void)folder_.write("keys/signers/note.txt", "mine");
+
+  const ProgramResult result = runWz({"keys", "rotate", keys_});
+
+  ASSERT_EQ(result.code, 0) << result.errors;
+  EXPECT_THAT(result.out, AllOf(HasSubstr("serial 500003"), HasSubstr("serial 500004"),
+                                HasSubstr("retired/application-500001.der"),
+                                HasSubstr("nothing revokes them")));
+  EXPECT_NE(contentOf(keys_ + "/signers/application.der"), before);
+  EXPECT_EQ(contentOf(keys_ + "/retired/application-500001.der"), before);
+  EXPECT_EQ(contentOf(keys_ + "/retired/application-500001.key"), keyBefore);
+  EXPECT_EQ(contentOf(keys_ + "/signers/note.txt"), "mine");
+  EXPECT_EQ(fs::status(keys_ + "/signers/application.key").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(pack(keys_).code, 0);
+}
+
+TEST_F(IssueTest, OneRoleIsRotatedAlone) {
+  const std::string before = contentOf(keys_ + "/signers/application.der");
+
+  ASSERT_EQ(runWz({"keys", "rotate", keys_, "--role", "manifest"}).code, 0);
+
+  EXPECT_EQ(contentOf(keys_ + "/signers/application.der"), before);
+  EXPECT_THAT(namesIn(keys_ + "/retired"),
+              ElementsAre("manifest-500002.der", "manifest-500002.key"));
+}
+
+TEST_F(IssueTest, WithoutTheAuthoritysKeyNothingIsRotated) {
+  fs::remove(keys_ + "/authorities/1.key");
+  const std::string before = contentOf(keys_ + "/signers/application.der");
+
+  const ProgramResult result = runWz({"keys", "rotate", keys_});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, HasSubstr("[WZ-0909]"));
+  EXPECT_EQ(contentOf(keys_ + "/signers/application.der"), before);
+  EXPECT_FALSE(fs::exists(keys_ + "/retired"));
 }
 
 TEST(DevelopmentRootsTest, ANewTerminalHasThem) {

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -111,6 +112,48 @@ TEST_F(PackTest, KeysWithAuthoritiesOfTheirOwnAreVerifiedByThoseAndSaidSo) {
   EXPECT_THAT(result.errors,
               AllOf(StartsWith("wz: note: " + madeKeys() + " has authorities of its own"),
                     HasSubstr("[WZ-0905]")));
+}
+
+TEST_F(PackTest, DevelopmentKeysSignNoRelease) {
+  for (const std::string& keys : {std::string(DEVELOPMENT_KEYS), madeKeys()}) {
+    const ProgramResult result = pack({app_.path(), "--release"}, keys);
+
+    EXPECT_EQ(result.code, kRejected);
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("the signer application.crt is a development key"),
+                                     HasSubstr("the signer manifest.crt is a development key"),
+                                     HasSubstr("[WZ-0908]"), HasSubstr("repair: ")));
+    EXPECT_FALSE(std::filesystem::exists(file_));
+  }
+}
+
+TEST_F(PackTest, ACheckForReleaseRefusesThemToo) {
+  ASSERT_EQ(pack({app_.path()}, madeKeys()).code, 0);
+
+  const ProgramResult plain = runWz({"check", file_, "--keys", madeKeys()});
+  const ProgramResult release = runWz({"check", "--release", file_, "--keys", madeKeys()});
+  const ProgramResult folder = runWz({"check", "--release", app_.path()});
+
+  EXPECT_EQ(plain.code, 0) << plain.out;
+  EXPECT_EQ(release.code, kRejected);
+  EXPECT_THAT(release.out, HasSubstr("[WZ-0908]"));
+  EXPECT_EQ(folder.code, kUsage);
+  EXPECT_THAT(folder.errors, HasSubstr("is a folder, which nobody has signed"));
+}
+
+TEST_F(PackTest, ASignerThatSoonEndsIsToldAhead) {
+  const std::time_t soon = std::time(nullptr) + 30 * 24 * 60 * 60;
+  char day[32];
+  std::tm utc{};
+  std::strftime(day, sizeof(day), "%Y-%m-%d", gmtime_r(&soon, &utc));
+  const std::string keys = folder_ / "soon";
+  ASSERT_EQ(runWz({"keys", "issue", keys, "--keys", madeKeys(), "--until", day}).code, 0);
+
+  const ProgramResult result = pack({app_.path()}, keys);
+
+  EXPECT_EQ(result.code, 0);
+  EXPECT_THAT(result.errors,
+              HasSubstr("warning: application.crt: the certificate is to be used until " +
+                        std::string(day) + ", in 30 days [WZ-0907]"));
 }
 
 TEST_F(PackTest, RemovesApplications) {

@@ -168,6 +168,9 @@ with tempfile.TemporaryDirectory() as folder:
     golden("new", run(0, "new", "--json", "shop"))
     golden("pack", run(0, "pack", "--json", "shop", "-o", "shop.zip"))
     golden("keys-init", run(0, "keys", "init", "--json", "own"))
+    golden("keys-issue", run(0, "keys", "issue", "--json", "ci", "--keys", "own"))
+    golden("keys-issue-none", run(3, "keys", "issue", "--json", "other", "--keys", "ci"))
+    golden("keys-rotate", run(0, "keys", "rotate", "--json", "own", "--role", "manifest", "--until", "2109-12-31"))
     golden("certs", run(0, "certs", "--json", "--terminal", "desk", "-o", "desk.tar"))
     pathlib.Path("bad.zip").write_bytes(pathlib.Path("shop.zip").read_bytes()[:2000])
     signer = str(keys / "signers/application.der")
@@ -194,6 +197,9 @@ with tempfile.TemporaryDirectory() as folder:
     run(1, "inspect", "--json", "shop.zip", "bad.zip")
     golden("keys-show", run(0, "keys", "show", "--json", signer))
     golden("keys-show-none", run(1, "keys", "show", "--json", "shop/manifest.mft"))
+    golden("keys-show-package", run(0, "keys", "show", "--json", "shop.zip"))
+    run(0, "keys", "show", "--json", "desk.tar", signer)
+    run(1, "keys", "show", "--json", "desk/run")
     golden("explain", run(0, "explain", "--json", "WZ-0304"))
     golden("notify-nobody", run(1, "notify", "--json", "--terminal", "desk", "till", "PAY"))
     good = run(0, "explain", "--json")
@@ -222,7 +228,7 @@ with tempfile.TemporaryDirectory() as folder:
 
     # The wrong command line, and what is not there, of each command.
     for command in ("terminal create", "terminal show", "new", "pack", "check", "inspect", "install", "list",
-                    "remove", "keys init", "keys show", "certs", "explain", "notify", "history", "diff", "why", "replay", "doctor",
+                    "remove", "keys init", "keys issue", "keys rotate", "keys show", "certs", "explain", "notify", "history", "diff", "why", "replay", "doctor",
                     "run", "host", "listen", "reply"):
         run(2, *command.split(), "--json", "--no-such-option")
     golden("no-such-option", run(2, "list", "--json", "--terminl", "desk"))

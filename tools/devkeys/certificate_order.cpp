@@ -2,12 +2,14 @@
 
 #include <openssl/asn1.h>
 #include <openssl/bn.h>
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/objects.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
 
 #include <cstddef>
+#include <ctime>
 #include <memory>
 
 namespace devkeys {
@@ -55,19 +57,39 @@ void setSerial(X509* certificate, const std::string& serial) {
           "a serial number");
 }
 
-Handle<X509_NAME, X509_NAME_free> nameOf(const std::string& commonName) {
-  Handle<X509_NAME, X509_NAME_free> name(X509_NAME_new());
-  const auto add = [&name](const char* type, const std::string& text) {
-    require(name != nullptr &&
-                X509_NAME_add_entry_by_txt(name.get(), type, MBSTRING_UTF8,
-                                           reinterpret_cast<const unsigned char*>(text.data()),
-                                           static_cast<int>(text.size()), -1, 0) == 1,
-            "a name");
-  };
-  add("O", kOrganisation);
-  add("OU", kUnit);
-  add("CN", commonName);
+using Name = Handle<X509_NAME, X509_NAME_free>;
+
+Name readName(const std::string& der) {
+  const auto* octets = reinterpret_cast<const unsigned char*>(der.data());
+  Name name(d2i_X509_NAME(nullptr, &octets, static_cast<long>(der.size())));
+  require(name != nullptr, "a name");
   return name;
+}
+
+void addToName(X509_NAME* name, const char* type, const std::string& text) {
+  require(name != nullptr &&
+              X509_NAME_add_entry_by_txt(name, type, MBSTRING_UTF8,
+                                         reinterpret_cast<const unsigned char*>(text.data()),
+                                         static_cast<int>(text.size()), -1, 0) == 1,
+          "a name");
+}
+
+std::string derOf(const X509_NAME* name) {
+  unsigned char* octets = nullptr;
+  const int size = i2d_X509_NAME(name, &octets);
+  require(size > 0, "a name");
+  std::string der(reinterpret_cast<const char*>(octets), static_cast<std::size_t>(size));
+  OPENSSL_free(octets);
+  return der;
+}
+
+using Certificate = Handle<X509, X509_free>;
+
+Certificate readCertificate(const std::string& der) {
+  const auto* octets = reinterpret_cast<const unsigned char*>(der.data());
+  Certificate certificate(d2i_X509(nullptr, &octets, static_cast<long>(der.size())));
+  ERR_clear_error();
+  return certificate;
 }
 
 // As UTCTime until 2049 and GeneralizedTime from then on, as RFC 5280 has it.
@@ -103,12 +125,12 @@ void addKeyUsage(X509* certificate, Role role) {
   addExtension(certificate, NID_key_usage, usage.get(), true);
 }
 
-void addKeyIdentifiers(X509* certificate, const RsaKey& subject, const RsaKey& issuer) {
+void addKeyIdentifiers(X509* certificate, const RsaKey& subject, const Issuer& issuer) {
   const OctetString subjectId = octetString(subject.identifier());
   addExtension(certificate, NID_subject_key_identifier, subjectId.get(), false);
   const Handle<AUTHORITY_KEYID, AUTHORITY_KEYID_free> authorityId(AUTHORITY_KEYID_new());
   require(authorityId != nullptr, "a key identifier");
-  authorityId->keyid = octetString(issuer.identifier()).release();
+  authorityId->keyid = octetString(issuer.keyIdentifier).release();
   addExtension(certificate, NID_authority_key_identifier, authorityId.get(), false);
 }
 
@@ -145,7 +167,70 @@ std::string derOf(const X509* certificate) {
   return der;
 }
 
+// As orders have it.
+std::string timeText(const ASN1_TIME* time) {
+  std::tm utc{};
+  require(ASN1_TIME_to_tm(time, &utc) == 1, "a time of validity");
+  char text[32];
+  return std::string(text, std::strftime(text, sizeof(text), "%Y%m%d%H%M%SZ", &utc));
+}
+
 }  // namespace
+
+std::string developmentName(const std::string& commonName) {
+  const Name name(X509_NAME_new());
+  addToName(name.get(), "O", kOrganisation);
+  addToName(name.get(), "OU", kUnit);
+  addToName(name.get(), "CN", commonName);
+  return derOf(name.get());
+}
+
+std::string withCommonName(const std::string& name, const std::string& commonName) {
+  const Name changed = readName(name);
+  for (int i = X509_NAME_get_index_by_NID(changed.get(), NID_commonName, -1); i >= 0;
+       i = X509_NAME_get_index_by_NID(changed.get(), NID_commonName, -1)) {
+    X509_NAME_ENTRY_free(X509_NAME_delete_entry(changed.get(), i));
+  }
+  addToName(changed.get(), "CN", commonName);
+  return derOf(changed.get());
+}
+
+IssuerFacts readIssuer(const std::string& der, const RsaKey& key) {
+  const Certificate certificate = readCertificate(der);
+  if (certificate == nullptr) throw KeyError("the authority's file is no certificate");
+  if (X509_check_private_key(certificate.get(), key.get()) != 1) {
+    ERR_clear_error();
+    throw KeyError("the key beside the authority's certificate is that of another one");
+  }
+  IssuerFacts facts;
+  facts.name = derOf(X509_get_subject_name(certificate.get()));
+  if (const ASN1_OCTET_STRING* const id = X509_get0_subject_key_id(certificate.get())) {
+    facts.keyIdentifier.assign(reinterpret_cast<const char*>(ASN1_STRING_get0_data(id)),
+                               static_cast<std::size_t>(ASN1_STRING_length(id)));
+  }
+  facts.notAfter = timeText(X509_get0_notAfter(certificate.get()));
+  return facts;
+}
+
+bool isNamedIssuer(const std::string& der, const std::string& issuerDer) {
+  const Certificate certificate = readCertificate(der), issuer = readCertificate(issuerDer);
+  if (certificate == nullptr || issuer == nullptr) return false;
+  const ASN1_OCTET_STRING* const named = X509_get0_authority_key_id(certificate.get());
+  const ASN1_OCTET_STRING* const own = X509_get0_subject_key_id(issuer.get());
+  return named != nullptr && own != nullptr && ASN1_OCTET_STRING_cmp(named, own) == 0;
+}
+
+std::string serialOctets(const std::string& shown) { return {shown.rbegin(), shown.rend()}; }
+
+std::string shownSerial(const std::string& der) {
+  const Certificate certificate = readCertificate(der);
+  if (certificate == nullptr) return {};
+  const ASN1_INTEGER* const serial = X509_get0_serialNumber(certificate.get());
+  const auto* const octets = ASN1_STRING_get0_data(serial);
+  const std::string text(reinterpret_cast<const char*>(octets),
+                         static_cast<std::size_t>(ASN1_STRING_length(serial)));
+  return {text.rbegin(), text.rend()};
+}
 
 std::string makeCertificate(const CertificateOrder& order, const RsaKey& subject,
                             const Issuer& issuer) {
@@ -153,15 +238,15 @@ std::string makeCertificate(const CertificateOrder& order, const RsaKey& subject
   require(certificate != nullptr && X509_set_version(certificate.get(), X509_VERSION_3) == 1,
           "a certificate");
   setSerial(certificate.get(), order.serial);
-  require(X509_set_issuer_name(certificate.get(), nameOf(issuer.commonName).get()) == 1,
+  require(X509_set_issuer_name(certificate.get(), readName(issuer.name).get()) == 1,
           "the issuer's name");
   setValidity(certificate.get(), order);
-  require(X509_set_subject_name(certificate.get(), nameOf(order.commonName).get()) == 1,
+  require(X509_set_subject_name(certificate.get(), readName(order.name).get()) == 1,
           "the subject's name");
   require(X509_set_pubkey(certificate.get(), subject.get()) == 1, "a public key");
   addBasicConstraints(certificate.get(), order.role);
   addKeyUsage(certificate.get(), order.role);
-  addKeyIdentifiers(certificate.get(), subject, issuer.key);
+  addKeyIdentifiers(certificate.get(), subject, issuer);
   addPermissions(certificate.get(), order.permissions);
   require(X509_sign(certificate.get(), issuer.key.get(), EVP_sha256()) > 0, "a signature");
   return derOf(certificate.get());

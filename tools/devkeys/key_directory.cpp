@@ -1,23 +1,17 @@
 #include "devkeys/key_directory.h"
 
-#include <fcntl.h>
-#include <pthread.h>
-#include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
-#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 #include "devkeys/certificate_order.h"
+#include "devkeys/key_files.h"
 #include "devkeys/rsa_key.h"
 
 namespace devkeys {
@@ -30,7 +24,6 @@ namespace fs = std::filesystem;
 constexpr char kRootsFolder[] = "roots";
 constexpr char kAuthoritiesFolder[] = "authorities";
 constexpr char kSignersFolder[] = "signers";
-constexpr const char* kFolders[] = {kRootsFolder, kAuthoritiesFolder, kSignersFolder};
 
 constexpr char kAuthorityEnd[] = "21100101000000Z";
 
@@ -83,131 +76,17 @@ const char* kindName(int kind) {
   return kind == 4 ? "manifests" : "signers";
 }
 
-// A terminal shows the octets of a serial number last to first.
-std::string serialOctets(const char* shown) {
-  const std::string text = shown;
-  return std::string(text.rbegin(), text.rend());
-}
-
-// ---- Files -------------------------------------------------------------------------------------
-
-struct FileError {
-  std::string text;
-};
-
-[[noreturn]] void failAt(const fs::path& path, int error) {
-  throw FileError{"cannot make " + path.string() + ": " + std::strerror(error)};
-}
-
-void makeFolder(const fs::path& path, mode_t mode) {
-  if (mkdir(path.c_str(), mode) != 0) failAt(path, errno);
-}
-
-void writeFile(const fs::path& path, const std::string& content, mode_t mode) {
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-  if (file < 0) failAt(path, errno);
-  std::size_t written = 0;
-  int error = 0;
-  while (written < content.size() && error == 0) {
-    const ssize_t count = write(file, content.data() + written, content.size() - written);
-    if (count >= 0) {
-      written += static_cast<std::size_t>(count);
-    } else if (errno != EINTR) {
-      error = errno;
-    }
-  }
-  if (close(file) != 0 && error == 0) error = errno;
-  if (error != 0) failAt(path, error);
-}
-
-// Beside the folder that it becomes, so that it becomes it by one rename; gone with the object
-// until then.
-class NewFolder {
- public:
-  explicit NewFolder(const fs::path& target) : target_(target) {
-    path_ = (target.parent_path() / (".new-" + target.filename().string() + "-XXXXXX")).string();
-    if (mkdtemp(path_.data()) == nullptr) failAt(target, errno);
-  }
-  NewFolder(const NewFolder&) = delete;
-  NewFolder& operator=(const NewFolder&) = delete;
-  ~NewFolder() {
-    std::error_code ignored;
-    if (!path_.empty()) fs::remove_all(path_, ignored);
-  }
-
-  [[nodiscard]] fs::path operator/(const std::string& name) const { return fs::path(path_) / name; }
-
-  // Whatever lies at the target by now stays as it is.
-  void finish() {
-    int result = renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE);
-    if (result != 0 && errno == EINVAL) {
-      // A file system that cannot do that: a folder that is new cannot be anybody else's.
-      makeFolder(target_, S_IRWXU);
-      result = rename(path_.c_str(), target_.c_str());
-    }
-    if (result != 0) failAt(target_, errno);
-    path_.clear();
-  }
-
- private:
-  fs::path target_;
-  std::string path_;
-};
-
-// While it lives, signals to this thread wait: one that ends the process finds the folder complete,
-// or gone.
-class SignalsHeld {
- public:
-  SignalsHeld() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  SignalsHeld(const SignalsHeld&) = delete;
-  SignalsHeld& operator=(const SignalsHeld&) = delete;
-  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_{};
-};
-
-// What becomes a key directory, in memory: making keys takes seconds, writing them an instant.
-class KeyFiles {
- public:
-  void add(const std::string& name, std::string content, mode_t mode) {
-    files_.push_back({name, std::move(content), mode});
-  }
-
-  void addPair(const std::string& name, const std::string& certificate, const RsaKey& key) {
-    add(name + ".der", certificate, 0644);
-    add(name + ".key", key.privatePem(), 0600);
-  }
-
-  void write(const fs::path& directory) const {
-    const SignalsHeld held;
-    NewFolder folder(directory);
-    for (const char* const name : kFolders) makeFolder(folder / name, S_IRWXU);
-    for (const File& file : files_) writeFile(folder / file.name, file.content, file.mode);
-    folder.finish();
-  }
-
- private:
-  struct File {
-    std::string name;  // in the directory
-    std::string content;
-    mode_t mode;
-  };
-
-  std::vector<File> files_;
-};
-
 // ---- The steps ---------------------------------------------------------------------------------
 
 // A key and the name by which what it issues knows it.
 struct Authority {
   RsaKey key;
-  std::string commonName;
+  std::string name;
 };
+
+Issuer issuerOf(const Authority& authority) {
+  return {authority.key, authority.name, authority.key.identifier()};
+}
 
 using Authorities = std::deque<Authority>;
 
@@ -215,11 +94,12 @@ Authorities makeRoots(KeyFiles& files) {
   Authorities roots;
   for (const RootPlan& plan : kRoots) {
     const std::string number = std::to_string(roots.size() + 1);
-    const Authority& root = roots.emplace_back(Authority{{}, "Development root " + number});
-    const CertificateOrder order{Role::kRoot,       root.commonName,   serialOctets(plan.serial),
+    const Authority& root =
+        roots.emplace_back(Authority{{}, developmentName("Development root " + number)});
+    const CertificateOrder order{Role::kRoot,       root.name,         serialOctets(plan.serial),
                                  "20100104000000Z", "21101231000000Z", {}};
     files.addPair(std::string(kRootsFolder) + "/" + plan.name,
-                  makeCertificate(order, root.key, {root.key, root.commonName}), root.key);
+                  makeCertificate(order, root.key, issuerOf(root)), root.key);
   }
   return roots;
 }
@@ -229,13 +109,12 @@ Authorities makeAuthorities(KeyFiles& files, const Authorities& roots) {
   for (const AuthorityPlan& plan : kAuthorities) {
     const std::string number = std::to_string(authorities.size() + 1);
     const Authority& authority = authorities.emplace_back(Authority{
-        {}, std::string("Development authority ") + number + " (" + kindName(plan.kind) + ")"});
-    const CertificateOrder order{Role::kAuthority, authority.commonName, serialOctets(plan.serial),
-                                 plan.notBefore,   plan.notAfter,        {}};
+        {}, developmentName("Development authority " + number + " (" + kindName(plan.kind) + ")")});
+    const CertificateOrder order{Role::kAuthority, authority.name, serialOctets(plan.serial),
+                                 plan.notBefore,   plan.notAfter,  {}};
     const Authority& root = roots[plan.root];
     files.addPair(kAuthoritiesFolder + ("/" + number),
-                  makeCertificate(order, authority.key, {root.key, root.commonName}),
-                  authority.key);
+                  makeCertificate(order, authority.key, issuerOf(root)), authority.key);
   }
   return authorities;
 }
@@ -244,14 +123,14 @@ void makeSigners(KeyFiles& files, const Authorities& authorities) {
   for (const SignerPlan& plan : kSigners) {
     const RsaKey key;
     const CertificateOrder order{Role::kSigner,
-                                 std::string("Development ") + plan.commonName,
+                                 developmentName(std::string("Development ") + plan.commonName),
                                  serialOctets(plan.serial),
                                  "20200101000000Z",
                                  kAuthorityEnd,
                                  {plan.permission}};
     const Authority& authority = authorities[plan.authority];
     files.addPair(std::string(kSignersFolder) + "/" + plan.name,
-                  makeCertificate(order, key, {authority.key, authority.commonName}), key);
+                  makeCertificate(order, key, issuerOf(authority)), key);
   }
 }
 

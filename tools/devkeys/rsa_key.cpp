@@ -31,6 +31,18 @@ void RsaKey::Free::operator()(evp_pkey_st* key) const { EVP_PKEY_free(key); }
 // OpenSSL's own choice of the exponent is 65537.
 RsaKey::RsaKey() : key_(EVP_RSA_gen(kKeyBits)) { require(key_ != nullptr, "an RSA key"); }
 
+RsaKey::RsaKey(const std::string& pem) {
+  // Without a question for a password, which would wait for the user.
+  const auto noPassword = [](char*, int, int, void*) { return -1; };
+  const std::unique_ptr<BIO, decltype(&BIO_free)> text(
+      BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), BIO_free);
+  key_.reset(PEM_read_bio_PrivateKey(text.get(), nullptr, noPassword, nullptr));
+  ERR_clear_error();
+  if (key_ == nullptr || EVP_PKEY_get_base_id(key_.get()) != EVP_PKEY_RSA) {
+    throw KeyError("it is no RSA key as PEM text that is not encrypted");
+  }
+}
+
 std::string RsaKey::identifier() const {
   unsigned char* octets = nullptr;
   const int size = i2d_PublicKey(key_.get(), &octets);

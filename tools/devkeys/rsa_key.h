@@ -24,6 +24,9 @@ class RsaKey {
   /// Makes a new key. Throws KeyError.
   RsaKey();
 
+  /// Reads a private key from PEM text that is not encrypted. Throws KeyError.
+  explicit RsaKey(const std::string& pem);
+
   [[nodiscard]] evp_pkey_st* get() const { return key_.get(); }
 
   /// SHA-1 of the public key (RFC 5280, 4.2.1.2, method 1): 20 octets.

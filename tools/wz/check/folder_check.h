@@ -2,9 +2,11 @@
 #ifndef WZ_CHECK_FOLDER_CHECK_H
 #define WZ_CHECK_FOLDER_CHECK_H
 
+#include <span>
 #include <string>
 #include <vector>
 
+#include "crypto/authorities.h"
 #include "wz/reports/diagnostic.h"
 
 namespace wz {
@@ -12,6 +14,10 @@ namespace wz {
 struct CheckOptions {
   std::string leftOut;  ///< a file that is not packed whatever its name; empty: none
   unsigned engine = 0;  ///< major version of the terminal's browser; 0: not known, not checked
+  /// By which the signers of packages are judged.
+  std::span<const wzapp::Authority> authorities = wzapp::authorities();
+  bool areCompiledIn = true;  ///< those authorities
+  bool isRelease = false;     ///< development keys do not sign
 };
 
 /// What was found in one folder or package.

@@ -1,14 +1,15 @@
 #include <filesystem>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "archive/unzip.h"
-#include "crypto/authorities.h"
 #include "packaging/application_folder.h"
 #include "packaging/temporary_folders.h"
 #include "support/text.h"
 #include "wz/check/folder_check.h"
+#include "wz/reports/development_key.h"
 #include "wz/reports/package_report.h"
 #include "wz/reports/unnamed_file.h"
 
@@ -106,11 +107,16 @@ void checkApplication(UnZIP& archive, const InnerReport& inner, const CheckOptio
 }  // namespace
 
 CheckReport checkPackage(const std::string& file, const CheckOptions& options) {
-  const PackageReport package = examinePackage(file, wzapp::authorities(), EntrySizes::kLeftOut);
+  const PackageReport package = examinePackage(file, options.authorities, EntrySizes::kLeftOut);
   CheckReport report;
   report.file = file;
   report.isPackage = true;
   report.diagnostics = package.diagnostics;
+  if (options.isRelease) {
+    for (Diagnostic& key : developmentKeysIn(package, options.areCompiledIn)) {
+      report.diagnostics.push_back(std::move(key));
+    }
+  }
   UnZIP archive(file);
   for (const InnerReport& inner : package.inners) {
     if (inner.kind != InnerKind::kApplication) continue;

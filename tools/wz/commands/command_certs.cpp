@@ -6,6 +6,7 @@
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/reports/output_file.h"
+#include "wz/reports/tar_members.h"
 #include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
 #include "wzapp/wzapp.h"
@@ -19,27 +20,10 @@ struct Counts {
   std::size_t authorities = 0;  // "wz"
 };
 
-// The number of octets of a member, in its header as octal digits.
-std::size_t sizeOf(std::string_view header) {
-  constexpr std::size_t kSizeOffset = 124, kSizeLength = 12;
-  std::size_t size = 0;
-  for (const char c : header.substr(kSizeOffset, kSizeLength)) {
-    if (c < '0' || c > '7') break;
-    size = 8 * size + static_cast<std::size_t>(c - '0');
-  }
-  return size;
-}
-
-// POSIX ustar: a header of one block, the content in whole blocks; a block of zeros ends it.
 Counts count(std::string_view archive) {
-  constexpr std::size_t kBlock = 512;
   Counts counts;
-  while (archive.size() >= kBlock && archive[0] != '\0') {
-    const std::string_view header = archive.substr(0, kBlock);
-    ++(header.substr(0, 2) == "os" ? counts.terminal : counts.authorities);
-    const std::size_t blocks = 1 + (sizeOf(header) + kBlock - 1) / kBlock;
-    if (blocks > archive.size() / kBlock) break;
-    archive.remove_prefix(blocks * kBlock);
+  for (const TarMember& member : tarMembers(archive)) {
+    ++(member.name.starts_with("os") ? counts.terminal : counts.authorities);
   }
   return counts;
 }

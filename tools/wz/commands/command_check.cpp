@@ -7,6 +7,7 @@
 #include "packaging/temporary_folders.h"
 #include "wz/check/folder_check.h"
 #include "wz/commands/commands.h"
+#include "wz/commands/signing_options.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/words/exit_code.h"
@@ -52,8 +53,13 @@ void printJson(const std::vector<CheckReport>& reports) {
 
 int check(const CheckFilesOptions& options) {
   (void)packaging::removeFoldersOnSignals();
+  SigningAuthorities authorities;
+  if (!options.keys.empty() && !authorities.load(options.keys)) return kEnvironment;
   CheckOptions how;
   how.engine = options.engine;
+  how.isRelease = options.isRelease;
+  how.authorities = authorities.rows();
+  how.areCompiledIn = authorities.areCompiledIn();
   std::vector<CheckReport> reports;
   for (const std::string& file : options.files) {
     std::error_code failure;
@@ -61,6 +67,10 @@ int check(const CheckFilesOptions& options) {
       printMessage("cannot read " + file + ": " +
                    (failure ? failure.message() : "No such file or directory"));
       return kEnvironment;
+    }
+    if (options.isRelease && std::filesystem::is_directory(file, failure)) {
+      printMessage(file + " is a folder, which nobody has signed; --release is about packages");
+      return kUsage;
     }
     reports.push_back(checkOne(file, how));
   }

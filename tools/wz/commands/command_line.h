@@ -30,7 +30,7 @@ void addJsonLines(CLI::App& command, bool& asJson);  ///< an object a line
 void addTerminalCommands(CLI::App& app, Action& action);  ///< terminal create, show
 void addRunCommands(CLI::App& app, Action& action);       ///< run, replay, exec
 void addMessageCommands(CLI::App& app, Action& action);   ///< listen, notify, reply
-void addKeyCommands(CLI::App& app, Action& action);       ///< keys init, keys show, certs
+void addKeyCommands(CLI::App& app, Action& action);       ///< keys, certs
 void addPackageCommands(CLI::App& app, Action& action);   ///< new, pack, inspect, install and so on
 void addStoryCommands(CLI::App& app, Action& action);     ///< history, diff, why
 void addHelpCommand(CLI::App& app, Action& action);       ///< help

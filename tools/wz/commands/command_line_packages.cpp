@@ -32,6 +32,10 @@ void addAllowed(CLI::App& command, std::vector<std::string>& allowed) {
       ->take_all();
 }
 
+void addRelease(CLI::App& command, bool& isRelease) {
+  command.add_flag("--release", isRelease, "Refuse what development keys have signed");
+}
+
 void addNew(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<NewOptions>();
   kept->sponsor = "123456";
@@ -74,6 +78,7 @@ void addPack(CLI::App& app, Action& action) {
                    "Leave the marketplace package out, without which a\n"
                    "terminal that has none removes the application again");
   addAllowed(command, kept->allowed);
+  addRelease(command, kept->isRelease);
   command
       .add_option("--uninstall", kept->removals,
                   "Instead of APPDIR: make a package that removes this\n"
@@ -124,6 +129,12 @@ void addCheck(CLI::App& app, Action& action) {
                   "scripts and styles use that is newer")
       ->type_name("N")
       ->check(aboveZero());
+  addRelease(command, kept->isRelease);
+  command
+      .add_option("--keys", kept->keys,
+                  "Folder with the table of authorities that judge the\n"
+                  "signers of packages (default: those compiled in)")
+      ->type_name("DIR");
   addJson(command, kept->asJson);
   command.add_flag("--quiet", kept->quiet, "Say nothing of what is sound");
   addVerbose(command, kept->verbose, "Print the rule behind each finding");

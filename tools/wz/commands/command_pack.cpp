@@ -11,6 +11,9 @@
 #include "wz/check/folder_check.h"
 #include "wz/commands/commands.h"
 #include "wz/commands/signing_options.h"
+#include "wz/reports/certificate_facts.h"
+#include "wz/reports/development_key.h"
+#include "wz/reports/expiry.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/reports/package_report.h"
@@ -62,9 +65,29 @@ void printRefusal(const PackageReport& report) {
   if (!report.refusal.empty()) printMessage(report.refusal);
 }
 
+// False after a message for each development key.
+bool isReleased(const PackageReport& report, bool isByCompiledIn) {
+  const Diagnostics found = developmentKeysIn(report, isByCompiledIn);
+  for (const Diagnostic& key : found) {
+    printMessage(key.message + ": " + key.evidence + " [" + key.code + "]");
+  }
+  if (!found.empty()) printMessage("repair: " + repairOf(found.front()));
+  return found.empty();
+}
+
+void tellExpiries(const PackageReport& report) {
+  for (const PackageCertificate& certificate : report.certificates) {
+    const auto expiry =
+        expiryOf(certificate.facts, "", certificate.entry, currentTime(), kExpiryNotice);
+    if (!expiry) continue;
+    printMessage("warning: " + certificate.entry + ": " + expiry->message + ", " +
+                 expiry->evidence + " [" + expiry->code + "]");
+  }
+}
+
 // Verifies the package that was made, with the eyes of a terminal.
 bool verify(const std::string& made, const std::string& keys, const SigningAuthorities& authorities,
-            PackageReport& report) {
+            bool isRelease, PackageReport& report) {
   report = examinePackage(made, authorities.rows(), EntrySizes::kLeftOut);
   if (!report.isAccepted()) {
     printRefusal(report);
@@ -72,6 +95,8 @@ bool verify(const std::string& made, const std::string& keys, const SigningAutho
                  keys + " the right ones? wz keys show explains a certificate");
     return false;
   }
+  if (isRelease && !isReleased(report, authorities.areCompiledIn())) return false;
+  tellExpiries(report);
   if (!authorities.areCompiledIn()) {
     printMessage("note: " + keys +
                  " has authorities of its own; only terminals whose library was built with them "
@@ -125,7 +150,7 @@ int makeVerified(const Order& order, const PackOptions& options, const std::stri
   const bool isMade = packaging::makePackage(
       order, signers, options.output,
       [&](const std::string& made) {
-        isRefused = !verify(made, keys, authorities, report);
+        isRefused = !verify(made, keys, authorities, options.isRelease, report);
         return !isRefused;
       },
       error);

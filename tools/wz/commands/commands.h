@@ -3,12 +3,14 @@
 #ifndef WZ_COMMANDS_COMMANDS_H
 #define WZ_COMMANDS_COMMANDS_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "workstation/terminal/terminal_directory.h"
 #include "wz/commands/signing_options.h"
+#include "wz/reports/expiry.h"
 #include "wz/terminal/screen_trial.h"
 
 namespace wz {
@@ -127,12 +129,26 @@ struct InitKeysOptions {
 
 int initKeys(const InitKeysOptions& options);
 
-struct ShowKeyOptions {
-  std::string file;
+struct IssueOptions {
+  std::string directory;      // the new folder; to rotate, that of the keys themselves
+  std::string keys;           // folder with the authority; empty: the one that is known
+  std::size_t authority = 0;  // row of its table from 1; 0: the first that can
+  std::vector<std::string> roles;
+  std::string until;  // YYYY-MM-DD; empty: as long as the authority
   bool asJson = false;
 };
 
-int showKey(const ShowKeyOptions& options);
+int issueKeys(const IssueOptions& options);
+int rotateKeys(const IssueOptions& options);
+
+struct ShowKeysOptions {
+  std::vector<std::string> files;  // certificates, folders, packages, certificate archives
+  unsigned withinDays = kExpiryNotice;
+  bool asJson = false;
+  bool verbose = false;
+};
+
+int showKeys(const ShowKeysOptions& options);
 
 struct CertificatesOptions {
   std::string terminal;
@@ -159,6 +175,7 @@ struct PackOptions {
   SigningOptions signing;
   bool applicationOnly = false;
   std::vector<std::string> allowed;  // codes that do not count
+  bool isRelease = false;            // development keys do not sign
   bool asJson = false;
 };
 
@@ -177,6 +194,8 @@ struct CheckFilesOptions {
   std::vector<std::string> files;    // folders and packages
   std::vector<std::string> allowed;  // codes
   unsigned engine = 0;               // major version of the terminal's browser; 0: not known
+  std::string keys;                  // folder whose authorities judge; empty: those compiled in
+  bool isRelease = false;            // development keys do not sign
   bool asJson = false;
   bool quiet = false;
   bool verbose = false;

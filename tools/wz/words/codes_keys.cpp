@@ -41,6 +41,52 @@ constexpr Code kCodes[] = {
      .causes = "The keys were made by wz keys init, and this wz was built with others.",
      .repair = "Build the terminal's library with -DWZAPP_AUTHORITIES of that folder.",
      .command = "cmake --preset demo -DWZAPP_AUTHORITIES=DIR"},
+    {.id = "WZ-0906",
+     .severity = Severity::kWarning,
+     .title = "A certificate is past its last date",
+     .rule = "Terminals go on accepting it, since their clocks may be wrong; people and other "
+             "programs that look at the dates do not.",
+     .causes = "Nobody has replaced the signer in time.",
+     .repair = "Put a new signer in its place.",
+     .command = "wz keys rotate DIR"},
+    {.id = "WZ-0907",
+     .severity = Severity::kWarning,
+     .title = "A certificate is soon past its last date",
+     .rule =
+         "Signers are replaced before their last date. Packages that are signed already stay as "
+         "they are.",
+     .causes = "The signer was issued for a limited time.",
+     .repair = "Put a new signer in its place.",
+     .command = "wz keys rotate DIR"},
+    {.id = "WZ-0908",
+     .severity = Severity::kError,
+     .title = "A development key has signed it",
+     .rule = "The private keys of development lie open, so that whoever has them signs whatever "
+             "they like. What is released is signed by a product's own signers.",
+     .causes =
+         "The package was made with the keys that a build, wz keys init or the first use of an "
+         "installed kit has made.",
+     .repair = "Sign it with the product's signers, by their keys or by a program that has them.",
+     .command = "wz pack APPDIR --release --keys DIR --sign-command CMD"},
+    {.id = "WZ-0909",
+     .severity = Severity::kError,
+     .title = "A signer cannot be issued",
+     .rule =
+         "Who has the private key of an authority issues signers below it. One of kind 2 issues "
+         "signers of both roles, of kind 3 such for applications, of kind 4 such for manifests.",
+     .causes =
+         "The folder has signers alone; the authority's key lies elsewhere; the folder cannot "
+         "be written to.",
+     .repair = "Name the folder that has the authority's key.",
+     .command = "wz keys issue DIR --keys KEYS"},
+    {.id = "WZ-0910",
+     .severity = Severity::kError,
+     .title = "There is no certificate in it",
+     .rule =
+         "Folders hold certificates as *.der and *.crt, packages as *.crt, certificate archives "
+         "whatever they hold.",
+     .causes = "Another file or folder; a package whose signers came without their certificates.",
+     .repair = "Name the certificate itself, or a folder, package or archive that has one."},
 };
 
 }  // namespace
