@@ -207,13 +207,28 @@ TEST_F(TerminalStoryTest, AHistoryThatCannotBeReadEndsWithAMessage) {
   EXPECT_EQ(run({"history"}).code, 3);
 }
 
-TEST_F(TerminalStoryTest, ApplicationsOfTheOlderLayoutAreMovedAndTold) {
-  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
-  const fs::path config = terminal_ + "/flash/etc/config/wzapp";
-  const fs::path older = terminal_ + "/home/sys13/flash/www";
+// Puts what is installed where it lay in the older layout.
+void makeOlder(const std::string& terminal) {
+  const fs::path config = terminal + "/flash/etc/config/wzapp";
+  const fs::path older = terminal + "/home/sys13/flash/www";
   fs::create_directories(older);
   for (const char* const root : {"wz", "mp"}) fs::rename(config / root, older / root);
   fs::remove_all(config);
+}
+
+TEST_F(TerminalStoryTest, ARunMovesApplicationsOfTheOlderLayoutAndTells) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+  makeOlder(terminal_);
+
+  (void)run({"run", "none"});
+
+  EXPECT_THAT(history({"--count", "1"}), ElementsAre(HasSubstr("  migration  ")));
+  EXPECT_EQ(run({"list"}).out, "shop 1.2  for 123456\n");
+}
+
+TEST_F(TerminalStoryTest, ApplicationsOfTheOlderLayoutAreMovedAndTold) {
+  ASSERT_EQ(run({"install", pack("shop", "1.2")}).code, 0);
+  makeOlder(terminal_);
 
   ASSERT_EQ(run({"install", pack("tip", "2.0")}).code, 0);
 

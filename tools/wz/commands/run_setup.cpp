@@ -18,7 +18,8 @@ namespace wz {
 // at the start of every run; without a manifest it then stops. Done first, so that what is looked
 // for or placed there is not in the way of that move.
 bool prepareConfigRoot() {
-  {
+  // Nobody is to find the terminal locked for nothing.
+  if (hasOlderLayout()) {
     // Where another program is changing the terminal, that one does it.
     workstation::TerminalLock lock;
     std::string ignored;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
 #include "installer/directories.h"
 #include "workstation/terminal/terminal_directory.h"
@@ -13,14 +14,24 @@
 
 namespace wz {
 
-void migrateOlderLayout() {
-  if (access(wzapp::kConfigRoot, F_OK) == 0) return;
-  HistoryEvent event;
+namespace {
+
+std::vector<HistoryMove> pendingMoves() {
+  std::vector<HistoryMove> moves;
+  if (access(wzapp::kConfigRoot, F_OK) == 0) return moves;
   for (const wzapp::Migration& migration : wzapp::kMigrations) {
-    if (access(migration.from, F_OK) == 0) {
-      event.moves.push_back({migration.from, migration.to, false});
-    }
+    if (access(migration.from, F_OK) == 0) moves.push_back({migration.from, migration.to, false});
   }
+  return moves;
+}
+
+}  // namespace
+
+bool hasOlderLayout() { return !pendingMoves().empty(); }
+
+void migrateOlderLayout() {
+  HistoryEvent event;
+  event.moves = pendingMoves();
   if (event.moves.empty()) return;
   event.kind = HistoryKind::kMigration;
   event.time = historyTime();

@@ -4,8 +4,12 @@
 
 namespace wz {
 
-/// Where the applications of the older layout are still to be moved, lets the library do that, and
-/// tells the history. For who has the right to change the terminal that this process is inside of.
+/// Whether the terminal that this process is inside of has applications there that are still to be
+/// moved. Anybody may look.
+[[nodiscard]] bool hasOlderLayout();
+
+/// Where there are, lets the library move them, and tells the history. For who has the right to
+/// change the terminal.
 void migrateOlderLayout();
 
 }  // namespace wz
