@@ -539,6 +539,17 @@ TEST_F(TerminalStoryTest, TheSmallestChangeOfARemovedExporterIsToInstallIt) {
             "install till 1.0 (" + till + "), which exports PAID, before it or with it");
 }
 
+TEST_F(TerminalStoryTest, WhatIsThereByNowNeedsNoChange) {
+  const std::string till = pack("till", "1.0", kExports);
+  const std::string shop = pack("shop", "1.2", kImports);
+  ASSERT_EQ(run({"install", shop}).code, kRejected);
+  ASSERT_EQ(run({"install", till}).code, 0);
+
+  EXPECT_THAT(run({"why", "shop"}).out,
+              HasSubstr("  none: what was missing is exported by now, so install it again\n"));
+  EXPECT_EQ(run({"install", shop}).code, 0);
+}
+
 // Nobody ever exported it: the application does without.
 TEST_F(TerminalStoryTest, WithoutAnExporterTheImportsBecomeOptional) {
   ASSERT_EQ(run({"install", pack("shop", "1.2", kImports)}).code, kRejected);

@@ -104,6 +104,31 @@ void findSteps(const History& history, Story& story) {
   }
 }
 
+// Whether what was missing then is exported by now.
+bool isThereByNow(const Cause& cause, const std::vector<ManifestThere>& manifests) {
+  const bool isTrigger = cause.code == "WZ-0514";
+  if ((!isTrigger && cause.code != "WZ-0515") || cause.values.empty()) return false;
+  const auto exports =
+      isTrigger ? &PackagedManifest::exportedTriggers : &PackagedManifest::exportedInterfaces;
+  return std::any_of(manifests.begin(), manifests.end(), [&](const ManifestThere& there) {
+    const std::vector<Feature>& features = there.manifest.*exports;
+    return std::any_of(features.begin(), features.end(),
+                       [&](const Feature& one) { return one.id == cause.values[0]; });
+  });
+}
+
+void findSmallestChange(Story& story) {
+  const std::vector<ManifestThere> manifests = findManifestsThere();
+  std::vector<Cause> standing;
+  for (const Cause& cause : story.causes) {
+    if (!isThereByNow(cause, manifests)) standing.push_back(cause);
+  }
+  story.keeping = smallestChange(story.id, standing);
+  if (standing.empty() && !story.causes.empty()) {
+    story.keeping = {"none: what was missing is exported by now, so install it again"};
+  }
+}
+
 // A refusal of a newer one leaves what is installed as it is.
 void decide(const History& history, Story& story) {
   for (const Step& step : story.steps) {
@@ -114,7 +139,7 @@ void decide(const History& history, Story& story) {
   if (story.decisive == nullptr || story.now.isInstalled) return;
   const Step& step = *story.decisive;
   story.causes = causesOf(*step.change, step.event->number, history.events);
-  story.keeping = smallestChange(story.id, story.causes);
+  findSmallestChange(story);
 }
 
 Story tellStory(const std::string& id, const History& history,
