@@ -92,7 +92,18 @@ function(_wzapp_add_certificates name what directory)
   endforeach()
 endfunction()
 
-_wzapp_add_certificates(wzapp_authorities authorities ${_keys})
+# On a workstation that trusts development keys a terminal's folder may bring a table of its own, which
+# the workstation's security service hands out. Nothing of it is compiled for a product, or for another
+# platform.
+if(WZAPP_WORKSTATION AND WZAPP_KIT AND NOT WZAPP_AUTHORITIES)
+  _wzapp_add_certificates(wzapp_authorities compiled-in-authorities ${_keys})
+  target_sources(wzapp_authorities PRIVATE
+    ${PROJECT_SOURCE_DIR}/platform/workstation/zelsec/terminal_authorities.cpp)
+  target_include_directories(wzapp_authorities PRIVATE ${PROJECT_SOURCE_DIR}/platform)
+  target_link_libraries(wzapp_authorities PUBLIC zelsec)
+else()
+  _wzapp_add_certificates(wzapp_authorities authorities ${_keys})
+endif()
 target_include_directories(wzapp_authorities PUBLIC ${PROJECT_SOURCE_DIR}/src)
 
 if(WZAPP_AUTHORITIES)

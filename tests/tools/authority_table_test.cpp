@@ -79,6 +79,21 @@ TEST(AuthorityTableTest, ADirectoryOfDevelopmentKeysIsTaken) {
             HasSubstr("kCertificate9[] = {\n    0x30, 0x82,"), Not(HasSubstr("kCertificate10"))));
 }
 
+// Only where it is asked for does the table leave room for another in front of it.
+TEST(AuthorityTableTest, AProductsTableIsTheLibrarysOwn) {
+  const Table table;
+  ASSERT_EQ(table.generate().code, 0);
+  EXPECT_THAT(contentOf(table.source()), AllOf(HasSubstr("kAuthorityCount>& authorities() {"),
+                                               Not(HasSubstr("compiledIn"))));
+
+  const ProgramResult behind =
+      runProgram(AUTHORITY_TABLE_PROGRAM, {"compiled-in-authorities", table.keys(), table.source(),
+                                           table.source() + ".d"});
+
+  EXPECT_EQ(behind.code, 0) << behind.errors;
+  EXPECT_THAT(contentOf(table.source()), HasSubstr("kAuthorityCount>& compiledInAuthorities() {"));
+}
+
 TEST(AuthorityTableTest, WhatItWasMadeOfIsWrittenForTheBuild) {
   const Table table;
   fs::copy(table / "authorities/9.der", table / "a $ign.der");

@@ -485,8 +485,12 @@ INSTANTIATE_TEST_SUITE_P(
                          "[ ! -d /usr/local/share/fonts ] || "
                          "mount -t tmpfs none /usr/local/share/fonts"},
                     Lack{"WZ-0903", "export WZ_KEYS=$1; echo nonsense >\"$1/authorities.txt\""},
+                    Lack{
+                        "WZ-0907",
+                        "cp -r \"${0%/*}/../keys\" \"$1/keys\"; \"$0\" keys rotate \"$1/keys\" "
+                        "--until \"$(date -d '+30 days' +%F)\" >/dev/null; export WZ_KEYS=$1/keys"},
                     Lack{"WZ-1008",
-                         "unset WZ_KEYS; cp \"$0\" \"$1/wz\"; "
+                         "unset WZ_KEYS XDG_DATA_HOME HOME; cp \"$0\" \"$1/wz\"; "
                          "export LD_LIBRARY_PATH=${0%/*}/../lib; exec \"$1/wz\" doctor"},
                     Lack{"WZ-1011", kFakeNode}),
     [](const auto& row) { return "Code" + std::string(row.param.code).substr(3); });

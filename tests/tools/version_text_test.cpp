@@ -6,13 +6,15 @@ namespace wzapp_test {
 namespace {
 
 TEST(VersionTest, DevelopmentKeysAreSaid) {
-  EXPECT_EQ(wz::versionText(true), "wz " WZ_VERSION
-                                   "\nplatform: workstation\nauthorities: development keys; this "
-                                   "build is not for terminals");
+  EXPECT_EQ(wz::versionText(true, "one"),
+            "wz " WZ_VERSION
+            "\nplatform: workstation\nauthorities: development keys; this "
+            "build is not for terminals\ntable in force: one");
 }
 
 TEST(VersionTest, WithAProductsOwnAuthoritiesThereIsNothingToSay) {
-  EXPECT_EQ(wz::versionText(false), "wz " WZ_VERSION "\nplatform: workstation");
+  EXPECT_EQ(wz::versionText(false, "one"),
+            "wz " WZ_VERSION "\nplatform: workstation\ntable in force: one");
 }
 
 }  // namespace

@@ -20,9 +20,12 @@ constexpr int kDone = 0, kRejected = 1, kUsage = 2, kEnvironment = 3;
 int usage() {
   std::fputs(
       "Usage: wzapp_authority_table authorities DIR SOURCE DEPFILE\n"
+      "       wzapp_authority_table compiled-in-authorities DIR SOURCE DEPFILE\n"
       "       wzapp_authority_table roots DIR SOURCE DEPFILE\n"
       "Writes the table of the authorities in DIR, or the list of the roots in DIR, as a C++\n"
-      "source, and which files it was made of. A source that would be the same stays untouched.\n",
+      "source, and which files it was made of; compiled-in-authorities is the table behind that of "
+      "a\n"
+      "terminal's folder. A source that would be the same stays untouched.\n",
       stderr);
   return kUsage;
 }
@@ -32,9 +35,10 @@ struct Result {
   std::vector<std::string> inputs;
 };
 
-Result makeAuthorities(const std::string& directory, Findings& findings) {
+Result makeAuthorities(const std::string& directory, TableUse use, Findings& findings) {
   const std::vector<TableRow> rows = readTable(directory, findings);
-  Result result{findings.errors.empty() ? authoritiesSource(rows) : "", {tablePath(directory)}};
+  Result result{findings.errors.empty() ? authoritiesSource(rows, use) : "",
+                {tablePath(directory)}};
   for (const TableRow& row : rows) result.inputs.push_back(row.certificate.path);
   return result;
 }
@@ -73,11 +77,15 @@ bool write(const std::string& path, const std::string& content) {
 int run(int argc, char** argv) {
   if (argc != 5) return usage();
   const std::string_view what = argv[1];
-  if (what != "authorities" && what != "roots") return usage();
+  const bool isBehind = what == "compiled-in-authorities";
+  if (what != "authorities" && !isBehind && what != "roots") return usage();
   const std::string source = argv[3];
   Findings findings;
   const Result result =
-      what == "roots" ? makeRoots(argv[2], findings) : makeAuthorities(argv[2], findings);
+      what == "roots"
+          ? makeRoots(argv[2], findings)
+          : makeAuthorities(argv[2], isBehind ? TableUse::kBehindTerminals : TableUse::kAlone,
+                            findings);
   for (const std::string& warning : findings.warnings) {
     std::fprintf(stderr, "warning: %s\n", warning.c_str());
   }

@@ -36,10 +36,14 @@ std::string fileName(const CertificateFile& certificate) {
 
 }  // namespace
 
-std::string authoritiesSource(const std::vector<TableRow>& rows) {
+std::string authoritiesSource(const std::vector<TableRow>& rows, TableUse use) {
+  const bool isAlone = use == TableUse::kAlone;
   std::string text =
       "// Generated from the directory of authorities.\n"
-      "#include \"crypto/authorities.h\"\n"
+      "#include \"crypto/";
+  text += isAlone ? "authorities.h" : "compiled_in_authorities.h";
+  text +=
+      "\"\n"
       "\n"
       "namespace wzapp {\n"
       "namespace {\n"
@@ -48,7 +52,10 @@ std::string authoritiesSource(const std::vector<TableRow>& rows) {
   text +=
       "}  // namespace\n"
       "\n"
-      "const std::array<Authority, kAuthorityCount>& authorities() {\n"
+      "const std::array<Authority, kAuthorityCount>& ";
+  text += isAlone ? "authorities" : "compiledInAuthorities";
+  text +=
+      "() {\n"
       "  static constexpr std::array<Authority, kAuthorityCount> kTable{{\n";
   for (std::size_t i = 0; i < rows.size(); ++i) {
     text += "      {" + std::to_string(rows[i].kind) + ", " + arrayName(i) + "},\n";

@@ -9,8 +9,13 @@
 
 namespace authority_table {
 
-/// The source that defines wzapp::authorities().
-[[nodiscard]] std::string authoritiesSource(const std::vector<TableRow>& rows);
+enum class TableUse {
+  kAlone,            ///< defines wzapp::authorities()
+  kBehindTerminals,  ///< defines wzapp::compiledInAuthorities(), behind the tables of terminals
+};
+
+/// The source of a table.
+[[nodiscard]] std::string authoritiesSource(const std::vector<TableRow>& rows, TableUse use);
 
 /// The source that defines wz::developmentRoots().
 [[nodiscard]] std::string rootsSource(const std::vector<CertificateFile>& certificates);

@@ -14,6 +14,7 @@
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/development_roots.h"
+#include "wz/terminal/trusted_authorities.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/version_text.h"
 
@@ -95,7 +96,9 @@ int runCommandLine(int argc, char** argv) {
       "Makes terminals out of folders; makes, installs, runs and talks to applications on them.",
       "wz");
   app.require_subcommand(1);
-  app.set_version_flag("--version", wz::versionText(!wz::developmentRoots().empty()));
+  app.set_version_flag("--version", [] {
+    return wz::versionText(!wz::developmentRoots().empty(), wz::trustedText());
+  });
   app.footer(wz::footer("  wz terminal create desk\n"
                         "  wz run --terminal desk examples/tip\n") +
              "\n\nEvery command has its own --help.");

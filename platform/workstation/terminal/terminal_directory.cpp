@@ -104,6 +104,20 @@ bool writeRoots(const fs::path& terminal, const std::vector<RootCertificate>& ro
   return true;
 }
 
+bool writeAuthorities(const fs::path& terminal, const std::vector<AuthorityRow>& rows,
+                      std::string& error) {
+  if (rows.empty()) return true;
+  const fs::path folder = terminal / kAuthoritiesFolder;
+  if (!makeFolder(folder, error)) return false;
+  std::string table;
+  for (const AuthorityRow& row : rows) {
+    const std::string name = std::to_string(&row - rows.data() + 1) + ".der";
+    table += std::to_string(row.kind) + " " + name + "\n";
+    if (!writeFile(folder / name, row.der, error)) return false;
+  }
+  return writeFile(folder / kAuthoritiesFile, table, error);
+}
+
 bool copyRoots(const fs::path& terminal, const std::string& roots, std::string& error) {
   std::error_code failure;
   if (!fs::is_directory(roots, failure)) {
@@ -182,7 +196,7 @@ bool writeProfile(const fs::path& terminal, TerminalProfile profile, std::string
 void removeParts(const fs::path& terminal, bool isNew) {
   std::error_code ignored;
   for (const char* const part :
-       {kFlashFolder, kHomeFolder, kRootsFolder, kRunFolder, kProfileFile}) {
+       {kFlashFolder, kHomeFolder, kRootsFolder, kAuthoritiesFolder, kRunFolder, kProfileFile}) {
     fs::remove_all(terminal / part, ignored);
   }
   if (isNew) fs::remove(terminal, ignored);
@@ -199,6 +213,7 @@ bool createTerminal(const std::string& directory, const NewTerminal& terminal, s
   if (!prepareFolder(folder, isNew, error)) return false;
   // The profile comes last: a folder without one is no terminal yet.
   if (makeFolders(folder, error) && placeRoots(folder, terminal, error) &&
+      writeAuthorities(folder, terminal.authorities, error) &&
       writeManifest(folder, terminal.exports, error) &&
       writeProfile(folder, terminal.profile, error)) {
     return true;

@@ -30,11 +30,18 @@ struct RootCertificate {
   std::string der;
 };
 
+/// A row of the table of authorities that a terminal brings along.
+struct AuthorityRow {
+  int kind;
+  std::string der;
+};
+
 struct NewTerminal {
   TerminalProfile profile;  // its rootsDirectory is not used: a new terminal has its own
   TerminalExports exports;
   std::string roots;  // folder whose certificate files are copied; empty: ownRoots are written
   std::vector<RootCertificate> ownRoots;
+  std::vector<AuthorityRow> authorities;  // none: those that are compiled into the library
 };
 
 /// The most octets that a certificate of a terminal may have; the security service hands out none

@@ -8,6 +8,9 @@
 namespace workstation {
 
 inline constexpr char kFlashFolder[] = "flash";
+// A table of authorities of its own; with the development keys of a build it has none.
+inline constexpr char kAuthoritiesFolder[] = "authorities";
+inline constexpr char kAuthoritiesFile[] = "authorities.txt";
 inline constexpr char kHomeFolder[] = "home";
 inline constexpr char kRunFolder[] = "run";
 inline constexpr char kRootsFolder[] = "roots";

@@ -8,6 +8,7 @@
 
 #include "crypto/authorities.h"
 #include "wz/reports/diagnostic.h"
+#include "wz/terminal/trusted_authorities.h"
 
 namespace wz {
 
@@ -15,9 +16,9 @@ struct CheckOptions {
   std::string leftOut;  ///< a file that is not packed whatever its name; empty: none
   unsigned engine = 0;  ///< major version of the terminal's browser; 0: not known, not checked
   /// By which the signers of packages are judged.
-  std::span<const wzapp::Authority> authorities = wzapp::authorities();
-  bool areCompiledIn = true;  ///< those authorities
-  bool isRelease = false;     ///< development keys do not sign
+  std::span<const wzapp::Authority> authorities = trustedAuthorities();
+  bool areInForce = true;  ///< those authorities
+  bool isRelease = false;  ///< development keys do not sign
 };
 
 /// What was found in one folder or package.

@@ -113,7 +113,7 @@ CheckReport checkPackage(const std::string& file, const CheckOptions& options) {
   report.isPackage = true;
   report.diagnostics = package.diagnostics;
   if (options.isRelease) {
-    for (Diagnostic& key : developmentKeysIn(package, options.areCompiledIn)) {
+    for (Diagnostic& key : developmentKeysIn(package, options.areInForce)) {
       report.diagnostics.push_back(std::move(key));
     }
   }

@@ -59,7 +59,7 @@ int check(const CheckFilesOptions& options) {
   how.engine = options.engine;
   how.isRelease = options.isRelease;
   how.authorities = authorities.rows();
-  how.areCompiledIn = authorities.areCompiledIn();
+  how.areInForce = authorities.areInForce();
   std::vector<CheckReport> reports;
   for (const std::string& file : options.files) {
     std::error_code failure;

@@ -23,8 +23,12 @@ int createTerminal(const CreateOptions& options) {
     printMessage(profileError.message);
     return kUsage;
   }
-  addDevelopmentRoots(terminal);
   std::string error;
+  // Roots of the user's own go with the table that is compiled in.
+  if (terminal.roots.empty() && !addTrust(terminal, error)) {
+    printMessage(error);
+    return kEnvironment;
+  }
   if (!workstation::createTerminal(options.directory, terminal, error)) {
     printMessage(error);
     return kEnvironment;

@@ -2,7 +2,6 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
 #include "workstation/terminal/terminal_directory.h"
 #include "wz/commands/commands.h"
 #include "wz/reports/json_document.h"
@@ -12,6 +11,7 @@
 #include "wz/terminal/installed_contents.h"
 #include "wz/terminal/package_files.h"
 #include "wz/terminal/session.h"
+#include "wz/terminal/trusted_authorities.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -19,7 +19,7 @@ namespace {
 
 // False after what is wrong with it has been printed. What would be refused can be compared, too.
 bool readContents(const std::string& file, bool asJson, Contents& contents) {
-  const PackageReport report = examinePackage(file, wzapp::authorities(), EntrySizes::kDigested);
+  const PackageReport report = examinePackage(file, trustedAuthorities(), EntrySizes::kDigested);
   if (!report.inners.empty()) {
     contents = contentsOf(report);
     return true;

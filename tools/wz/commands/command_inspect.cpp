@@ -3,7 +3,6 @@
 #include <utility>
 #include <vector>
 
-#include "crypto/authorities.h"
 #include "packaging/temporary_folders.h"
 #include "wz/commands/commands.h"
 #include "wz/reports/json_document.h"
@@ -13,6 +12,7 @@
 #include "wz/terminal/installation.h"
 #include "wz/terminal/package_files.h"
 #include "wz/terminal/trial.h"
+#include "wz/terminal/trusted_authorities.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -95,7 +95,7 @@ int inspect(const InspectOptions& options) {
   if (!options.terminal.empty()) return tryOnTerminal(options);
   Reports reports;
   for (const std::string& file : options.files) {
-    reports.push_back(examinePackage(file, wzapp::authorities(), EntrySizes::kCounted));
+    reports.push_back(examinePackage(file, trustedAuthorities(), EntrySizes::kCounted));
   }
   const bool areAccepted =
       std::ranges::all_of(reports, [](const PackageReport& report) { return report.isAccepted(); });

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
 #include "wz/commands/commands.h"
 #include "wz/reports/acceptance.h"
 #include "wz/reports/certificate_cause.h"
@@ -16,6 +15,7 @@
 #include "wz/reports/expiry.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/trusted_authorities.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/explain.h"
 
@@ -53,8 +53,8 @@ Report examine(const CertificateOctets& source, unsigned days) {
     addCause(whyNotRead(der), report);
     return report;
   }
-  report.acceptance = judge(der, report.facts, wzapp::authorities());
-  addCause(whyNotAccepted(der, report.acceptance, report.facts, wzapp::authorities()), report);
+  report.acceptance = judge(der, report.facts, trustedAuthorities());
+  addCause(whyNotAccepted(der, report.acceptance, report.facts, trustedAuthorities()), report);
   if (auto expiry = expiryOf(report.facts, report.file, report.entry, currentTime(), days)) {
     report.diagnostics.push_back(*expiry);
   }

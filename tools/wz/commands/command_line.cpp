@@ -1,6 +1,10 @@
 #include "wz/commands/command_line.h"
 
+#include <stdlib.h>
+
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 namespace wz {
 namespace {
@@ -23,7 +27,14 @@ void addTerminal(CLI::App& command, std::string& terminal) {
       .add_option("--terminal", terminal,
                   "Folder of the terminal (default: what the\nenvironment variable WZ_TERMINAL "
                   "says, or one among\nyour data that is made at its first use)")
-      ->type_name("DIR");
+      ->type_name("DIR")
+      ->each(nameTerminal);
+}
+
+void nameTerminal(const std::string& directory) {
+  std::error_code failure;
+  const std::filesystem::path path = std::filesystem::absolute(directory, failure);
+  setenv("WZ_TERMINAL", failure ? directory.c_str() : path.c_str(), 1);
 }
 
 CLI::Validator aboveZero() {

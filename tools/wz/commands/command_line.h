@@ -19,6 +19,8 @@ std::string footer(const std::string& examples);
 
 // Options that several commands have.
 void addTerminal(CLI::App& command, std::string& terminal);
+/// Makes the folder the one that WZ_TERMINAL names, so that its authorities are those in force.
+void nameTerminal(const std::string& directory);
 void addTimeout(CLI::App& command, double& seconds, const std::string& meaning);
 void addCount(CLI::App& command, unsigned& count, const std::string& meaning);
 void addVerbose(CLI::App& command, bool& verbose, const char* meaning);

@@ -11,7 +11,8 @@ void addKeys(CLI::App& command, SigningOptions& signing) {
       .add_option("--keys", signing.keys,
                   "Folder of keys with signers/application and\n"
                   "signers/manifest (default: what the environment\n"
-                  "variable WZ_KEYS says, or the keys of this build)")
+                  "variable WZ_KEYS says, the keys of this build, or\n"
+                  "keys of your own, made at first use)")
       ->type_name("DIR");
   command
       .add_option("--sign-command", signing.signCommand,
@@ -105,7 +106,8 @@ void addInspect(CLI::App& app, Action& action) {
       .add_option("--terminal", kept->terminal,
                   "Tell also what this terminal would make of them; they\n"
                   "are tried out on a copy")
-      ->type_name("DIR");
+      ->type_name("DIR")
+      ->each(nameTerminal);
   addJson(command, kept->asJson);
   addVerbose(command, kept->verbose, "Print every check, entry and certificate");
   command.footer(

@@ -95,9 +95,9 @@ bool verify(const std::string& made, const std::string& keys, const SigningAutho
                  keys + " the right ones? wz keys show explains a certificate");
     return false;
   }
-  if (isRelease && !isReleased(report, authorities.areCompiledIn())) return false;
+  if (isRelease && !isReleased(report, authorities.areInForce())) return false;
   tellExpiries(report);
-  if (!authorities.areCompiledIn()) {
+  if (!authorities.areInForce()) {
     printMessage("note: " + keys +
                  " has authorities of its own; only terminals whose library was built with them "
                  "take the package, and this wz was not [WZ-0905]");

@@ -3,7 +3,6 @@
 #include <system_error>
 #include <vector>
 
-#include "crypto/authorities.h"
 #include "packaging/package_maker.h"
 #include "support/text.h"
 #include "workstation/terminal/terminal_profile.h"
@@ -13,6 +12,7 @@
 #include "wz/terminal/package_files.h"
 #include "wz/terminal/terminal_change.h"
 #include "wz/terminal/told_installation.h"
+#include "wz/terminal/trusted_authorities.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -56,7 +56,7 @@ bool makeWaiting(const packaging::RemovalOrder& order, const packaging::PackageS
   }
   std::error_code failure;
   package = {"the removal of " + order.id, kPackageName,
-             examinePackage(path, wzapp::authorities(), EntrySizes::kLeftOut), sha256OfFile(path),
+             examinePackage(path, trustedAuthorities(), EntrySizes::kLeftOut), sha256OfFile(path),
              std::filesystem::file_size(path, failure)};
   return true;
 }

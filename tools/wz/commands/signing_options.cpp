@@ -7,29 +7,12 @@
 #include <system_error>
 
 #include "authority_table/table_file.h"
-#include "devkeys/key_directory.h"
 #include "wz/reports/output.h"
-#include "wz/terminal/development_roots.h"
+#include "wz/terminal/own_keys.h"
+#include "wz/terminal/trusted_authorities.h"
 
 namespace wz {
-namespace {
-
 namespace fs = std::filesystem;
-
-// BUILD/bin/wz -> BUILD/keys, which a build without a product's authorities makes for itself; or
-// PREFIX/share/wz/keys, where a package of the kit has them.
-std::string buildKeys() {
-  std::error_code failure;
-  const fs::path program = fs::read_symlink("/proc/self/exe", failure);
-  if (failure || developmentRoots().empty()) return {};
-  const fs::path above = program.parent_path().parent_path();
-  for (const fs::path& keys : {above / "keys", above / "share/wz/keys"}) {
-    if (fs::exists(keys / devkeys::kTableFile, failure)) return keys.string();
-  }
-  return {};
-}
-
-}  // namespace
 
 bool SigningAuthorities::load(const std::string& keyDirectory) {
   std::error_code failure;
@@ -46,12 +29,12 @@ bool SigningAuthorities::load(const std::string& keyDirectory) {
 }
 
 std::span<const wzapp::Authority> SigningAuthorities::rows() const {
-  if (rows_.empty()) return wzapp::authorities();
+  if (rows_.empty()) return trustedAuthorities();
   return rows_;
 }
 
-bool SigningAuthorities::areCompiledIn() const {
-  return std::ranges::equal(rows(), wzapp::authorities(),
+bool SigningAuthorities::areInForce() const {
+  return std::ranges::equal(rows(), trustedAuthorities(),
                             [](const wzapp::Authority& a, const wzapp::Authority& b) {
                               return a.kind == b.kind && std::ranges::equal(a.der, b.der);
                             });
@@ -59,11 +42,14 @@ bool SigningAuthorities::areCompiledIn() const {
 
 std::string knownKeyDirectory() {
   const char* const variable = getenv("WZ_KEYS");
-  return variable != nullptr && *variable != '\0' ? variable : buildKeys();
+  if (variable != nullptr && *variable != '\0') return variable;
+  const std::string build = buildKeyDirectory();
+  return build.empty() && hasOwnKeys() ? ownKeyDirectory() : build;
 }
 
 std::string findKeyDirectory(const std::string& given) {
   std::string keys = given.empty() ? knownKeyDirectory() : given;
+  if (keys.empty() && !ownKeyDirectory().empty() && makeOwnKeys()) keys = ownKeyDirectory();
   if (keys.empty()) {
     printMessage(
         "which keys? Name their folder with --keys DIR or in the environment variable WZ_KEYS; "

@@ -14,11 +14,16 @@
 #include <string_view>
 #include <system_error>
 
+#include "support/file_system.h"
 #include "workstation/browser/engine/process/chromium_command.h"
 #include "workstation/terminal/private_namespaces.h"
 #include "workstation/terminal/program_search.h"
 #include "wz/commands/signing_options.h"
 #include "wz/doctor/leftovers.h"
+#include "wz/reports/certificate_facts.h"
+#include "wz/reports/expiry.h"
+#include "wz/terminal/own_keys.h"
+#include "wz/terminal/trusted_authorities.h"
 #include "wz/words/explain.h"
 #include "wz/words/shell_word.h"
 
@@ -156,14 +161,36 @@ void checkFonts(MachineFact& fact) {
 
 // ---- Keys --------------------------------------------------------------------------------------
 
+// The signers' last dates, told ahead.
+void addExpiries(const std::string& keys, MachineFact& fact) {
+  for (const char* const role : {"application", "manifest"}) {
+    const std::string file = keys + "/signers/" + role + ".der";
+    std::string der, refusal;
+    CertificateFacts facts;
+    if (!wzapp::readFile(file.c_str(), der) ||
+        !readFacts(wzapp::viewOf(der), currentTime(), facts, refusal)) {
+      continue;
+    }
+    const auto expiry = expiryOf(facts, "", "", currentTime(), kExpiryNotice);
+    if (expiry) add(fact, expiry->code.c_str(), file + ", " + expiry->evidence);
+  }
+}
+
 void checkKeys(MachineFact& fact) {
   const std::string keys = knownKeyDirectory();
+  if (keys.empty() && !ownKeyDirectory().empty()) {
+    fact.found = "none yet; they are made at first use, in " + ownKeyDirectory();
+    return;
+  }
   if (keys.empty()) return add(fact, "WZ-1008", "WZ_KEYS is not set");
   SigningAuthorities authorities;
   if (!authorities.load(keys)) return add(fact, "WZ-0903", keys);
-  if (!authorities.areCompiledIn()) return add(fact, "WZ-0905", keys);
-  fact.found = keys + ", below the authorities of this wz";
+  if (!authorities.areInForce()) return add(fact, "WZ-0905", keys);
+  fact.found = keys + ", below the authorities in force";
+  addExpiries(keys, fact);
 }
+
+void checkAuthorities(MachineFact& fact) { fact.found = trustedText(); }
 
 // ---- Tests of applications ---------------------------------------------------------------------
 
@@ -202,6 +229,7 @@ constexpr Check kChecks[] = {
     {"shared memory", checkSharedMemory},
     {"fonts", checkFonts},
     {"keys", checkKeys},
+    {"authorities", checkAuthorities},
     {"Node.js", checkNode},
     {"Playwright", checkPlaywright},
 };

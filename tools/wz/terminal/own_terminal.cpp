@@ -2,13 +2,16 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
+#include "authority_table/table_file.h"
+#include "workstation/terminal/terminal_layout.h"
 #include "workstation/terminal/terminal_profile.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/data_folder.h"
 #include "wz/terminal/development_roots.h"
+#include "wz/terminal/own_keys.h"
 
 namespace wz {
 namespace {
@@ -16,18 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kPlace[] = "wzapp/terminal";
-
-// An absolute path in an environment variable; empty for anything else.
-fs::path folderIn(const char* variable) {
-  const char* const value = std::getenv(variable);
-  return value != nullptr && value[0] == '/' ? fs::path(value) : fs::path();
-}
-
-fs::path dataFolder() {
-  if (fs::path data = folderIn("XDG_DATA_HOME"); !data.empty()) return data;
-  const fs::path home = folderIn("HOME");
-  return home.empty() ? fs::path() : home / ".local/share";
-}
 
 bool isTerminal(const fs::path& folder) {
   std::error_code failure;
@@ -37,7 +28,7 @@ bool isTerminal(const fs::path& folder) {
 // Under another name first: of two commands at once, neither finds one that is not complete.
 bool makeTerminal(const fs::path& folder, std::string& error) {
   workstation::NewTerminal terminal = defaultTerminal();
-  addDevelopmentRoots(terminal);
+  if (!addTrust(terminal, error)) return false;
   const fs::path made = folder.string() + "." + std::to_string(getpid());
   if (!workstation::createTerminal(made.string(), terminal, error)) return false;
   std::error_code failure;
@@ -68,10 +59,44 @@ workstation::NewTerminal defaultTerminal() {
   return terminal;
 }
 
-void addDevelopmentRoots(workstation::NewTerminal& terminal) {
-  for (const DevelopmentRoot& root : developmentRoots()) {
-    terminal.ownRoots.push_back({root.fileName, std::string(root.der.begin(), root.der.end())});
+bool readAuthorities(const std::string& directory, workstation::NewTerminal& terminal,
+                     std::string& error) {
+  authority_table::Findings findings;
+  for (const authority_table::TableRow& row : authority_table::readTable(directory, findings)) {
+    terminal.authorities.push_back({row.kind, row.certificate.der});
   }
+  if (findings.errors.empty()) return true;
+  error = findings.errors.front();
+  return false;
+}
+
+bool addTrust(workstation::NewTerminal& terminal, std::string& error) {
+  std::string directory;
+  if (!findTableDirectory(directory)) {
+    error = "the terminal would trust nobody";
+    return false;
+  }
+  if (directory.empty()) {
+    for (const DevelopmentRoot& root : developmentRoots()) {
+      terminal.ownRoots.push_back({root.fileName, std::string(root.der.begin(), root.der.end())});
+    }
+    return true;
+  }
+  authority_table::Findings findings;
+  for (const authority_table::CertificateFile& root :
+       authority_table::readFolder(directory + "/roots", findings)) {
+    terminal.ownRoots.push_back({fs::path(root.path).filename().string(), root.der});
+  }
+  if (!findings.errors.empty()) error = findings.errors.front();
+  return findings.errors.empty() && readAuthorities(directory, terminal, error);
+}
+
+bool addTrustOf(const std::string& terminalDir, workstation::NewTerminal& terminal,
+                std::string& error) {
+  const fs::path folder = fs::path(terminalDir) / workstation::kAuthoritiesFolder;
+  std::error_code failure;
+  if (!fs::exists(folder / workstation::kAuthoritiesFile, failure)) return true;
+  return readAuthorities(folder.string(), terminal, error);
 }
 
 bool findOwnTerminal(std::string& directory) {

@@ -12,10 +12,10 @@
 #include <cstring>
 #include <filesystem>
 
-#include "crypto/authorities.h"
 #include "crypto/digest.h"
 #include "support/file_system.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/trusted_authorities.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/shell_word.h"
 #include "wzapp/wzapp.h"
@@ -137,7 +137,7 @@ int PackageFiles::open(const std::vector<std::string>& files, EntrySizes sizes) 
       printMessage(file + " is no file");
       return kEnvironment;
     }
-    packages_.push_back({file, name, examinePackage(file, wzapp::authorities(), sizes),
+    packages_.push_back({file, name, examinePackage(file, trustedAuthorities(), sizes),
                          sha256Of(descriptor), static_cast<std::uint64_t>(status.st_size)});
   }
   return kDone;

@@ -18,6 +18,7 @@
 #include "workstation/terminal/terminal_directory.h"
 #include "workstation/terminal/terminal_layout.h"
 #include "workstation/terminal/terminal_profile.h"
+#include "wz/terminal/own_terminal.h"
 
 namespace wz {
 namespace {
@@ -124,6 +125,7 @@ bool TerminalCopy::make(const std::string& terminalDir, std::uint64_t room, std:
   parent_ = path;
   directory_ = path + "/terminal";
   terminal.roots = terminal.profile.rootsDirectory;
+  if (!addTrustOf(terminalDir, terminal, error)) return false;
   if (!workstation::createTerminal(directory_, terminal, error)) return false;
   copyInstalled(terminalDir, directory_);
   copyExports(terminalDir, directory_);

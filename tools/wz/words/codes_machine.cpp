@@ -62,8 +62,11 @@ constexpr Code kCodes[] = {
     {.id = "WZ-1008",
      .severity = Severity::kWarning,
      .title = "There are no keys to sign packages with",
-     .rule = "wz pack takes keys from --keys, from WZ_KEYS, or those that were built with it.",
-     .causes = "wz was built with a product's authorities, or was copied without its keys.",
+     .rule = "wz pack takes keys from --keys, from WZ_KEYS, those that were built with it, or the "
+             "user's "
+             "own.",
+     .causes =
+         "wz was built with a product's authorities, or there is no HOME for keys of one's own.",
      .repair = "Name a folder of keys, or make one.",
      .command = "wz keys init DIR"},
     {.id = "WZ-1009",

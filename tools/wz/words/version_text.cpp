@@ -2,11 +2,12 @@
 
 namespace wz {
 
-std::string versionText(bool trustsDevelopmentKeys) {
+std::string versionText(bool trustsDevelopmentKeys, const std::string& table) {
   std::string text = "wz " WZ_VERSION "\nplatform: workstation";
   if (trustsDevelopmentKeys) {
     text += "\nauthorities: development keys; this build is not for terminals";
   }
+  text += "\ntable in force: " + table;
   return text;
 }
 

@@ -7,7 +7,8 @@
 namespace wz {
 
 /// \param trustsDevelopmentKeys  whether the authorities that are compiled in are development keys.
-[[nodiscard]] std::string versionText(bool trustsDevelopmentKeys);
+/// \param table                  which table is in force, in words.
+[[nodiscard]] std::string versionText(bool trustsDevelopmentKeys, const std::string& table);
 
 }  // namespace wz
 

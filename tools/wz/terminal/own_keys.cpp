@@ -1,0 +1,90 @@
+#include "wz/terminal/own_keys.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "devkeys/key_directory.h"
+#include "wz/reports/output.h"
+#include "wz/terminal/data_folder.h"
+#include "wz/terminal/development_roots.h"
+
+namespace wz {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kPlace[] = "wzapp/keys";
+
+bool isMade(const std::string& keys) {
+  std::error_code failure;
+  return fs::exists(fs::path(keys) / devkeys::kTableFile, failure);
+}
+
+// What WZ_KEYS names; empty: nothing.
+std::string namedKeys() {
+  const char* const named = std::getenv("WZ_KEYS");
+  return named == nullptr ? "" : named;
+}
+
+}  // namespace
+
+// BUILD/bin/wz -> BUILD/keys
+std::string buildKeyDirectory() {
+  std::error_code failure;
+  const fs::path program = fs::read_symlink("/proc/self/exe", failure);
+  if (failure || developmentRoots().empty()) return {};
+  const std::string keys = (program.parent_path().parent_path() / "keys").string();
+  return isMade(keys) ? keys : std::string();
+}
+
+std::string knownTableDirectory() {
+  if (developmentRoots().empty()) return {};
+  const std::string named = namedKeys();
+  if (!named.empty()) return isMade(named) ? named : std::string();
+  return buildKeyDirectory().empty() && hasOwnKeys() ? ownKeyDirectory() : std::string();
+}
+
+bool findTableDirectory(std::string& directory) {
+  const bool areOwnMeant =
+      !developmentRoots().empty() && namedKeys().empty() && buildKeyDirectory().empty();
+  if (areOwnMeant && !ownKeyDirectory().empty() && !makeOwnKeys()) return false;
+  directory = knownTableDirectory();
+  return true;
+}
+
+std::string ownKeyDirectory() {
+  const std::string data = dataFolder();
+  return data.empty() || developmentRoots().empty() ? std::string()
+                                                    : (fs::path(data) / kPlace).string();
+}
+
+bool hasOwnKeys() {
+  const std::string keys = ownKeyDirectory();
+  return !keys.empty() && isMade(keys);
+}
+
+bool makeOwnKeys() {
+  const std::string keys = ownKeyDirectory();
+  if (keys.empty()) {
+    printMessage(
+        "without HOME there is no place for development keys of your own; name a folder of keys "
+        "with "
+        "--keys DIR or in the environment variable WZ_KEYS");
+    return false;
+  }
+  if (isMade(keys)) return true;
+  std::error_code failure;
+  fs::create_directories(fs::path(keys).parent_path(), failure);
+  std::string error;
+  if (!devkeys::makeKeyDirectory(keys, error)) {
+    if (isMade(keys)) return true;  // another command was quicker
+    printMessage(error);
+    return false;
+  }
+  printMessage("made development keys of your own in " + keys +
+               ", which the terminals that you make from now on trust");
+  return true;
+}
+
+}  // namespace wz
