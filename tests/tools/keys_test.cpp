@@ -302,9 +302,9 @@ TEST(KeysShowTest, TheCertificatesOfPackagesAndArchivesAreShown) {
   EXPECT_EQ(none.code, kRejected);
 }
 
-// Days that are counted from today.
+// Days that are counted from now, and an hour more, so that they are as many a moment later.
 std::string certificateUntil(int days) {
-  const std::time_t time = std::time(nullptr) + days * 24 * 60 * 60;
+  const std::time_t time = std::time(nullptr) + days * 24 * 60 * 60 + (days > 0 ? 3600 : -3600);
   std::tm utc{};
   gmtime_r(&time, &utc);
   char text[32];
@@ -320,7 +320,7 @@ TEST(KeysShowTest, LastDatesAreToldAhead) {
   const ProgramResult both = runWz({"keys", "show", soon, past, "--verbose"});
 
   EXPECT_EQ(both.code, 0);
-  EXPECT_THAT(both.out, AllOf(HasSubstr("[WZ-0907]\n  found: in 39 days\n"),
+  EXPECT_THAT(both.out, AllOf(HasSubstr("[WZ-0907]\n  found: in 40 days\n"),
                               HasSubstr("[WZ-0906]\n  found: 3 days ago\n")));
   EXPECT_THAT(runWz({"keys", "show", soon, "--within", "30"}).out, Not(HasSubstr("WZ-0907")));
 }

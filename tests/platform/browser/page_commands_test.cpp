@@ -24,15 +24,16 @@ class PageCommandsTest : public BrowserTest {
     return result;
   }
 
+  // A page that ends itself at the click may do so before it has said that it took it.
   static void click(int invocation, int x, int y) {
     for (const char* type : {"mousePressed", "mouseReleased"}) {
       std::string result, error;
-      EXPECT_TRUE(commandPage(invocation, "Input.dispatchMouseEvent",
-                              R"({"button":"left","clickCount":1,"type":")" + std::string(type) +
-                                  R"(","x":)" + std::to_string(x) + R"(,"y":)" + std::to_string(y) +
-                                  "}",
-                              result, error))
-          << error;
+      const bool isDone =
+          commandPage(invocation, "Input.dispatchMouseEvent",
+                      R"({"button":"left","clickCount":1,"type":")" + std::string(type) +
+                          R"(","x":)" + std::to_string(x) + R"(,"y":)" + std::to_string(y) + "}",
+                      result, error);
+      EXPECT_TRUE(isDone || error == "the page has ended") << error;
     }
   }
 
