@@ -104,8 +104,11 @@ std::optional<std::string> readByName(wzapp::UnZIP& archive, const std::string& 
 }
 
 std::optional<DigestTexts> digestByName(wzapp::UnZIP& archive, const std::string& name) {
+  // Filled: what lies there may be the very digests, from another call.
   std::array<std::uint8_t, wzapp::kSha1Size> sha1;
   std::array<std::uint8_t, wzapp::kSha256Size> sha256;
+  sha1.fill(0xA5);
+  sha256.fill(0xA5);
   if (!archive.digestEntry(archive.index().find(name), sha1, sha256)) return std::nullopt;
   return DigestTexts{hexText(sha1), hexText(sha256)};
 }
