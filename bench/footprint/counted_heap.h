@@ -8,8 +8,12 @@
 namespace bench {
 
 struct HeapUse {
-  std::size_t peak = 0;         ///< the most octets in use at once, above those when it was started
-  std::size_t allocations = 0;  ///< since then; a block that was made larger is one
+  std::size_t peak = 0;  ///< the most octets in use at once, above those when it was started
+  /// Since then, by the program, the library and what those link; a block that was made larger is
+  /// one.
+  std::size_t allocations = 0;
+  /// By the platform's libraries, which a terminal has others of.
+  std::size_t platformAllocations = 0;
 };
 
 /// Starts to count from nothing. Any thread's allocations count.

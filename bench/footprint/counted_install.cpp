@@ -24,7 +24,7 @@ int install() {
   bench::startHeapCount();
   const int result = wzapp::wzInstall(writeLog, nullptr);
   const bench::HeapUse use = bench::heapUse();
-  std::printf(bench::kHeapLine, use.peak, use.allocations);
+  std::printf(bench::kHeapLine, use.peak, use.allocations, use.platformAllocations);
   return result;
 }
 

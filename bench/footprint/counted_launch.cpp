@@ -46,7 +46,7 @@ void countLaunches() {
   bench::startHeapCount();
   for (int i = 0; i < bench::kLaunches; ++i) launch(manifest);
   const bench::HeapUse use = bench::heapUse();
-  std::printf(bench::kHeapLine, use.peak, use.allocations);
+  std::printf(bench::kHeapLine, use.peak, use.allocations, use.platformAllocations);
 }
 
 }  // namespace

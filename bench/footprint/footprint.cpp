@@ -48,7 +48,10 @@ bench::HeapUse heapLineOf(const std::string& log) {
   std::ifstream file(log);
   bench::HeapUse use;
   for (std::string line; std::getline(file, line);) {
-    if (std::sscanf(line.c_str(), bench::kHeapLine, &use.peak, &use.allocations) == 2) return use;
+    if (std::sscanf(line.c_str(), bench::kHeapLine, &use.peak, &use.allocations,
+                    &use.platformAllocations) == 3) {
+      return use;
+    }
   }
   throw std::runtime_error("a program did not say what it took: " + log);
 }

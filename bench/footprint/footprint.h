@@ -4,8 +4,8 @@
 
 namespace bench {
 
-/// Printed by a program about its heap: octets at the peak, allocations.
-inline constexpr char kHeapLine[] = "heap: peak %zu, allocations %zu\n";
+/// Printed by a program about its heap: octets at the peak, allocations, the platform's.
+inline constexpr char kHeapLine[] = "heap: peak %zu, allocations %zu, platform %zu\n";
 
 /// By counted_launch, one after the other.
 inline constexpr int kLaunches = 100;
