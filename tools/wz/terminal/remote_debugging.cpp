@@ -1,10 +1,16 @@
 #include "wz/terminal/remote_debugging.h"
 
+#include <arpa/inet.h>
 #include <civetweb.h>
+#include <netinet/in.h>
 #include <pthread.h>
 #include <sys/random.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <thread>
@@ -110,7 +116,7 @@ struct Tool {
 class RemoteDebugging::Server {
  public:
   ~Server() {
-    if (context_ != nullptr) mg_stop(context_);
+    if (context_ != nullptr) stop();
   }
 
   bool begin(std::string& error);
@@ -138,22 +144,27 @@ class RemoteDebugging::Server {
   static int onData(mg_connection* connection, int bits, char* data, std::size_t size, void*);
   static void onClose(const mg_connection* connection, void*);
   JSObject ask(const char* method) const;
+  void stop();
 
   std::string path_ = randomPath();
   std::string url_, socketUrl_;
   std::atomic<int> invocation_{-1};
   Endpoint browser_{this, DebugScope::kBrowser}, page_{this, DebugScope::kPage};
   mg_context* context_ = nullptr;
+  int port_ = 0;
 };
 
 bool RemoteDebugging::Server::begin(std::string& error) {
-  // A tool may be silent for as long as it likes.
+  // A tool may be silent for as long as it likes. What it asks comes in small messages, each of
+  // which would wait for the acknowledgement of the one before.
   constexpr const char* kOptions[] = {"listening_ports",
                                       "127.0.0.1:0",
                                       "num_threads",
                                       "8",
                                       "websocket_timeout_ms",
                                       "86400000",
+                                      "tcp_nodelay",
+                                      "1",
                                       "enable_websocket_ping_pong",
                                       "no",
                                       nullptr};
@@ -164,6 +175,7 @@ bool RemoteDebugging::Server::begin(std::string& error) {
     error = "there is no port or no thread for remote debugging";
     return false;
   }
+  port_ = port.port;
   const std::string place = "127.0.0.1:" + std::to_string(port.port) + path_;
   url_ = "http://" + place;
   socketUrl_ = "ws://" + place;
@@ -173,6 +185,34 @@ bool RemoteDebugging::Server::begin(std::string& error) {
   addSocket("/devtools/browser", browser_);
   addSocket("/devtools/page", page_);
   return true;
+}
+
+namespace {
+
+// Somebody comes and goes.
+void visit(int port) {
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (socket < 0) return;
+  (void)connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  close(socket);
+}
+
+}  // namespace
+
+// The server sees that it is to stop when somebody comes, or else after up to two seconds.
+void RemoteDebugging::Server::stop() {
+  constexpr std::chrono::milliseconds kPause{10};
+  std::atomic<bool> isStopped{false};
+  std::thread visitor([&] {
+    for (; !isStopped; std::this_thread::sleep_for(kPause)) visit(port_);
+  });
+  mg_stop(context_);
+  isStopped = true;
+  visitor.join();
 }
 
 // ---- What there is -----------------------------------------------------------------------------
