@@ -1,5 +1,7 @@
 // What a workstation does to a page from outside, and what it is told of its user.
 
+#include <algorithm>
+
 #include "tests/platform/browser/browser_fixture.h"
 
 namespace wzapp_test {
@@ -118,7 +120,20 @@ TEST_F(PageCommandsTest, ThePictureOfTheEndComesBeforeTheEnd) {
   options.lastPicture = true;
   workstation::setBrowserOptions(options);
 
-  EXPECT_EQ(run(TestApplication("setTimeout(() => wz.exit(4), 200)")).result, 4);
+  // There is a picture of what has been painted alone.
+  host.onNotifyAndWait = [&host = host](const Notification&, std::string& reply) {
+    reply = "{}";
+    const auto isPaint = [](const PageEvent& event) {
+      return event.kind == PageEvent::Kind::kFirstPaint;
+    };
+    const bool isPainted = host.waitUntil([&](const HostRecord& record) {
+      return std::any_of(record.events.begin(), record.events.end(), isPaint);
+    });
+    return isPainted ? 0 : -11;
+  };
+
+  EXPECT_EQ(run(TestApplication("wz.notifyAndWait('1', 'painted').then(() => wz.exit(4))")).result,
+            4);
 
   ASSERT_GE(host.events.size(), 2U);
   const PageEvent& picture = host.events[host.events.size() - 2];
