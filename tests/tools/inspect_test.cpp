@@ -315,7 +315,8 @@ TEST_F(InspectTest, ACutOffPackageIsCalledCutOff) {
 
     EXPECT_EQ(result.code, kRejected);
     EXPECT_THAT(result.out,
-                AllOf(StartsWith("refused: the archive is cut off\n"), HasSubstr("[WZ-0111]")))
+                AllOf(StartsWith("refused: the archive is cut off\n"), HasSubstr("[WZ-0111]"),
+                      HasSubstr("second verifier: says the same\n")))
         << size;
   }
 }
@@ -352,7 +353,8 @@ TEST_F(InspectTest, ATerminalThatWouldTakeItSaysSoAndStaysAsItIs) {
 
   EXPECT_EQ(result.code, 0) << result.out;
   EXPECT_THAT(linesOf(result.out),
-              IsSupersetOf(Lines{"this terminal would install it, and what it brings would stay",
+              IsSupersetOf(Lines{"second verifier: says the same",
+                                 "this terminal would install it, and what it brings would stay",
                                  "installed shop 1.2"}));
   EXPECT_EQ(runWz({"list", "--terminal", terminal}).out, "no application is installed\n");
 }

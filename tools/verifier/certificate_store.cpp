@@ -44,9 +44,22 @@ CertificateStore::CertificateStore(const Terminal& terminal) {
     const std::string id = certificate.subjectKeyId;
     if (rootIds.contains(id)) rows_[id] = {kRoot, std::move(certificate)};
   }
+  if (terminal.hasAllRoots) {
+    addAll(terminal.authorities);
+    return;
+  }
   // Those whose root is missing are refused as if by WZ-0204, which is not said of authorities.
   for (const Terminal::Authority& authority : terminal.authorities) {
     (void)add(authority.certificate, authority.kind);
+  }
+}
+
+void CertificateStore::addAll(const std::vector<Terminal::Authority>& authorities) {
+  for (const Terminal::Authority& authority : authorities) {
+    Certificate certificate;
+    if (readCertificate(authority.certificate, certificate) != kGood) continue;
+    const std::string id = certificate.subjectKeyId;
+    rows_[id] = {authority.kind, std::move(certificate)};
   }
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "verifier/cause.h"
 #include "verifier/certificate.h"
@@ -43,6 +44,8 @@ class CertificateStore {
   [[nodiscard]] const Row* find(const std::string& subjectKeyId) const;
 
  private:
+  void addAll(const std::vector<Terminal::Authority>& authorities);
+
   std::map<std::string, Row> rows_;
 };
 

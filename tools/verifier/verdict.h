@@ -18,6 +18,7 @@ struct Terminal {
   };
   std::vector<Authority> authorities;  ///< compiled into its library, in their order
   std::vector<std::string> roots;
+  bool hasAllRoots = false;  ///< those of all authorities, which then need not be among `roots`
   std::string sponsor;
   std::string hardware;  ///< its descriptor, "480x800C15T"
   std::string model;

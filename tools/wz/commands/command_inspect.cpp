@@ -20,17 +20,23 @@ namespace {
 
 using Reports = std::vector<PackageReport>;
 
+void putJudged(JsonWriter& writer, const PackageReport& report) {
+  putPackage(writer, report);
+  putSecondOpinion(writer, secondOpinion(report, trustedAuthorities()));
+}
+
 // One package is the result itself; of several there is a list.
 void putPackages(JsonWriter& writer, const Reports& reports) {
-  if (reports.size() == 1) return putPackage(writer, reports.front());
+  if (reports.size() == 1) return putJudged(writer, reports.front());
   putRows(writer, "packages", reports,
-          [&writer](const PackageReport& report) { putPackage(writer, report); });
+          [&writer](const PackageReport& report) { putJudged(writer, report); });
 }
 
 void printPackages(const Reports& reports, bool verbose) {
   for (const PackageReport& report : reports) {
     if (&report != &reports.front()) printLine("");
     printPackage(report, verbose);
+    printSecondOpinion(secondOpinion(report, trustedAuthorities()));
   }
 }
 

@@ -146,6 +146,16 @@ void printPackage(const PackageReport& report, bool verbose) {
   }
 }
 
+void printSecondOpinion(const SecondOpinion& opinion) {
+  if (!opinion.wasAsked) return printLine("second verifier: not asked, the package is too large");
+  if (opinion.differences.empty()) return printLine("second verifier: says the same");
+  for (const SecondOpinion::Difference& difference : opinion.differences) {
+    printLine("second verifier: DIFFERS over " +
+              (difference.entry.empty() ? "the package" : difference.entry) + ": " +
+              difference.verifier + "; the library: " + difference.library);
+  }
+}
+
 // ---- As JSON -----------------------------------------------------------------------------------
 
 namespace {
@@ -206,6 +216,20 @@ void putInner(JsonWriter& writer, const InnerReport& inner) {
 }
 
 }  // namespace
+
+void putSecondOpinion(JsonWriter& writer, const SecondOpinion& opinion) {
+  writer.Key("secondVerifier");
+  writer.StartObject();
+  putFlag(writer, "asked", opinion.wasAsked);
+  putFlag(writer, "accepted", opinion.isAccepted);
+  putRows(writer, "differences", opinion.differences,
+          [&writer](const SecondOpinion::Difference& difference) {
+            putText(writer, "entry", difference.entry);
+            putText(writer, "library", difference.library);
+            putText(writer, "verifier", difference.verifier);
+          });
+  writer.EndObject();
+}
 
 void putPackage(JsonWriter& writer, const PackageReport& report) {
   putText(writer, "file", report.file);
