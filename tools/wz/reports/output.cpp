@@ -7,22 +7,23 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 #include <utility>
 
 #include "support/file_system.h"
+#include "support/mutex.h"
 
 namespace wz {
 namespace {
 
-std::mutex writeMutex;  // one line after the other, also where a write takes only a part
+wzapp::Mutex writeMutex;  // one line after the other, also where a write takes only a part
 
-int lostOutput = 0;  // errno of the first write to standard output that failed
+// errno of the first write to standard output that failed.
+int lostOutput WZAPP_GUARDED_BY(writeMutex) = 0;
 bool isCollecting = false;
-std::vector<std::string> messages;
+std::vector<std::string> messages WZAPP_GUARDED_BY(writeMutex);
 
 void writeText(int file, std::string_view text) {
-  const std::lock_guard<std::mutex> lock(writeMutex);
+  const wzapp::MutexLock lock(writeMutex);
   if (wzapp::writeWhole(file, wzapp::viewOf(text)) || lostOutput != 0) return;
   // Of standard error there is no other place to say so.
   if (file == STDOUT_FILENO) lostOutput = errno;
@@ -138,18 +139,22 @@ void collectMessages() { isCollecting = true; }
 
 void noteMessage(std::string_view message) {
   if (!isCollecting) return;
-  const std::lock_guard<std::mutex> lock(writeMutex);
+  const wzapp::MutexLock lock(writeMutex);
   messages.emplace_back(message);
 }
 
 std::vector<std::string> collectedMessages() {
-  const std::lock_guard<std::mutex> lock(writeMutex);
+  const wzapp::MutexLock lock(writeMutex);
   return messages;
 }
 
 bool reportLostOutput() {
   std::fflush(stdout);
-  const int reason = std::exchange(lostOutput, 0);
+  int reason = 0;
+  {
+    const wzapp::MutexLock lock(writeMutex);
+    reason = std::exchange(lostOutput, 0);
+  }
   if (reason == 0) return false;
   printMessage(std::string("cannot write to standard output: ") + std::strerror(reason));
   return true;

@@ -220,6 +220,7 @@ Recorder::~Recorder() {
 }
 
 bool Recorder::begin(const std::string& file, const Launch& launch, std::string& error) {
+  const wzapp::MutexLock lock(mutex_);
   file_ = std::fopen(file.c_str(), "we");
   if (file_ == nullptr) {
     error = "cannot write " + file + ": " + std::strerror(errno);
@@ -237,7 +238,7 @@ void Recorder::write(const std::string& line) {
 
 void Recorder::add(const std::string& storyLine) {
   std::optional<Document> line = recordedLine(storyLine);
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const wzapp::MutexLock lock(mutex_);
   if (!line || file_ == nullptr || joinsTyping(*line)) return;
   writeTyping();
   if (isTyping(*line)) {
@@ -262,7 +263,7 @@ void Recorder::writeTyping() {
 }
 
 bool Recorder::finish() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const wzapp::MutexLock lock(mutex_);
   writeTyping();
   failed_ = std::fclose(file_) != 0 || failed_;
   file_ = nullptr;

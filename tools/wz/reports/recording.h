@@ -14,11 +14,11 @@
 #include <rapidjson/document.h>
 
 #include <cstdio>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "support/mutex.h"
 #include "wz/reports/run_report.h"
 
 namespace wz {
@@ -52,14 +52,15 @@ class Recorder {
   [[nodiscard]] bool finish();
 
  private:
-  void write(const std::string& line);
-  bool joinsTyping(const rapidjson::Value& line);
-  void writeTyping();
+  void write(const std::string& line) WZAPP_REQUIRES(mutex_);
+  bool joinsTyping(const rapidjson::Value& line) WZAPP_REQUIRES(mutex_);
+  void writeTyping() WZAPP_REQUIRES(mutex_);
 
-  std::mutex mutex_;  // guards what follows
-  std::FILE* file_ = nullptr;
-  std::optional<rapidjson::Document> typing_;  // to which further characters are added
-  bool failed_ = false;
+  wzapp::Mutex mutex_;
+  std::FILE* file_ WZAPP_GUARDED_BY(mutex_) = nullptr;
+  // To which further characters are added.
+  std::optional<rapidjson::Document> typing_ WZAPP_GUARDED_BY(mutex_);
+  bool failed_ WZAPP_GUARDED_BY(mutex_) = false;
 };
 
 struct RecordedLine {

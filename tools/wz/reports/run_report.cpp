@@ -187,7 +187,7 @@ void RunReport::event(const PageEvent& event) {
   const bool isFailedFile = event.kind == PageEvent::Kind::kFailedRequest && event.isOwn;
   if (event.isUncaught || isFailedFile) sawError_ = true;
   if (event.kind == PageEvent::Kind::kSent && event.awaitsReply) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const wzapp::MutexLock lock(mutex_);
     if (awaited_.size() < kMostAwaited) awaited_.insert({event.message.to, event.message.name});
   }
   for (const EventRow& row : kEventRows) {
@@ -210,7 +210,7 @@ void RunReport::undelivered(const Message& message) {
   const std::pair<std::string, std::string> key(message.to, message.name);
   bool isAwaited = false;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const wzapp::MutexLock lock(mutex_);
     if (told_.size() >= kMostHints || !told_.insert(key).second) return;
     isAwaited = awaited_.count(key) > 0;
   }

@@ -5,11 +5,11 @@
 
 #include <atomic>
 #include <map>
-#include <mutex>
 #include <set>
 #include <string>
 #include <utility>
 
+#include "support/mutex.h"
 #include "workstation/browser/browser_control.h"
 #include "wz/reports/story.h"
 #include "wz/words/bus_messages.h"
@@ -74,9 +74,10 @@ class RunReport {
   bool isQuiet_ = false;
   std::atomic<bool> sawError_{false};
 
-  std::mutex mutex_;                                       // guards what follows
-  std::set<std::pair<std::string, std::string>> told_;     // notifications without receiver
-  std::set<std::pair<std::string, std::string>> awaited_;  // sent for a reply
+  using AddressAndName = std::pair<std::string, std::string>;
+  wzapp::Mutex mutex_;
+  std::set<AddressAndName> told_ WZAPP_GUARDED_BY(mutex_);     // that nobody received
+  std::set<AddressAndName> awaited_ WZAPP_GUARDED_BY(mutex_);  // sent for a reply
 };
 
 }  // namespace wz

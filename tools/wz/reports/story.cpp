@@ -99,7 +99,7 @@ std::string StoryLine::at(std::int64_t microseconds) const {
 }
 
 void Story::tell(const StoryLine& line) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const wzapp::MutexLock lock(mutex_);
   const auto time = std::chrono::steady_clock::now() - begin_;
   const auto count = std::chrono::duration_cast<std::chrono::microseconds>(time).count();
   const std::string text = line.at(count);

@@ -11,10 +11,11 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "support/mutex.h"
 
 namespace wz {
 
@@ -58,7 +59,7 @@ class Story {
  private:
   std::vector<Listener> listeners_;
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
-  std::mutex mutex_;
+  wzapp::Mutex mutex_;  // one line after the other
 };
 
 }  // namespace wz
