@@ -14,7 +14,7 @@ constexpr std::uint32_t kLocalHeader = 0x04034B50, kDirectoryRecord = 0x02014B50
 constexpr std::string_view kDirectoryEnd("PK\5\6", 4);
 constexpr std::size_t kLocalHeaderSize = 30, kDirectoryRecordSize = 46, kDirectoryEndSize = 22;
 constexpr std::size_t kLongestComment = 0xFFFF, kLongestName = 255;
-constexpr std::uint16_t kSizesFollow = 0x0008, kStored = 0, kDeflated = 8;
+constexpr std::uint16_t kSizesFollow = 0x0008, kStored = 0, kDeflated = 8, kBzip2 = 12;
 constexpr std::uint32_t kStatedElsewhere = 0xFFFFFFFF;
 
 // A number, lowest octet first; the caller has seen that it is there.
@@ -100,6 +100,11 @@ std::optional<std::string> readByLibarchive(const std::string& zip, std::size_t 
   return content;
 }
 
+// Terminals know BZIP2 by its number alone: its octets come out as they are.
+bool canBegin(std::uint16_t method) {
+  return method == kStored || method == kDeflated || method == kBzip2;
+}
+
 }  // namespace
 
 Archive::Archive(std::string_view octets) : octets_(octets), cause_(readDirectory()) {
@@ -156,9 +161,8 @@ std::optional<std::string_view> Archive::packedOctets(const Entry& entry) const 
     return sizesFollow || found == stated || (position != 14 && found == kStatedElsewhere);
   };
   if (number32(local, 0) != kLocalHeader || number16(local, 8) != entry.method ||
-      (entry.method != kStored && entry.method != kDeflated) || !agrees(14, entry.crc) ||
-      !agrees(18, entry.packedSize) || !agrees(22, entry.size) ||
-      number16(local, 26) != entry.nameSize) {
+      !canBegin(entry.method) || !agrees(14, entry.crc) || !agrees(18, entry.packedSize) ||
+      !agrees(22, entry.size) || number16(local, 26) != entry.nameSize) {
     return std::nullopt;
   }
   const std::size_t header = kLocalHeaderSize + entry.nameSize + number16(local, 28);
@@ -172,6 +176,10 @@ std::optional<std::string> Archive::unpack(const Entry& entry) const {
   const std::size_t wanted = entry.method == kStored ? std::min(entry.packedSize, entry.size)
                                                      : static_cast<std::size_t>(entry.size);
   if (wanted == 0) return std::string();
+  if (entry.method == kBzip2) {
+    if (packed->size() > wanted) return std::nullopt;
+    return std::string(*packed);
+  }
   if (entry.method == kStored) {
     // Nothing is to be unpacked.
     if (packed->size() < wanted) return std::nullopt;

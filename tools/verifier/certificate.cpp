@@ -169,7 +169,9 @@ Cause readExtension(Reading& reading, const Element& extension) {
   if (parts[0].identifier != kOid) return "WZ-0219";
   if (isLongOid(parts[0].content(whole))) return "WZ-0220";
   const std::optional<std::string> oid = oidText(parts[0].content(whole));
-  if (!oid || (parts.size() != 2 && parts.size() != 3)) return "WZ-0219";
+  if (!oid || (parts.size() != 2 && parts.size() != 3) || !isReadToEnd(*own, parts)) {
+    return "WZ-0219";
+  }
   bool isCritical = false;
   if (parts.size() == 3) {
     if (!isBooleanOfOneOctet(parts[1])) return "WZ-0219";

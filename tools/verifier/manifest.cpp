@@ -37,8 +37,10 @@ std::vector<Value> Value::elements() const {
 Manifest::Manifest(const std::string& text) {
   document_.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(
       text.data(), text.size());
-  // Texts end at a zero octet, so that one with such an octet is not read to its end.
-  isJson_ = !document_.HasParseError() && text.find('\0') == std::string::npos;
+  // Texts end at a zero octet, so that one with such an octet is not read to its end. A byte order
+  // mark is no part of JSON (RFC 8259, 8.1).
+  isJson_ = !document_.HasParseError() && text.find('\0') == std::string::npos &&
+            !text.starts_with("\xEF\xBB\xBF");
   if (!isJson_) readSections(text);
 }
 
