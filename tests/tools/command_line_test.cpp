@@ -59,9 +59,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"keys"}, Arguments{"keys", "init"}, Arguments{"keys", "issue"},
                     Arguments{"keys", "rotate"}, Arguments{"keys", "show"}, Arguments{"certs"},
                     Arguments{"new"}, Arguments{"pack"}, Arguments{"inspect"}, Arguments{"check"},
-                    Arguments{"explain"}, Arguments{"doctor"}, Arguments{"install"},
-                    Arguments{"list"}, Arguments{"remove"}, Arguments{"history"}, Arguments{"diff"},
-                    Arguments{"why"}, Arguments{"completion"}, Arguments{"help"}));
+                    Arguments{"explain"}, Arguments{"doctor"}, Arguments{"tamper"},
+                    Arguments{"install"}, Arguments{"list"}, Arguments{"remove"},
+                    Arguments{"history"}, Arguments{"diff"}, Arguments{"why"},
+                    Arguments{"completion"}, Arguments{"help"}));
 
 TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
   const ProgramResult result = runWz({"--version"});

@@ -180,6 +180,11 @@ with tempfile.TemporaryDirectory() as folder:
     golden("inspect-cut-off", run(1, "inspect", "--json", "bad.zip"))
     golden("inspect-terminal", run(0, "inspect", "--json", "--terminal", "desk", "shop.zip"))
     golden("install-dry-run", run(0, "install", "--json", "--dry-run", "--terminal", "desk", "shop.zip"))
+    golden("tamper", run(0, "tamper", "--json", "shop.zip", "-o", "lab"))
+    expect("tamper-lab.schema.json", json.loads(pathlib.Path("lab/tamper.json").read_text()), "lab")
+    run(1, "tamper", "--json", "bad.zip", "-o", "other")
+    run(2, "tamper", "--json", "shop.zip")
+    run(3, "tamper", "--json", "lab", "--run", "true")
     golden("install", run(0, "install", "--json", "--terminal", "desk", "shop.zip"))
     golden("install-cut-off", run(1, "install", "--json", "--terminal", "desk", "bad.zip"))
     golden("list", run(0, "list", "--json", "--terminal", "desk"))
@@ -228,7 +233,7 @@ with tempfile.TemporaryDirectory() as folder:
 
     # The wrong command line, and what is not there, of each command.
     for command in ("terminal create", "terminal show", "new", "pack", "check", "inspect", "install", "list",
-                    "remove", "keys init", "keys issue", "keys rotate", "keys show", "certs", "explain", "notify", "history", "diff", "why", "replay", "doctor",
+                    "remove", "keys init", "keys issue", "keys rotate", "keys show", "certs", "explain", "notify", "history", "diff", "why", "replay", "doctor", "tamper",
                     "run", "host", "listen", "reply"):
         run(2, *command.split(), "--json", "--no-such-option")
     golden("no-such-option", run(2, "list", "--json", "--terminl", "desk"))

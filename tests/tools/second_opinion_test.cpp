@@ -59,7 +59,7 @@ TEST_F(SecondOpinionTest, NamesAFileThatTheLibraryAloneRefuses) {
 
 TEST_F(SecondOpinionTest, IsNotAskedOfWhatIsTooLarge) {
   wz::PackageReport report = reportOf(false);
-  report.entries = {{"shop.zip", std::uint64_t{1} << 30}};
+  report.entries = {{"shop.zip", std::uint64_t{1} << 30, {}}};
 
   EXPECT_FALSE(wz::secondOpinion(report, {}).wasAsked);
 }

@@ -53,6 +53,21 @@ std::string RsaKey::identifier() const {
   return digest;
 }
 
+std::string RsaKey::sign(std::string_view octets) const {
+  const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
+                                                                        EVP_MD_CTX_free);
+  const auto* const data = reinterpret_cast<const unsigned char*>(octets.data());
+  std::size_t size = static_cast<std::size_t>(EVP_PKEY_get_size(key_.get()));
+  std::string signature(size, '\0');
+  require(context != nullptr &&
+              EVP_DigestSignInit(context.get(), nullptr, EVP_sha256(), nullptr, key_.get()) == 1 &&
+              EVP_DigestSign(context.get(), reinterpret_cast<unsigned char*>(signature.data()),
+                             &size, data, octets.size()) == 1,
+          "a signature");
+  signature.resize(size);
+  return signature;
+}
+
 std::string RsaKey::privatePem() const {
   const std::unique_ptr<BIO, decltype(&BIO_free)> text(BIO_new(BIO_s_mem()), BIO_free);
   require(text != nullptr && PEM_write_bio_PKCS8PrivateKey(text.get(), key_.get(), nullptr, nullptr,

@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 struct evp_pkey_st;
 
@@ -31,6 +32,9 @@ class RsaKey {
 
   /// SHA-1 of the public key (RFC 5280, 4.2.1.2, method 1): 20 octets.
   [[nodiscard]] std::string identifier() const;
+
+  /// RSA, PKCS #1 v1.5, over the SHA-256 digest of `octets`. Throws KeyError.
+  [[nodiscard]] std::string sign(std::string_view octets) const;
 
   /// PKCS#8 in PEM, not encrypted.
   [[nodiscard]] std::string privatePem() const;

@@ -182,6 +182,43 @@ void addDoctor(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return doctor(*kept); }; });
 }
 
+void addTamper(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<TamperOptions>();
+  CLI::App& command =
+      *app.add_subcommand("tamper", "Make a package wrong in every way, and try a host with that");
+  command
+      .add_option("FILE", kept->file,
+                  "The package, of one application; with --run, the folder\n"
+                  "that -o has made")
+      ->required()
+      ->type_name("");
+  command.add_option("-o,--output", kept->output, "The new folder; it must not exist")
+      ->type_name("DIR");
+  command
+      .add_option("--keys", kept->keys,
+                  "Folder of keys that has signed the package, to sign\n"
+                  "anew with, and its authorities, to issue signers\n"
+                  "(default: as wz pack has it)")
+      ->type_name("DIR");
+  command
+      .add_option("--run", kept->host,
+                  "Play the variants on this program, which installs what\n"
+                  "waits and writes the log on one of its outputs")
+      ->type_name("CMD");
+  command.add_option("--terminal", kept->terminal, "Play them on a new terminal like this one")
+      ->type_name("DIR");
+  command.add_option("--only", kept->only, "Play those of this group, or the one of this name")
+      ->type_name("TEXT");
+  addJson(command, kept->asJson);
+  command.footer(footer("  wz tamper shop.zip -o lab\n"
+                        "  wz tamper lab --run ./till-install\n") +
+                 "\n\nThe folder has a folder for each variant, and tamper.json: what was done to "
+                 "each, and what\n"
+                 "the log of an installation must say of it. Keys lie open: what they sign is for "
+                 "a lab alone.");
+  command.callback([&action, kept] { action = [kept] { return tamper(*kept); }; });
+}
+
 void addInstall(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<InstallOptions>();
   CLI::App& command = *app.add_subcommand("install", "Install packages on a terminal");
@@ -235,6 +272,7 @@ void addPackageCommands(CLI::App& app, Action& action) {
   addCheck(app, action);
   addExplain(app, action);
   addDoctor(app, action);
+  addTamper(app, action);
   addInstall(app, action);
   addList(app, action);
   addRemove(app, action);

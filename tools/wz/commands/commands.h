@@ -218,6 +218,19 @@ struct DoctorOptions {
 
 int doctor(const DoctorOptions& options);
 
+struct TamperOptions {
+  std::string file;      // the package; to run, the folder of variants
+  std::string output;    // the new folder
+  std::string keys;      // folder; empty: the one that is known
+  std::string host;      // command; empty: variants are made
+  std::string terminal;  // to run: like which one; empty: a new one
+  std::string only;      // to run: of these groups, or the variant of this name
+  bool asJson = false;
+};
+
+/// Makes variants of a package that are wrong in one way each, or plays them on a host program.
+int tamper(const TamperOptions& options);
+
 struct InstallOptions {
   std::string terminal;
   std::vector<std::string> packages;  // files

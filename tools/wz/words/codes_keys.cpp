@@ -87,6 +87,25 @@ constexpr Code kCodes[] = {
          "whatever they hold.",
      .causes = "Another file or folder; a package whose signers came without their certificates.",
      .repair = "Name the certificate itself, or a folder, package or archive that has one."},
+    {.id = "WZ-0911",
+     .severity = Severity::kError,
+     .title = "The package is no beginning for variants",
+     .rule =
+         "Variants are made of a package that terminals take: one application, ID.MFT and ID/ in "
+         "its archive, and its marketplace package, each signed by a signer of its own.",
+     .causes = "A package that is refused as it is; one that removes, or holds several "
+               "applications; other keys than those that signed it.",
+     .repair = "Make one of a folder, with the keys that the variants are to be signed with.",
+     .command = "wz pack APPDIR -o FILE --keys DIR"},
+    {.id = "WZ-0912",
+     .severity = Severity::kError,
+     .title = "A host says something else of a tampered package",
+     .rule = "Every host that installs by the library writes the lines that the variant's rules "
+             "give, and the same result; their order is free.",
+     .causes = "Another version of the library; a host that does not pass the whole log on; a "
+               "terminal with other authorities.",
+     .repair = "Look at the lines that are missing and those that are too many.",
+     .command = "wz tamper LAB --run HOST --only VARIANT"},
 };
 
 }  // namespace

@@ -1,0 +1,207 @@
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "devkeys/rsa_key.h"
+#include "packaging/temporary_folders.h"
+#include "wz/commands/commands.h"
+#include "wz/commands/signing_options.h"
+#include "wz/reports/json_document.h"
+#include "wz/reports/output.h"
+#include "wz/tamper/lab.h"
+#include "wz/tamper/lab_folder.h"
+#include "wz/tamper/player.h"
+#include "wz/words/exit_code.h"
+
+namespace wz {
+namespace {
+
+// ---- Making ------------------------------------------------------------------------------------
+
+std::map<std::string, std::size_t> countsOf(const Variants& variants) {
+  std::map<std::string, std::size_t> counts;
+  for (const Variant& variant : variants) ++counts[variant.group];
+  return counts;
+}
+
+void putUnprovoked(JsonWriter& writer, const Variants& variants) {
+  writer.Key("unprovoked");
+  writer.StartArray();
+  for (const Unprovoked& message : unprovokedBy(variants)) {
+    writer.StartObject();
+    putText(writer, "code", message.code);
+    putText(writer, "line", message.line);
+    putText(writer, "why", message.why);
+    writer.EndObject();
+  }
+  writer.EndArray();
+}
+
+void printMadeJson(const Lab& lab, const std::string& directory) {
+  printJsonDocument("tamper", true, {}, [&](JsonWriter& writer) {
+    putText(writer, "directory", directory);
+    putNumber(writer, "variants", lab.variants().size());
+    writer.Key("groups");
+    writer.StartArray();
+    for (const auto& [group, count] : countsOf(lab.variants())) {
+      writer.StartObject();
+      putText(writer, "group", group);
+      putNumber(writer, "variants", count);
+      writer.EndObject();
+    }
+    writer.EndArray();
+    putUnprovoked(writer, lab.variants());
+    writer.Key("leftOut");
+    writer.StartArray();
+    for (const LeftOut& leftOut : lab.leftOut()) {
+      writer.StartObject();
+      putText(writer, "group", leftOut.group);
+      putText(writer, "why", leftOut.why);
+      writer.EndObject();
+    }
+    writer.EndArray();
+  });
+}
+
+void printMade(const Lab& lab, const std::string& directory) {
+  printLine("made " + directory + ", " + std::to_string(lab.variants().size()) + " variants");
+  for (const auto& [group, count] : countsOf(lab.variants())) {
+    printLine("  " + group + std::string(14 - std::min<std::size_t>(group.size(), 12), ' ') +
+              std::to_string(count));
+  }
+  for (const LeftOut& leftOut : lab.leftOut()) {
+    printMessage("left out of " + leftOut.group + ": " + leftOut.why);
+  }
+  std::size_t missing = 0;
+  for (const Unprovoked& message : unprovokedBy(lab.variants())) missing += message.why.empty();
+  if (missing > 0) {
+    printMessage("messages of the installer that no variant provokes for that: " +
+                 std::to_string(missing) + "; tamper.json names them");
+  }
+  printLine("play them: wz tamper " + directory + " --run HOST");
+}
+
+int make(const TamperOptions& options) {
+  const std::string keys = findKeyDirectory(options.keys);
+  if (keys.empty()) return kUsage;
+  SigningAuthorities authorities;
+  if (!authorities.load(keys)) return kEnvironment;
+  BasePackage base;
+  std::string error;
+  if (!readBasePackage(options.file, authorities.rows(), base, error)) {
+    printMessage(error + " [WZ-0911]");
+    return kApplicationFailed;
+  }
+  const LabKeys labKeys = readLabKeys(keys);
+  Lab lab(base, labKeys);
+  try {
+    addAllVariants(lab);
+  } catch (const devkeys::KeyError& problem) {
+    printMessage(problem.what());
+    return kEnvironment;
+  }
+  if (!writeLab(lab, options.file, options.output, error)) {
+    printMessage(error);
+    return kEnvironment;
+  }
+  if (options.asJson) {
+    printMadeJson(lab, options.output);
+  } else {
+    printMade(lab, options.output);
+  }
+  return kDone;
+}
+
+// ---- Playing -----------------------------------------------------------------------------------
+
+struct Played {
+  std::size_t count = 0;
+  std::vector<Difference> differences;
+};
+
+bool isMeant(const KeptVariant& variant, const std::string& only) {
+  return only.empty() || variant.group == only || variant.name == only;
+}
+
+void printDifference(const Difference& difference) {
+  printLine(difference.variant + ": " + difference.what);
+  for (const std::string& line : difference.missing) printLine("  not said: " + line);
+  for (const std::string& line : difference.unexpected) printLine("  said:     " + line);
+  if (!difference.otherwise.empty()) printLine("  " + difference.otherwise);
+}
+
+void printPlayedJson(const TamperOptions& options, const Played& played) {
+  Diagnostics diagnostics;
+  for (const Difference& difference : played.differences) {
+    diagnostics.push_back({"WZ-0912", "the host says something else of " + difference.variant,
+                           options.file, difference.variant, 0, 0, difference.what});
+  }
+  printJsonDocument("tamper", played.differences.empty(), diagnostics, [&](JsonWriter& writer) {
+    putText(writer, "directory", options.file);
+    putText(writer, "host", options.host);
+    putNumber(writer, "variants", played.count);
+    writer.Key("differences");
+    writer.StartArray();
+    for (const Difference& difference : played.differences) {
+      writer.StartObject();
+      putText(writer, "variant", difference.variant);
+      putText(writer, "what", difference.what);
+      putTexts(writer, "missing", difference.missing);
+      putTexts(writer, "unexpected", difference.unexpected);
+      putText(writer, "otherwise", difference.otherwise);
+      writer.EndObject();
+    }
+    writer.EndArray();
+  });
+}
+
+int play(const TamperOptions& options) {
+  KeptLab lab;
+  std::string error;
+  Player player;
+  if (!readLab(options.file, lab, error) ||
+      !player.begin(options.file, lab, options.terminal, error)) {
+    printMessage(error);
+    return kEnvironment;
+  }
+  Played played;
+  for (const KeptVariant& variant : lab.variants) {
+    if (!isMeant(variant, options.only)) continue;
+    Difference difference;
+    if (!player.play(variant, options.host, difference, error)) {
+      printMessage(variant.name + ": " + error);
+      return kEnvironment;
+    }
+    ++played.count;
+    if (difference.isNone()) continue;
+    if (!options.asJson) printDifference(difference);
+    played.differences.push_back(difference);
+  }
+  if (played.count == 0) {
+    printMessage("there is no group and no variant " + options.only + " in " + options.file);
+    return kUsage;
+  }
+  if (options.asJson) {
+    printPlayedJson(options, played);
+  } else {
+    printLine(std::to_string(played.count - played.differences.size()) + " of " +
+              std::to_string(played.count) + " variants are as they must be" +
+              (played.differences.empty() ? "" : " [WZ-0912]"));
+  }
+  return played.differences.empty() ? kDone : kApplicationFailed;
+}
+
+}  // namespace
+
+int tamper(const TamperOptions& options) {
+  (void)packaging::removeFoldersOnSignals();
+  if (options.host.empty() == options.output.empty()) {
+    printMessage("name the folder for the variants with -o, or a host to play them on with --run");
+    return kUsage;
+  }
+  return options.host.empty() ? make(options) : play(options);
+}
+
+}  // namespace wz
