@@ -83,12 +83,12 @@ TEST(AuthorityTableTest, ADirectoryOfDevelopmentKeysIsTaken) {
 TEST(AuthorityTableTest, AProductsTableIsTheLibrarysOwn) {
   const Table table;
   ASSERT_EQ(table.generate().code, 0);
-  EXPECT_THAT(contentOf(table.source()), AllOf(HasSubstr("kAuthorityCount>& authorities() {"),
-                                               Not(HasSubstr("compiledIn"))));
+  EXPECT_THAT(contentOf(table.source()),
+              AllOf(HasSubstr("kAuthorityCount>& authorities() {"), Not(HasSubstr("compiledIn"))));
 
   const ProgramResult behind =
-      runProgram(AUTHORITY_TABLE_PROGRAM, {"compiled-in-authorities", table.keys(), table.source(),
-                                           table.source() + ".d"});
+      runProgram(AUTHORITY_TABLE_PROGRAM,
+                 {"compiled-in-authorities", table.keys(), table.source(), table.source() + ".d"});
 
   EXPECT_EQ(behind.code, 0) << behind.errors;
   EXPECT_THAT(contentOf(table.source()), HasSubstr("kAuthorityCount>& compiledInAuthorities() {"));
