@@ -7,6 +7,8 @@ build=$1 compiler=$2 flags=$3
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 prefix=$scratch/prefix terminal=$scratch/terminal
+# Where an installed kit keeps what it makes for its user.
+export XDG_DATA_HOME=$scratch/data
 . "$(dirname "$0")/page_code.sh"
 
 fail() {
@@ -37,7 +39,7 @@ compile 1 install
 compile 2 run
 "$prefix/bin/wz" terminal create "$terminal" >/dev/null
 "$prefix/bin/wz" new "$scratch/shop" >/dev/null
-"$build/bin/wz" pack "$scratch/shop" -o "$scratch/shop.zip" --sponsor 123456 >/dev/null
+"$prefix/bin/wz" pack "$scratch/shop" -o "$scratch/shop.zip" --sponsor 123456 >/dev/null
 
 inside "$scratch/install" || fail "The first program fails without a package."
 expect 'Overall result: NO PACKAGE'

@@ -7,6 +7,8 @@ build=$1 compiler=$2 flags=$3 readme=$4
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 prefix=$scratch/prefix terminal=$scratch/terminal
+# Where an installed kit keeps what it makes for its user.
+export XDG_DATA_HOME=$scratch/data
 
 sed -n '/^```cpp$/,/^```$/{/^```/!p}' "$readme" >"$scratch/host.cpp"
 grep -q wzAppRun "$scratch/host.cpp" || { echo "README has no host program"; exit 1; }
