@@ -2,13 +2,11 @@
 #include <string>
 #include <vector>
 
-#include "workstation/terminal/terminal_directory.h"
 #include "wz/commands/commands.h"
 #include "wz/reports/history_output.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/history_file.h"
-#include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -34,14 +32,8 @@ void printWords(const History& history, const HistoryOptions& options) {
 }  // namespace
 
 int showHistory(const HistoryOptions& options) {
-  if (!enterChosenTerminal(options.terminal)) return kEnvironment;
   History history;
-  std::string error;
-  if (!readHistory(workstation::terminalDirectory(), history, error)) {
-    printMessage(error);
-    return kEnvironment;
-  }
-  for (const std::string& remark : history.remarks) printMessage("note: " + remark);
+  if (!enterToReadHistory(options.terminal, history)) return kEnvironment;
   if (!options.asJson) {
     printWords(history, options);
     return kDone;

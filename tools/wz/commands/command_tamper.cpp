@@ -142,18 +142,13 @@ void printPlayedJson(const TamperOptions& options, const Played& played) {
     putText(writer, "directory", options.file);
     putText(writer, "host", options.host);
     putNumber(writer, "variants", played.count);
-    writer.Key("differences");
-    writer.StartArray();
-    for (const Difference& difference : played.differences) {
-      writer.StartObject();
+    putRows(writer, "differences", played.differences, [&writer](const Difference& difference) {
       putText(writer, "variant", difference.variant);
       putText(writer, "what", difference.what);
       putTexts(writer, "missing", difference.missing);
       putTexts(writer, "unexpected", difference.unexpected);
       putText(writer, "otherwise", difference.otherwise);
-      writer.EndObject();
-    }
-    writer.EndArray();
+    });
   });
 }
 

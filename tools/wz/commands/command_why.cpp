@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "support/text.h"
-#include "workstation/terminal/terminal_directory.h"
 #include "wz/check/nearest.h"
 #include "wz/commands/commands.h"
 #include "wz/commands/why_log.h"
@@ -15,7 +14,6 @@
 #include "wz/reports/output.h"
 #include "wz/terminal/history_file.h"
 #include "wz/terminal/manifests_there.h"
-#include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -265,14 +263,8 @@ void putStory(JsonWriter& writer, const Story& story) {
 }
 
 int explainApplication(const WhyOptions& options) {
-  if (!enterChosenTerminal(options.terminal)) return kEnvironment;
   History history;
-  std::string error;
-  if (!readHistory(workstation::terminalDirectory(), history, error)) {
-    printMessage(error);
-    return kEnvironment;
-  }
-  for (const std::string& remark : history.remarks) printMessage("note: " + remark);
+  if (!enterToReadHistory(options.terminal, history)) return kEnvironment;
   const InstalledApplications applications = findInstalledApplications();
   const Story story = tellStory(options.id, history, applications);
   if (!story.now.isInstalled && story.decisive == nullptr) {

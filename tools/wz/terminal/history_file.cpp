@@ -11,6 +11,9 @@
 #include <utility>
 
 #include "support/file_system.h"
+#include "workstation/terminal/terminal_directory.h"
+#include "wz/reports/output.h"
+#include "wz/terminal/session.h"
 
 namespace wz {
 namespace {
@@ -130,6 +133,17 @@ bool readHistory(const std::string& terminalDir, History& history, std::string& 
     history.remarks.push_back("the last line of " + path +
                               " is cut off, as by a kill, and is passed over");
   }
+  return true;
+}
+
+bool enterToReadHistory(const std::string& terminal, History& history) {
+  std::string error;
+  if (!enterChosenTerminal(terminal)) return false;
+  if (!readHistory(workstation::terminalDirectory(), history, error)) {
+    printMessage(error);
+    return false;
+  }
+  for (const std::string& remark : history.remarks) printMessage("note: " + remark);
   return true;
 }
 

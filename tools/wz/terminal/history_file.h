@@ -32,6 +32,10 @@ struct History {
 [[nodiscard]] bool readHistory(const std::string& terminalDir, History& history,
                                std::string& error);
 
+/// Enters the terminal that a command was given (enterChosenTerminal()) and reads its history; what
+/// could not be read of it is printed. False after a message.
+[[nodiscard]] bool enterToReadHistory(const std::string& terminal, History& history);
+
 /// Appends an event, which gets its number and, where its log is too long, a shorter one. False
 /// with a line of text in `error`; the file is then as it was.
 [[nodiscard]] bool appendHistory(const std::string& terminalDir, HistoryEvent& event,
