@@ -33,8 +33,6 @@ std::size_t numberFrom(const char* variable, std::size_t otherwise) {
   return text == nullptr ? otherwise : std::strtoul(text, nullptr, 10);
 }
 
-std::string textOf(const Octets& octets) { return {octets.begin(), octets.end()}; }
-
 verifier::Terminal terminalFacts() {
   verifier::Terminal terminal;
   for (std::size_t row = 0; row < kRowKinds.size(); ++row) {

@@ -31,8 +31,6 @@ std::string oneOf(const char* const (&texts)[kCount], RandomCases& random) {
   return texts[random.below(kCount)];
 }
 
-std::string textOf(const Octets& octets) { return {octets.begin(), octets.end()}; }
-
 Octets digestOf(const std::string& data, bool isSha1) {
   Octets digest(isSha1 ? 20 : 32);
   EVP_Digest(data.data(), data.size(), digest.data(), nullptr, isSha1 ? EVP_sha1() : EVP_sha256(),

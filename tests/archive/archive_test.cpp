@@ -7,8 +7,6 @@
 
 #include <array>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <stdexcept>
 
@@ -56,7 +54,7 @@ wzapp::UnZIP::FileOpener MemoryFile::opener() const {
 }
 
 std::string MemoryFile::content() const {
-  return readWholeFile("/proc/self/fd/" + std::to_string(descriptor_));
+  return contentOf("/proc/self/fd/" + std::to_string(descriptor_));
 }
 
 DigestTexts opensslDigests(const std::string& content) {
@@ -84,11 +82,6 @@ std::string letters(std::size_t size) {
   std::string octets = noise(size);
   for (char& octet : octets) octet = static_cast<char>('a' + (octet & 15));
   return octets;
-}
-
-std::string readWholeFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 std::vector<std::string> namesOf(const wzapp::UnZIP& archive) {

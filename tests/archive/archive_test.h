@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "archive/unzip.h"
+#include "tests/builders/file_content.h"
 #include "tests/builders/temporary_directory.h"
 #include "tests/builders/zip_builder.h"
 
@@ -56,8 +57,6 @@ std::string noise(std::size_t size);
 
 // `size` random letters, which pack to about half of their octets.
 std::string letters(std::size_t size);
-
-std::string readWholeFile(const std::string& path);
 
 // The names in the order of the index.
 std::vector<std::string> namesOf(const wzapp::UnZIP& archive);

@@ -19,10 +19,10 @@ namespace {
 using wzapp_test::ArchiveCalls;
 using wzapp_test::ArchiveTest;
 using wzapp_test::Call;
+using wzapp_test::contentOf;
 using wzapp_test::letters;
 using wzapp_test::noise;
 using wzapp_test::readByName;
-using wzapp_test::readWholeFile;
 using wzapp_test::ZipBuilder;
 using wzapp_test::ZipEntry;
 
@@ -46,7 +46,7 @@ TEST_F(UnZIPExtractTest, FileHoldsTheEntry) {
 
   EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
 
-  EXPECT_EQ(readWholeFile(target_), content);
+  EXPECT_EQ(contentOf(target_), content);
 }
 
 TEST_F(UnZIPExtractTest, EmptyEntryMakesAnEmptyFile) {
@@ -63,7 +63,7 @@ TEST_F(UnZIPExtractTest, LongerFileIsReplaced) {
 
   EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
 
-  EXPECT_EQ(readWholeFile(target_), "short");
+  EXPECT_EQ(contentOf(target_), "short");
 }
 
 TEST_F(UnZIPExtractTest, ModeOfTheFileComesFromTheMask) {
@@ -100,7 +100,7 @@ TEST_F(UnZIPExtractTest, TargetOfAnEntryThatCannotBeOpenedIsNotTouched) {
 
   EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), target_));
 
-  EXPECT_EQ(readWholeFile(target_), "before");
+  EXPECT_EQ(contentOf(target_), "before");
 }
 
 TEST_F(UnZIPExtractTest, TargetIsOpenedByTheCallerOnceTheEntryIs) {
@@ -119,7 +119,7 @@ TEST_F(UnZIPExtractTest, TargetIsOpenedByTheCallerOnceTheEntryIs) {
 
   EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), openTarget));
   EXPECT_EQ(opened, 1);
-  EXPECT_EQ(readWholeFile(target_), "content");
+  EXPECT_EQ(contentOf(target_), "content");
 
   EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), openTarget));
   EXPECT_EQ(opened, 2);
@@ -133,7 +133,7 @@ TEST_F(UnZIPExtractTest, DamagedEntryLeavesWhatCameBeforeTheDamage) {
   EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), target_));
 
   EXPECT_FALSE(calls.isEntryOpen());
-  const std::string written = readWholeFile(target_);
+  const std::string written = contentOf(target_);
   EXPECT_GT(written.size(), 40000U);
   EXPECT_LT(written.size(), content.size());
   EXPECT_EQ(written.substr(0, 40000), content.substr(0, 40000));
@@ -174,7 +174,7 @@ TEST_F(UnZIPExtractTest, FileThatMayNotGrowKeepsWhatWentIn) {
     EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
   });
 
-  EXPECT_EQ(readWholeFile(target_), content.substr(0, 20000));
+  EXPECT_EQ(contentOf(target_), content.substr(0, 20000));
 }
 
 TEST_F(UnZIPExtractTest, EveryBlockThatCannotBeWrittenFailsAndLeavesTheBlocksBefore) {
@@ -185,7 +185,7 @@ TEST_F(UnZIPExtractTest, EveryBlockThatCannotBeWrittenFailsAndLeavesTheBlocksBef
   for (int block = 1; block <= 4; ++block) {
     calls.fail(Call::kWrite, block);
     EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), target_));
-    EXPECT_EQ(readWholeFile(target_),
+    EXPECT_EQ(contentOf(target_),
               content.substr(0, static_cast<std::size_t>(block - 1) * UnZIP::kBlockSize));
     EXPECT_FALSE(calls.isEntryOpen());
   }
@@ -193,7 +193,7 @@ TEST_F(UnZIPExtractTest, EveryBlockThatCannotBeWrittenFailsAndLeavesTheBlocksBef
   calls.failNothing();
   const int before = calls.count(Call::kWrite);
   EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
-  EXPECT_EQ(readWholeFile(target_), content);
+  EXPECT_EQ(contentOf(target_), content);
   EXPECT_EQ(calls.count(Call::kWrite) - before, 4);
 }
 
@@ -206,7 +206,7 @@ TEST_F(UnZIPExtractTest, WritesCutShortOrInterruptedGoOn) {
 
   EXPECT_TRUE(archive.extractToFile(archive.index().find("a"), target_));
 
-  EXPECT_EQ(readWholeFile(target_), content);
+  EXPECT_EQ(contentOf(target_), content);
 }
 
 TEST_F(UnZIPExtractTest, ClosingThatFailsIsAFailure) {
@@ -217,7 +217,7 @@ TEST_F(UnZIPExtractTest, ClosingThatFailsIsAFailure) {
   EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), target_));
 
   EXPECT_FALSE(calls.isEntryOpen());
-  EXPECT_EQ(readWholeFile(target_), "content");
+  EXPECT_EQ(contentOf(target_), "content");
 }
 
 }  // namespace

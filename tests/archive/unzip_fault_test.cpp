@@ -14,11 +14,11 @@ using testing::IsEmpty;
 using wzapp_test::ArchiveCalls;
 using wzapp_test::ArchiveTest;
 using wzapp_test::Call;
+using wzapp_test::contentOf;
 using wzapp_test::digestByName;
 using wzapp_test::noise;
 using wzapp_test::opensslDigests;
 using wzapp_test::readByName;
-using wzapp_test::readWholeFile;
 using wzapp_test::ZipBuilder;
 
 struct OpeningFault {
@@ -103,7 +103,7 @@ TEST_F(UnZIPFaultTest, CommonStartThatFailsLeavesEverythingAsItWas) {
 
   EXPECT_FALSE(calls.isEntryOpen());
   EXPECT_EQ(calls.count(Call::kUnzReadCurrentFile), 0);
-  EXPECT_EQ(readWholeFile(target_), "before");
+  EXPECT_EQ(contentOf(target_), "before");
   EXPECT_THAT(sha1_, Each(7));
   EXPECT_THAT(sha256_, Each(7));
   EXPECT_THAT(content, ElementsAre(1, 2, 3));
@@ -148,7 +148,7 @@ TEST_F(UnZIPFaultTest, ReadErrorLeavesThePartlyWrittenFile) {
   for (int number = 1; number <= 5; ++number) {
     calls.fail(Call::kUnzReadCurrentFile, number);
     EXPECT_FALSE(archive.extractToFile(archive.index().begin(), target_));
-    EXPECT_EQ(readWholeFile(target_),
+    EXPECT_EQ(contentOf(target_),
               content.substr(0, static_cast<std::size_t>(number - 1) * UnZIP::kBlockSize));
     EXPECT_FALSE(calls.isEntryOpen());
   }

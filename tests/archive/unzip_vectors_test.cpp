@@ -13,13 +13,13 @@ namespace {
 
 using testing::IsEmpty;
 using wzapp_test::ArchiveTest;
+using wzapp_test::contentOf;
 using wzapp_test::digestByName;
 using wzapp_test::DigestTexts;
 using wzapp_test::fromHex;
 using wzapp_test::MemoryFile;
 using wzapp_test::opensslDigests;
 using wzapp_test::readByName;
-using wzapp_test::readWholeFile;
 
 class UnZIPVectorsTest : public ArchiveTest {
  protected:
@@ -37,8 +37,8 @@ class UnZIPVectorsTest : public ArchiveTest {
     if (digests) {
       EXPECT_EQ(digests->sha1, expected["sha1"].GetString());
       EXPECT_EQ(digests->sha256, expected["sha256"].GetString());
-      EXPECT_EQ(readWholeFile(target).size(), expected["size"].GetUint64());
-      EXPECT_EQ(opensslDigests(readWholeFile(target)), digests);
+      EXPECT_EQ(contentOf(target).size(), expected["size"].GetUint64());
+      EXPECT_EQ(opensslDigests(contentOf(target)), digests);
     }
     ASSERT_EQ(content.has_value(), expected["read_ok"].GetBool());
     if (content) {

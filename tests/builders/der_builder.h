@@ -8,12 +8,16 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace wzapp_test {
 
 using Octets = std::vector<std::uint8_t>;
+
+// As the content of a file.
+inline std::string textOf(const Octets& octets) { return {octets.begin(), octets.end()}; }
 
 /// The octets that `hex` names, two digits each; blanks between them are passed over.
 Octets fromHex(std::string_view hex);

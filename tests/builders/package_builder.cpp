@@ -12,8 +12,6 @@ namespace {
 constexpr std::string_view kSha1Oid = "1.3.14.3.2.26";
 constexpr std::size_t kEndingSize = 4;  // of ".ZIP"
 
-std::string textOf(const Octets& octets) { return std::string(octets.begin(), octets.end()); }
-
 Octets digestOf(std::string_view data, const EVP_MD* algorithm) {
   Octets digest(static_cast<std::size_t>(EVP_MD_get_size(algorithm)));
   if (EVP_Digest(data.data(), data.size(), digest.data(), nullptr, algorithm, nullptr) != 1) {

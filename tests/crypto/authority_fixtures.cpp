@@ -70,8 +70,8 @@ CertificateBuilder issuedCertificate(const Octets& issuerId, const Octets& id,
       .subjectKeyId(id);
 }
 
-Octets signedBy(const TestKey& key, const CertificateBuilder& builder) {
-  return builder.signedWith([&key](const Octets& octets) { return key.sign(octets); });
+Octets signedBy(const TestKey& key, const CertificateBuilder& builder, TestKey::Digest digest) {
+  return builder.signedWith([&](const Octets& octets) { return key.sign(octets, digest); });
 }
 
 const Octets& rootCertificate(std::size_t root) {

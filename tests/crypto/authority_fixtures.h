@@ -32,7 +32,8 @@ std::string hexOf(const Octets& octets);
 CertificateBuilder issuedCertificate(const Octets& issuerId, const Octets& id,
                                      std::string_view serial);
 
-Octets signedBy(const TestKey& key, const CertificateBuilder& builder);
+Octets signedBy(const TestKey& key, const CertificateBuilder& builder,
+                TestKey::Digest digest = TestKey::Digest::kSha256);
 
 // Root 0 has issued the authorities but the last one, which root 1 has. Their serials as the
 // summaries write them are "000001" and "000002".

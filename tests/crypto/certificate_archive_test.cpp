@@ -5,10 +5,9 @@
 
 #include <cstdio>
 #include <ctime>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
+#include "tests/builders/file_content.h"
 #include "tests/builders/tar_reader.h"
 #include "tests/builders/temporary_directory.h"
 #include "tests/crypto/authority_fixtures.h"
@@ -25,6 +24,7 @@ using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 using wzapp_test::authorityCertificate;
 using wzapp_test::CertificateBuilder;
+using wzapp_test::contentOf;
 using wzapp_test::DerBuilder;
 using wzapp_test::FakeClock;
 using wzapp_test::FakeSecurityService;
@@ -34,10 +34,9 @@ using wzapp_test::readTar;
 using wzapp_test::rootCertificate;
 using wzapp_test::TarMember;
 using wzapp_test::TemporaryDirectory;
+using wzapp_test::textOf;
 
 constexpr std::time_t kNow = 1700000000;
-
-std::string textOf(const Octets& octets) { return {octets.begin(), octets.end()}; }
 
 std::string archiveOf(std::span<const Authority> table) {
   std::string archive = "what was there before";
@@ -265,11 +264,6 @@ TarRun runTar(const std::string& arguments) {
   return run;
 }
 
-std::string fileContent(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 TEST(CertificateArchive, IsListedByTar) {
   const FakeClock clock(kNow);
   const Octets der = certificateOfSize(1000);
@@ -298,9 +292,9 @@ TEST(CertificateArchive, IsExtractedByTar) {
 
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.output, "");
-  EXPECT_EQ(fileContent(directory / "os000002.crt"), textOf(rootCertificate(1)));
+  EXPECT_EQ(contentOf(directory / "os000002.crt"), textOf(rootCertificate(1)));
   for (std::size_t row = 0; row < kAuthorityCount; ++row) {
-    EXPECT_EQ(fileContent(directory / ("wz20782" + std::to_string(row) + ".crt")),
+    EXPECT_EQ(contentOf(directory / ("wz20782" + std::to_string(row) + ".crt")),
               textOf(authorityCertificate(row)))
         << row;
   }

@@ -8,6 +8,7 @@
 #include "crypto/rsa.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/test_key.h"
+#include "tests/crypto/authority_fixtures.h"
 #include "tests/crypto/vector_file.h"
 
 namespace wzapp {
@@ -46,11 +47,6 @@ CertificateBuilder issuedBuilder(std::string_view algorithm = kSha256WithRsa) {
       .authorityKeyId(kAuthorityId)
       .subjectKeyId(kSubjectId)
       .algorithm(algorithm);
-}
-
-Octets signedBy(const TestKey& key, const CertificateBuilder& builder,
-                TestKey::Digest digest = TestKey::Digest::kSha256) {
-  return builder.signedWith([&](const Octets& octets) { return key.sign(octets, digest); });
 }
 
 TEST(CertificateCheck, AcceptsWhatTheAuthorityHasSigned) {

@@ -1,9 +1,9 @@
 #include "tests/installer/bad_input_fixture.h"
+#include "tests/builders/upper_case.h"
 
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 
 namespace wzapp_test {
@@ -27,11 +27,6 @@ std::vector<ZipEntry> goodEntries() {
           entry("GOOD.P7S", signatureOf(application, applicationSigner())),
           entry("GOOD-O.ZIP", manifest),
           entry("GOOD-O.P7S", signatureOf(manifest, manifestSigner()))};
-}
-
-std::string upper(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return text;
 }
 
 bool isOfGood(const std::string& name) { return name == kGood || upper(name) == "GOOD.MFT"; }

@@ -18,6 +18,7 @@
 
 #include "installer/dependency_check.h"
 #include "support/install_result.h"
+#include "tests/builders/upper_case.h"
 #include "tests/crypto/random_cases.h"
 #include "tests/installer/rules_fixture.h"
 
@@ -86,11 +87,6 @@ std::string toText(const Manifest& manifest) {
 }
 
 // --- The model --------------------------------------------------------------------------------
-
-std::string upper(std::string text) {
-  for (char& c : text) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
-  return text;
-}
 
 bool isManifestName(const std::string& name) {
   return name.size() >= 5 && upper(name).substr(name.size() - 4) == ".MFT";

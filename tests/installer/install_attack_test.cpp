@@ -36,8 +36,6 @@ ZipBuilder evilArchive() {
   return ZipBuilder().stored("shop/index.html", "evil").stored("shop/evil.html", "evil");
 }
 
-std::string textOf(const Octets& octets) { return {octets.begin(), octets.end()}; }
-
 // The same octets on disk, so that a file that is open changes with it.
 void overwrite(const std::string& path, const std::string& content) {
   const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);

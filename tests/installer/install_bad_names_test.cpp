@@ -151,7 +151,7 @@ TEST_F(BadNamesTest, InEveryErrorOfAPackageFile) {
   expectOutsideUntouched();
 }
 
-void keepFormat(void* user, const char* format, ...) {
+void addFormat(void* user, const char* format, ...) {
   static_cast<Lines*>(user)->emplace_back(format);
 }
 
@@ -183,7 +183,7 @@ TEST_F(BadNamesTest, AreNeverAFormat) {
                     .signedBy(manifestSigner()));
   Lines formats;
 
-  EXPECT_EQ(wzInstall(keepFormat, &formats), kInstallError);
+  EXPECT_EQ(wzInstall(addFormat, &formats), kInstallError);
 
   EXPECT_GT(formats.size(), 40U);
   EXPECT_THAT(formats, testing::Each(testing::Not(testing::HasSubstr("odd"))));

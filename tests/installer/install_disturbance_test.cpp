@@ -29,7 +29,7 @@ using wzapp_test::Snapshot;
 using wzapp_test::triesEveryPoint;
 using wzapp_test::tryInChild;
 
-constexpr int kSampleStep = 17;
+constexpr int kDisturbanceStep = 17;
 // The processes that are killed.
 constexpr int kBeforeDeletion = 90;
 constexpr int kAmongDeletions = 91;
@@ -75,7 +75,7 @@ class InstallDisturbanceTest : public ScenarioTest {
 };
 
 TEST_F(InstallDisturbanceTest, IsMadeUpForWhereverTheRunIsKilled) {
-  const int step = triesEveryPoint() ? 1 : kSampleStep;
+  const int step = triesEveryPoint() ? 1 : kDisturbanceStep;
   int points = 0;
   int deletionPoints = 0;
   for (int nth = 1;; nth += step) {
@@ -99,7 +99,7 @@ TEST_F(InstallDisturbanceTest, IsMadeUpForWhereverTheRunIsKilled) {
 }
 
 TEST_F(InstallDisturbanceTest, IsReportedWhereverAnOperationFails) {
-  const int step = triesEveryPoint() ? 1 : kSampleStep;
+  const int step = triesEveryPoint() ? 1 : kDisturbanceStep;
   int points = 0;
   for (int nth = 1;; nth += step) {
     prepare();
@@ -142,7 +142,7 @@ TEST_F(InstallDisturbanceTest, IsReportedWhereverAnOperationFails) {
 // The error of an application that is gone is gone with it: what no package brings again is only
 // reported as long as there is evidence.
 TEST_F(InstallDisturbanceTest, LosesTheErrorOfALapsedApplicationOnlyWithItsManifest) {
-  const int step = triesEveryPoint() ? 1 : kSampleStep;
+  const int step = triesEveryPoint() ? 1 : kDisturbanceStep;
   for (int nth = 1;; nth += step) {
     prepare();
     for (const char* name : {"bad.zip", "fail.zip"}) fs::remove(wzapp_test::kSource + "/" + name);

@@ -25,7 +25,7 @@ using testing::Contains;
 using testing::StartsWith;
 using namespace wzapp_test;
 
-constexpr int kSampleStep = 31;
+constexpr int kFaultStep = 31;
 constexpr int kForGood = 1000000;
 
 class InstallFaultsTest : public ScenarioTest, public testing::WithParamInterface<int> {
@@ -124,7 +124,7 @@ class InstallFaultsTest : public ScenarioTest, public testing::WithParamInterfac
 };
 
 TEST_P(InstallFaultsTest, LoseNothingWhereNothingIsToBeInstalled) {
-  const int step = triesEveryPoint() ? 1 : kSampleStep;
+  const int step = triesEveryPoint() ? 1 : kFaultStep;
   const int first = 1 + GetParam() % step;  // another sample for each error
   prepareStaying();
   dropNothing();
@@ -154,7 +154,7 @@ TEST_P(InstallFaultsTest, LoseNothingWhereNothingIsToBeInstalled) {
 }
 
 TEST_P(InstallFaultsTest, LoseNothingBesideWhatIsInstalled) {
-  const int step = triesEveryPoint() ? 1 : kSampleStep * 3;
+  const int step = triesEveryPoint() ? 1 : kFaultStep * 3;
   const int first = 1 + 4 * GetParam() % step;
   prepareStaying();
   static_cast<void>(install());

@@ -1,6 +1,6 @@
 #include "tests/installer/install_fixture.h"
+#include "tests/builders/upper_case.h"
 
-#include <cctype>
 #include <cstdarg>
 #include <random>
 
@@ -31,11 +31,6 @@ workstation::TerminalProfile profileWithRoots() {
   workstation::TerminalProfile profile = testProfile();
   profile.rootsDirectory = kRootsFolder;
   return profile;
-}
-
-std::string upper(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return text;
 }
 
 }  // namespace

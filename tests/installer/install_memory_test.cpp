@@ -62,7 +62,7 @@ using wzapp_test::manifestFor;
 using wzapp_test::Shortage;
 using wzapp_test::triesEveryPoint;
 
-constexpr int kSampleStep = 7;
+constexpr int kShortageStep = 7;
 
 // Needs no memory itself.
 struct LastFormat {
@@ -100,7 +100,7 @@ TEST_P(InstallMemoryTest, EndsTheRunWithAnError) {
   const std::string package = applicationPackage("shop").build();
   drop("shop.zip", package);
   ASSERT_EQ(install(), kInstallOk);  // what a process keeps is there from now on
-  const int step = triesEveryPoint() ? 1 : kSampleStep;
+  const int step = triesEveryPoint() ? 1 : kShortageStep;
   int points = 0;
   int withError = 0;
   for (int nth = 1;; nth += step) {

@@ -22,7 +22,9 @@ using wzapp_test::TestTerminal;
 constexpr int kMoreThanAnyAllocations = 1000;
 
 // Keeps the last format and needs no memory for it.
-void keepFormat(void* user, const char* format, ...) { *static_cast<const char**>(user) = format; }
+void keepLastFormat(void* user, const char* format, ...) {
+  *static_cast<const char**>(user) = format;
+}
 
 TEST(DirectoriesMemoryTest, TheSourceDirectoryCannotBeCreatedWithoutIt) {
   int nth = 1;
@@ -31,7 +33,7 @@ TEST(DirectoriesMemoryTest, TheSourceDirectoryCannotBeCreatedWithoutIt) {
     const char* format = nullptr;
 
     failAllocation(nth, Shortage::kForGood);
-    const int result = wzInstallCreateSourceDir(keepFormat, &format);
+    const int result = wzInstallCreateSourceDir(keepLastFormat, &format);
     if (!endShortage()) {
       EXPECT_EQ(result, 0);
       break;
@@ -39,7 +41,7 @@ TEST(DirectoriesMemoryTest, TheSourceDirectoryCannotBeCreatedWithoutIt) {
 
     EXPECT_EQ(result, 2) << nth;
     EXPECT_STREQ(format, "Error: Failed to create %s\n") << nth;
-    EXPECT_EQ(wzInstallCreateSourceDir(keepFormat, &format), 0) << nth;
+    EXPECT_EQ(wzInstallCreateSourceDir(keepLastFormat, &format), 0) << nth;
   }
   EXPECT_GT(nth, 1);
   EXPECT_LT(nth, kMoreThanAnyAllocations);

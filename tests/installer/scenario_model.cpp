@@ -1,4 +1,5 @@
 #include "tests/installer/scenario_model.h"
+#include "tests/builders/upper_case.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,11 +14,6 @@ const std::string kConfigRoot = "/mnt/flash/etc/config/wzapp";
 const std::string kAppRoot = kConfigRoot + "/wz";
 const std::string kManifestRoot = kConfigRoot + "/mp";
 const std::string kDataRoot = kConfigRoot + "/fsroot";
-
-std::string upper(std::string text) {
-  for (char& c : text) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
-  return text;
-}
 
 bool endsIn(const std::string& name, const std::string& ending) {
   return upper(name).ends_with(ending);

@@ -329,12 +329,12 @@ INSTANTIATE_TEST_SUITE_P(
                     AccessCase{0006, false, false, 3}, AccessCase{0770, false, false, 0},
                     AccessCase{0777, true, true, 3}, AccessCase{0111, false, false, 0}));
 
-struct SizeCase {
+struct EntrySizeCase {
   off_t told;
   std::int32_t size;
 };
 
-class EntrySizeTest : public testing::TestWithParam<SizeCase> {};
+class EntrySizeTest : public testing::TestWithParam<EntrySizeCase> {};
 
 TEST_P(EntrySizeTest, StopsAtTheLargestNumber) {
   struct stat told = {};
@@ -345,9 +345,9 @@ TEST_P(EntrySizeTest, StopsAtTheLargestNumber) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, EntrySizeTest,
-                         testing::Values(SizeCase{0, 0}, SizeCase{2147483647, 2147483647},
-                                         SizeCase{2147483648, 2147483647},
-                                         SizeCase{1LL << 40, 2147483647}));
+                         testing::Values(EntrySizeCase{0, 0}, EntrySizeCase{2147483647, 2147483647},
+                                         EntrySizeCase{2147483648, 2147483647},
+                                         EntrySizeCase{1LL << 40, 2147483647}));
 
 TEST(DirectoryEntryTest, TellsTheModificationTimeInLocalTime) {
   runInChild([] {

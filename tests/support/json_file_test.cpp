@@ -61,12 +61,12 @@ TEST(ReadJSONFileMissingTest, EmptiesTheObject) {
   EXPECT_EQ(object.size(), 0U);
 }
 
-struct SizeCase {
+struct FileSizeCase {
   std::size_t size;
   bool isJSON;
 };
 
-class ReadJSONFileSizeTest : public testing::TestWithParam<SizeCase> {};
+class ReadJSONFileSizeTest : public testing::TestWithParam<FileSizeCase> {};
 
 TEST_P(ReadJSONFileSizeTest, IsBounded) {
   const TemporaryDirectory directory;
@@ -78,8 +78,8 @@ TEST_P(ReadJSONFileSizeTest, IsBounded) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, ReadJSONFileSizeTest,
-                         testing::Values(SizeCase{4096, true}, SizeCase{16777216, true},
-                                         SizeCase{16777217, false}));
+                         testing::Values(FileSizeCase{4096, true}, FileSizeCase{16777216, true},
+                                         FileSizeCase{16777217, false}));
 
 }  // namespace
 }  // namespace wzapp

@@ -24,7 +24,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr int kRejected = 1, kUsage = 2, kEnvironment = 3;
 constexpr char kRule[] =
     "/authorities.txt: the table of authorities has nine rows, of the kinds 2, 2, 3, 4, 3, 4, 2, "
     "2, "

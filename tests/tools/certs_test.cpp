@@ -22,8 +22,6 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::StartsWith;
 
-constexpr int kEnvironment = 3;
-
 struct Member {
   std::string name, content;
 

@@ -8,9 +8,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -25,6 +23,7 @@
 #include "crypto/signature_file.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/der_builder.h"
+#include "tests/builders/file_content.h"
 #include "tests/builders/signature_file_builder.h"
 #include "tools/wz/words/explain.h"
 
@@ -41,11 +40,6 @@ using testing::Not;
 using testing::StartsWith;
 using wz::Code;
 using wz::Layer;
-
-std::string contentOf(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 std::vector<fs::path> sourcesBelow(const std::string& folder) {
   std::vector<fs::path> paths;

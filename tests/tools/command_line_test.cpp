@@ -30,8 +30,6 @@ using testing::Not;
 using testing::StartsWith;
 using Arguments = std::vector<std::string>;
 
-constexpr int kUsage = 2, kEnvironment = 3;
-
 void withoutTerminal() { unsetenv("WZ_TERMINAL"); }
 
 class HelpTest : public testing::TestWithParam<Arguments> {};

@@ -20,8 +20,6 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using Arguments = std::vector<std::string>;
 
-constexpr int kEnvironment = 3;
-
 class ExecTest : public testing::Test {
  protected:
   ProgramResult exec(Arguments command) const {

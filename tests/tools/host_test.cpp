@@ -25,8 +25,6 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using Arguments = std::vector<std::string>;
 
-constexpr int kDone = 0, kNothingCame = 1, kUsage = 2;
-
 class HostTest : public testing::Test {
  protected:
   Arguments on(Arguments arguments) const {

@@ -33,8 +33,6 @@ using testing::StartsWith;
 
 using Lines = std::vector<std::string>;
 
-constexpr int kRejected = 1, kEnvironment = 3;
-
 class InspectTest : public testing::Test {
  protected:
   InspectTest() {

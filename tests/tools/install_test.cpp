@@ -41,8 +41,6 @@ using testing::Not;
 
 using Lines = std::vector<std::string>;
 
-constexpr int kRejected = 1, kUsage = 2, kEnvironment = 3;
-
 class InstallTest : public testing::Test {
  protected:
   void SetUp() override {

@@ -12,18 +12,13 @@
 #include <vector>
 
 #include "support/byte_view.h"
+#include "tests/builders/file_content.h"
 #include "tests/builders/temporary_directory.h"
 #include "tests/tools/program.h"
 
 namespace wzapp_test {
 
 /// The whole file; a failure of the test when it cannot be read.
-inline std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file) << path;
-  return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
-
 using wzapp::viewOf;
 
 /// The names in a folder, sorted.

@@ -31,10 +31,6 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr int kRejected = 1, kEnvironment = 3;
-
-std::string textOf(const Octets& octets) { return {octets.begin(), octets.end()}; }
-
 bool hasProductsAuthorities() { return wz::developmentRoots().empty(); }
 
 TEST(KeysInitTest, MakesAKeyDirectory) {

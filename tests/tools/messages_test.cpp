@@ -19,8 +19,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using Arguments = std::vector<std::string>;
 
-constexpr int kDone = 0, kNothingCame = 1;
-
 class MessagesTest : public testing::Test {
  protected:
   Arguments on(Arguments arguments) const {

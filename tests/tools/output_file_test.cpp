@@ -9,6 +9,7 @@
 #include <iterator>
 #include <string>
 
+#include "tests/builders/file_content.h"
 #include "tests/builders/temporary_directory.h"
 
 namespace wzapp_test {
@@ -16,11 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-
-std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
 
 std::size_t entriesIn(const std::string& folder) {
   return static_cast<std::size_t>(

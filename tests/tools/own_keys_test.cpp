@@ -22,8 +22,6 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr int kRejected = 1;
-
 class OwnKeysTest : public testing::Test {
  protected:
   // PREFIX/bin/wz and PREFIX/lib, as an installation has them.

@@ -32,8 +32,6 @@ using testing::IsSupersetOf;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr int kRejected = 1, kUsage = 2, kEnvironment = 3;
-
 std::vector<std::string> namesOf(const Contents& contents) {
   std::vector<std::string> names;
   for (const auto& [name, content] : contents) names.push_back(name);

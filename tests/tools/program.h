@@ -11,6 +11,10 @@
 
 namespace wzapp_test {
 
+/// How the tools end; what 1 means is the tool's to say.
+inline constexpr int kDone = 0, kFailed = 1, kRejected = 1, kNothingCame = 1, kUsage = 2,
+                     kEnvironment = 3;
+
 /// A running program. What it writes is collected; it is killed when the object goes first.
 class Program {
  public:

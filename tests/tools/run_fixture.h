@@ -17,8 +17,6 @@ namespace wzapp_test {
 
 using Arguments = std::vector<std::string>;
 
-constexpr int kDone = 0, kFailed = 1, kUsage = 2, kEnvironment = 3;
-
 constexpr char kAppRoot[] = "/flash/etc/config/wzapp/wz";
 
 class RunTest : public testing::Test {

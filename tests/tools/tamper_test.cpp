@@ -22,8 +22,6 @@ namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::HasSubstr;
 
-constexpr int kRejected = 1, kUsage = 2, kEnvironment = 3;
-
 // The variants of one package, made once for all tests.
 struct MadeLab {
   TemporaryDirectory folder;

@@ -32,8 +32,6 @@ using testing::SizeIs;
 
 using Lines = std::vector<std::string>;
 
-constexpr int kRejected = 1;
-
 class TerminalStoryTest : public testing::Test {
  protected:
   void SetUp() override {

@@ -16,8 +16,6 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr int kDone = 0, kFailed = 1, kUsage = 2, kEnvironment = 3;
-
 class TestCommandTest : public testing::Test {
  protected:
   TestCommandTest() {

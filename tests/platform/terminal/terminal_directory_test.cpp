@@ -7,11 +7,10 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "tests/builders/file_content.h"
 #include "tests/builders/test_terminal.h"
 #include "workstation/terminal/terminal_layout.h"
 
@@ -20,6 +19,8 @@ namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using wzapp_test::contentOf;
+using wzapp_test::writeFile;
 namespace fs = std::filesystem;
 
 // A folder to make terminals and other files in, gone with the object.
@@ -38,16 +39,6 @@ class TemporaryFolder {
  private:
   fs::path path_;
 };
-
-void write(const std::string& path, const std::string& content) {
-  fs::create_directories(fs::path(path).parent_path());
-  std::ofstream(path, std::ios::binary) << content;
-}
-
-std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
 
 NewTerminal newTerminal() {
   NewTerminal terminal;
@@ -110,11 +101,11 @@ TEST(TerminalDirectoryTest, TheManifestExportsWhatTheTerminalOffers) {
 
 TEST(TerminalDirectoryTest, CertificatesAreCopiedAndNothingElse) {
   const TemporaryFolder folder;
-  write(folder / "roots/b.der", "B");
-  write(folder / "roots/A.CRT", "A");
-  write(folder / "roots/c.cer", "C");
-  write(folder / "roots/c.key", "private");
-  write(folder / "roots/.der", "hidden");
+  writeFile(folder / "roots/b.der", "B");
+  writeFile(folder / "roots/A.CRT", "A");
+  writeFile(folder / "roots/c.cer", "C");
+  writeFile(folder / "roots/c.key", "private");
+  writeFile(folder / "roots/.der", "hidden");
   NewTerminal terminal = newTerminal();
   terminal.roots = folder / "roots";
   std::string error;
@@ -144,7 +135,7 @@ TEST(TerminalDirectoryTest, CertificatesThatAreGivenBecomeFiles) {
 
 TEST(TerminalDirectoryTest, AFolderOfCertificatesTakesTheirPlace) {
   const TemporaryFolder folder;
-  write(folder / "roots/a.der", "A");
+  writeFile(folder / "roots/a.der", "A");
   NewTerminal terminal = newTerminal();
   terminal.roots = folder / "roots";
   terminal.ownRoots = {{"b.der", "B"}};
@@ -166,7 +157,7 @@ TEST(TerminalDirectoryTest, AnEmptyFolderBecomesATerminal) {
 
 TEST(TerminalDirectoryTest, AFolderWithSomethingInItIsLeftAlone) {
   const TemporaryFolder folder;
-  write(folder / "t/letter.txt", "mine");
+  writeFile(folder / "t/letter.txt", "mine");
   std::string error;
 
   EXPECT_FALSE(createTerminal(folder / "t", newTerminal(), error));
@@ -177,7 +168,7 @@ TEST(TerminalDirectoryTest, AFolderWithSomethingInItIsLeftAlone) {
 
 TEST(TerminalDirectoryTest, AFileIsNoPlaceForATerminal) {
   const TemporaryFolder folder;
-  write(folder / "t", "mine");
+  writeFile(folder / "t", "mine");
   std::string error;
 
   EXPECT_FALSE(createTerminal(folder / "t", newTerminal(), error));
@@ -224,13 +215,13 @@ INSTANTIATE_TEST_SUITE_P(
                                   "No such file or directory"},
                     WrongTerminal{"EmptyRoots",
                                   [](NewTerminal& made, const TemporaryFolder& folder) {
-                                    write(folder / "roots/readme.txt", "x");
+                                    writeFile(folder / "roots/readme.txt", "x");
                                     made.roots = folder / "roots";
                                   },
                                   "holds no certificates"},
                     WrongTerminal{"LargeRoot",
                                   [](NewTerminal& made, const TemporaryFolder& folder) {
-                                    write(folder / "roots/a.der", std::string(8193, 'x'));
+                                    writeFile(folder / "roots/a.der", std::string(8193, 'x'));
                                     made.roots = folder / "roots";
                                   },
                                   "1 to 8192 octets, this file 8193"}),

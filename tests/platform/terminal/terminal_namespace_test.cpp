@@ -16,12 +16,11 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "tests/builders/child_process.h"
+#include "tests/builders/file_content.h"
 #include "tests/builders/test_terminal.h"
 #include "workstation/terminal/covered_folder.h"
 #include "workstation/terminal/private_namespaces.h"
@@ -51,18 +50,11 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
+using wzapp_test::contentOf;
 using wzapp_test::runInTerminal;
 using wzapp_test::TemporaryTerminal;
+using wzapp_test::writeFile;
 namespace fs = std::filesystem;
-
-std::string contentOf(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-void write(const fs::path& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary) << content;
-}
 
 // Entries of `folder` that are not the terminal's own, sorted.
 std::vector<std::string> userEntries(const std::string& folder) {
@@ -80,8 +72,8 @@ TEST(TerminalNamespaceTest, TheFixedPathsLeadIntoTheTerminal) {
   const fs::path folder = terminal.directory();
 
   EXPECT_TRUE(runInTerminal(terminal.directory(), [] {
-    write("/mnt/flash/one", "flash");
-    for (const std::string& user : terminalUsers()) write("/home/" + user + "/name", user);
+    writeFile("/mnt/flash/one", "flash");
+    for (const std::string& user : terminalUsers()) writeFile("/home/" + user + "/name", user);
   }));
 
   EXPECT_EQ(contentOf(folder / "flash/one"), "flash");
@@ -149,7 +141,7 @@ TEST(TerminalNamespaceTest, TheGroupSystemIsTheUsersOwn) {
     ASSERT_EQ(getgrnam_r("system", &entry, buffer, sizeof(buffer), &found), 0);
     ASSERT_NE(found, nullptr);
     EXPECT_EQ(found->gr_gid, getgid());
-    write("/mnt/flash/file", "");
+    writeFile("/mnt/flash/file", "");
     EXPECT_EQ(chown("/mnt/flash/file", static_cast<uid_t>(-1), found->gr_gid), 0);
   }));
 }
@@ -181,7 +173,7 @@ TEST(TerminalNamespaceTest, ADeniedPermissionIsDenied) {
   const TemporaryTerminal terminal;
 
   EXPECT_TRUE(runInTerminal(terminal.directory(), [] {
-    write("/mnt/flash/secret", "x");
+    writeFile("/mnt/flash/secret", "x");
     ASSERT_EQ(chmod("/mnt/flash/secret", 0), 0);
     EXPECT_EQ(open("/mnt/flash/secret", O_RDONLY | O_CLOEXEC), -1);
     EXPECT_EQ(errno, EACCES);
@@ -222,8 +214,8 @@ TEST(TerminalNamespaceTest, OneTerminalCanBeEnteredFromInsideAnother) {
   const TemporaryTerminal first, second;
 
   EXPECT_TRUE(runInTerminal(first.directory(), [&] {
-    EXPECT_TRUE(runInTerminal(second.directory(), [] { write("/mnt/flash/which", "second"); }));
-    write("/mnt/flash/which", "first");
+    EXPECT_TRUE(runInTerminal(second.directory(), [] { writeFile("/mnt/flash/which", "second"); }));
+    writeFile("/mnt/flash/which", "first");
   }));
 
   EXPECT_EQ(contentOf(first.directory() + "/flash/which"), "first");
@@ -251,7 +243,7 @@ TEST(TerminalNamespaceTest, TheGroupStaysWhenTheMachineReplacesItsGroupFile) {
     CoveredFolder etc("/etc");
     etc.keepAll([](const std::string& name) { return name != "group"; });
     ASSERT_TRUE(etc.cover());
-    write("/etc/group", groups);
+    writeFile("/etc/group", groups);
     int entered[2], replaced[2];
     ASSERT_EQ(pipe(entered) + pipe(replaced), 0);
     const pid_t inside = wzapp_test::forkSingleThread();
@@ -266,7 +258,7 @@ TEST(TerminalNamespaceTest, TheGroupStaysWhenTheMachineReplacesItsGroupFile) {
     ASSERT_EQ(read(entered[0], &sign, 1), 1);
     ASSERT_EQ(sign, '1');
 
-    write("/etc/group.new", groups + "new:x:9999:\n");
+    writeFile("/etc/group.new", groups + "new:x:9999:\n");
     ASSERT_EQ(std::rename("/etc/group.new", "/etc/group"), 0);
 
     ASSERT_EQ(::write(replaced[1], &sign, 1), 1);
@@ -295,7 +287,7 @@ TEST(TerminalNamespaceTest, EnteringTakesMillisecondsOfTheProcessor) {
       const long start = processorMicroseconds();
       std::string error;
       const bool entered = enterTerminal(terminal.directory(), error);
-      write(result, std::to_string(processorMicroseconds() - start));
+      writeFile(result, std::to_string(processorMicroseconds() - start));
       _exit(entered ? 0 : 1);
     }
     int status = -1;
@@ -383,7 +375,7 @@ TEST(TerminalNamespaceErrorTest, AFolderWithoutFlashIsNoTerminal) {
 
 TEST(TerminalNamespaceErrorTest, AWrongProfileIsGivenWithItsLine) {
   const TemporaryTerminal terminal;
-  write(terminal.directory() + "/terminal.json", "{\n  \"model\": 7\n}");
+  writeFile(terminal.directory() + "/terminal.json", "{\n  \"model\": 7\n}");
   std::string error;
 
   EXPECT_FALSE(enterTerminal(terminal.directory(), error));
