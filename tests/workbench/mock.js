@@ -65,6 +65,7 @@ export class Mock {
   terminal = { ...kTerminal };
   refuse = new Map(); // by question: the error to answer with
   #events = [];
+  #untold = []; // those of them that the pages have not been sent
   #clients = new Set();
   #uploads = new Map();
   #files = new Map();
@@ -99,8 +100,15 @@ export class Mock {
   tell(source, line, at = (Date.now() - this.#began) * 1000) {
     const event = { event: 'story', sequence: this.#events.length + 1, at, source, line };
     this.#events.push(event);
-    for (const client of this.#clients) if (client.follows) client.socket.send(JSON.stringify(event));
+    if (this.#untold.push(event) === 1) setImmediate(() => this.#tellAll());
     return event.sequence;
+  }
+
+  // What happens at once goes in one message.
+  #tellAll() {
+    const events = this.#untold.splice(0);
+    const message = JSON.stringify(events.length === 1 ? events[0] : { event: 'stories', events });
+    for (const client of this.#clients) if (client.follows) client.socket.send(message);
   }
 
   /** A message on the bus and its reply. */
@@ -190,7 +198,7 @@ export class Mock {
 
   _follow({ from }, client) {
     client.follows = true;
-    for (const event of this.#events.slice(from - 1)) client.socket.send(JSON.stringify(event));
+    client.socket.send(JSON.stringify({ event: 'stories', events: this.#events.slice(from - 1) }));
   }
 
   _applications() {

@@ -25,7 +25,8 @@ const kViews = [
 ];
 
 const kTheme = 'wz-workbench-theme';
-const kThemes = { '': 'light', light: 'dark', dark: '' };
+const kThemes = { '': 'light', light: 'dark', dark: '' }; // and which comes next
+const kThemeNames = { '': 'Auto', light: 'Light', dark: 'Dark' };
 
 function useTheme() {
   const [theme, setTheme] = useState(() => localStorage.getItem(kTheme) ?? '');
@@ -63,7 +64,7 @@ function Rail({ view }) {
       <span class="muted">${terminal ? terminal.serial || 'no serial number' : 'wz workbench'}</span></span></a>
     <nav aria-label="Views"><ul>${kViews.map(([id, name, short]) => html`<li key=${id}><a href=${address(id)} aria-current=${view === id ? 'page' : undefined}>
       <${Icon} name=${id} size=${18} /><span class="long-name">${name}</span><span class="short-name">${short}</span><${Counts} view=${id} /></a></li>`)}</ul></nav>
-    <div class="rail-end"><${LinkState} /><${Button} kind="quiet" small icon="light" onClick=${nextTheme} aria-label="Colours: ${theme || 'as the system'}">${{ '': 'Auto', light: 'Light', dark: 'Dark' }[theme]}<//></div></header>`;
+    <div class="rail-end"><${LinkState} /><${Button} kind="quiet" small icon="light" onClick=${nextTheme} aria-label="${kThemeNames[theme]} colours" title="Colours of the page">${kThemeNames[theme]}<//></div></header>`;
 }
 
 function Banners() {

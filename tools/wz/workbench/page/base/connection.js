@@ -10,6 +10,7 @@ export class Connection {
   #asked = new Map(); // by the question's id
   #lookers = new Map(); // by run: Set of functions
   #nextId = 1;
+  #opening = []; // what waits for the first connection
   #wait = kFirstWait;
   #handlers;
 
@@ -29,10 +30,9 @@ export class Connection {
   }
 
   /** Answers with the result, or fails with an Error that has the server's words (and `document`). */
-  ask(what, members = {}) {
-    if (this.#socket?.readyState !== WebSocket.OPEN) {
-      return Promise.reject(new Error('There is no connection to the workbench.'));
-    }
+  async ask(what, members = {}) {
+    if (this.#opening) await new Promise((resolve) => this.#opening.push(resolve));
+    if (this.#socket?.readyState !== WebSocket.OPEN) throw new Error('There is no connection to the workbench.');
     const id = this.#nextId++;
     this.#socket.send(JSON.stringify({ ...members, id, do: what }));
     return new Promise((resolve, reject) => this.#asked.set(id, { resolve, reject }));
@@ -75,16 +75,23 @@ export class Connection {
     }
     if (message.event === 'hello') this.#begun(message);
     else if (message.event === 'story') this.#handlers.event(message);
+    else if (message.event === 'stories') message.events.forEach(this.#handlers.event);
     else if (message.event === 'state') this.#handlers.state(message);
     else if (message.event === 'changed') this.#handlers.changed(message.what ?? []);
   }
 
   #begun(hello) {
     this.#wait = kFirstWait;
+    this.#nowOpen();
     const from = this.#handlers.hello(hello);
     this.#handlers.status({ state: 'open' });
     this.ask('follow', { from }).catch(() => {});
     for (const run of this.#lookers.keys()) this.ask('look', { run, on: true }).catch(() => {});
+  }
+
+  #nowOpen() {
+    for (const go of this.#opening ?? []) go();
+    this.#opening = null;
   }
 
   #frame(data) {
@@ -100,6 +107,7 @@ export class Connection {
   }
 
   #lost() {
+    this.#nowOpen(); // to be told that there is none
     for (const { reject } of this.#asked.values()) reject(new Error('The connection to the workbench was lost.'));
     this.#asked.clear();
     const wait = this.#wait;

@@ -23,6 +23,10 @@ export const store = {
 const listeners = new Set();
 let told = true;
 
+const kCalm = 60; // milliseconds between two drawings for events that flood in
+
+let lastTold = 0;
+
 /** Says that the store has changed. */
 export function changed() {
   if (!told) return;
@@ -30,11 +34,14 @@ export function changed() {
   const tell = () => {
     if (told) return;
     told = true;
+    lastTold = performance.now();
     for (const listener of [...listeners]) listener();
   };
   // A tab that is not looked at gets no pictures, but must not fall behind.
-  if (document.hidden) setTimeout(tell, 50);
-  else requestAnimationFrame(tell);
+  const next = () => (document.hidden ? tell() : requestAnimationFrame(tell));
+  const wait = lastTold + kCalm - performance.now();
+  if (wait > 0) setTimeout(next, wait);
+  else next();
 }
 
 export function useStore(pick) {

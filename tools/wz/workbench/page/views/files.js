@@ -119,6 +119,6 @@ export function FilesView() {
   const terminal = useStore((s) => s.terminal);
   const online = useStore((s) => s.link.state === 'open');
   return html`<div class="view files-view"><h1 class="hidden-text">Files and logs</h1><${Logs} chosen=${query.log} />
-    <section class="files-main" aria-label="Files"><div class="toolbar"><${Crumbs} path=${rest} folder=${terminal?.folder} /><${Search} label=${query.log ? 'Search the log' : 'Search names'} value=${query.q ?? ''} onInput=${(q) => refine({ q })} /></div>
+    <section class="files-main" aria-label="Folder or log"><div class="toolbar"><${Crumbs} path=${rest} folder=${terminal?.folder} /><${Search} label=${query.log ? 'Search the log' : 'Search names'} value=${query.q ?? ''} onInput=${(q) => refine({ q })} /></div>
       ${!online ? html`<p class="muted pad">Without a connection nothing can be read.</p>` : query.log ? html`<${Log} key=${query.log} id=${query.log} />` : html`<${Place} key=${rest} path=${rest} />`}</section></div>`;
 }

@@ -71,7 +71,7 @@ export function Hosts() {
   return html`<div class="hosts">
     ${hosts.length === 0 && html`<${Empty} icon="host" title="No host plays"><p>A host file answers what applications send: the till, the printer, the loyalty service.</p><//>`}
     <ul class="host-list">${hosts.map((host) => html`<${Host} key=${host.host} host=${host} />`)}</ul>
-    ${open.length > 0 && html`<h3>From application folders</h3><ul class="plain">${open.map((offer) => html`<li key=${offer.path} class="offer"><span>${offer.name} <span class="muted small-text">${offer.path}</span></span>
+    ${open.length > 0 && html`<h2 class="subhead">From application folders</h2><ul class="plain">${open.map((offer) => html`<li key=${offer.path} class="offer"><span>${offer.name} <span class="muted small-text">${offer.path}</span></span>
       <${Button} small icon="running" onClick=${() => add({ path: offer.path })}>Play<//></li>`)}</ul>`}
     <div class="actions"><${Choose} label="A host file …" accept=".json" small onFiles=${take} />
       <${Button} small icon="add" aria-expanded=${writing ? 'true' : 'false'} onClick=${() => { setWriting(!writing); if (!text) setText(kExample); }}>Write one<//></div>

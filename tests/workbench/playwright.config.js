@@ -1,0 +1,21 @@
+// Tests of the workbench's page, at the width of a desk and of a telephone. run.sh calls them.
+
+import { defineConfig } from '@playwright/test';
+
+const wide = { viewport: { width: 1280, height: 800 } };
+const narrow = { viewport: { width: 390, height: 844 }, hasTouch: true };
+
+export default defineConfig({
+  fullyParallel: true,
+  workers: 2,
+  reporter: 'list',
+  timeout: 20_000,
+  use: { launchOptions: { executablePath: process.env.WZ_BROWSER ?? '/usr/bin/chromium' } },
+  projects: [
+    { name: 'wide', use: wide, testIgnore: /(soak|real)\.spec/ },
+    { name: 'narrow', use: narrow, testIgnore: /(soak|real)\.spec/ },
+    { name: 'real-wide', use: wide, testMatch: /real\.spec/, fullyParallel: false },
+    { name: 'real-narrow', use: narrow, testMatch: /real\.spec/, fullyParallel: false },
+    { name: 'soak', use: wide, testMatch: /soak\.spec/, timeout: 15 * 60_000 },
+  ],
+});
