@@ -224,11 +224,15 @@ TEST_F(AgreeTest, KnownDifferencesStillOccur) {
 // stated size, and elements that run past what holds them, in a subject, an extension, a version,
 // the algorithm of a key and that of a digest; a folder in the place of a manifest, an attribute
 // that runs past the signed ones, a signature's algorithm without an identifier, a method of
-// packing that cannot be unpacked, a byte order mark in front of a manifest, and an octet behind
-// the value of an extension.
+// packing that cannot be unpacked, a byte order mark in front of a manifest, an octet behind the
+// value of an extension, a folder of which no file can be unpacked, a signer's issuer that cannot
+// be walked through, the identifier of a key's algorithm with parts of its own, and a file that is
+// cut off inside the end of its directory.
 TEST_F(AgreeTest, OnPackagesThatOnceWereJudgedDifferently) {
-  for (const std::uint64_t seed : {1U, 34U, 80U, 114U, 162U, 171U, 204U, 213U, 232U, 288U, 298U,
-                                   608U, 1539U, 50306U, 50423U, 50515U, 500355U, 500379U}) {
+  for (const std::uint64_t seed :
+       {1U,     34U,     80U,     114U,     162U,     171U,     204U,    213U,
+        232U,   288U,    298U,    608U,     1539U,    50306U,   50423U,  50515U,
+        50655U, 500355U, 500379U, 2000014U, 2000089U, 2020109U, 2020312U}) {
     std::string octets;
     const Difference difference = differenceAt(seed, octets);
     EXPECT_TRUE(difference.codes.empty()) << "seed " << seed << "\n" << joined(difference.lines);

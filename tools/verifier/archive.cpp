@@ -12,16 +12,17 @@ namespace {
 
 constexpr std::uint32_t kLocalHeader = 0x04034B50, kDirectoryRecord = 0x02014B50;
 constexpr std::string_view kDirectoryEnd("PK\5\6", 4);
-constexpr std::size_t kLocalHeaderSize = 30, kDirectoryRecordSize = 46, kDirectoryEndSize = 22;
+constexpr std::size_t kLocalHeaderSize = 30, kDirectoryRecordSize = 46;
 constexpr std::size_t kLongestComment = 0xFFFF, kLongestName = 255;
 constexpr std::uint16_t kSizesFollow = 0x0008, kStored = 0, kDeflated = 8, kBzip2 = 12;
 constexpr std::uint32_t kStatedElsewhere = 0xFFFFFFFF;
 
-// A number, lowest octet first; the caller has seen that it is there.
+// A number, lowest octet first; terminals read zeros behind the end of a file.
 std::uint32_t number(std::string_view octets, std::size_t position, std::size_t size) {
   std::uint32_t value = 0;
   for (std::size_t i = size; i-- > 0;) {
-    value = value << 8 | static_cast<std::uint8_t>(octets[position + i]);
+    const bool isThere = position < octets.size() && i < octets.size() - position;
+    value = value << 8 | (isThere ? static_cast<std::uint8_t>(octets[position + i]) : 0U);
   }
   return value;
 }
@@ -116,7 +117,6 @@ Cause Archive::readDirectory() {
   if (end == std::string_view::npos || octets_.size() - end > kLongestComment) {
     return octets_.starts_with("PK\3\4") ? "WZ-0111" : "WZ-0110";
   }
-  if (octets_.size() - end < kDirectoryEndSize) return "WZ-0114";
   const std::uint16_t count = number16(octets_, end + 10);
   const std::size_t size = number32(octets_, end + 12);
   const std::size_t offset = number32(octets_, end + 16);

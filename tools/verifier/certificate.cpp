@@ -35,6 +35,10 @@ struct Reading {
   }
   std::size_t signedPart = 0;  // where it begins
 
+  [[nodiscard]] bool nextIs(int depth, int index) {
+    return walk.next() && element().depth == depth && element().index == index;
+  }
+
   [[nodiscard]] std::string_view content(const Element& element) const {
     return element.content(der);
   }
@@ -216,24 +220,23 @@ Cause readKey(Reading& reading) {
   do {
     if (!reading.walk.next() || reading.element().depth < 2) return kBad;
   } while (reading.element().depth != 2 || reading.element().index != 6);
-  const Elements info = reading.children(reading.element());
-  if (info.size() < 2) return kBad;
-  const Elements algorithm = reading.children(info[0]);
-  // The parameters are one element without parts, mostly NULL.
-  if (algorithm.size() != 2 || !reading.children(algorithm[1]).empty() ||
-      !isOid(reading.content(algorithm[0]), "1.2.840.113549.1.1.1") ||
-      info[1].identifier != kBitString || info[1].size == 0) {
+  // The parameters are one element without parts, mostly NULL: the key stands two elements behind
+  // the algorithm.
+  if (!reading.nextIs(3, 0) || !reading.nextIs(4, 0) ||
+      !isOid(reading.content(reading.element()), "1.2.840.113549.1.1.1") || !reading.walk.next() ||
+      !reading.nextIs(3, 1) || reading.element().identifier != kBitString ||
+      reading.element().size == 0) {
     return kBad;
   }
-  const std::string_view bits = reading.content(info[1]).substr(1);
-  const std::optional<Element> pair = elementAt(bits, 0);
-  if (!pair) return kBad;
+  // The first two numbers count, whatever holds them or stands between them.
+  const std::string_view bits = reading.content(reading.element()).substr(1);
+  ElementWalk walk(bits);
   std::vector<std::string> numbers;
-  for (const Element& element : childrenOf(bits, *pair)) {
-    if (element.identifier == kInteger)
-      numbers.push_back(withoutLeadingZero(element.content(bits)));
+  while (numbers.size() < 2) {
+    if (!walk.next()) return kBad;
+    if (walk.element().identifier != kInteger) continue;
+    numbers.push_back(withoutLeadingZero(walk.element().content(bits)));
   }
-  if (numbers.size() < 2) return kBad;
   reading.found.key = {numbers[0], numbers[1]};
   return kGood;
 }

@@ -72,6 +72,7 @@ bool ElementWalk::nextSibling() {
 }
 
 bool ElementWalk::find(int depth, int index) {
+  if (!next()) return false;
   while (element().depth != depth || element().index != index) {
     if (!(depth > element().depth + 1 ? next() : nextSibling())) return false;
   }

@@ -41,7 +41,9 @@ class ElementWalk {
   [[nodiscard]] bool next();         ///< into what the last element holds
   [[nodiscard]] bool nextSibling();  ///< past the content of the one it comes to, where that can be
 
-  /// On to the element of that place; one past it is a failure only at the end of the octets.
+  /// On to the element of that place, at least one element further. The first on the way is
+  /// entered, so that what cannot be walked through hides what lies behind it; the others are
+  /// passed over, except on the way down. One past it is a failure only at the end of the octets.
   [[nodiscard]] bool find(int depth, int index);
 
   [[nodiscard]] const Element& element() const { return state_.element; }

@@ -57,7 +57,7 @@ std::string upperCase(std::string_view text) {
   return upper;
 }
 
-bool InstalledFiles::write(const std::string& path, std::string content) {
+bool InstalledFiles::makeFolders(const std::string& path) {
   const std::string place = normalised(path);
   std::vector<std::string> folders;
   for (std::size_t at = 0; (at = place.find('/', at + 1)) != std::string::npos;) {
@@ -66,6 +66,12 @@ bool InstalledFiles::write(const std::string& path, std::string content) {
     folders.push_back(folder);
   }
   for (const std::string& folder : folders) paths_.try_emplace(folder);
+  return true;
+}
+
+bool InstalledFiles::write(const std::string& path, std::string content) {
+  const std::string place = normalised(path);
+  if (!makeFolders(path)) return false;
   if (isFolder(place) || path.ends_with('/')) return false;
   paths_[place] = std::move(content);
   return true;

@@ -23,6 +23,8 @@ inline const std::string kDataRoot = "/mnt/flash/etc/config/wzapp/fsroot";
 
 class InstalledFiles {
  public:
+  /// Makes the folders above a file. False when one of them is a file.
+  [[nodiscard]] bool makeFolders(const std::string& path);
   /// Makes a file with the folders above it. False when one of them is a file, or it is a folder.
   [[nodiscard]] bool write(const std::string& path, std::string content);
 

@@ -131,9 +131,9 @@ std::string unpackArchive(Judging& judging, const Archive& archive, const Packag
     if (name.ends_with('/')) continue;
     const std::string path = destinationOf(name, kind.root);
     const std::optional<std::string> content = archive.unpack(entry);
-    // What breaks off leaves what came before it.
-    if (!archive.canOpen(entry) || !liesBelow(path, kind.root) ||
-        !judging.files.write(path, content.value_or("")) || !content) {
+    // The folders are made before the entry is looked at. What breaks off leaves what came before.
+    if (!liesBelow(path, kind.root) || !judging.files.makeFolders(path) ||
+        !archive.canOpen(entry) || !judging.files.write(path, content.value_or("")) || !content) {
       report(judging.verdict, "WZ-0103", {name, path});
       continue;
     }
