@@ -57,7 +57,7 @@ int install(const InstallOptions& options) {
     record.drop();
     return kEnvironment;
   }
-  return installAndTell("install", files.packages(), options.asJson, record);
+  return installAndTell("install", files.packages(), options.asJson, options.log, record);
 }
 
 }  // namespace wz

@@ -219,6 +219,14 @@ void addTamper(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return tamper(*kept); }; });
 }
 
+void addLog(CLI::App& command, std::string& log) {
+  command
+      .add_option("--log", log,
+                  "Also write the installer's log to a file, as it comes,\n"
+                  "beside --json too (wz why --log reads it)")
+      ->type_name("FILE");
+}
+
 void addInstall(CLI::App& app, Action& action) {
   const auto kept = std::make_shared<InstallOptions>();
   CLI::App& command = *app.add_subcommand("install", "Install packages on a terminal");
@@ -229,6 +237,7 @@ void addInstall(CLI::App& app, Action& action) {
   command.add_flag("--dry-run", kept->isTrial,
                    "Only say what would appear, be replaced and vanish, and\n"
                    "why; it is tried out on a copy of the terminal");
+  addLog(command, kept->log);
   addJson(command, kept->asJson);
   command.footer(
       footer("  wz install --terminal desk shop.zip tip.zip\n"
@@ -256,6 +265,7 @@ void addRemove(CLI::App& app, Action& action) {
   addTerminal(command, kept->terminal);
   command.add_option("ID", kept->id, "Id of the application")->required()->type_name("");
   addKeys(command, kept->signing);
+  addLog(command, kept->log);
   addJson(command, kept->asJson);
   command.footer(
       footer("  wz remove --terminal desk shop\n"

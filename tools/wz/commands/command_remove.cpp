@@ -82,7 +82,7 @@ int removeApplication(const RemoveOptions& options) {
   watchInterrupts();
   ChangeRecord record;
   record.begin(HistoryKind::kRemove, {package});
-  return installAndTell("remove", {package}, options.asJson, record);
+  return installAndTell("remove", {package}, options.asJson, options.log, record);
 }
 
 }  // namespace wz

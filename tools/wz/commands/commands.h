@@ -235,6 +235,7 @@ struct InstallOptions {
   std::string terminal;
   std::vector<std::string> packages;  // files
   bool isTrial = false;               // on a copy
+  std::string log;                    // file that gets the installer's log, too; empty: none
   bool asJson = false;
 };
 
@@ -277,6 +278,7 @@ struct RemoveOptions {
   std::string terminal;
   std::string id;
   SigningOptions signing;
+  std::string log;  // file that gets the installer's log, too; empty: none
   bool asJson = false;
 };
 

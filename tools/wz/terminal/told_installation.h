@@ -16,8 +16,9 @@ namespace wz {
 /// has said what is done and what is not. The exit code.
 /// \param record    has begun.
 /// \param packages  those that wait.
+/// \param logFile   gets the log too, line by line as it comes; empty: none.
 [[nodiscard]] int installAndTell(const char* command, const std::vector<WaitingPackage>& packages,
-                                 bool asJson, ChangeRecord& record);
+                                 bool asJson, const std::string& logFile, ChangeRecord& record);
 
 }  // namespace wz
 
