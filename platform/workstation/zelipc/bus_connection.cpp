@@ -9,6 +9,7 @@
 
 #include "workstation/zelipc/bus_config.h"
 #include "workstation/zelipc/bus_names.h"
+#include "workstation/zelipc/notification_message.h"
 
 namespace workstation {
 namespace {
@@ -47,25 +48,6 @@ std::uint64_t microsecondsUntil(Clock::time_point deadline) {
 
 int appendOctets(sd_bus_message* message, std::string_view octets) {
   return sd_bus_message_append_array(message, 'y', octets.data(), octets.size());
-}
-
-bool readOctets(sd_bus_message* message, std::string& octets) {
-  const void* data = nullptr;
-  std::size_t size = 0;
-  if (sd_bus_message_read_array(message, 'y', &data, &size) < 0) return false;
-  octets.assign(static_cast<const char*>(data), size);
-  return true;
-}
-
-// Reads what send() has written; null when the message is something else.
-SharedNotification readNotification(sd_bus_message* message) {
-  auto notification = std::make_shared<Notification>();
-  const bool read =
-      sd_bus_message_skip(message, "ss") >= 0 && readOctets(message, notification->from) &&
-      readOctets(message, notification->to) && readOctets(message, notification->name) &&
-      readOctets(message, notification->text) &&
-      sd_bus_message_read(message, "u", &notification->flags) >= 0;
-  return read && !notification->text.empty() ? notification : nullptr;
 }
 
 Message newDaemonCall(sd_bus* bus, const char* method) {

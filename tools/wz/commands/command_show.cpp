@@ -1,4 +1,3 @@
-#include <cstdint>
 #include <string>
 
 #include "installer/dependency_check.h"
@@ -7,6 +6,7 @@
 #include "wz/commands/commands.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/terminal_output.h"
 #include "wz/terminal/screen_trial.h"
 #include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
@@ -33,24 +33,6 @@ void printTerminal(const workstation::TerminalProfile& profile) {
   printLine("platform    " + wzapp::hardwareDescriptor());
 }
 
-void printJson(const workstation::TerminalProfile& profile) {
-  printJsonDocument("terminal show", true, {}, [&profile](JsonWriter& writer) {
-    putText(writer, "serial", profile.serial);
-    putText(writer, "model", profile.model);
-    putText(writer, "modelName", wzapp::modelName());
-    putNumber(writer, "width", static_cast<std::uint64_t>(profile.displayWidth));
-    putNumber(writer, "height", static_cast<std::uint64_t>(profile.displayHeight));
-    putFlag(writer, "colour", profile.displayColour);
-    putNumber(writer, "memoryKB", static_cast<std::uint64_t>(profile.memoryKB));
-    putNumber(writer, "keys", static_cast<std::uint64_t>(wzapp::keyCount()));
-    putFlag(writer, "touch", wzapp::hasTouchScreen() != 0);
-    putText(writer, "sponsor", profile.sponsorId);
-    putText(writer, "sponsorText", profile.sponsorText);
-    putText(writer, "platform", wzapp::hardwareDescriptor());
-    putTexts(writer, "notes", modelContradictions(profile));
-  });
-}
-
 }  // namespace
 
 int showTerminal(const ShowTerminalOptions& options) {
@@ -62,7 +44,8 @@ int showTerminal(const ShowTerminalOptions& options) {
     return kEnvironment;
   }
   if (options.asJson) {
-    printJson(profile);
+    printJsonDocument("terminal show", true, {},
+                      [&profile](JsonWriter& writer) { putTerminal(writer, profile); });
     return kDone;
   }
   printTerminal(profile);

@@ -1,9 +1,6 @@
 #include "wz/commands/command_test.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,7 +14,6 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <thread>
 
@@ -25,6 +21,7 @@
 #include "workstation/terminal/program_search.h"
 #include "wz/commands/run_setup.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/swept_folder.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/shell_word.h"
 
@@ -129,68 +126,7 @@ fs::path findRunner(const fs::path& folder) {
 
 // ---- The run -----------------------------------------------------------------------------------
 
-constexpr std::string_view kFolderPrefix = "wz-test-";
-
-// A folder that is locked as long as its process lives.
-int lockFolder(const fs::path& path) {
-  const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (folder < 0 || flock(folder, LOCK_EX | LOCK_NB) == 0) return folder;
-  close(folder);
-  return -1;
-}
-
-// Removes what a `wz test` that was killed has left.
-void sweep(const fs::path& parent) {
-  std::error_code failure;
-  for (fs::directory_iterator entry(parent, failure), end; !failure && entry != end;
-       entry.increment(failure)) {
-    struct stat status {};
-    const fs::path path = entry->path();
-    const bool isOurs = path.filename().string().starts_with(kFolderPrefix) &&
-                        lstat(path.c_str(), &status) == 0 && status.st_uid == geteuid();
-    const int lock = isOurs ? lockFolder(path) : -1;
-    if (lock < 0) continue;
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-    close(lock);
-  }
-}
-
-// Where the tests and their runner have what is temporary, terminals among it. Gone with them.
-class TestFolder {
- public:
-  TestFolder() = default;
-  ~TestFolder() {
-    std::error_code ignored;
-    if (!path_.empty()) fs::remove_all(path_, ignored);
-    if (lock_ >= 0) close(lock_);
-  }
-  TestFolder(const TestFolder&) = delete;
-  TestFolder& operator=(const TestFolder&) = delete;
-
-  bool make() {
-    std::error_code failure;
-    const fs::path parent = fs::temp_directory_path(failure);
-    if (!failure) sweep(parent);
-    while (!failure) {
-      std::string name = (parent / kFolderPrefix).string() + "XXXXXX";
-      if (mkdtemp(name.data()) == nullptr) break;
-      lock_ = lockFolder(name);
-      // Between its making and its lock another one's sweep may have found it.
-      if (lock_ < 0 || !fs::exists(name, failure)) continue;
-      path_ = name;
-      return true;
-    }
-    printMessage("cannot make a folder for what the tests need: " +
-                 std::string(std::strerror(errno)));
-    return false;
-  }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-  int lock_ = -1;
-};
+constexpr char kFolderPrefix[] = "wz-test-";
 
 pid_t runner = 0;  // read by the signal handler, set before it is installed
 
@@ -248,8 +184,12 @@ int testApplication(const TestOptions& options) {
   if (node.empty()) return kEnvironment;
   const fs::path program = findRunner(folder);
   if (program.empty()) return kEnvironment;
-  TestFolder temporary;
-  if (!temporary.make()) return kEnvironment;
+  SweptFolder temporary;
+  std::string problem;
+  if (!temporary.make(kFolderPrefix, problem)) {
+    printMessage(problem);
+    return kEnvironment;
+  }
   const std::string browsers = temporary.path() + "/browsers";
   setenv("WZ_PROGRAM", ownProgram().c_str(), 1);
   setenv(kBrowserLender, browsers.c_str(), 1);

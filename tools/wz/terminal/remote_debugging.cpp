@@ -1,16 +1,9 @@
 #include "wz/terminal/remote_debugging.h"
 
-#include <arpa/inet.h>
 #include <civetweb.h>
-#include <netinet/in.h>
 #include <pthread.h>
-#include <sys/random.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <chrono>
-#include <cstdint>
 #include <deque>
 #include <functional>
 #include <thread>
@@ -18,6 +11,8 @@
 
 #include "support/mutex.h"
 #include "workstation/browser/browser_control.h"
+#include "wz/terminal/server_stop.h"
+#include "wz/words/random_text.h"
 #include "zelipc/zelipc.h"
 
 namespace wz {
@@ -28,18 +23,6 @@ using zelipc::JSObject;
 
 // A tool that does not read what it has asked for is let go.
 constexpr std::size_t kLargestBacklog = std::size_t{256} << 20;
-
-std::string randomPath() {
-  constexpr char kHex[] = "0123456789abcdef";
-  unsigned char octets[16];
-  if (getrandom(octets, sizeof octets, 0) != sizeof octets) return {};
-  std::string path = "/";
-  for (const unsigned char octet : octets) {
-    path += kHex[octet >> 4];
-    path += kHex[octet & 15];
-  }
-  return path;
-}
 
 // What goes to one tool: in order, by a thread of its own, since the browser's must not wait.
 class Outbox {
@@ -116,7 +99,7 @@ struct Tool {
 class RemoteDebugging::Server {
  public:
   ~Server() {
-    if (context_ != nullptr) stop();
+    if (context_ != nullptr) stopServer(context_, port_);
   }
 
   bool begin(std::string& error);
@@ -144,9 +127,9 @@ class RemoteDebugging::Server {
   static int onData(mg_connection* connection, int bits, char* data, std::size_t size, void*);
   static void onClose(const mg_connection* connection, void*);
   JSObject ask(const char* method) const;
-  void stop();
 
-  std::string path_ = randomPath();
+  const std::string secret_ = randomText(16);
+  const std::string path_ = "/" + secret_;
   std::string url_, socketUrl_;
   std::atomic<int> invocation_{-1};
   Endpoint browser_{this, DebugScope::kBrowser}, page_{this, DebugScope::kPage};
@@ -169,7 +152,8 @@ bool RemoteDebugging::Server::begin(std::string& error) {
                                       "no",
                                       nullptr};
   const mg_callbacks callbacks = {};
-  if (!path_.empty()) context_ = mg_start(&callbacks, nullptr, const_cast<const char**>(kOptions));
+  if (!secret_.empty())
+    context_ = mg_start(&callbacks, nullptr, const_cast<const char**>(kOptions));
   mg_server_port port = {};
   if (context_ == nullptr || mg_get_server_ports(context_, 1, &port) != 1) {
     error = "there is no port or no thread for remote debugging";
@@ -185,34 +169,6 @@ bool RemoteDebugging::Server::begin(std::string& error) {
   addSocket("/devtools/browser", browser_);
   addSocket("/devtools/page", page_);
   return true;
-}
-
-namespace {
-
-// Somebody comes and goes.
-void visit(int port) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (socket < 0) return;
-  (void)connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  close(socket);
-}
-
-}  // namespace
-
-// The server sees that it is to stop when somebody comes, or else after up to two seconds.
-void RemoteDebugging::Server::stop() {
-  constexpr std::chrono::milliseconds kPause{10};
-  std::atomic<bool> isStopped{false};
-  std::thread visitor([&] {
-    for (; !isStopped; std::this_thread::sleep_for(kPause)) visit(port_);
-  });
-  mg_stop(context_);
-  isStopped = true;
-  visitor.join();
 }
 
 // ---- What there is -----------------------------------------------------------------------------
