@@ -21,7 +21,7 @@
 namespace {
 
 // Tell things as they happen.
-constexpr std::string_view kTelling[] = {"run", "host", "listen", "reply"};
+constexpr std::string_view kTelling[] = {"run", "host", "listen", "reply", "workbench"};
 
 // The words of the command stand before its options.
 void promiseJsonIfAsked(int argc, char** argv) {

@@ -2,6 +2,7 @@
 
 #include "wz/commands/command_line.h"
 #include "wz/commands/command_test.h"
+#include "wz/commands/command_workbench.h"
 #include "wz/commands/commands.h"
 
 namespace wz {
@@ -142,6 +143,35 @@ void addExecute(CLI::App& app, Action& action) {
   command.callback([&action, kept] { action = [kept] { return execute(*kept); }; });
 }
 
+void addWorkbench(CLI::App& app, Action& action) {
+  const auto kept = std::make_shared<WorkbenchOptions>();
+  WorkbenchOptions& options = *kept;
+  CLI::App& command =
+      *app.add_subcommand("workbench", "Show a terminal and all it does in a browser");
+  command
+      .add_option("DIR", options.terminal, "The terminal's folder (default: as WZ_TERMINAL says)")
+      ->type_name("")
+      ->each(nameTerminal);
+  command
+      .add_option("--folder", options.folders,
+                  "A folder with an application, to be offered beside\n"
+                  "those installed; may be repeated")
+      ->type_name("APPDIR")
+      ->expected(1)
+      ->take_all();
+  command.add_option("--port", options.port, "Port of this machine (default: any that is free)")
+      ->check(CLI::Range(0, 65535))
+      ->type_name("N");
+  command.add_flag("!--no-open", options.opens, "Print the address and open no browser");
+  addJsonLines(command, options.asJson);
+  command.footer(
+      footer("  wz workbench desk\n"
+             "  wz workbench desk --folder examples/tip --no-open\n") +
+      "\n\nThe page is served on this machine alone, to the browser that opens the address first. "
+      "An\ninterrupt ends the workbench and all that it runs.");
+  command.callback([&action, kept] { action = [kept] { return serveWorkbench(*kept); }; });
+}
+
 }  // namespace
 
 void addRunCommands(CLI::App& app, Action& action) {
@@ -149,6 +179,7 @@ void addRunCommands(CLI::App& app, Action& action) {
   addReplay(app, action);
   addTest(app, action);
   addExecute(app, action);
+  addWorkbench(app, action);
 }
 
 }  // namespace wz

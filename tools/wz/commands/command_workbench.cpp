@@ -1,0 +1,63 @@
+#include "wz/commands/command_workbench.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+#include "workstation/terminal/terminal_profile.h"
+#include "wz/commands/run_setup.h"
+#include "wz/reports/message_output.h"
+#include "wz/reports/output.h"
+#include "wz/terminal/interrupt.h"
+#include "wz/terminal/session.h"
+#include "wz/words/exit_code.h"
+#include "wz/workbench/browser_opener.h"
+#include "wz/workbench/child.h"
+#include "wz/workbench/workbench.h"
+
+namespace wz {
+namespace {
+
+void tell(const Workbench& workbench, bool asJson) {
+  if (asJson) {
+    zelipc::JSObject event = MessageOutput().event("serving");
+    event["address"] = zelipc::JSObject(workbench.address());
+    event["terminal"] = zelipc::JSObject(workstation::terminalDirectory());
+    return MessageOutput::print(event);
+  }
+  printLine("the workbench of " + workstation::terminalDirectory() + " is at");
+  printLine("  " + workbench.address());
+  printLine("which opens it once; Ctrl-C ends it and all that it runs");
+}
+
+}  // namespace
+
+int serveWorkbench(const WorkbenchOptions& options) {
+  WorkbenchPlan plan;
+  plan.port = options.port;
+  std::error_code failure;
+  for (const std::string& folder : options.folders) {
+    plan.folders.push_back(std::filesystem::absolute(folder, failure).string());
+  }
+  // The browser is the user's own, outside of the terminal.
+  BrowserOpener opener;
+  if (options.opens) opener.begin();
+  watchInterrupts();
+  if (!enterChosenTerminal(options.terminal) || !prepareConfigRoot()) return kEnvironment;
+  prepareForChildren(workstation::terminalDirectory());
+  Workbench workbench;
+  std::string error;
+  if (!workbench.begin(plan, error)) {
+    printMessage(error);
+    return kEnvironment;
+  }
+  tell(workbench, options.asJson);
+  opener.open(workbench.address(), workstation::terminalDirectory());
+  return workbench.run() ? kDone : kEnvironment;
+}
+
+}  // namespace wz

@@ -1,0 +1,104 @@
+#include "wz/workbench/http_answer.h"
+
+#include <civetweb.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <span>
+#include <vector>
+
+namespace wz {
+namespace {
+
+constexpr char kPagePolicy[] =
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; "
+    "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+
+struct TypeRow {
+  std::string_view ending;
+  const char* type;
+};
+
+constexpr TypeRow kPageTypes[] = {
+    {".html", "text/html; charset=utf-8"},
+    {".css", "text/css; charset=utf-8"},
+    {".js", "text/javascript; charset=utf-8"},
+    {".svg", "image/svg+xml"},
+};
+constexpr TypeRow kPictureTypes[] = {
+    {".png", "image/png"}, {".jpg", "image/jpeg"},  {".jpeg", "image/jpeg"},
+    {".gif", "image/gif"}, {".webp", "image/webp"}, {".svg", "image/svg+xml"},
+};
+
+const char* findType(std::span<const TypeRow> rows, std::string_view name) {
+  std::string lower(name);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  for (const TypeRow& row : rows) {
+    if (lower.ends_with(row.ending)) return row.type;
+  }
+  return nullptr;
+}
+
+void sendHead(mg_connection* connection, const HttpAnswer& answer, std::uint64_t size) {
+  const std::string policy = answer.policy.empty() ? kPagePolicy : answer.policy;
+  const std::string head =
+      "HTTP/1.1 " + std::to_string(answer.status) + " " +
+      mg_get_response_code_text(connection, answer.status) + "\r\nContent-Type: " + answer.type +
+      "\r\nContent-Length: " + std::to_string(size) + "\r\nContent-Security-Policy: " + policy +
+      "\r\nX-Content-Type-Options: nosniff"
+      "\r\nX-Frame-Options: DENY"
+      "\r\nReferrer-Policy: no-referrer"
+      "\r\nCross-Origin-Resource-Policy: same-origin"
+      "\r\nCross-Origin-Opener-Policy: same-origin"
+      "\r\nCache-Control: no-cache"
+      "\r\nConnection: close\r\n" +
+      answer.further + "\r\n";
+  mg_write(connection, head.data(), head.size());
+}
+
+bool isHead(mg_connection* connection) {
+  return std::string_view(mg_get_request_info(connection)->request_method) == "HEAD";
+}
+
+}  // namespace
+
+int sendAnswer(mg_connection* connection, const HttpAnswer& answer, std::string_view content) {
+  sendHead(connection, answer, content.size());
+  if (!isHead(connection) && !content.empty()) mg_write(connection, content.data(), content.size());
+  return answer.status;
+}
+
+int sendFile(mg_connection* connection, const HttpAnswer& answer, int file, std::uint64_t size) {
+  sendHead(connection, answer, size);
+  if (isHead(connection)) return answer.status;
+  std::vector<char> block(std::size_t{256} << 10);
+  while (size > 0) {
+    const std::size_t wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(size, block.size()));
+    const ssize_t count = read(file, block.data(), wanted);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) break;  // it has become shorter: the connection's end tells
+    if (mg_write(connection, block.data(), static_cast<std::size_t>(count)) <= 0) break;
+    size -= static_cast<std::uint64_t>(count);
+  }
+  return answer.status;
+}
+
+int sendWords(mg_connection* connection, int status, const std::string& title,
+              const std::string& text) {
+  HttpAnswer answer;
+  answer.status = status;
+  answer.type = "text/html; charset=utf-8";
+  return sendAnswer(connection, answer,
+                    "<!doctype html><html lang=en><meta charset=utf-8><title>" + title +
+                        "</title><h1>" + title + "</h1><p>" + text + "</p></html>\n");
+}
+
+const char* pageFileType(std::string_view name) { return findType(kPageTypes, name); }
+
+const char* pictureType(std::string_view name) { return findType(kPictureTypes, name); }
+
+}  // namespace wz
