@@ -54,6 +54,7 @@ test('every view is reached by keyboard alone', async ({ open }) => {
     await expect(page).toHaveTitle(`${title} – wz workbench`);
   }
   await page.keyboard.press('Alt+Digit5');
+  await expect(page.getByLabel('Search the story')).toBeVisible();
   await page.keyboard.press('/');
   await expect(page.getByLabel('Search the story')).toBeFocused();
 });

@@ -2,6 +2,9 @@
 
 import { defineConfig } from '@playwright/test';
 
+// What needs wz itself.
+const kOfTheRealOne = /(soak|real|bench|pictures)\.spec/;
+
 const wide = { viewport: { width: 1280, height: 800 } };
 const narrow = { viewport: { width: 390, height: 844 }, hasTouch: true };
 
@@ -12,10 +15,12 @@ export default defineConfig({
   timeout: 20_000,
   use: { launchOptions: { executablePath: process.env.WZ_BROWSER ?? '/usr/bin/chromium' } },
   projects: [
-    { name: 'wide', use: wide, testIgnore: /(soak|real)\.spec/ },
-    { name: 'narrow', use: narrow, testIgnore: /(soak|real)\.spec/ },
+    { name: 'wide', use: wide, testIgnore: kOfTheRealOne },
+    { name: 'narrow', use: narrow, testIgnore: kOfTheRealOne },
     { name: 'real-wide', use: wide, testMatch: /real\.spec/, fullyParallel: false },
     { name: 'real-narrow', use: narrow, testMatch: /real\.spec/, fullyParallel: false },
+    { name: 'bench', use: wide, testMatch: /bench\.spec/ },
+    { name: 'pictures', use: wide, testMatch: /pictures\.spec/ },
     { name: 'soak', use: wide, testMatch: /soak\.spec/, timeout: 15 * 60_000 },
   ],
 });

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Usage: run.sh BUILD SOURCE PART [OPTION ...]
 # The tests of the workbench in the system's Chromium. PART: page (the page before a mock of the
-# workbench), real (wz workbench as it is), long (every width with every colour, and a soak), pictures (those
-# of the documentation). What they stand on comes from npm: where that cannot be reached they are skipped (77).
-# The options are for the runner.
+# workbench), real (wz workbench as it is), long (every width with every colour, and a soak), bench (figures by
+# the clock), pictures (makes those of the documentation). What they stand on comes from npm: where that cannot be
+# reached they are skipped (77). The options are for the runner.
 set -euo pipefail
 build=$1 source=$2 part=$3
 shift 3
@@ -31,8 +31,8 @@ flock -u 9
 case $part in
   page) projects=(--project=wide --project=narrow) ;;
   real) projects=(--project=real-wide --project=real-narrow) ;;
-  long) projects=(); export WZ_LONG=1 ;;
-  pictures) projects=(--project=pictures) ;;
+  long) projects=(--project=wide --project=narrow --project=soak); export WZ_LONG=1 ;;
+  bench | pictures) projects=("--project=$part") ;;
   *) printf 'run.sh: there is no part %s\n' "$part" >&2; exit 2 ;;
 esac
 

@@ -70,7 +70,7 @@ function Rail({ view }) {
 function Banners() {
   const link = useStore((s) => s.link.state);
   const bus = useStore((s) => s.bus);
-  return html`<div class="banners">${link === 'lost' && html`<p class="banner bad" role="alert"><${Icon} name="warning" /> The workbench does not answer. What is shown is what was seen last; it goes on by itself when the workbench is back.</p>`}
+  return html`<div class="banners">${link === 'lost' && html`<p class="banner bad" role="alert"><${Icon} name="warning" /> The workbench does not answer. What is shown is what was seen last; it goes on by itself when the connection is back. A workbench that was started anew prints an address of its own.</p>`}
     ${bus === 'down' && html`<p class="banner bad" role="alert"><${Icon} name="error" /> The message bus has ended. Applications get no replies. <${Button} small icon="again" onClick=${() => attempt('bus', {})}>Start it again<//></p>`}</div>`;
 }
 

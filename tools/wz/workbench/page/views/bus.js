@@ -87,7 +87,7 @@ export function BusView() {
   const { messages } = store.story;
   const shown = useMemo(() => filtered(messages, query), [version, query.q, query.state, query.from, query.to]);
   const at = query.at === undefined ? undefined : Number(query.at);
-  const row = at === undefined ? null : messages.find((one) => one.sequence === at);
+  const row = at === undefined ? null : messages.find((one) => one.sequence === at || one.reply?.sequence === at);
   const side = query.side ?? (row ? 'message' : 'hosts');
   const again = (message) => {
     setDraft({ to: message.line.to, name: message.line.name, from: message.line.from, payload: JSON.stringify(message.line.payload ?? {}, null, 2), reply: message.reply !== null });
@@ -102,7 +102,7 @@ export function BusView() {
         ${(query.from || query.to) && html`<${Button} small icon="cancel" onClick=${() => refine({ from: '', to: '' })}>${query.from ? `from ${query.from}` : `to ${query.to}`}<//>`}
         <span class="muted tally" role="status">${narrowed ? `${count(shown.length)} of ${count(messages.length)}` : counted(messages.length, 'message')}</span></div>
       <div class="columns bus-columns" aria-hidden="true"><span>Time</span><span>From → to</span><span>Name</span><span>Parameters</span><span>Reply</span><span>Took</span></div>
-      <${VirtualList} label="Messages" items=${shown} keyOf=${(one) => one.sequence} selected=${at} follows onSelect=${(one) => refine({ at: one.sequence, side: 'message' })} onPress=${() => bringBelow('.bus-side')}
+      <${VirtualList} label="Messages" items=${shown} keyOf=${(one) => one.sequence} selected=${row?.sequence} follows onSelect=${(one) => refine({ at: one.sequence, side: 'message' })} onPress=${() => bringBelow('.bus-side')}
         empty=${messages.length === 0 ? html`<${Empty} icon="bus" title="No message has been sent yet"><p>Start an application that talks to its host, or send one yourself.</p><//>`
           : html`<${Empty} icon="search" title="No message fits"><${Button} small onClick=${() => refine({ q: '', state: '', from: '', to: '' })}>Show all ${count(messages.length)}<//><//>`}
         row=${(one) => html`<${MessageRow} row=${one} />`} /></section>

@@ -2,7 +2,7 @@
 // typed there goes to the application.
 
 import { html, useEffect, useRef, useState } from '../base/html.js';
-import { connection } from '../base/store.js';
+import { connection, useStore } from '../base/store.js';
 import { Icon } from '../parts/common.js';
 
 // What a keypad's keys are on a PC, and how they are named on the drawn one.
@@ -120,13 +120,14 @@ export function Device({ terminal, run, small, children }) {
   const keys = run?.keypad ?? terminal?.keys ?? 0;
   const touch = run?.touch ?? terminal?.touch ?? true;
   const live = run && run.state !== 'ended';
+  const server = useStore((s) => s.server); // another one counts runs and pictures anew
   return html`<div class="device ${keys > 0 ? 'with-keys' : ''} ${small ? 'small' : ''} ${width > height ? 'lying' : ''}" data-model=${terminal?.model}>
     <div class="device-top"><span class="lights" aria-hidden="true"><i class=${live ? 'lit' : ''}></i><i></i><i></i><i></i></span>
       <span class="device-name">${terminal?.modelName || terminal?.model || 'Terminal'}</span>
       <svg class="waves" width="16" height="16" viewBox="0 0 20 20" fill="none" stroke="currentColor" stroke-width="1.6" stroke-linecap="round" aria-hidden="true">
         <path d="M5 7a5 5 0 0 1 0 6M8 4.500a9 9 0 0 1 0 11M11 2a13 13 0 0 1 0 16" /></svg></div>
     ${live
-      ? html`<${Screen} key=${run.run} run=${run.run} width=${width} height=${height} touch=${touch} name=${run.application} />`
+      ? html`<${Screen} key=${`${server} ${run.run}`} run=${run.run} width=${width} height=${height} touch=${touch} name=${run.application} />`
       : html`<div class="screen dark"><div class="screen-rest">${children}</div>
           <canvas width=${width} height=${height} aria-hidden="true"></canvas></div>`}
     ${keys > 0 && html`<${Keypad} run=${live ? run.run : 0} />`}
