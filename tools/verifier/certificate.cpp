@@ -260,17 +260,29 @@ Cause readKeyIds(Reading& reading) {
   return found.authorityKeyId.empty() || found.subjectKeyId.empty() ? "WZ-0212" : kGood;
 }
 
-Cause readOuterSignature(Reading& reading, const Elements& outer) {
+// The walk goes on behind the extensions, wherever they have ended: what runs past the signed part
+// takes octets from what follows it.
+Cause readOuterSignature(Reading& reading) {
   constexpr Cause kBad = "WZ-0224";
-  if (outer.size() < 3 || outer[2].identifier != kBitString || outer[2].size == 0) return kBad;
-  const Elements algorithm = reading.children(outer[1]);
-  if (algorithm.empty() || algorithm[0].identifier != kOid || !isReadToEnd(outer[1], algorithm)) {
+  constexpr int kExtensionDepth = 4;
+  if (!reading.walk.next()) return kBad;  // to the list
+  do {
+    if (!reading.walk.next()) return kBad;
+  } while (reading.element().depth >= kExtensionDepth);
+  while (reading.element().depth > 1) {
+    if (!reading.walk.nextSibling()) return kBad;
+  }
+  if (reading.element().depth != 1 || reading.element().index != 1 || !reading.nextIs(2, 0) ||
+      reading.element().identifier != kOid) {
     return kBad;
   }
-  const std::string_view oid = reading.content(algorithm[0]);
-  const std::optional<std::string> text = oidText(oid);
+  const std::optional<std::string> text = oidText(reading.content(reading.element()));
   if (text && text->size() <= kLongestOid) reading.found.algorithm = *text;
-  reading.found.signature = reading.content(outer[2]).substr(1);
+  do {
+    if (!reading.walk.nextSibling() || reading.element().depth < 1) return kBad;
+  } while (reading.element().depth != 1 || reading.element().index != 2);
+  if (reading.element().identifier != kBitString || reading.element().size == 0) return kBad;
+  reading.found.signature = reading.content(reading.element()).substr(1);
   return kGood;
 }
 
@@ -305,7 +317,7 @@ Cause readCertificate(std::string_view file, Certificate& certificate) {
        {readVersion, readSerialNumber, readValidity, readKey, readExtensions, readKeyIds}) {
     if (const Cause cause = step(reading)) return cause;
   }
-  if (const Cause cause = readOuterSignature(reading, outer)) return cause;
+  if (const Cause cause = readOuterSignature(reading)) return cause;
   return checkSummary(certificate);
 }
 

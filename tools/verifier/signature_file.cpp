@@ -82,7 +82,8 @@ Cause readDigestAlgorithm(Reading& reading) {
 
 Cause readContent(Reading& reading) {
   constexpr Cause kBad = "WZ-0323";
-  if (!reading.walk.find(3, 2) || !reading.findOid(kPackageContent, 4, 4)) return kBad;
+  // From the digest's algorithm on, wherever that is.
+  if (!reading.findOid(kPackageContent, 4, 3)) return kBad;
   return reading.skip(2, 4) && reading.walk.element().identifier == kIa5String ? kGood : kBad;
 }
 
