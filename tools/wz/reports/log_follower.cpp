@@ -175,6 +175,13 @@ void LogFollower::clearLiveLine() const {
   std::fflush(stdout);
 }
 
+void LogFollower::goQuiet() {
+  clearLiveLine();
+  isLive_ = false;
+  display_ = Display::kNone;
+  watcher_ = nullptr;
+}
+
 void LogFollower::showLiveLine() const {
   if (!isLive_ || phase_ == Phase::kEnd) return;
   std::string text;

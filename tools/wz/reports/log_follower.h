@@ -38,6 +38,9 @@ class LogFollower {
   /// Takes the live line away, until there is another line.
   void clearLiveLine() const;
 
+  /// From here on it only remembers: there is no live line, and the watcher is not called.
+  void goQuiet();
+
   /// By the names of package files.
   [[nodiscard]] Reasons ofPackage(const std::string& name) const;
   /// By the application's id in any case.

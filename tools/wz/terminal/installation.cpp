@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "support/text.h"
@@ -238,17 +239,19 @@ InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
                                LogFollower::Display display, LogFollower::Watcher watcher) {
   const InstalledApplications before = findInstalledApplications();
   InstallOutcome outcome;
-  {
-    LogFollower log(display, packages.size(), std::move(watcher));
-    outcome.result = wzapp::wzInstall(LogFollower::take, &log);
-    const InstalledApplications now = findInstalledApplications();
-    compare(before, now, log, outcome.changes);
-    for (const WaitingPackage& package : packages) {
-      outcome.packages.push_back(judgePackage(package, now, log));
-      outcome.packages.back().warnings = warningsAbout(package, before);
-    }
-    outcome.log = log.lines();
+  // A run begins with the log of the one before, which therefore stays until then.
+  static std::unique_ptr<LogFollower> last;
+  auto log = std::make_unique<LogFollower>(display, packages.size(), std::move(watcher));
+  outcome.result = wzapp::wzInstall(LogFollower::take, log.get());
+  const InstalledApplications now = findInstalledApplications();
+  compare(before, now, *log, outcome.changes);
+  for (const WaitingPackage& package : packages) {
+    outcome.packages.push_back(judgePackage(package, now, *log));
+    outcome.packages.back().warnings = warningsAbout(package, before);
   }
+  outcome.log = log->lines();
+  log->goQuiet();
+  last = std::move(log);
   return outcome;
 }
 
@@ -271,6 +274,16 @@ void printTrialOutcome(const InstallOutcome& outcome) {
   printPackages(outcome, true);
 }
 
+void putChange(JsonWriter& writer, const ApplicationChange& change) {
+  putText(writer, "change", wordsOf(change.kind).name);
+  putText(writer, "id", change.id);
+  putText(writer, "versionBefore", change.versionBefore);
+  putText(writer, "versionNow", change.versionNow);
+  putFlag(writer, "downgrade", change.isDowngrade);
+  putTexts(writer, "reasons", change.reasons);
+  putTexts(writer, "codes", change.codes);
+}
+
 void putOutcome(JsonWriter& writer, const InstallOutcome& outcome) {
   putNumber(writer, "result", static_cast<std::uint64_t>(outcome.result));
   putText(writer, "resultWord",
@@ -287,20 +300,8 @@ void putOutcome(JsonWriter& writer, const InstallOutcome& outcome) {
     writer.EndObject();
   }
   writer.EndArray();
-  writer.Key("changes");
-  writer.StartArray();
-  for (const Change& change : outcome.changes) {
-    writer.StartObject();
-    putText(writer, "change", wordsOf(change.kind).name);
-    putText(writer, "id", change.id);
-    putText(writer, "versionBefore", change.versionBefore);
-    putText(writer, "versionNow", change.versionNow);
-    putFlag(writer, "downgrade", change.isDowngrade);
-    putTexts(writer, "reasons", change.reasons);
-    putTexts(writer, "codes", change.codes);
-    writer.EndObject();
-  }
-  writer.EndArray();
+  putRows(writer, "changes", outcome.changes,
+          [&writer](const Change& change) { putChange(writer, change); });
   putTexts(writer, "log", outcome.log);
 }
 

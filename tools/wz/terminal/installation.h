@@ -60,6 +60,7 @@ struct InstallOutcome {
 void printOutcome(const InstallOutcome& outcome);
 /// The same of one that was only tried: what would change.
 void printTrialOutcome(const InstallOutcome& outcome);
+void putChange(JsonWriter& writer, const ApplicationChange& change);
 void putOutcome(JsonWriter& writer, const InstallOutcome& outcome);
 
 /// Says what became of a run by an exit code, after a message where nothing else tells.

@@ -106,21 +106,29 @@ PackageFiles::~PackageFiles() {
   for (const int descriptor : descriptors_) close(descriptor);
 }
 
+int checkPackageName(const std::string& file) {
+  std::error_code failure;
+  if (std::filesystem::is_directory(file, failure)) {
+    const std::string word = shellWord(file);
+    printMessage(file + " is a folder; make a package of it first: wz pack " + word +
+                 " -o APP.zip (or run it as it is: wz run --folder " + word + ")");
+    return kUsage;
+  }
+  if (isPackageName(file)) return kDone;
+  printMessage("terminals take packages by names that end in .zip; " + file +
+               " is none, so rename it");
+  return kUsage;
+}
+
 int PackageFiles::open(const std::vector<std::string>& files, EntrySizes sizes) {
+  return open(files, sizes, trustedAuthorities());
+}
+
+int PackageFiles::open(const std::vector<std::string>& files, EntrySizes sizes,
+                       std::span<const wzapp::Authority> authorities) {
   for (const std::string& file : files) {
     const std::string name = std::filesystem::path(file).filename().string();
-    std::error_code failure;
-    if (std::filesystem::is_directory(file, failure)) {
-      const std::string word = shellWord(file);
-      printMessage(file + " is a folder; make a package of it first: wz pack " + word +
-                   " -o APP.zip (or run it as it is: wz run --folder " + word + ")");
-      return kUsage;
-    }
-    if (!isPackageName(file)) {
-      printMessage("terminals take packages by names that end in .zip; " + file +
-                   " is none, so rename it");
-      return kUsage;
-    }
+    if (const int code = checkPackageName(file); code != kDone) return code;
     const auto isSameName = [&](const WaitingPackage& other) { return other.name == name; };
     if (std::ranges::any_of(packages_, isSameName)) {
       printMessage("two packages are called " + name + "; install one after the other");
@@ -137,8 +145,8 @@ int PackageFiles::open(const std::vector<std::string>& files, EntrySizes sizes) 
       printMessage(file + " is no file");
       return kEnvironment;
     }
-    packages_.push_back({file, name, examinePackage(file, trustedAuthorities(), sizes),
-                         sha256Of(descriptor), static_cast<std::uint64_t>(status.st_size)});
+    packages_.push_back({file, name, examinePackage(file, authorities, sizes), sha256Of(descriptor),
+                         static_cast<std::uint64_t>(status.st_size)});
   }
   return kDone;
 }

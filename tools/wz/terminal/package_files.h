@@ -3,9 +3,11 @@
 #ifndef WZ_TERMINAL_PACKAGE_FILES_H
 #define WZ_TERMINAL_PACKAGE_FILES_H
 
+#include <span>
 #include <string>
 #include <vector>
 
+#include "crypto/authorities.h"
 #include "wz/terminal/installation.h"
 
 namespace wz {
@@ -22,6 +24,9 @@ namespace wz {
 /// Whether it is a file; false after a message.
 [[nodiscard]] bool isFile(const std::string& path);
 
+/// Whether terminals look at packages of this name: an exit code, after a message unless kDone.
+[[nodiscard]] int checkPackageName(const std::string& file);
+
 class PackageFiles {
  public:
   PackageFiles() = default;
@@ -32,6 +37,9 @@ class PackageFiles {
   /// Opens the files and examines what they are for. An exit code, after a message unless kDone.
   [[nodiscard]] int open(const std::vector<std::string>& files,
                          EntrySizes sizes = EntrySizes::kLeftOut);
+  /// The same as a terminal sees them that has these authorities.
+  [[nodiscard]] int open(const std::vector<std::string>& files, EntrySizes sizes,
+                         std::span<const wzapp::Authority> authorities);
 
   /// Copies the files into the source directory of the terminal that this process is inside of by
   /// now. False after a message, and then none is there.
