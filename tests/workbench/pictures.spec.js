@@ -1,6 +1,7 @@
 // The pictures of the documentation: of the real workbench, so that they stay true.
 
 import { expect, test } from '@playwright/test';
+import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { kTill, Workbench } from './workbench.js';
 import { rowsOf } from './fixtures.js';
@@ -9,7 +10,7 @@ const kFolder = join(process.env.WZ_SOURCE, 'docs/workbench');
 
 test('pictures', async ({ browser }) => {
   test.setTimeout(180_000);
-  const bench = await Workbench.begin({ applications: { till: kTill } });
+  const bench = await Workbench.begin({ applications: { till: kTill }, root: join(tmpdir(), 'demo') });
   const context = await browser.newContext({ viewport: { width: 1280, height: 800 } });
   const page = await context.newPage();
   const show = async (hash) => {

@@ -140,7 +140,7 @@ test('files, logs, applications and health are those of the terminal and the mac
   await page.getByRole('link', { name: 'tip', exact: true }).click();
   await expect(page.getByRole('row', { name: /Tip started/ }).first()).toBeVisible();
   await page.goto(page.url().replace(/#.*/, '#/health'));
-  await expect(page.getByText('message bus')).toBeVisible({ timeout: 20_000 });
+  await expect(page.getByText('message bus', { exact: true })).toBeVisible({ timeout: 20_000 });
   await page.goto(page.url().replace(/#.*/, '#/applications'));
   await expect(page.getByRole('region', { name: 'Graph of exports and imports' }).getByText('CARD_PRESENTED')).toBeVisible();
 });

@@ -15,10 +15,12 @@ export function wz(...args) {
 }
 
 export class Workbench {
-  /** `applications`: folders that the page offers, {name: {file: text}}, beside the sample applications. */
-  static async begin({ applications = {}, install = ['tip', 'loyalty'] } = {}) {
+  /** `applications`: folders that the page offers, {name: {file: text}}, beside the sample applications.
+   * `root`: a folder that is theirs alone, where its name shows. */
+  static async begin({ applications = {}, install = ['tip', 'loyalty'], root } = {}) {
     const bench = new Workbench();
-    bench.root = mkdtempSync(join(tmpdir(), 'wz-workbench-'));
+    bench.root = root ?? mkdtempSync(join(tmpdir(), 'workbench-tests-'));
+    mkdirSync(bench.root, { recursive: true });
     bench.terminal = join(bench.root, 'counter');
     wz('terminal', 'create', bench.terminal);
     bench.packages = [];

@@ -52,6 +52,8 @@ export function oneLine(value) {
 
 export const pretty = (value) => (value === undefined ? '' : JSON.stringify(value, null, 2));
 
+export const fileName = (path) => String(path ?? '').split('/').filter(Boolean).at(-1) ?? '';
+
 /** The first and the last digits of a digest. */
 export const shortDigest = (text) => (text && text.length > 20 ? `${text.slice(0, 8)}…${text.slice(-8)}` : text ?? '');
 

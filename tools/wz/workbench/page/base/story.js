@@ -1,11 +1,12 @@
 // The story: everything that happens, as rows that lists can show. Rows know their cause, where there is
 // one, and a message knows its reply.
 
-import { oneLine } from './format.js';
+import { fileName, oneLine } from './format.js';
 
 /** Rows that the page keeps; the oldest go first. The workbench itself keeps more. */
 export const kKept = 20000;
 const kDropped = 2000; // at once, so that dropping costs little
+const kRightBehind = 500_000; // microseconds
 
 export const kLanes = [
   { id: 'workbench', name: 'Workbench' },
@@ -61,8 +62,8 @@ const kKinds = {
   'install-begun': ['Installation', (l) => (l.files ?? []).join(', ')],
   'install-line': ['Installer', (l) => l.text, installSeverity],
   'install-done': ['Installed', (l) => (l.done ? 'all packages are done' : 'not every package is done'), (l) => (l.done ? '' : 'error')],
-  'run-started': ['Start', (l) => `${l.application ?? ''} ${l.entry ?? ''}`],
-  'run-ended': ['End', (l) => `${l.application ?? ''}${l.result === undefined ? '' : `, result ${l.result}`}${l.error ? `: ${l.error}` : ''}`, resultSeverity],
+  'run-started': ['Start', (l) => `${fileName(l.application)} ${l.entry ?? ''}`],
+  'run-ended': ['End', (l) => `${fileName(l.application)}${l.result === undefined ? '' : `, result ${l.result}`}${l.error ? `: ${l.error}` : ''}`, resultSeverity],
   'host-started': ['Host on', (l) => l.name ?? l.host],
   'host-ended': ['Host off', (l) => `${l.name ?? l.host}${l.error ? `: ${l.error}` : ''}`, (l) => (l.error ? 'error' : '')],
   'bus-lost': ['Bus lost', (l) => l.error ?? 'the message bus has ended', () => 'error'],
@@ -111,6 +112,7 @@ export class Story {
   last = 0;
   version = 0;
   #launched = new Map(); // by source: sequence
+  #prompts = new Map(); // by source: the row of the last input or reply
   #sent = new Map(); // by "from to name": sequence of what a script or the page sent
   #bySerial = new Map(); // bus: row of the message
   #asked = new Map(); // by source and message: sequence
@@ -177,8 +179,12 @@ export class Story {
       case 'run-ended':
         row.cause = this.#launched.get(`end run ${line.run}`) ?? this.#launched.get(`run ${line.run}`) ?? 0;
         return;
-      case 'messageSent':
+      case 'input':
         row.cause = this.#launched.get(source) ?? 0;
+        this.#prompts.set(source, row);
+        return;
+      case 'messageSent':
+        row.cause = this.#prompted(row);
         this.#sent.set(key, row.sequence);
         return;
       case 'bus-message':
@@ -197,6 +203,7 @@ export class Story {
         return;
       case 'reply':
         row.cause = this.#sentTo(line) ?? this.#launched.get(source) ?? 0;
+        this.#prompts.set(source, row);
         return;
       case 'install-begun':
         this.#install = row.sequence;
@@ -210,8 +217,14 @@ export class Story {
         this.#launched.set(`end ${source}`, row.sequence);
         return;
       default:
-        row.cause = this.#launched.get(source) ?? 0;
+        row.cause = this.#prompted(row);
     }
+  }
+
+  // What an application does right behind an input or a reply follows from that, otherwise from its launch.
+  #prompted(row) {
+    const prompt = this.#prompts.get(row.source);
+    return prompt && row.at - prompt.at < kRightBehind ? prompt.sequence : this.#launched.get(row.source) ?? 0;
   }
 
   // The message on the bus that a host's line tells of: the newest of its name between the two.

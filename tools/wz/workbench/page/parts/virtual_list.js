@@ -89,5 +89,5 @@ export function VirtualList({ items, keyOf, row, label, selected, onSelect, onPr
             onDblClick=${() => onActivate?.(item)}>${row(item)}</div>`;
         })}
       </div></div></div>
-    ${follows && !atEnd && html`<div class="to-end"><${Button} small icon="follow" onClick=${() => setAtEnd(true)}>Follow the newest<//></div>`}</div>`;
+    ${follows && !atEnd && items.length * size.row > size.height && html`<div class="to-end"><${Button} small icon="follow" onClick=${() => setAtEnd(true)}>Follow the newest<//></div>`}</div>`;
 }

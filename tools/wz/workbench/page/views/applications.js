@@ -4,7 +4,7 @@
 import { html, useMemo, useState } from '../base/html.js';
 import { applicationsOf, attempt, changed, connection, keyOf, loadApplications, store, toast, useStore } from '../base/store.js';
 import { address, go, refine, useRoute } from '../base/router.js';
-import { counted, date, octets, shortDigest } from '../base/format.js';
+import { date, fileName, octets, shortDigest } from '../base/format.js';
 import { useAnswer } from '../base/load.js';
 import { Answer, Badge, Button, Choice, Code, Dialog, Empty, Facts, Failure, Icon, Loading, Search } from '../parts/common.js';
 import { Graph, GraphTable } from './graph.js';
@@ -71,7 +71,7 @@ function Cause({ cause }) {
 function Why({ application, why }) {
   const { since } = why;
   return html`<section><h3>Why it is ${why.installed ? 'here' : 'not here'}</h3>
-      <p>${since ? html`${since.change === 'appeared' ? 'Installed' : since.change} on ${date(since.time)} by <strong>${since.package || 'an unknown package'}</strong>${
+      <p>${since ? html`${since.change === 'appeared' ? 'Installed' : since.change} on ${date(since.time)} by <strong>${fileName(since.package) || 'an unknown package'}</strong>${
         since.sha256 && html` <code title=${since.sha256}>${shortDigest(since.sha256)}</code>`}.` : 'The history does not tell.'}</p>
       ${why.causes.length > 0 && html`<ul class="causes">${why.causes.map((cause) => html`<${Cause} cause=${cause} />`)}</ul>`}
       ${why.imports.length > 0 && html`<ul class="plain">${why.imports.map(({ kind, id, optional, exporters }) => html`<li key=${kind + id}>
@@ -80,7 +80,7 @@ function Why({ application, why }) {
     ${why.smallestChange.length > 0 && html`<section><h3>The smallest change that keeps it</h3><ul class="plain">${why.smallestChange.map((text) => html`<li>${text}</li>`)}</ul></section>`}
     ${why.users.length > 0 && html`<section><h3>Who uses it</h3><p>${why.users.join(', ')} would lose what it exports.</p></section>`}
     ${why.steps.length > 0 && html`<section><h3>Its history</h3><ol class="steps">${[...why.steps].reverse().map((step) => html`<li key=${step.event}>
-      <span class="muted">${date(step.time)}</span> ${step.change} ${step.versionBefore && `${step.versionBefore} → `}${step.versionNow} <span class="muted">by ${step.package}</span></li>`)}</ol></section>`}`;
+      <span class="muted">${date(step.time)}</span> ${step.change} ${step.versionBefore && `${step.versionBefore} → `}${step.versionNow} <span class="muted">by ${fileName(step.package)}</span></li>`)}</ol></section>`}`;
 }
 
 function RemoveDialog({ application, why, onClose }) {
@@ -151,7 +151,7 @@ function History() {
       <span class="muted">${date(event.time)}</span> <span class="strong">${event.kind}</span>
       <${Badge} state=${event.interrupted || event.result === 2 ? 'error' : event.result === 3 ? 'warning' : 'done'}>${event.interrupted ? 'interrupted' : kWords[event.result] ?? 'no result'}<//>
       <span>${event.changes.filter((one) => one.thing === 'application').map((one) => `${one.id} ${one.change}${one.versionNow ? ` ${one.versionNow}` : ''}`).join(', ') || 'nothing changed'}</span>
-      <span class="muted small-text">${event.packages.map((one) => `${one.file} (${octets(one.octets)})`).join(', ')}</span></li>`)}</ol>`;
+      <span class="muted small-text">${event.packages.map((one) => `${fileName(one.file)} (${octets(one.octets)})`).join(', ')}</span></li>`)}</ol>`;
   }}<//></section>`;
 }
 

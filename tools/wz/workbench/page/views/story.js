@@ -93,7 +93,7 @@ export function StoryView() {
       <${VirtualList} label="Events" items=${shown} keyOf=${(one) => one.sequence} selected=${at} follows=${!opened} onSelect=${(one) => refine({ at: one.sequence })} onPress=${() => bringBelow('.story-side')}
         empty=${all === 0 ? html`<${Empty} icon="story" title="Nothing has happened yet"><p>Start an application, install a package or send a message.</p><//>`
           : html`<${Empty} icon="search" title="No event fits"><${Button} small onClick=${() => refine({ q: '', lane: '', source: '', level: '' })}>Show all ${count(all)}<//><//>`}
-        row=${(one) => html`<span class="cell time">${clock(one.at)}</span><span class="cell source"><i class="lane-mark ${one.lane}" aria-hidden="true"></i>${one.source}</span>
+        row=${(one) => html`<span class="cell time">${clock(one.at)}</span><span class="cell source"><i class="lane-mark lane-${one.lane}" aria-hidden="true"></i>${one.source}</span>
           <span class="cell kind">${one.severity && html`<${Icon} name=${one.severity} size=${12} title=${one.severity} /> `}${one.title}</span><span class="cell text">${one.text}</span>`} /></section>
     <section class="side-panel story-side" aria-label="Chosen event" tabindex="0">${row ? html`<${EventDetails} key=${`${opened?.name ?? ''} ${row.sequence}`} row=${row} story=${story} />`
       : html`<${Empty} icon="story" title="Choose an event"><p>Its cause and what followed from it stand here.</p><//>`}</section>
