@@ -119,15 +119,19 @@ bool runSignCommand(const std::string& command, const std::string& signer, std::
   int ends[2];
   if (input.get() < 0 || pipe2(ends, O_CLOEXEC) != 0) return fail(error, "cannot run " + command);
   Descriptor reading(ends[0]), writing(ends[1]);
-  pid_t process = -1;
-  errno = start(command, signer, input.get(), writing.get(), process);
-  if (errno != 0) return fail(error, "cannot run " + command);
+  int failure = 0;
+  const pid_t process = startKilledBeforeRemoval([&] {
+    pid_t started = -1;
+    failure = start(command, signer, input.get(), writing.get(), started);
+    return failure == 0 ? started : -1;
+  });
+  errno = failure;
+  if (failure != 0) return fail(error, "cannot run " + command);
   writing.reset();
-  killBeforeRemoval(process);
   const std::string result = readAll(reading.get());
   reading.reset();
   const int status = awaitEnd(process);
-  killBeforeRemoval(0);
+  forgetKilledBeforeRemoval();
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
     error = "the sign command failed (" +
             (WIFEXITED(status) ? "exit code " + std::to_string(WEXITSTATUS(status))

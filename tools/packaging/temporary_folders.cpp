@@ -106,9 +106,16 @@ void leaveFoldersToParent() {
   pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-void killBeforeRemoval(pid_t child) {
+pid_t startKilledBeforeRemoval(const std::function<pid_t()>& start) {
   const wzapp::MutexLock lock(shared().mutex);
-  shared().child = child;
+  const pid_t child = start();
+  shared().child = child > 0 ? child : 0;
+  return child;
+}
+
+void forgetKilledBeforeRemoval() {
+  const wzapp::MutexLock lock(shared().mutex);
+  shared().child = 0;
 }
 
 bool makeTemporaryFolder(std::string& pattern) {

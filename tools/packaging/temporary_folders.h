@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 
 namespace packaging {
@@ -19,9 +20,12 @@ bool removeFoldersOnSignals();
 /// parent.
 void leaveFoldersToParent();
 
-/// A child to be killed before the folders are removed, because it writes into them or works for
-/// nobody then; 0: none.
-void killBeforeRemoval(pid_t child);
+/// Starts a child that is to be killed before the folders are removed, because it writes into them
+/// or works for nobody then. No signal ends this process between its start and that. `start` gives
+/// its process id, or none above 0 when there is no child; so does this, in a forked child, too.
+pid_t startKilledBeforeRemoval(const std::function<pid_t()>& start);
+/// Forgets that child, which has ended.
+void forgetKilledBeforeRemoval();
 
 /// mkdtemp(3). False with errno.
 [[nodiscard]] bool makeTemporaryFolder(std::string& pattern);

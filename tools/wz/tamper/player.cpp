@@ -124,7 +124,7 @@ bool runHost(const std::string& terminal, const std::string& host, std::vector<s
     error = std::string("cannot make a pipe: ") + std::strerror(errno);
     return false;
   }
-  const pid_t child = fork();
+  const pid_t child = packaging::startKilledBeforeRemoval([] { return fork(); });
   if (child == 0) become(terminal, host, ends[1]);
   close(ends[1]);
   if (child < 0) {
@@ -132,7 +132,6 @@ bool runHost(const std::string& terminal, const std::string& host, std::vector<s
     error = std::string("cannot start ") + host + ": " + std::strerror(errno);
     return false;
   }
-  packaging::killBeforeRemoval(child);
   std::string text;
   const bool isOver = readAll(ends[0], text);
   close(ends[0]);
@@ -140,7 +139,7 @@ bool runHost(const std::string& terminal, const std::string& host, std::vector<s
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  packaging::killBeforeRemoval(0);
+  packaging::forgetKilledBeforeRemoval();
   log = linesOf(text);
   if (!isOver) {
     error = host + " was not done after " + std::to_string(kLongestRun.count()) + " s";

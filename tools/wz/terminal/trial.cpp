@@ -24,7 +24,7 @@ namespace {
 template <typename Body>
 int inChild(const Body& body) {
   std::fflush(nullptr);
-  const pid_t child = _Fork();
+  const pid_t child = packaging::startKilledBeforeRemoval([] { return _Fork(); });
   if (child == 0) {
     packaging::leaveFoldersToParent();
     int code = kEnvironment;
@@ -38,11 +38,10 @@ int inChild(const Body& body) {
     std::fflush(nullptr);
     _exit(code);
   }
-  packaging::killBeforeRemoval(child > 0 ? child : 0);
   int status = 0;
   while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  packaging::killBeforeRemoval(0);
+  packaging::forgetKilledBeforeRemoval();
   if (child <= 0 || !WIFEXITED(status)) return kEnvironment;
   leaveJsonToChild();
   return WEXITSTATUS(status);
