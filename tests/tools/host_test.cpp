@@ -159,7 +159,7 @@ TEST_F(HostTest, AProgramThatFailsIsNoAnswerAndSaysWhy) {
         host(std::string(R"({"name": "ASK", "exec": )") + row.program + "}", {"--count", "1"}));
     ASSERT_TRUE(desk.awaitOutput("playing desk"));
 
-    EXPECT_EQ(ask("{}", {"--timeout", "1"}).code, kNothingCame) << row.program;
+    EXPECT_EQ(ask("{}", {"--timeout", "0.2"}).code, kNothingCame) << row.program;
     EXPECT_EQ(desk.wait(), kDone);
     EXPECT_THAT(desk.errors(), HasSubstr(row.message));
     EXPECT_THAT(linesOf(desk.out()), Contains("  desk does not answer wz"));
