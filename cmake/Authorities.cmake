@@ -112,6 +112,8 @@ if(WZAPP_AUTHORITIES)
   target_link_libraries(wzapp_development_roots PRIVATE wzapp_options)
 else()
   _wzapp_add_certificates(wzapp_development_roots roots ${_keys}/roots)
+  target_sources(wzapp_development_roots PRIVATE
+    ${PROJECT_SOURCE_DIR}/tools/wz/terminal/development_table.cpp)
 endif()
 target_include_directories(wzapp_development_roots PUBLIC
   ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tools)

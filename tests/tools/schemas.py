@@ -112,6 +112,18 @@ def run_lines(code, *arguments, meanwhile=None, awaited=""):
     return [line.get("event", "end") for line in lines]
 
 
+def run_matrix(code, *arguments):
+    """The lines of a matrix, which end with a document, whatever the code."""
+    what = "wz matrix " + " ".join(arguments)
+    done = subprocess.run([wz, "matrix", *arguments], capture_output=True, text=True, check=False)
+    ended(code, done, what)
+    lines = [json.loads(line) for line in done.stdout.splitlines()]
+    for line in lines[:-1]:
+        expect("matrix-line.schema.json", line, what)
+    expect("matrix.schema.json", lines[-1], what)
+    return lines
+
+
 # What differs from build to build, by its key.
 CHANGING = {"octets", "size", "serial", "serialOctets", "subjectKeyId", "authorityKeyId", "validFrom",
             "validTo", "issuer", "dates", "authorities", "detail", "acceptance", "version", "found", "time", "sha256"}
@@ -185,6 +197,15 @@ with tempfile.TemporaryDirectory() as folder:
     run(1, "tamper", "--json", "bad.zip", "-o", "other")
     run(2, "tamper", "--json", "shop.zip")
     run(3, "tamper", "--json", "lab", "--run", "true")
+    for arguments in (["--together"], ["-o", "found.jsonl"], ["--ungrouped", "--shard", "1/2"]):
+        run_matrix(0, "--json", "shop.zip", "--terminals", "desk", *arguments)
+    found = run_matrix(1, "--json", "shop.zip", "bad.zip", "--terminals", "desk", "-o", "found.jsonl")
+    if found != run_matrix(1, "--json", "--merge", "found.jsonl"):
+        complain("wz matrix --merge", "prints other lines than what it merges")
+    expect_refused("matrix-line.schema.json", {**found[-2], "code": ""}, "a refusal without a code")
+    expect_refused("matrix-line.schema.json", {**found[-2], "event": "package"}, "a cell that calls itself a package")
+    run_matrix(3, "--json", "nowhere.zip", "--terminals", "desk")
+    run_matrix(3, "--json", "shop.zip", "--terminals", "nowhere")
     golden("install", run(0, "install", "--json", "--terminal", "desk", "shop.zip"))
     golden("install-cut-off", run(1, "install", "--json", "--terminal", "desk", "bad.zip"))
     golden("list", run(0, "list", "--json", "--terminal", "desk"))
@@ -233,7 +254,7 @@ with tempfile.TemporaryDirectory() as folder:
 
     # The wrong command line, and what is not there, of each command.
     for command in ("terminal create", "terminal show", "new", "pack", "check", "inspect", "install", "list",
-                    "remove", "keys init", "keys issue", "keys rotate", "keys show", "certs", "explain", "notify", "history", "diff", "why", "replay", "doctor", "tamper",
+                    "remove", "keys init", "keys issue", "keys rotate", "keys show", "certs", "explain", "notify", "history", "diff", "why", "replay", "doctor", "tamper", "matrix",
                     "run", "host", "listen", "reply"):
         run(2, *command.split(), "--json", "--no-such-option")
     golden("no-such-option", run(2, "list", "--json", "--terminl", "desk"))
@@ -266,6 +287,8 @@ with tempfile.TemporaryDirectory() as folder:
                       ["list", "--json", "--terminal", "desk"], ["keys", "show", signer],
                       ["history", "--terminal", "desk"], ["history", "--json", "--terminal", "desk"],
                       ["why", "--terminal", "desk", "shop"], ["why", "--log", "install.log"],
+                      ["matrix", "shop.zip", "--terminals", "desk"],
+                      ["matrix", "--json", "shop.zip", "--terminals", "desk"],
                       ["diff", "shop.zip", "shop.zip"], ["install", "--dry-run", "--terminal", "desk", "shop.zip"],
                       ["keys", "show", "--json", signer], ["pack", "shop", "-o", "shop.zip"],
                       ["install", "--terminal", "desk", "shop.zip"], ["list", "--terminal", "desk"],

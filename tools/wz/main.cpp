@@ -21,7 +21,7 @@
 namespace {
 
 // Tell things as they happen.
-constexpr std::string_view kTelling[] = {"run", "host", "listen", "reply", "workbench"};
+constexpr std::string_view kTelling[] = {"run", "host", "listen", "reply", "workbench", "matrix"};
 
 // The words of the command stand before its options.
 void promiseJsonIfAsked(int argc, char** argv) {
@@ -108,6 +108,7 @@ int runCommandLine(int argc, char** argv) {
   wz::addMessageCommands(app, action);
   wz::addKeyCommands(app, action);
   wz::addPackageCommands(app, action);
+  wz::addMatrixCommand(app, action);
   wz::addStoryCommands(app, action);
   wz::addHelpCommand(app, action);
   wz::addCompletionCommand(app, action);

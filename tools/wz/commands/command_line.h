@@ -34,6 +34,7 @@ void addRunCommands(CLI::App& app, Action& action);       ///< run, replay, exec
 void addMessageCommands(CLI::App& app, Action& action);   ///< listen, notify, reply
 void addKeyCommands(CLI::App& app, Action& action);       ///< keys, certs
 void addPackageCommands(CLI::App& app, Action& action);   ///< new, pack, inspect, install and so on
+void addMatrixCommand(CLI::App& app, Action& action);     ///< matrix
 void addStoryCommands(CLI::App& app, Action& action);     ///< history, diff, why
 void addHelpCommand(CLI::App& app, Action& action);       ///< help
 void addCompletionCommand(CLI::App& app, Action& action);  ///< completion

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "wz/reports/json_document_line.h"
 #include "wz/reports/output.h"
 #include "wz/words/codes.h"
 
@@ -74,24 +75,41 @@ void printWithout(const std::string& command, bool ok, const Diagnostics& diagno
   printJsonObject(body, inOneLine);
 }
 
+void putDocument(JsonWriter& writer, const std::string& command, bool ok,
+                 const std::function<void(JsonWriter& writer)>& body,
+                 const std::function<void()>& putDiagnostics) {
+  beginDocument(writer, command, ok);
+  writer.Key("result");
+  writer.StartObject();
+  body(writer);
+  writer.EndObject();
+  writer.Key("diagnostics");
+  writer.StartArray();
+  putDiagnostics();
+  writer.EndArray();
+}
+
 }  // namespace
 
 void printJsonDocument(const std::string& command, bool ok, const Diagnostics& diagnostics,
                        const std::function<void(JsonWriter& writer)>& body) {
   promise.isKept = true;
   printJsonObject([&](JsonWriter& writer) {
-    beginDocument(writer, command, ok);
-    writer.Key("result");
-    writer.StartObject();
-    body(writer);
-    writer.EndObject();
-    writer.Key("diagnostics");
-    writer.StartArray();
-    for (const Diagnostic& diagnostic : diagnostics) putDiagnostic(writer, diagnostic);
-    for (const std::string& message : collectedMessages()) {
-      if (isRemark(message)) putMessage(writer, message);
-    }
-    writer.EndArray();
+    putDocument(writer, command, ok, body, [&] {
+      for (const Diagnostic& diagnostic : diagnostics) putDiagnostic(writer, diagnostic);
+      for (const std::string& message : collectedMessages()) {
+        if (isRemark(message)) putMessage(writer, message);
+      }
+    });
+  });
+}
+
+std::string jsonDocumentLine(const std::string& command, bool ok, const Diagnostics& diagnostics,
+                             const std::function<void(JsonWriter& writer)>& body) {
+  return jsonLine([&](JsonWriter& writer) {
+    putDocument(writer, command, ok, body, [&] {
+      for (const Diagnostic& diagnostic : diagnostics) putDiagnostic(writer, diagnostic);
+    });
   });
 }
 

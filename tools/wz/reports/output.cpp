@@ -11,6 +11,7 @@
 
 #include "support/file_system.h"
 #include "support/mutex.h"
+#include "wz/reports/lost_output.h"
 
 namespace wz {
 namespace {
@@ -146,6 +147,11 @@ void noteMessage(std::string_view message) {
 std::vector<std::string> collectedMessages() {
   const wzapp::MutexLock lock(writeMutex);
   return messages;
+}
+
+bool hasLostOutput() {
+  const wzapp::MutexLock lock(writeMutex);
+  return lostOutput != 0;
 }
 
 bool reportLostOutput() {

@@ -4,6 +4,7 @@
 
 #include <span>
 
+#include "crypto/authorities.h"
 #include "support/byte_view.h"
 
 namespace wz {
@@ -15,6 +16,10 @@ struct DevelopmentRoot {
 
 /// Sorted by name. None: a product's own authorities were compiled in.
 [[nodiscard]] std::span<const DevelopmentRoot> developmentRoots();
+
+/// The table of authorities that is compiled in, without a question to the platform whether the
+/// terminal that this process plays has another.
+[[nodiscard]] std::span<const wzapp::Authority> compiledInTable();
 
 }  // namespace wz
 

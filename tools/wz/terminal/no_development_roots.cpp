@@ -7,4 +7,6 @@ namespace wz {
 
 std::span<const DevelopmentRoot> developmentRoots() { return {}; }
 
+std::span<const wzapp::Authority> compiledInTable() { return wzapp::authorities(); }
+
 }  // namespace wz

@@ -92,6 +92,16 @@ constexpr Code kCodes[] = {
      .causes = "It is not installed in this folder or above it.",
      .repair = "Install it where the tests are; the browser is the machine's.",
      .command = "PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 npm install --save-dev @playwright/test"},
+    {.id = "WZ-1012",
+     .severity = Severity::kError,
+     .title = "A trial came to no end",
+     .rule = "Each package is tried on each terminal in a process that a time is set to, so that "
+             "one trial costs no other.",
+     .causes =
+         "The time was too short for the package or the machine, there was too little memory, "
+         "or the library has a defect that the package finds.",
+     .repair = "Try that package and that terminal alone, with more time; report what still ends.",
+     .command = "wz matrix FILE --terminals DIR --timeout 600"},
 };
 
 }  // namespace

@@ -185,6 +185,20 @@ constexpr Code kCodes[] = {
          "line of its own.",
      .causes = "The lines above it say why; a removal that was asked for has none.",
      .repair = "Nothing is to be repaired where the removal was asked for."},
+    {.id = "WZ-0521",
+     .severity = Severity::kWarning,
+     .title = "The package is installed, and something else vanishes",
+     .rule = "Each installation judges everything that is installed, not the package alone.",
+     .causes = "What vanishes imports what the package no longer exports, or could not have stayed "
+               "through any installation.",
+     .repair = "Try the package on a copy of the terminal: it says what vanishes, and why.",
+     .command = "wz install --dry-run FILE --terminal DIR"},
+    {.id = "WZ-0522",
+     .severity = Severity::kWarning,
+     .title = "The package takes the place of something newer",
+     .rule = "Terminals do not compare versions: what is installed last is what is there.",
+     .causes = "An older package than the one that is installed.",
+     .repair = "Leave the terminal out, or install the newer package."},
 };
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 namespace wz {
 
+std::string versionNumber() { return WZ_VERSION; }
+
 std::string versionText(bool trustsDevelopmentKeys, const std::string& table) {
   std::string text = "wz " WZ_VERSION "\nplatform: workstation";
   if (trustsDevelopmentKeys) {
