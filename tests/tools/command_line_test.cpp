@@ -357,6 +357,41 @@ TEST(DidYouMeanTest, AnOption) {
             "wz: there is no option --terminl; did you mean --terminal? (see wz list --help)\n");
 }
 
+TEST(DidYouMeanTest, ACommandBelowAnother) {
+  EXPECT_EQ(runWz({"keys", "shw", "x"}).errors,
+            "wz: there is no command keys shw; did you mean show? (see wz --help)\n");
+  EXPECT_EQ(runWz({"keys"}).errors,
+            "wz: name one of its commands: init, issue, rotate, show; see wz keys --help\n");
+  EXPECT_EQ(runWz({"--versio"}).errors,
+            "wz: there is no option --versio; did you mean --version? (see wz --help)\n");
+}
+
+struct Answer {
+  Arguments arguments;
+  const char* words;
+};
+
+TEST(ShortAnswerTest, WhatIsWantedIsSaid) {
+  const Answer answers[] = {
+      {{"terminal", "create", "x", "--memory", "much"},
+       "--memory: a number is wanted, not much; see wz terminal create --help"},
+      {{"listen", "a", "b", "--timeout"}, "--timeout: SECONDS is missing; see wz listen --help"},
+      {{"run", "x", "--keys", "300"},
+       "--keys: a number from 0 to 255 is wanted, not 300; see wz run --help"},
+      {{"keys", "show", "x", "--within", "-1"},
+       "--within: a number from 0 to 100000 is wanted, not -1; see wz keys show --help"},
+      {{"inspect", "x", "--verbose", "--quiet"},
+       "--quiet excludes --verbose; see wz inspect --help"},
+      {{"keys", "issue", "x", "--role", "boss"},
+       "--role: application or manifest is wanted, not boss; see wz keys issue --help"},
+  };
+  for (const Answer& answer : answers) {
+    const ProgramResult result = runWz(answer.arguments);
+    EXPECT_EQ(result.code, kUsage);
+    EXPECT_EQ(result.errors, std::string("wz: ") + answer.words + "\n");
+  }
+}
+
 TEST(ShortAnswerTest, ANumberThatIsTooSmall) {
   EXPECT_EQ(runWz({"listen", "a", "b", "--timeout", "0"}).errors,
             "wz: --timeout: a number above 0 is wanted, not 0; see wz listen --help\n");

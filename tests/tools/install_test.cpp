@@ -236,7 +236,11 @@ class UsersTerminal {
   }
 
   // In the program's process.
-  void becomeOutput() const { dup2(program_, STDOUT_FILENO); }
+  void becomeOutput() const {
+    for (const int file : {STDOUT_FILENO, STDERR_FILENO}) dup2(program_, file);
+    setenv("TERM", "xterm", 1);
+    setenv("NO_COLOR", "1", 1);
+  }
 
   // Everything that was shown, once the program has ended.
   const std::string& shown() {
@@ -273,7 +277,23 @@ TEST_F(InstallTest, AUsersTerminalHasALiveLineBelowTheLog) {
               AllOf(HasSubstr("\r\x1B[2KFound shop-O.zip\r\n"),
                     HasSubstr("package 1 of 1: shop.zip, archive 2: shop.zip\r\x1B[2K"),
                     HasSubstr("marketplace manifests: SHOP\r\x1B[2K"),
-                    HasSubstr("\r\x1B[2K\r\ninstalled shop 1.2\r\n")));
+                    HasSubstr("Overall result: OK\r\n\r\ninstalled shop 1.2\r\n")));
+}
+
+// As behind `| head`: what it is about is done all the same.
+TEST_F(InstallTest, WithoutAReaderItIsDoneToItsEnd) {
+  const std::string package = pack("shop.zip");
+  int pipe[2];
+  ASSERT_EQ(pipe2(pipe, O_CLOEXEC), 0);
+  close(pipe[0]);
+
+  const ProgramResult result = runWz({"install", "--terminal", terminal_, package},
+                                     [&pipe] { dup2(pipe[1], STDOUT_FILENO); });
+  close(pipe[1]);
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: cannot write to standard output: Broken pipe\n");
+  EXPECT_THAT(installed(), ElementsAre("shop"));
 }
 
 // ---- Failures ----------------------------------------------------------------------------------

@@ -1,10 +1,17 @@
 #include "tools/wz/reports/output.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <ostream>
 #include <string>
 #include <string_view>
+
+#include "tools/wz/reports/screen.h"
 
 namespace wz {
 namespace {
@@ -47,6 +54,45 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"TooLarge", "\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},
                     Row{"NoLead", "\xFF", "\\xff"}),
     [](const testing::TestParamInfo<Row>& row) { return row.param.name; });
+
+using std::chrono::milliseconds;
+
+TEST(ProgressTest, SaysHowFarItIsAndHowMuchIsLeft) {
+  EXPECT_EQ(progressText("making keys", 5, 0, milliseconds(2600)), "making keys: 3 s");
+  EXPECT_EQ(progressText("making keys", 4, 12, milliseconds(2000)),
+            "making keys: 4 of 12, about 4 s left");
+  EXPECT_EQ(progressText("making keys", 12, 12, milliseconds(6000)), "making keys: 12 of 12, 6 s");
+}
+
+// In a process of its own, whose outputs are a terminal.
+TEST(ProgressTest, ShowsItselfBelowAllElseAndIsGone) {
+  const int screen = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_TRUE(screen >= 0 && grantpt(screen) == 0 && unlockpt(screen) == 0);
+  const int held = open(ptsname(screen), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  const pid_t child = fork();
+  if (child == 0) {
+    for (const int file : {STDOUT_FILENO, STDERR_FILENO}) dup2(held, file);
+    setenv("TERM", "xterm", 1);
+    Progress progress("making keys", 13, milliseconds(0));
+    progress.step();
+    printLine("done");
+    _exit(0);
+  }
+  ASSERT_EQ(waitpid(child, nullptr, 0), child);
+  char shown[512] = "";
+  ASSERT_GT(read(screen, shown, sizeof(shown) - 1), 0);
+  for (const int end : {screen, held}) close(end);
+
+  EXPECT_STREQ(shown, "\r\033[2Kmaking keys: 1 of 13, about 0 s left\r\033[2Kdone\r\n");
+}
+
+TEST(PaintedTest, WhatIsNoScreenGetsNoColour) {
+  int pipe[2];
+  ASSERT_EQ(::pipe(pipe), 0);
+  EXPECT_FALSE(isScreen(pipe[1]));
+  EXPECT_EQ(painted(pipe[1], "refused: shop.zip"), "refused: shop.zip");
+  for (const int end : pipe) close(end);
+}
 
 TEST(JoinedTest, EveryTextKeepsItsPlace) {
   EXPECT_EQ(joined({}), "");

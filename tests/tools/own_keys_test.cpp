@@ -42,9 +42,9 @@ class OwnKeysTest : public testing::Test {
   }
 
   // Where the making is not what is tested: it takes seconds.
-  void giveKeys(const std::string& user) const {
+  void giveKeys(const std::string& user, const std::string& keys = madeKeys()) const {
     fs::create_directories(dataOf(user) + "/wzapp");
-    fs::copy(madeKeys(), dataOf(user) + "/wzapp/keys", fs::copy_options::recursive);
+    fs::copy(keys, dataOf(user) + "/wzapp/keys", fs::copy_options::recursive);
   }
 
   [[nodiscard]] std::string dataOf(const std::string& user) const { return folder_ / user; }
@@ -78,6 +78,7 @@ TEST_F(OwnKeysTest, AFreshKitPacksForItsOwnTerminals) {
 
 // Users of one kit do not trust each other's keys.
 TEST_F(OwnKeysTest, EveryUserHasKeysOfHisOwn) {
+  giveKeys("ann", DEVELOPMENT_KEYS);
   giveKeys("bob");
   ASSERT_EQ(runAs("ann", {"pack", app_.path(), "-o", fileOf("ann")}).code, 0);
   ASSERT_EQ(runAs("bob", {"terminal", "create", folder_ / "desk"}).code, 0);

@@ -389,6 +389,21 @@ TEST_F(PackTest, APackageIsCheckedLikeItsFolder) {
                                         "there [WZ-0813]"));
 }
 
+// A terminal that states the version of its browser is warned for.
+TEST_F(PackTest, WhatIsNewerThanTheTerminalsEngineIsToldOf) {
+  app_.write("app.js", "const a = b?.c;");
+  const std::string desk = folder_ / "desk";
+  ASSERT_EQ(runWz({"terminal", "create", desk, "--engine", "70"}).code, 0);
+  const std::string warning =
+      "app.js:1:12: warning: optional chaining needs version 80 of the browser, and the terminal "
+      "has 70 [WZ-0816]\n";
+
+  EXPECT_THAT(runWz({"check", app_.path(), "--terminal", desk}).out, HasSubstr(warning));
+  EXPECT_THAT(runWz({"check", app_.path()}).out, Not(HasSubstr("WZ-0816")));
+  EXPECT_THAT(pack({app_.path(), "--terminal", desk}, DEVELOPMENT_KEYS).errors, HasSubstr(warning));
+  EXPECT_EQ(runWz({"check", app_.path(), "--terminal", folder_ / "none"}).code, kEnvironment);
+}
+
 TEST_F(PackTest, AFolderIsCheckedInJson) {
   const ProgramResult result = runWz({"check", "--json", app_.path()});
 

@@ -155,21 +155,6 @@ def golden(name, document):
         complain(name, "is another document than " + str(path) + ":\n" + "\n".join(lines))
 
 
-def lost(*arguments):
-    """Output that cannot be written ends every command with 3 and a message."""
-    what = "wz " + " ".join(arguments)
-    with open("/dev/full", "w") as full:
-        done = subprocess.run([wz, *arguments], stdout=full, stderr=subprocess.PIPE, text=True, check=False)
-    ended(3, done, what + " >/dev/full")
-    if "cannot write to standard output: No space left on device" not in done.stderr:
-        complain(what + " >/dev/full", "says " + done.stderr)
-    done = subprocess.run([wz, *arguments], stderr=subprocess.PIPE, text=True, check=False,
-                          preexec_fn=lambda: os.close(1))
-    ended(3, done, what + " >&-")
-    if "cannot write to standard output: Bad file descriptor" not in done.stderr:
-        complain(what + " >&-", "says " + done.stderr)
-
-
 os.environ.pop("WZ_TERMINAL", None)
 keys = pathlib.Path(wz).parent.parent / "keys"
 with tempfile.TemporaryDirectory() as folder:
@@ -255,11 +240,12 @@ with tempfile.TemporaryDirectory() as folder:
     # The wrong command line, and what is not there, of each command.
     for command in ("terminal create", "terminal show", "new", "pack", "check", "inspect", "install", "list",
                     "remove", "keys init", "keys issue", "keys rotate", "keys show", "certs", "explain", "notify", "history", "diff", "why", "replay", "doctor", "tamper", "matrix",
-                    "run", "host", "listen", "reply"):
+                    "run", "host", "listen", "reply", "test"):
         run(2, *command.split(), "--json", "--no-such-option")
     golden("no-such-option", run(2, "list", "--json", "--terminl", "desk"))
     run(2, "certs", "--json", "--terminal", "desk", "-o", "-")
     run(2, "replay", "--json", "nowhere.jsonl", "shop")
+    run(2, "test", "--json", "nowhere")
     run(3, "terminal", "create", "--json", "desk")
     run(3, "terminal", "show", "--json", "nowhere")
     run(3, "new", "--json", "shop")
@@ -280,25 +266,6 @@ with tempfile.TemporaryDirectory() as folder:
     run(1, "why", "--json", "--log", "shop/index.html")
     run(3, "notify", "--json", "--terminal", "nowhere", "till", "PAY")
     run(3, "listen", "--json", "--terminal", "nowhere", "till", "PAY")
-
-    for arguments in (["explain"], ["explain", "--json"], ["check", "shop"], ["check", "--json", "shop"],
-                      ["inspect", "shop.zip"], ["inspect", "--json", "shop.zip"],
-                      ["inspect", "--terminal", "desk", "shop.zip"],
-                      ["list", "--json", "--terminal", "desk"], ["keys", "show", signer],
-                      ["history", "--terminal", "desk"], ["history", "--json", "--terminal", "desk"],
-                      ["why", "--terminal", "desk", "shop"], ["why", "--log", "install.log"],
-                      ["matrix", "shop.zip", "--terminals", "desk"],
-                      ["matrix", "--json", "shop.zip", "--terminals", "desk"],
-                      ["diff", "shop.zip", "shop.zip"], ["install", "--dry-run", "--terminal", "desk", "shop.zip"],
-                      ["keys", "show", "--json", signer], ["pack", "shop", "-o", "shop.zip"],
-                      ["install", "--terminal", "desk", "shop.zip"], ["list", "--terminal", "desk"],
-                      ["terminal", "show", "desk"],
-                      ["terminal", "show", "--json", "desk"], ["list", "--json", "--no-such-option"],
-                      ["certs", "--terminal", "desk", "-o", "desk.tar"],
-                      ["certs", "--terminal", "desk", "-o", "-"], ["host", "--example"],
-                      ["host", "--schema"], ["completion", "bash"], ["help"], ["help", "pack"], ["--help"],
-                      ["--version"], ["doctor"]):
-        lost(*arguments)
 
     pathlib.Path("shop/manifest.mft").write_text('{"application": {"id": "shop"}, "sponsers": []}')
     golden("check-warnings", run(0, "check", "--json", "shop"))

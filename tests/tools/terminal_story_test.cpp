@@ -355,6 +355,29 @@ TEST_F(TerminalStoryTest, ADryRunSaysWhatWouldVanishAndWhy) {
                                 HasSubstr("would reject " + (folder_ / "shop-1.3.zip"))));
 }
 
+// On a flash of 12 MiB, 8 of which are a reserve.
+TEST_F(TerminalStoryTest, ADryRunAsksWhetherThereIsRoom) {
+  const SampleApplication app;
+  app.write("big.bin", std::string(std::size_t{6} << 20, 'x'));
+  const std::string package = folder_ / "shop.zip";
+  ASSERT_EQ(runWz({"pack", app.path(), "-o", package, "--keys", DEVELOPMENT_KEYS}).code, 0);
+  const std::string command =
+      std::string(WZ_PROGRAM) + " install --dry-run --terminal " + terminal_ + " " + package;
+  const ProgramResult roomy = runProgram("/bin/sh", {"-c", command});
+  const ProgramResult full = runProgram(
+      "/usr/bin/unshare",
+      {"-rm", "/bin/sh", "-c",
+       "mount -t tmpfs -o size=12m flash " + terminal_ + "/flash || exit 77; " + command});
+  if (full.code == 77) GTEST_SKIP() << "no file system can be mounted here: " << full.errors;
+
+  EXPECT_EQ(roomy.code, 0) << roomy.out << roomy.errors;
+  EXPECT_EQ(full.code, kRejected) << full.errors;
+  EXPECT_THAT(full.out, AllOf(HasSubstr("no application would change\nwould reject " + package +
+                                        "\n  the terminal's flash has no room for shop: its files "
+                                        "take 62915"),
+                              HasSubstr("repair of WZ-0103: Free space on the terminal")));
+}
+
 // What one of them exports, the other may import.
 TEST_F(TerminalStoryTest, ASetWithDependenciesIsTriedTogether) {
   const std::string till = pack("till", "1.0", kExports);

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <rapidjson/document.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
@@ -73,6 +74,59 @@ TEST_F(TestCommandTest, FailedTestsAreAFailure) {
   folder_.write("shop/tests/code", "1");
 
   EXPECT_EQ(test({folder_ / "shop/tests"}).code, kFailed);
+}
+
+constexpr char kReport[] = R"({"suites": [{"title": "till.spec.js", "file": "till.spec.js",
+  "specs": [{"title": "adds", "file": "till.spec.js", "line": 3, "column": 1,
+             "tests": [{"status": "expected", "results": [{"status": "passed", "duration": 7}]}]}],
+  "suites": [{"title": "a card", "specs": [
+    {"title": "is refused", "file": "till.spec.js", "line": 9, "column": 3, "tests": [
+      {"status": "unexpected", "results": [{"status": "failed", "duration": 12,
+       "error": {"message": "\u001b[31mwrong\u001b[39m amount\nsecond line"}}]}]},
+    {"title": "is late", "file": "till.spec.js", "line": 12, "column": 3, "tests": [
+      {"status": "skipped", "results": []}]}]}]}],
+  "errors": []})";
+
+TEST_F(TestCommandTest, JsonTellsOfEveryTest) {
+  install("@playwright/test");
+  install("wzapp-playwright");
+  folder_.write("report", kReport);
+  program("node", R"(case "$1" in --version) echo v20.1.0; exit;; esac
+echo "chatter: $*"; cat ../../report >"$PLAYWRIGHT_JSON_OUTPUT_NAME"; exit 1)");
+
+  const ProgramResult result = test({"--json", folder_ / "shop", "--", "--grep", "card"});
+  const ProgramResult quiet = test({"--quiet", folder_ / "shop"});
+
+  EXPECT_EQ(result.code, kFailed);
+  EXPECT_THAT(result.errors, HasSubstr("chatter: " + (folder_ / "shop/node_modules/") +
+                                       "@playwright/test/cli.js test --grep card "
+                                       "--reporter=json\n"));
+  rapidjson::Document document;
+  document.Parse(result.out.c_str());
+  ASSERT_TRUE(document.IsObject()) << result.out;
+  EXPECT_FALSE(document["ok"].GetBool());
+  const rapidjson::Value& told = document["result"];
+  EXPECT_EQ(told["passed"].GetInt(), 1);
+  EXPECT_EQ(told["failed"].GetInt(), 1);
+  EXPECT_EQ(told["skipped"].GetInt(), 1);
+  EXPECT_STREQ(told["tests"][1]["title"].GetString(), "a card > is refused");
+  EXPECT_STREQ(told["tests"][1]["error"].GetString(), "wrong amount\\nsecond line");
+  EXPECT_STREQ(document["diagnostics"][0]["code"].GetString(), "WZ-0930");
+  EXPECT_EQ(document["diagnostics"][0]["line"].GetInt(), 9);
+  EXPECT_EQ(quiet.code, kFailed);
+  EXPECT_THAT(quiet.out, testing::StartsWith("till.spec.js:9:3: error: a test failed: a card > is "
+                                             "refused [WZ-0930]\n  found: wrong amount\n"));
+}
+
+// As when its configuration cannot be read.
+TEST_F(TestCommandTest, ARunnerWithoutAReportIsNamed) {
+  install("@playwright/test");
+  install("wzapp-playwright");
+
+  const ProgramResult result = test({"--json", folder_ / "shop"});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.out, HasSubstr("the test runner has written no report"));
 }
 
 TEST_F(TestCommandTest, WhatIsMissingIsToldWithTheCure) {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <deque>
 #include <filesystem>
+#include <iterator>
 #include <system_error>
 #include <vector>
 
@@ -89,8 +90,11 @@ Issuer issuerOf(const Authority& authority) {
 }
 
 using Authorities = std::deque<Authority>;
+using OnKey = std::function<void()>;
 
-Authorities makeRoots(KeyFiles& files) {
+static_assert(std::size(kRoots) + std::size(kAuthorities) + std::size(kSigners) == kKeyCount);
+
+Authorities makeRoots(KeyFiles& files, const OnKey& onKey) {
   Authorities roots;
   for (const RootPlan& plan : kRoots) {
     const std::string number = std::to_string(roots.size() + 1);
@@ -100,11 +104,12 @@ Authorities makeRoots(KeyFiles& files) {
                                  "20100104000000Z", "21101231000000Z", {}};
     files.addPair(std::string(kRootsFolder) + "/" + plan.name,
                   makeCertificate(order, root.key, issuerOf(root)), root.key);
+    onKey();
   }
   return roots;
 }
 
-Authorities makeAuthorities(KeyFiles& files, const Authorities& roots) {
+Authorities makeAuthorities(KeyFiles& files, const Authorities& roots, const OnKey& onKey) {
   Authorities authorities;
   for (const AuthorityPlan& plan : kAuthorities) {
     const std::string number = std::to_string(authorities.size() + 1);
@@ -115,11 +120,12 @@ Authorities makeAuthorities(KeyFiles& files, const Authorities& roots) {
     const Authority& root = roots[plan.root];
     files.addPair(kAuthoritiesFolder + ("/" + number),
                   makeCertificate(order, authority.key, issuerOf(root)), authority.key);
+    onKey();
   }
   return authorities;
 }
 
-void makeSigners(KeyFiles& files, const Authorities& authorities) {
+void makeSigners(KeyFiles& files, const Authorities& authorities, const OnKey& onKey) {
   for (const SignerPlan& plan : kSigners) {
     const RsaKey key;
     const CertificateOrder order{Role::kSigner,
@@ -131,6 +137,7 @@ void makeSigners(KeyFiles& files, const Authorities& authorities) {
     const Authority& authority = authorities[plan.authority];
     files.addPair(std::string(kSignersFolder) + "/" + plan.name,
                   makeCertificate(order, key, issuerOf(authority)), key);
+    onKey();
   }
 }
 
@@ -144,22 +151,23 @@ std::string tableText() {
   return text;
 }
 
-void makeAll(const fs::path& directory) {
+void makeAll(const fs::path& directory, const OnKey& onKey) {
   struct stat status {};
   if (lstat(directory.c_str(), &status) == 0) failAt(directory, EEXIST);
   const fs::path above = directory.parent_path();
   if (access(above.c_str(), W_OK | X_OK) != 0) failAt(directory, errno);
   KeyFiles files;
-  const Authorities roots = makeRoots(files);
-  const Authorities authorities = makeAuthorities(files, roots);
-  makeSigners(files, authorities);
+  const Authorities roots = makeRoots(files, onKey);
+  const Authorities authorities = makeAuthorities(files, roots, onKey);
+  makeSigners(files, authorities, onKey);
   files.add(kTableFile, tableText(), 0644);
   files.write(directory);
 }
 
 }  // namespace
 
-bool makeKeyDirectory(const std::string& directory, std::string& error) {
+bool makeKeyDirectory(const std::string& directory, std::string& error,
+                      const std::function<void()>& onKey) {
   std::error_code failure;
   fs::path path = fs::absolute(directory, failure).lexically_normal();
   if (!path.has_filename()) path = path.parent_path();  // what ends in a "/"
@@ -168,7 +176,8 @@ bool makeKeyDirectory(const std::string& directory, std::string& error) {
     return false;
   }
   try {
-    makeAll(path);
+    makeAll(
+        path, onKey ? onKey : [] {});
     return true;
   } catch (const FileError& problem) {
     error = problem.text;

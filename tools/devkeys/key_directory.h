@@ -13,6 +13,8 @@
 #ifndef DEVKEYS_KEY_DIRECTORY_H
 #define DEVKEYS_KEY_DIRECTORY_H
 
+#include <cstddef>
+#include <functional>
 #include <string>
 
 namespace devkeys {
@@ -22,8 +24,11 @@ inline constexpr char kTableFile[] = "authorities.txt";
 
 /// Makes the key directory `directory`, which must not exist; the folder above it must. It appears
 /// complete or not at all, also when a signal ends the process meanwhile. False with a line of text
-/// in `error` for the user when that failed.
-[[nodiscard]] bool makeKeyDirectory(const std::string& directory, std::string& error);
+/// in `error` for the user when that failed. `onKey` is called behind each of kKeyCount keys.
+[[nodiscard]] bool makeKeyDirectory(const std::string& directory, std::string& error,
+                                    const std::function<void()>& onKey = nullptr);
+
+inline constexpr std::size_t kKeyCount = 13;
 
 }  // namespace devkeys
 

@@ -108,9 +108,10 @@ class Assembly {
   std::map<std::string, std::string> contents_;  // entry name -> octets
 };
 
-bool writeApplication(const ApplicationFolder& folder, const std::string& path,
-                      std::string& error) {
+bool writeApplication(const ApplicationOrder& order, const std::string& path, std::string& error) {
+  const ApplicationFolder& folder = order.folder;
   ZipWriter zip;
+  zip.setWatcher(order.watcher);
   if (!zip.create(path, error) ||
       !zip.addFile(folder.id + ".MFT", folder.manifest.path, ZipMethod::kDeflated, error)) {
     return false;
@@ -153,7 +154,7 @@ bool makePackage(const ApplicationOrder& order, const PackageSigners& signers,
   const std::string stem = applicationStem(order.folder.id);
   Assembly assembly;
   if (!assembly.begin(target, error) ||
-      !writeApplication(order.folder, assembly.pathOf(stem + ".zip"), error) ||
+      !writeApplication(order, assembly.pathOf(stem + ".zip"), error) ||
       !assembly.addInner(stem, signers.application.value(), error)) {
     return false;
   }

@@ -22,8 +22,9 @@ struct PackageSigners {
 /// An application, and the marketplace manifest without which a terminal removes it again.
 struct ApplicationOrder {
   ApplicationFolder folder;
-  std::vector<std::string> sponsors;  ///< of terminals that may have it
-  bool applicationOnly = false;       ///< without the marketplace manifest
+  std::vector<std::string> sponsors;   ///< of terminals that may have it
+  bool applicationOnly = false;        ///< without the marketplace manifest
+  std::function<void()> watcher = {};  ///< called behind each block of a file that goes in
 };
 
 /// The removal of an application.

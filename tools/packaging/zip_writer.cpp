@@ -51,6 +51,7 @@ bool ZipWriter::addFile(const std::string& name, const std::string& source, ZipM
       return false;
     }
     if (!write({block.data(), count})) return fail(error);
+    if (watcher_) watcher_();
   }
   if (std::ferror(file.get()) != 0) {
     error = "cannot read " + source + ": " + std::strerror(errno);

@@ -6,8 +6,10 @@
 #define PACKAGING_ZIP_WRITER_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace packaging {
 
@@ -28,6 +30,9 @@ class ZipWriter {
   ZipWriter& operator=(const ZipWriter&) = delete;
   ~ZipWriter();
 
+  /// Calls it behind each block that is read of a file.
+  void setWatcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
+
   /// Begins the archive `path`, which is replaced where it exists.
   [[nodiscard]] bool create(const std::string& path, std::string& error);
 
@@ -47,6 +52,7 @@ class ZipWriter {
   bool fail(std::string& error) const;
 
   void* archive_ = nullptr;  // minizip's
+  std::function<void()> watcher_;
   std::string path_;
 };
 

@@ -42,33 +42,6 @@ void promiseJsonIfAsked(int argc, char** argv) {
   }
 }
 
-// The arguments that the command does not take, in the order in which they were given.
-std::vector<std::string> unexpected(const CLI::App& app, int argc, char** argv) {
-  std::vector<std::string> rest = app.remaining(true);
-  std::vector<std::string> inOrder;
-  for (int i = 1; i < argc; ++i) {
-    const auto found = std::ranges::find(rest, argv[i]);
-    if (found == rest.end()) continue;
-    inOrder.push_back(*found);
-    rest.erase(found);
-  }
-  inOrder.insert(inOrder.end(), rest.begin(), rest.end());
-  return inOrder;
-}
-
-std::string wordsOf(const CLI::App& app, const CLI::ParseError& problem, int argc, char** argv) {
-  const std::vector<std::string> rest = unexpected(app, argc, argv);
-  if (rest.empty() || dynamic_cast<const CLI::ExtrasError*>(&problem) == nullptr) {
-    return problem.what();
-  }
-  const auto isOption = [](const std::string& word) { return word.size() > 1 && word[0] == '-'; };
-  const auto option = std::ranges::find_if(rest, isOption);
-  if (option != rest.end()) {
-    return "there is no option " + *option + wz::suggestedOption(app, *option);
-  }
-  return "not expected: " + wz::joined(rest, " ");
-}
-
 // "wz keys show"
 std::string commandOf(const CLI::App& app) {
   std::string words = app.get_name();
@@ -80,14 +53,15 @@ std::string commandOf(const CLI::App& app) {
 }
 
 // Help goes to standard output.
-int exitOf(const CLI::App& app, const CLI::ParseError& problem, int argc, char** argv) {
+int exitOf(const CLI::App& app, const CLI::ParseError& problem,
+           const std::vector<std::string>& words) {
   if (problem.get_exit_code() == 0) {
     std::ostringstream out, errors;
     app.exit(problem, out, errors);
     wz::printText(out.str());
     return wz::kDone;
   }
-  wz::printMessage(wz::withHelp(wordsOf(app, problem, argc, argv), commandOf(app)));
+  wz::printMessage(wz::withHelp(wz::usageWords(app, problem, words), commandOf(app)));
   return wz::kUsage;
 }
 
@@ -112,13 +86,12 @@ int runCommandLine(int argc, char** argv) {
   wz::addStoryCommands(app, action);
   wz::addHelpCommand(app, action);
   wz::addCompletionCommand(app, action);
+  wz::addVolumes(app);
   promiseJsonIfAsked(argc, argv);
+  const std::vector<std::string> words(argv + 1, argv + argc);
   // What is no command at all is otherwise only called one too few.
-  const auto isFirst = [&](const CLI::App* command) { return command->check_name(argv[1]); };
-  if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isFirst).empty()) {
-    const std::string word = argv[1];
-    wz::printMessage(
-        wz::withHelp("there is no command " + word + wz::suggestedCommand(app, word), "wz"));
+  if (const std::string unknown = wz::unknownCommand(app, words); !unknown.empty()) {
+    wz::printMessage(wz::withHelp(unknown, "wz"));
     return wz::kUsage;
   }
   if (argc == 1) {  // what there is, rather than what is missing
@@ -128,7 +101,7 @@ int runCommandLine(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& problem) {
-    return exitOf(app, problem, argc, argv);
+    return exitOf(app, problem, words);
   }
   return action();
 }

@@ -69,6 +69,8 @@ constexpr Field kFields[] = {
      [](Profile& p, std::int64_t v) { p.keys = static_cast<int>(v); }},
     {"touch", Kind::kBoolean, true, 0, 1, nullptr, "", nullptr,
      [](Profile& p, std::int64_t v) { p.touch = v != 0; }},
+    {"engine", Kind::kInteger, false, 1, 9999, nullptr, "from 1 to 9999", nullptr,
+     [](Profile& p, std::int64_t v) { p.engine = static_cast<unsigned>(v); }},
     {"sponsor", Kind::kObject, false, 0, 0, nullptr, "", nullptr, nullptr},
     {"sponsor.id", Kind::kText, true, 6, 6, isSponsorId, "six digits, not all of them 0",
      [](Profile& p, const std::string& v) { p.sponsorId = v; }, nullptr},
@@ -359,6 +361,7 @@ std::string formatTerminalProfile(const TerminalProfile& profile) {
   integer("memory", profile.memoryKB);
   integer("keys", profile.keys);
   boolean("touch", profile.touch);
+  if (profile.engine != 0) integer("engine", profile.engine);
   if (!profile.sponsorId.empty()) {
     writer.Key("sponsor");
     writer.StartObject();

@@ -13,12 +13,16 @@
 ///       "memory": 524288,                 0 to 4194303 units of 1024 octets
 ///       "keys": 15,                       0 to 255
 ///       "touch": true,
+///       "engine": 87,                     1 to 9999; may be left out: not known
 ///       "sponsor": {                      may be left out: no sponsor
 ///         "id": "123456",                 six digits, not all of them 0
 ///         "text": "Example sponsor"       1 to 127 octets
 ///       },
 ///       "roots": "roots"                  may be left out: no certificates
 ///     }
+///
+/// "engine" is the major version of the terminal's own browser, as Chromium counts. Nothing here
+/// behaves by it; wz warns of what is newer.
 ///
 /// "roots" names a folder of DER certificates, relative to the terminal directory unless absolute.
 /// "serial" and "model" are printable ASCII; where one is empty, the platform has no answer to that
@@ -39,6 +43,7 @@ struct TerminalProfile {
   unsigned memoryKB = 0;  // units of 1024 octets
   int keys = 0;
   bool touch = false;
+  unsigned engine = 0;         // 0: not known
   std::string sponsorId;       // six digits, or empty: no sponsor
   std::string sponsorText;     // empty exactly when sponsorId is
   std::string rootsDirectory;  // absolute path when loaded from a terminal, or empty

@@ -19,7 +19,7 @@ constexpr char kComplete[] = R"({
   "display": {"width": 480, "height": 800, "colour": true},
   "memory": 524288,
   "keys": 15,
-  "touch": false,
+  "touch": false, "engine": 87,
   "sponsor": {"id": "012345", "text": "Sponsor \u00e9"},
   "roots": "roots"
 })";
@@ -46,6 +46,7 @@ TEST(TerminalProfileTest, ACompleteProfileIsReadWhole) {
   EXPECT_EQ(profile.memoryKB, 524288U);
   EXPECT_EQ(profile.keys, 15);
   EXPECT_FALSE(profile.touch);
+  EXPECT_EQ(profile.engine, 87U);
   EXPECT_EQ(profile.sponsorId, "012345");
   EXPECT_EQ(profile.sponsorText, "Sponsor \xC3\xA9");
   EXPECT_EQ(profile.rootsDirectory, "roots");
@@ -55,6 +56,7 @@ TEST(TerminalProfileTest, WhatIsWrittenReadsBackEqual) {
   TerminalProfile written = wzapp_test::testProfile();
   written.serial = "A \"quoted\" one";
   written.rootsDirectory = "roots";
+  written.engine = 87;
   TerminalProfile read;
   ProfileError error;
 
@@ -155,6 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongProfile{"KeysLarge", changed("15", "256"), 6, 11, "from 0 to 255, not 256"},
         WrongProfile{"TouchText", changed("false", "\"no\""), 7, 12,
                      "\"touch\" must be true or false, not a text"},
+        WrongProfile{"EngineZero", changed("87", "0"), 7, 29, "from 1 to 9999, not 0"},
         WrongProfile{"SponsorShort", changed("012345", "12345"), 8, 21,
                      "\"sponsor.id\" must be six digits, not all of them 0"},
         WrongProfile{"SponsorLetters", changed("012345", "12345A"), 8, 21, "six digits"},

@@ -16,6 +16,7 @@
 #include "wz/check/manifest_check.h"
 #include "wz/check/references.h"
 #include "wz/reports/certificate_cause.h"
+#include "wz/reports/screen.h"
 
 namespace wz {
 namespace {
@@ -59,7 +60,11 @@ class FolderCheck {
     if (!folder.ownerConfiguration.empty()) {
       checkConfigurationFile({packaging::kOwnerConfiguration, folder.ownerConfiguration});
     }
-    for (const FolderFile& file : folder.files) checkFile(file);
+    Progress progress("checking " + path_, folder.files.size());
+    for (const FolderFile& file : folder.files) {
+      checkFile(file);
+      progress.step();
+    }
   }
 
  private:

@@ -70,9 +70,9 @@ int writeCertificates(const CertificatesOptions& options) {
   if (options.asJson) {
     printJson(count(archive), options.file);
   } else if (file.isStandardOutput()) {
-    printMessage(describe(count(archive), ""));
+    printNote(describe(count(archive), ""));
   } else {
-    printLine(describe(count(archive), " to " + options.file));
+    printSuccess(describe(count(archive), " to " + options.file));
   }
   return kDone;
 }

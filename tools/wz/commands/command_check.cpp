@@ -6,6 +6,7 @@
 
 #include "packaging/temporary_folders.h"
 #include "wz/check/folder_check.h"
+#include "wz/check/terminal_engine.h"
 #include "wz/commands/commands.h"
 #include "wz/commands/signing_options.h"
 #include "wz/reports/json_document.h"
@@ -21,12 +22,12 @@ CheckReport checkOne(const std::string& file, const CheckOptions& options) {
                                                       : checkPackage(file, options);
 }
 
-void printWords(const CheckReport& report, const CheckFilesOptions& options) {
+void printWords(const CheckReport& report) {
   const bool isRefused = hasErrors(report.diagnostics);
-  if (!options.quiet || isRefused) {
+  if (volume() != Volume::kQuiet || isRefused) {
     printLine(report.file + ": " + countText(report.diagnostics));
   }
-  printDiagnostics(report.diagnostics, options.verbose);
+  printDiagnostics(report.diagnostics, volume() == Volume::kVerbose);
 }
 
 void printJson(const std::vector<CheckReport>& reports) {
@@ -57,6 +58,10 @@ int check(const CheckFilesOptions& options) {
   if (!options.keys.empty() && !authorities.load(options.keys)) return kEnvironment;
   CheckOptions how;
   how.engine = options.engine;
+  if (options.engine == 0 && !options.terminal.empty() &&
+      !readTerminalEngine(options.terminal, how.engine)) {
+    return kEnvironment;
+  }
   how.isRelease = options.isRelease;
   how.authorities = authorities.rows();
   how.areInForce = authorities.areInForce();
@@ -79,7 +84,7 @@ int check(const CheckFilesOptions& options) {
   if (options.asJson) {
     printJson(reports);
   } else {
-    for (const CheckReport& report : reports) printWords(report, options);
+    for (const CheckReport& report : reports) printWords(report);
   }
   const bool isRefused = std::ranges::any_of(
       reports, [](const CheckReport& report) { return hasErrors(report.diagnostics); });

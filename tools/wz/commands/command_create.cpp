@@ -34,13 +34,13 @@ int createTerminal(const CreateOptions& options) {
     return kEnvironment;
   }
   for (const std::string& contradiction : modelContradictions(terminal.profile)) {
-    printMessage("note: " + contradiction);
+    printNote("note: " + contradiction);
   }
   if (options.asJson) {
     printJsonDocument("terminal create", true, {},
                       [&](JsonWriter& writer) { putText(writer, "directory", options.directory); });
   } else {
-    printLine("made the terminal " + options.directory);
+    printSuccess("made the terminal " + options.directory);
   }
   return kDone;
 }

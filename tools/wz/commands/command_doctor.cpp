@@ -27,6 +27,7 @@ void repair(std::vector<MachineFact>& facts) {
 
 void printWords(const std::vector<MachineFact>& facts) {
   for (const MachineFact& fact : facts) {
+    if (fact.diagnostics.empty() && volume() == Volume::kQuiet) continue;
     const std::string begin = fact.diagnostics.empty()      ? "ok       "
                               : hasErrors(fact.diagnostics) ? "missing  "
                                                             : "note     ";
@@ -35,6 +36,9 @@ void printWords(const std::vector<MachineFact>& facts) {
     printLine(begin + fact.name + ": " + found);
     for (const Diagnostic& diagnostic : fact.diagnostics) {
       printLine("           found: " + diagnostic.evidence);
+      if (volume() == Volume::kVerbose) {
+        printLine("           rule: " + std::string(codeOf(diagnostic.code).rule));
+      }
       printLine("           repair: " + repairOf(diagnostic) + " [" + diagnostic.code + "]");
     }
   }

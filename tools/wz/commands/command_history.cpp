@@ -23,10 +23,10 @@ void printWords(const History& history, const HistoryOptions& options) {
   const std::vector<HistoryEvent> events = lastOf(history, options.count);
   if (history.events.empty()) printLine("nothing has been installed or removed by wz yet");
   if (!history.events.empty() && history.events.front().number > 1) {
-    printMessage("note: the history begins with event " +
-                 std::to_string(history.events.front().number) + "; older ones are not kept");
+    printNote("note: the history begins with event " +
+              std::to_string(history.events.front().number) + "; older ones are not kept");
   }
-  for (const HistoryEvent& event : events) printHistoryEvent(event, options.verbose);
+  for (const HistoryEvent& event : events) printHistoryEvent(event, volume() == Volume::kVerbose);
 }
 
 }  // namespace

@@ -150,7 +150,7 @@ class HostPlay {
     if (heard_.empty()) return true;
     std::set<std::string> addresses;
     for (const auto& [address, name] : heard_) addresses.insert(address);
-    printMessage("playing " + joined({addresses.begin(), addresses.end()}, ", "));
+    printNote("playing " + joined({addresses.begin(), addresses.end()}, ", "));
     return true;
   }
 

@@ -32,11 +32,16 @@ void putPackages(JsonWriter& writer, const Reports& reports) {
           [&writer](const PackageReport& report) { putJudged(writer, report); });
 }
 
-void printPackages(const Reports& reports, bool verbose) {
+void printPackages(const Reports& reports) {
+  bool isFirst = true;
   for (const PackageReport& report : reports) {
-    if (&report != &reports.front()) printLine("");
-    printPackage(report, verbose);
-    printSecondOpinion(secondOpinion(report, trustedAuthorities()));
+    const SecondOpinion opinion = secondOpinion(report, trustedAuthorities());
+    const bool isSound = report.isAccepted() && opinion.differences.empty();
+    if (isSound && volume() == Volume::kQuiet) continue;
+    if (!isFirst) printLine("");
+    isFirst = false;
+    printPackage(report, volume() == Volume::kVerbose);
+    printSecondOpinion(opinion);
   }
 }
 
@@ -54,10 +59,13 @@ void printTrial(const InstallOutcome& outcome) {
   const bool isOne = outcome.packages.size() == 1;
   const std::string what = isOne ? "it" : "them", brings = isOne ? "brings" : "bring";
   const std::string who = isOne ? "it" : "they";
-  printLine(outcome.isDone() ? "this terminal would install " + what + ", and what " + who + " " +
-                                   brings + " would stay"
-                             : "this terminal would not install " + what + ", or not keep what " +
-                                   who + " " + brings);
+  if (outcome.isDone()) {
+    printSuccess("this terminal would install " + what + ", and what " + who + " " + brings +
+                 " would stay");
+  } else {
+    printLine("this terminal would not install " + what + ", or not keep what " + who + " " +
+              brings);
+  }
   printOutcome(outcome);
 }
 
@@ -65,7 +73,7 @@ int tellTrial(const Reports& reports, const InspectOptions& options,
               const InstallOutcome& outcome) {
   const int code = exitCodeOf(outcome);
   if (!options.asJson) {
-    printPackages(reports, options.verbose);
+    printPackages(reports);
     printTrial(outcome);
     return code;
   }
@@ -109,7 +117,7 @@ int inspect(const InspectOptions& options) {
     printJsonDocument("inspect", areAccepted, diagnosticsOf(reports),
                       [&reports](JsonWriter& writer) { putPackages(writer, reports); });
   } else {
-    printPackages(reports, options.verbose);
+    printPackages(reports);
   }
   return areAccepted ? kDone : kApplicationFailed;
 }

@@ -1,4 +1,5 @@
 #include <string>
+#include <vector>
 
 #include "packaging/temporary_folders.h"
 #include "wz/commands/commands.h"
@@ -6,6 +7,7 @@
 #include "wz/reports/output.h"
 #include "wz/terminal/interrupt.h"
 #include "wz/terminal/package_files.h"
+#include "wz/terminal/room_trial.h"
 #include "wz/terminal/session.h"
 #include "wz/terminal/terminal_change.h"
 #include "wz/terminal/told_installation.h"
@@ -18,7 +20,7 @@ namespace {
 int tellTrial(const InstallOutcome& outcome, bool asJson) {
   const int code = exitCodeOf(outcome);
   if (!asJson) {
-    printLine("tried on a copy: the terminal stays as it is");
+    printSuccess("tried on a copy: the terminal stays as it is");
     printTrialOutcome(outcome);
     return code;
   }
@@ -37,7 +39,10 @@ int tryInstallation(const InstallOptions& options) {
   }
   std::string terminal;
   if (!chooseTerminal(options.terminal, terminal)) return kEnvironment;
-  return tryOnCopy(terminal, files, [&options](const InstallOutcome& outcome) {
+  const std::vector<NoRoom> noRoom = findNoRoom(terminal, files.packages());
+  return tryOnCopy(terminal, files, [&](const InstallOutcome& tried) {
+    InstallOutcome outcome = tried;
+    addNoRoom(noRoom, outcome);
     return tellTrial(outcome, options.asJson);
   });
 }
@@ -51,6 +56,7 @@ int install(const InstallOptions& options) {
   TerminalChange change;
   if (!change.begin(options.terminal)) return kEnvironment;
   watchInterrupts();
+  outliveReader();
   ChangeRecord record;
   record.begin(HistoryKind::kInstall, files.packages());
   if (!files.copyIn()) {

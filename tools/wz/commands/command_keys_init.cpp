@@ -4,13 +4,15 @@
 #include "wz/commands/commands.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/screen.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
 
 int initKeys(const InitKeysOptions& options) {
   std::string error;
-  if (!devkeys::makeKeyDirectory(options.directory, error)) {
+  Progress progress("making keys", devkeys::kKeyCount);
+  if (!devkeys::makeKeyDirectory(options.directory, error, [&progress] { progress.step(); })) {
     printMessage(error);
     return kEnvironment;
   }
@@ -19,10 +21,10 @@ int initKeys(const InitKeysOptions& options) {
                       [&](JsonWriter& writer) { putText(writer, "directory", options.directory); });
     return kDone;
   }
-  printLine("made the development keys " + options.directory);
-  printLine("  authorities  nine authorities, to be compiled in; table in authorities.txt");
-  printLine("  roots        their issuers, to be a terminal's own certificates");
-  printLine("  signers      application and manifest, to sign packages with");
+  printSuccess("made the development keys " + options.directory);
+  printSuccess("  authorities  nine authorities, to be compiled in; table in authorities.txt");
+  printSuccess("  roots        their issuers, to be a terminal's own certificates");
+  printSuccess("  signers      application and manifest, to sign packages with");
   return kDone;
 }
 

@@ -112,10 +112,10 @@ void printJson(const char* command, const std::string& directory,
 
 void printSigners(const std::vector<IssuedSigner>& issued) {
   for (const IssuedSigner& signer : issued) {
-    printLine("  " + signer.file + "  serial " + signer.serial + ", " + signer.permission +
-              " below authority " + std::to_string(signer.authority) + ", until " +
-              dayText(signer.notAfter));
-    if (!signer.retired.empty()) printLine("    the one before is now " + signer.retired);
+    printSuccess("  " + signer.file + "  serial " + signer.serial + ", " + signer.permission +
+                 " below authority " + std::to_string(signer.authority) + ", until " +
+                 dayText(signer.notAfter));
+    if (!signer.retired.empty()) printSuccess("    the one before is now " + signer.retired);
   }
   printDiagnostics(expiriesOf(issued), false);
 }
@@ -137,9 +137,9 @@ int issueKeys(const IssueOptions& options) {
     printJson("keys issue", options.directory, issued);
     return kDone;
   }
-  printLine("issued by " + keys + ":");
+  printSuccess("issued by " + keys + ":");
   printSigners(issued);
-  printLine("sign with them: wz pack APPDIR --keys " + options.directory);
+  printSuccess("sign with them: wz pack APPDIR --keys " + options.directory);
   return kDone;
 }
 
@@ -156,9 +156,9 @@ int rotateKeys(const IssueOptions& options) {
     printJson("keys rotate", options.directory, issued);
     return kDone;
   }
-  printLine("new signers in " + options.directory + ":");
+  printSuccess("new signers in " + options.directory + ":");
   printSigners(issued);
-  printLine(
+  printSuccess(
       "terminals go on taking what the ones before have signed, and sign: nothing revokes them");
   return kDone;
 }

@@ -212,7 +212,7 @@ int showKeys(const ShowKeysOptions& options) {
       reports.begin(), reports.end(), [](const Report& report) { return report.isCertificate; });
   if (options.asJson) {
     printJson(reports, areCertificates);
-  } else if (reports.size() == 1 || options.verbose) {
+  } else if (reports.size() == 1 || volume() == Volume::kVerbose) {
     for (const Report& report : reports) {
       if (&report != &reports.front()) printLine("");
       printInFull(report);

@@ -37,26 +37,12 @@ void nameTerminal(const std::string& directory) {
   setenv("WZ_TERMINAL", failure ? directory.c_str() : path.c_str(), 1);
 }
 
-CLI::Validator aboveZero() {
-  const auto check = [](const std::string& text) {
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    const bool isOne = !text.empty() && *end == '\0' && number > 0;
-    return isOne ? std::string() : "a number above 0 is wanted, not " + text;
-  };
-  return {check, ""};
-}
-
 void addTimeout(CLI::App& command, double& seconds, const std::string& meaning) {
   command.add_option("--timeout", seconds, meaning)->type_name("SECONDS")->check(aboveZero());
 }
 
 void addCount(CLI::App& command, unsigned& count, const std::string& meaning) {
   command.add_option("--count", count, meaning)->type_name("N")->check(aboveZero());
-}
-
-void addVerbose(CLI::App& command, bool& verbose, const char* meaning) {
-  command.add_flag("--verbose", verbose, meaning);
 }
 
 void addJson(CLI::App& command, bool& asJson) {

@@ -5,14 +5,17 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace wz {
 
 /// What the command that the user gave does; it returns an exit code.
 using Action = std::function<int()>;
 
-/// Takes numbers above 0 alone, and says so in a few words.
-CLI::Validator aboveZero();
+// What an option takes; what is none of that is refused in a few words.
+CLI::Validator aboveZero();  ///< a number
+CLI::Validator between(double least, const char* leastText, double most, const char* mostText);
+CLI::Validator oneOf(const std::vector<std::string>& words);
 
 /// What stands below the options of a command: its examples, a line each, and the exit codes.
 std::string footer(const std::string& examples);
@@ -23,7 +26,6 @@ void addTerminal(CLI::App& command, std::string& terminal);
 void nameTerminal(const std::string& directory);
 void addTimeout(CLI::App& command, double& seconds, const std::string& meaning);
 void addCount(CLI::App& command, unsigned& count, const std::string& meaning);
-void addVerbose(CLI::App& command, bool& verbose, const char* meaning);
 void addJson(CLI::App& command, bool& asJson);       ///< one document
 void addJsonLines(CLI::App& command, bool& asJson);  ///< an object a line
 
@@ -39,8 +41,20 @@ void addStoryCommands(CLI::App& app, Action& action);     ///< history, diff, wh
 void addHelpCommand(CLI::App& app, Action& action);       ///< help
 void addCompletionCommand(CLI::App& app, Action& action);  ///< completion
 
+/// Gives every command of `app` the --quiet and --verbose that its row in a table says; to be
+/// called behind all the others.
+void addVolumes(CLI::App& app);
+
 /// `text`, and where to read on: "...; see wz --help". Behind a question in brackets.
 std::string withHelp(const std::string& text, const std::string& command);
+
+/// What is wrong with a command line whose `words`, behind the program's name, did not parse.
+std::string usageWords(const CLI::App& app, const CLI::ParseError& problem,
+                       const std::vector<std::string>& words);
+
+/// "there is no command keys shw; did you mean show?"; nothing where the words are commands as far
+/// as they have to be.
+std::string unknownCommand(const CLI::App& app, const std::vector<std::string>& words);
 
 /// "; did you mean pack?", or nothing where no name is near.
 std::string suggestedCommand(const CLI::App& app, const std::string& word);

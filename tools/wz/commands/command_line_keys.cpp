@@ -33,7 +33,7 @@ void addIssuing(CLI::App& command, IssueOptions& options) {
                   "application or manifest; may be repeated (default:\n"
                   "both, where the authority may issue both)")
       ->type_name("ROLE")
-      ->check(CLI::IsMember({"application", "manifest"}))
+      ->check(oneOf({"application", "manifest"}))
       ->expected(1)
       ->take_all();
   command
@@ -96,9 +96,8 @@ void addShow(CLI::App& keys, Action& action) {
       .add_option("--within", kept->withinDays, "Warn of those whose last date is nearer than this")
       ->type_name("DAYS")
       ->capture_default_str()
-      ->check(CLI::NonNegativeNumber);
+      ->check(between(0, "0", 100000, "100000"));
   addJson(command, kept->asJson);
-  command.add_flag("--verbose", kept->verbose, "Of several, too, tell everything");
   command.footer(
       footer("  wz keys show keys/signers/application.der\n"
              "  wz keys show --json keys shop.zip certificates.tar\n") +

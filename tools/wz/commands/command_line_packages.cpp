@@ -33,6 +33,14 @@ void addAllowed(CLI::App& command, std::vector<std::string>& allowed) {
       ->take_all();
 }
 
+void addEngineOf(CLI::App& command, std::string& terminal) {
+  command
+      .add_option("--terminal", terminal,
+                  "Warn of what is newer than this terminal's engine\n"
+                  "(its terminal.json)")
+      ->type_name("DIR");
+}
+
 void addRelease(CLI::App& command, bool& isRelease) {
   command.add_flag("--release", isRelease, "Refuse what development keys have signed");
 }
@@ -78,6 +86,7 @@ void addPack(CLI::App& app, Action& action) {
   command.add_flag("--application-only", kept->applicationOnly,
                    "Leave the marketplace package out, without which a\n"
                    "terminal that has none removes the application again");
+  addEngineOf(command, kept->terminal);
   addAllowed(command, kept->allowed);
   addRelease(command, kept->isRelease);
   command
@@ -109,7 +118,6 @@ void addInspect(CLI::App& app, Action& action) {
       ->type_name("DIR")
       ->each(nameTerminal);
   addJson(command, kept->asJson);
-  addVerbose(command, kept->verbose, "Print every check, entry and certificate");
   command.footer(
       footer("  wz inspect shop.zip\n"
              "  wz inspect shop.zip --terminal desk --json\n") +
@@ -131,6 +139,7 @@ void addCheck(CLI::App& app, Action& action) {
                   "scripts and styles use that is newer")
       ->type_name("N")
       ->check(aboveZero());
+  addEngineOf(command, kept->terminal);
   addRelease(command, kept->isRelease);
   command
       .add_option("--keys", kept->keys,
@@ -138,8 +147,6 @@ void addCheck(CLI::App& app, Action& action) {
                   "signers of packages (default: those compiled in)")
       ->type_name("DIR");
   addJson(command, kept->asJson);
-  command.add_flag("--quiet", kept->quiet, "Say nothing of what is sound");
-  addVerbose(command, kept->verbose, "Print the rule behind each finding");
   command.footer(
       footer("  wz check shop\n"
              "  wz check shop.zip --allow WZ-0824 --engine 87\n") +

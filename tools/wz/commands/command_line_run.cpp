@@ -13,7 +13,7 @@ void addScreen(CLI::App& command, RunOptions& options) {
   command.add_option("--size", options.screen.size, "Another size of the display in pixels")
       ->type_name("WIDTHxHEIGHT");
   command.add_option("--keys", options.screen.keys, "Another number of keys")
-      ->check(CLI::Range(0, 255))
+      ->check(between(0, "0", 255, "255"))
       ->type_name("N");
   command.add_flag("--no-touch", options.screen.noTouch, "No touch screen");
   command.add_flag("--monochrome", options.screen.monochrome, "A display of black and white");
@@ -92,7 +92,7 @@ void addReplay(CLI::App& app, Action& action) {
   command
       .add_option("--tolerance", options.toleranceSeconds,
                   "How much later than recorded anything may happen")
-      ->check(CLI::Range(0.1, 3600.0))
+      ->check(between(0.1, "0.1", 3600, "3600"))
       ->capture_default_str()
       ->type_name("SECONDS");
   command.add_flag("--window", options.window, "Show the page in a window");
@@ -118,6 +118,7 @@ void addTest(CLI::App& app, Action& action) {
           "ARGUMENT", options.arguments,
           "What the test runner gets, such as the name of a test's\nfile; options behind a --")
       ->type_name("");
+  addJson(command, options.asJson);
   command.footer(
       footer("  wz test shop\n"
              "  wz test shop -- --grep charge --reporter junit\n") +

@@ -15,9 +15,6 @@ void addHistory(CLI::App& app, Action& action) {
   addTerminal(command, kept->terminal);
   addCount(command, kept->count, "Tell the last N events alone");
   addJson(command, kept->asJson);
-  addVerbose(command, kept->verbose,
-             "Print also packages with their digests, each change\n"
-             "with its cause, and the log");
   command.footer(footer("  wz history --terminal desk\n"
                         "  wz history --terminal desk --count 1 --verbose\n") +
                  "\n\nThe terminal's folder keeps it in history.jsonl, an event a line.");

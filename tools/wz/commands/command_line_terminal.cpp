@@ -56,6 +56,12 @@ void addTerminalCommands(CLI::App& app, Action& action) {
       ->type_name("N");
   command.add_flag("--touch,!--no-touch", profile.touch,
                    "Whether there is a touch screen (default: there is)");
+  command
+      .add_option("--engine", profile.engine,
+                  "Major version of its browser, by which wz check and wz\n"
+                  "pack warn of what is newer (default: not known)")
+      ->type_name("N")
+      ->check(aboveZero());
   command.add_option("--sponsor", profile.sponsorId, "Sponsor, six digits; an empty text for none")
       ->capture_default_str()
       ->type_name("ID");

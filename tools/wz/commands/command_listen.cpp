@@ -22,7 +22,7 @@ int listen(const ListenOptions& options) {
     registrations.push_back(std::make_unique<Registration>(options.address, name, messages));
     if (!registrations.back()->succeeded()) return kEnvironment;
   }
-  printMessage("listening at " + options.address);
+  printNote("listening at " + options.address);
 
   const Deadline deadline = deadlineIn(options.timeoutSeconds);
   for (unsigned received = 0; options.count == 0 || received < options.count; ++received) {

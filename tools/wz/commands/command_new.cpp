@@ -106,10 +106,10 @@ int makeApplication(const NewOptions& given) {
     printJson(options);
     return kDone;
   }
-  printLine("made the application " + options.id + " in " + options.directory);
-  printLine("  run it   wz run " + options.directory);
-  printLine("  test it  wz test " + options.directory);
-  printLine("  pack it  wz pack " + options.directory + " -o " + options.id + ".zip");
+  printSuccess("made the application " + options.id + " in " + options.directory);
+  printSuccess("  run it   wz run " + options.directory);
+  printSuccess("  test it  wz test " + options.directory);
+  printSuccess("  pack it  wz pack " + options.directory + " -o " + options.id + ".zip");
   return kDone;
 }
 

@@ -9,6 +9,7 @@
 #include "packaging/temporary_folders.h"
 #include "support/text.h"
 #include "wz/check/folder_check.h"
+#include "wz/check/terminal_engine.h"
 #include "wz/commands/commands.h"
 #include "wz/commands/signing_options.h"
 #include "wz/reports/certificate_facts.h"
@@ -16,7 +17,9 @@
 #include "wz/reports/expiry.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/package_output.h"
 #include "wz/reports/package_report.h"
+#include "wz/reports/screen.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -98,9 +101,9 @@ bool verify(const std::string& made, const std::string& keys, const SigningAutho
   if (isRelease && !isReleased(report, authorities.areInForce())) return false;
   tellExpiries(report);
   if (!authorities.areInForce()) {
-    printMessage("note: " + keys +
-                 " has authorities of its own; only terminals whose library was built with them "
-                 "take the package, and this wz was not [WZ-0905]");
+    printNote("note: " + keys +
+              " has authorities of its own; only terminals whose library was built with them "
+              "take the package, and this wz was not [WZ-0905]");
   }
   return true;
 }
@@ -127,14 +130,15 @@ void printJson(const PackOptions& options, const Diagnostics& diagnostics,
 }
 
 void printMade(const std::string& file, const PackageReport& report) {
+  if (volume() == Volume::kVerbose) printPackage(report, true);
   for (const std::string& warning : report.warnings) printMessage("warning: " + warning);
   std::error_code failure;
-  printLine("made " + file + ", " + std::to_string(std::filesystem::file_size(file, failure)) +
-            " octets");
+  printSuccess("made " + file + ", " + std::to_string(std::filesystem::file_size(file, failure)) +
+               " octets");
   for (const InnerReport& inner : report.inners) {
-    printLine("  " + inner.entry + "  " + innerKindText(inner.kind) + " of " + inner.id + ", " +
-              std::to_string(inner.entries.size()) +
-              (inner.entries.size() == 1 ? " file" : " files") + ", signature verified");
+    printSuccess("  " + inner.entry + "  " + innerKindText(inner.kind) + " of " + inner.id + ", " +
+                 std::to_string(inner.entries.size()) +
+                 (inner.entries.size() == 1 ? " file" : " files") + ", signature verified");
   }
 }
 
@@ -168,8 +172,9 @@ int makeVerified(const Order& order, const PackOptions& options, const std::stri
 }
 
 // The same as wz check does it; what packing itself asks for cannot be allowed away.
-Diagnostics checkApplication(const PackOptions& options) {
+Diagnostics checkApplication(const PackOptions& options, unsigned engine) {
   CheckOptions how;
+  how.engine = engine;
   how.leftOut = options.output;
   std::vector<CheckReport> reports{checkFolder(options.folder, how)};
   dropAllowed(options.allowed, reports);
@@ -198,13 +203,19 @@ std::string outputOf(const PackOptions& options) {
 int packApplication(const PackOptions& given, const std::string& keys) {
   PackOptions options = given;
   options.output = outputOf(given);
-  const Diagnostics diagnostics = checkApplication(options);
+  unsigned engine = 0;
+  if (!options.terminal.empty() && !readTerminalEngine(options.terminal, engine)) {
+    return kEnvironment;
+  }
+  const Diagnostics diagnostics = checkApplication(options, engine);
   printCheck(options, diagnostics);
   if (hasErrors(diagnostics)) return kApplicationFailed;
   Findings findings;
   packaging::ApplicationOrder order{
       packaging::readApplicationFolder(options.folder, findings, options.output), options.sponsors,
       options.applicationOnly};
+  Progress progress("packing " + options.folder);
+  order.watcher = [&progress] { progress.step(); };
   if (order.sponsors.empty()) order.sponsors = order.folder.sponsors;
   if (findings.errors.empty() && !options.applicationOnly) checkSponsors(order.sponsors, findings);
   findings.warnings.clear();  // said by the check

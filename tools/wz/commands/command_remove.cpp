@@ -24,7 +24,9 @@ bool findApplication(const std::string& id, InstalledApplication& application) {
   const InstalledApplications applications = findInstalledApplications();
   const auto found = applications.find(wzapp::toUpper(id));
   if (found == applications.end() || !found->second.isInstalled) {
-    printMessage("there is no application " + id + " on this terminal; see wz list");
+    const std::string meant = suggestedId(applications, id);
+    printMessage("there is no application " + id + " on this terminal" +
+                 (meant.empty() ? "; see wz list" : meant));
     return false;
   }
   application = found->second;
@@ -70,6 +72,8 @@ int removeApplication(const RemoveOptions& options) {
   keys = std::filesystem::absolute(keys, failure).string();
   packaging::PackageSigners signers;
   if (!loadSigners(options.signing, keys, false, true, signers)) return kEnvironment;
+  watchInterrupts();  // before a package waits
+  outliveReader();
   TerminalChange change;
   if (!change.begin(options.terminal)) return kEnvironment;
   InstalledApplication application;
@@ -79,7 +83,6 @@ int removeApplication(const RemoveOptions& options) {
   if (!orderRemoval(application, order) || !makeWaiting(order, signers, package)) {
     return kEnvironment;
   }
-  watchInterrupts();
   ChangeRecord record;
   record.begin(HistoryKind::kRemove, {package});
   return installAndTell("remove", {package}, options.asJson, options.log, record);

@@ -47,7 +47,7 @@ int sayOutcome(const ReplayOptions& options, const Replay& replay, const Recordi
     return kApplicationFailed;
   }
   if (!options.asJson) {
-    printLine(file + ": as recorded, " + std::to_string(recording.lines.size()) + " lines");
+    printSuccess(file + ": as recorded, " + std::to_string(recording.lines.size()) + " lines");
   }
   return kDone;
 }

@@ -17,7 +17,7 @@ int reply(const ReplyOptions& options) {
   Messages messages;
   const Registration registration(options.address, options.name, messages);
   if (!registration.succeeded()) return kEnvironment;
-  printMessage("answering " + options.name + " at " + options.address);
+  printNote("answering " + options.name + " at " + options.address);
 
   const MessageOutput output;
   const std::string replyName = replyNameFor(options.name, options.replyName);

@@ -9,6 +9,7 @@
 #include "wz/reports/terminal_output.h"
 #include "wz/terminal/screen_trial.h"
 #include "wz/terminal/session.h"
+#include "wz/terminal/trusted_authorities.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -30,7 +31,10 @@ void printTerminal(const workstation::TerminalProfile& profile) {
   printLine("sponsor     " + (profile.sponsorId.empty()
                                   ? std::string("none")
                                   : profile.sponsorId + " " + profile.sponsorText));
+  printLine("engine      " +
+            (profile.engine == 0 ? "not known" : "version " + std::to_string(profile.engine)));
   printLine("platform    " + wzapp::hardwareDescriptor());
+  printLine("authorities " + trustedText());
 }
 
 }  // namespace

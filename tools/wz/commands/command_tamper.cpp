@@ -10,6 +10,7 @@
 #include "wz/commands/signing_options.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/screen.h"
 #include "wz/tamper/lab.h"
 #include "wz/tamper/lab_folder.h"
 #include "wz/tamper/player.h"
@@ -66,13 +67,17 @@ void printMadeJson(const Lab& lab, const std::string& directory) {
 }
 
 void printMade(const Lab& lab, const std::string& directory) {
-  printLine("made " + directory + ", " + std::to_string(lab.variants().size()) + " variants");
+  printSuccess("made " + directory + ", " + std::to_string(lab.variants().size()) + " variants");
   for (const auto& [group, count] : countsOf(lab.variants())) {
-    printLine("  " + group + std::string(14 - std::min<std::size_t>(group.size(), 12), ' ') +
-              std::to_string(count));
+    printSuccess("  " + group + std::string(14 - std::min<std::size_t>(group.size(), 12), ' ') +
+                 std::to_string(count));
+  }
+  if (volume() == Volume::kVerbose) {
+    for (const Variant& variant : lab.variants())
+      printLine("  " + variant.group + ": " + variant.what);
   }
   for (const LeftOut& leftOut : lab.leftOut()) {
-    printMessage("left out of " + leftOut.group + ": " + leftOut.why);
+    printNote("left out of " + leftOut.group + ": " + leftOut.why);
   }
   std::size_t missing = 0;
   for (const Unprovoked& message : unprovokedBy(lab.variants())) missing += message.why.empty();
@@ -80,7 +85,7 @@ void printMade(const Lab& lab, const std::string& directory) {
     printMessage("messages of the installer that no variant provokes for that: " +
                  std::to_string(missing) + "; tamper.json names them");
   }
-  printLine("play them: wz tamper " + directory + " --run HOST");
+  printSuccess("play them: wz tamper " + directory + " --run HOST");
 }
 
 int make(const TamperOptions& options) {
@@ -96,6 +101,8 @@ int make(const TamperOptions& options) {
   }
   const LabKeys labKeys = readLabKeys(keys);
   Lab lab(base, labKeys);
+  Progress progress("making variants");
+  lab.setWatcher([&progress] { progress.step(); });
   try {
     addAllVariants(lab);
   } catch (const devkeys::KeyError& problem) {
@@ -123,6 +130,11 @@ struct Played {
 
 bool isMeant(const KeptVariant& variant, const std::string& only) {
   return only.empty() || variant.group == only || variant.name == only;
+}
+
+std::size_t countMeant(const KeptLab& lab, const std::string& only) {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      lab.variants, [&only](const KeptVariant& variant) { return isMeant(variant, only); }));
 }
 
 void printDifference(const Difference& difference) {
@@ -162,6 +174,7 @@ int play(const TamperOptions& options) {
     return kEnvironment;
   }
   Played played;
+  Progress progress("playing variants", countMeant(lab, options.only));
   for (const KeptVariant& variant : lab.variants) {
     if (!isMeant(variant, options.only)) continue;
     Difference difference;
@@ -170,6 +183,10 @@ int play(const TamperOptions& options) {
       return kEnvironment;
     }
     ++played.count;
+    progress.step();
+    if (volume() == Volume::kVerbose && !options.asJson) {
+      printLine(variant.name + ": " + variant.what);
+    }
     if (difference.isNone()) continue;
     if (!options.asJson) printDifference(difference);
     played.differences.push_back(difference);
@@ -181,9 +198,13 @@ int play(const TamperOptions& options) {
   if (options.asJson) {
     printPlayedJson(options, played);
   } else {
-    printLine(std::to_string(played.count - played.differences.size()) + " of " +
-              std::to_string(played.count) + " variants are as they must be" +
-              (played.differences.empty() ? "" : " [WZ-0912]"));
+    const std::string text = std::to_string(played.count - played.differences.size()) + " of " +
+                             std::to_string(played.count) + " variants are as they must be";
+    if (played.differences.empty()) {
+      printSuccess(text);
+    } else {
+      printLine(text + " [WZ-0912]");
+    }
   }
   return played.differences.empty() ? kDone : kApplicationFailed;
 }

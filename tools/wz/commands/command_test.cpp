@@ -20,7 +20,9 @@
 #include "workstation/browser/browser_control.h"
 #include "workstation/terminal/program_search.h"
 #include "wz/commands/run_setup.h"
+#include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/test_report.h"
 #include "wz/terminal/swept_folder.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/shell_word.h"
@@ -142,8 +144,11 @@ void followRunner() {
   sigaction(SIGHUP, &action, nullptr);
 }
 
-[[noreturn]] void become(const fs::path& folder, const std::vector<std::string>& command) {
+[[noreturn]] void become(const fs::path& folder, const std::vector<std::string>& command,
+                         bool isReported) {
   prctl(PR_SET_PDEATHSIG, SIGTERM);
+  // What is read from its report is told by this program alone.
+  if (isReported && dup2(STDERR_FILENO, STDOUT_FILENO) < 0) _exit(kEnvironment);
   std::vector<char*> arguments;
   arguments.reserve(command.size() + 1);
   for (const std::string& argument : command)
@@ -175,6 +180,40 @@ void endLeftovers() {
   }
 }
 
+// ---- What is told of it ------------------------------------------------------------------------
+
+// The runner writes a report that is read, instead of telling in its own way.
+void askForReport(const std::string& file, std::vector<std::string>& command) {
+  command.emplace_back("--reporter=json");
+  for (const char* const name : {"PLAYWRIGHT_JSON_OUTPUT_NAME", "PLAYWRIGHT_JSON_OUTPUT_FILE"}) {
+    setenv(name, file.c_str(), 1);
+  }
+  setenv("FORCE_COLOR", "0", 1);
+}
+
+// False after a message where there is none.
+bool tellReport(const std::string& file, const fs::path& folder, bool isPassed, bool asJson) {
+  TestReport report;
+  if (!readTestReport(file, report)) {
+    printMessage("the test runner has written no report; without --json and --quiet it tells why");
+    return false;
+  }
+  Diagnostics diagnostics = diagnosticsOf(report);
+  if (!isPassed && diagnostics.empty()) {
+    diagnostics.push_back({"WZ-0930", "the tests could not all be run", "", "", 0, 0,
+                           "the runner has ended without success"});
+  }
+  if (!asJson) {
+    printDiagnostics(diagnostics, false);
+    return true;
+  }
+  printJsonDocument("test", isPassed, diagnostics, [&](JsonWriter& writer) {
+    putText(writer, "folder", folder.string());
+    putTestReport(writer, report);
+  });
+  return true;
+}
+
 }  // namespace
 
 int testApplication(const TestOptions& options) {
@@ -197,9 +236,13 @@ int testApplication(const TestOptions& options) {
   std::vector<std::string> command = {node, program.string(), "test"};
   command.insert(command.end(), options.arguments.begin(), options.arguments.end());
 
+  const bool isReported = options.asJson || volume() == Volume::kQuiet;
+  const std::string report = temporary.path() + "/report.json";
+  if (isReported) askForReport(report, command);
+
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   runner = fork();
-  if (runner == 0) become(folder, command);
+  if (runner == 0) become(folder, command, isReported);
   if (runner < 0) {
     printMessage(std::string("cannot start ") + node + ": " + std::strerror(errno));
     return kEnvironment;
@@ -215,7 +258,9 @@ int testApplication(const TestOptions& options) {
   lender.reset();
   endLeftovers();
   if (WIFEXITED(status) && WEXITSTATUS(status) == kEnvironment) return kEnvironment;
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? kDone : kApplicationFailed;
+  const bool isPassed = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  if (isReported && !tellReport(report, folder, isPassed, options.asJson)) return kEnvironment;
+  return isPassed ? kDone : kApplicationFailed;
 }
 
 }  // namespace wz

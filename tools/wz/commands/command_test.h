@@ -10,6 +10,7 @@ namespace wz {
 struct TestOptions {
   std::string folder = ".";            // of an application, or of its tests
   std::vector<std::string> arguments;  // for the test runner
+  bool asJson = false;
 };
 
 /// Runs them by Node.js and the runner that is installed beside them. An exit code.

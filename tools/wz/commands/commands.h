@@ -145,7 +145,6 @@ struct ShowKeysOptions {
   std::vector<std::string> files;  // certificates, folders, packages, certificate archives
   unsigned withinDays = kExpiryNotice;
   bool asJson = false;
-  bool verbose = false;
 };
 
 int showKeys(const ShowKeysOptions& options);
@@ -174,6 +173,7 @@ struct PackOptions {
   std::vector<std::string> sponsors;
   SigningOptions signing;
   bool applicationOnly = false;
+  std::string terminal;              // whose engine is warned by; empty: none
   std::vector<std::string> allowed;  // codes that do not count
   bool isRelease = false;            // development keys do not sign
   bool asJson = false;
@@ -185,7 +185,6 @@ struct InspectOptions {
   std::vector<std::string> files;
   std::string terminal;  // empty: none
   bool asJson = false;
-  bool verbose = false;
 };
 
 int inspect(const InspectOptions& options);
@@ -193,12 +192,11 @@ int inspect(const InspectOptions& options);
 struct CheckFilesOptions {
   std::vector<std::string> files;    // folders and packages
   std::vector<std::string> allowed;  // codes
+  std::string terminal;              // whose engine counts; empty: none
   unsigned engine = 0;               // major version of the terminal's browser; 0: not known
   std::string keys;                  // folder whose authorities judge; empty: those compiled in
   bool isRelease = false;            // development keys do not sign
   bool asJson = false;
-  bool quiet = false;
-  bool verbose = false;
 };
 
 int check(const CheckFilesOptions& options);
@@ -252,7 +250,6 @@ struct HistoryOptions {
   std::string terminal;
   unsigned count = 0;  // the last ones; 0: all
   bool asJson = false;
-  bool verbose = false;
 };
 
 int showHistory(const HistoryOptions& options);

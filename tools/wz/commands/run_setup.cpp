@@ -5,8 +5,11 @@
 
 #include "packaging/application_folder.h"
 #include "workstation/terminal/terminal_directory.h"
+#include "workstation/terminal/terminal_profile.h"
 #include "wz/check/folder_check.h"
+#include "wz/check/terminal_engine.h"
 #include "wz/reports/diagnostic.h"
+#include "wz/reports/installed_applications.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/older_layout.h"
 #include "wz/words/exit_code.h"
@@ -48,7 +51,9 @@ int placeFolder(const std::string& path, StandIn& standIn, std::string& folder,
   }
   packaging::Findings findings;
   const bool isPlaced = standIn.place(folder, findings);
-  for (const Diagnostic& diagnostic : checkFolder(folder, {}).diagnostics) {
+  CheckOptions how;
+  if (!readTerminalEngine(workstation::terminalDirectory(), how.engine)) return kEnvironment;
+  for (const Diagnostic& diagnostic : checkFolder(folder, how).diagnostics) {
     printMessage(textOf(diagnostic));
   }
   // What has a code is said by the check.
@@ -69,14 +74,15 @@ int findApplication(const std::string& name, const std::string& namedFolder, Sta
   const bool isPath = name.find('/') != std::string::npos;
   if (!isPath && findInstalled(name, application)) {
     if (isFolder(name)) {
-      printMessage("running the installed application " + name +
-                   "; the folder of that name is run by: wz run ./" + name);
+      printNote("running the installed application " + name +
+                "; the folder of that name is run by: wz run ./" + name);
     }
     return kDone;
   }
   if (isPath || isFolder(name)) return placeFolder(name, standIn, folder, application);
   printMessage("there is no application " + name +
-               ": neither is one of that id installed, nor is there a folder of that name");
+               ": neither is one of that id installed, nor is there a folder of that name" +
+               suggestedId(findInstalledApplications(), name));
   return kUsage;
 }
 

@@ -22,6 +22,7 @@
 #include "wz/doctor/leftovers.h"
 #include "wz/reports/certificate_facts.h"
 #include "wz/reports/expiry.h"
+#include "wz/reports/screen.h"
 #include "wz/terminal/own_keys.h"
 #include "wz/terminal/trusted_authorities.h"
 #include "wz/words/explain.h"
@@ -238,7 +239,9 @@ constexpr Check kChecks[] = {
 
 std::vector<MachineFact> checkMachine(const std::string& terminal) {
   std::vector<MachineFact> facts;
+  Progress progress("looking at the machine", std::size(kChecks));
   for (const Check& check : kChecks) {
+    progress.step();
     facts.push_back({check.name, "", {}});
     check.look(facts.back());
   }

@@ -34,7 +34,7 @@ class MatrixRun {
   [[nodiscard]] bool run(unsigned jobs, std::chrono::milliseconds longest);
 
   /// For whoever writes something between.
-  [[nodiscard]] Progress& progress() { return progress_; }
+  [[nodiscard]] MatrixProgress& progress() { return progress_; }
 
  private:
   using Kept = std::shared_ptr<const Verdict>;
@@ -56,7 +56,7 @@ class MatrixRun {
   CellPlace at_;                                                         // the next to be told
   bool isTold_ = false;                                                  // all
   bool hasFailed_ = false;
-  Progress progress_;
+  MatrixProgress progress_;
 };
 
 }  // namespace wz

@@ -1,9 +1,8 @@
 #include "wz/matrix/progress.h"
 
-#include <unistd.h>
-
 #include <cmath>
-#include <cstdio>
+
+#include "wz/reports/screen.h"
 
 namespace wz {
 namespace {
@@ -28,28 +27,27 @@ std::string durationText(double seconds) {
   return grouped(whole / 3600) + " h " + std::to_string(whole % 3600 / 60) + " min";
 }
 
-Progress::Progress(std::size_t cells, double weight)
-    : isTerminal_(isatty(STDERR_FILENO) == 1), cells_(cells), weight_(weight) {}
+MatrixProgress::MatrixProgress(std::size_t cells, double weight) : cells_(cells), weight_(weight) {}
 
-Progress::~Progress() { clear(); }
+MatrixProgress::~MatrixProgress() { clear(); }
 
-void Progress::add(std::size_t cells, double weight) {
+void MatrixProgress::add(std::size_t cells, double weight) {
   done_ += cells;
   doneWeight_ += weight;
 }
 
-void Progress::leaveOut(std::size_t cells, double weight) {
+void MatrixProgress::leaveOut(std::size_t cells, double weight) {
   leftOut_ += cells;
   weight_ -= weight;
 }
 
-double Progress::seconds() const {
+double MatrixProgress::seconds() const {
   return std::chrono::duration<double>(Clock::now() - begin_).count();
 }
 
 // What is left is expected to cost as much for its weight as what is done has.
-void Progress::show() {
-  if (!isTerminal_ || seconds() < kNotBefore || Clock::now() - shown_ < kBetween) return;
+void MatrixProgress::show() {
+  if (seconds() < kNotBefore || Clock::now() - shown_ < kBetween) return;
   shown_ = Clock::now();
   std::string text = grouped(leftOut_ + done_) + " of " + grouped(cells_) + " cells";
   if (doneWeight_ > 0) {
@@ -58,15 +56,13 @@ void Progress::show() {
     text += ", " + grouped(static_cast<std::uint64_t>(std::llround(rate))) + " a second, about " +
             durationText(left) + " left";
   }
-  std::fprintf(stderr, "\r\033[2Kwz: %s", text.c_str());
-  std::fflush(stderr);
+  showLiveLine("wz: " + text);
   isShown_ = true;
 }
 
-void Progress::clear() {
+void MatrixProgress::clear() {
   if (!isShown_) return;
-  std::fputs("\r\033[2K", stderr);
-  std::fflush(stderr);
+  clearLiveLine();
   isShown_ = false;
 }
 

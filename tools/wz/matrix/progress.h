@@ -15,15 +15,15 @@ namespace wz {
 /// "45 s", "12 min 5 s", "3 h 20 min"
 [[nodiscard]] std::string durationText(double seconds);
 
-/// Writes to standard error, where that is a terminal, from the second second on.
-class Progress {
+/// On the live line (screen.h), from the second second on.
+class MatrixProgress {
  public:
   /// \param cells   how many there are.
   /// \param weight  of all of them together: what they are expected to cost, in any unit.
-  Progress(std::size_t cells, double weight);
-  ~Progress();
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
+  MatrixProgress(std::size_t cells, double weight);
+  ~MatrixProgress();
+  MatrixProgress(const MatrixProgress&) = delete;
+  MatrixProgress& operator=(const MatrixProgress&) = delete;
 
   void add(std::size_t cells, double weight);
   /// Cells that need nothing any more, and tell nothing about how long the others take.
@@ -38,7 +38,7 @@ class Progress {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool isTerminal_, isShown_ = false;
+  bool isShown_ = false;
   std::size_t cells_, done_ = 0, leftOut_ = 0;
   double weight_, doneWeight_ = 0;
   Clock::time_point begin_ = Clock::now(), shown_ = begin_;

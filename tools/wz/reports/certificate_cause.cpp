@@ -102,7 +102,9 @@ std::optional<CertificateCause> whyNotAccepted(ByteView der, const Acceptance& a
       const ByteView issuer = authorities[acceptance.rows.front() - 1].der;
       const bool isUnknown =
           wzapp::checkAgainstAuthority(der, issuer) == wzapp::kCertificateRefused;
-      return CertificateCause{isUnknown ? "WZ-0240" : "WZ-0205", facts.signatureAlgorithm};
+      return CertificateCause{isUnknown ? "WZ-0240" : "WZ-0205",
+                              "signed by " + facts.signatureAlgorithm +
+                                  "; it names the authority " + facts.authorityKeyId};
     }
     case Result::kNoAuthority:
       break;

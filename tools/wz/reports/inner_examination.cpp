@@ -15,6 +15,7 @@
 #include "support/text.h"
 #include "wz/reports/archive_cause.h"
 #include "wz/reports/packaged_manifest.h"
+#include "wz/reports/screen.h"
 #include "wz/reports/unnamed_file.h"
 #include "wz/words/explain.h"
 
@@ -75,8 +76,10 @@ class InnerExamination {
   bool unpack() {
     if (file_.get() < 0) return false;
     bool isWritten = true;
+    Progress progress("verifying " + inner_.entry);
     const bool isRead = archive_.digestEntry(entry_, sha1_, sha256_, [&](ByteView block) {
       size_ += block.size();
+      progress.step();
       isWritten = isWritten && wzapp::writeWhole(file_.get(), block);
       return true;
     });
@@ -89,7 +92,9 @@ class InnerExamination {
   [[nodiscard]] std::string sizeText() const { return std::to_string(size_) + " octets"; }
 
   void listContent(UnZIP& content) {
+    Progress progress("reading " + inner_.entry, content.index().size());
     for (auto entry = content.index().begin(); entry != content.index().end(); ++entry) {
+      progress.step();
       inner_.entries.push_back(describeEntry(content, entry, sizes_));
       if (wzapp::toUpper(entry->first).ends_with(".MFT")) readManifest(content, entry);
     }
@@ -185,6 +190,12 @@ class InnerExamination {
                 "it is damaged, comes to 4 GiB, or there is no room for it");
   }
 
+  // Enough of a digest to tell it from another.
+  static std::string shortHex(ByteView digest) {
+    constexpr std::size_t kShown = 4;
+    return hexText(digest.first(std::min(kShown, digest.size()))) + "...";
+  }
+
   bool checkDigest() {
     const bool isSha1 = info_.messageDigest.size() == wzapp::kSha1Size;
     const ByteView computed = isSha1 ? ByteView(sha1_) : ByteView(sha256_);
@@ -194,7 +205,8 @@ class InnerExamination {
     }
     return fail("digest of the archive", "WZ-0310",
                 inner_.entry + " is not the archive that was signed",
-                name + " differs: the archive is not the one that was signed");
+                name + " differs: the archive has " + shortHex(computed) + ", what is signed is " +
+                    shortHex(info_.messageDigest));
   }
 
   bool checkSignature() {
@@ -205,7 +217,9 @@ class InnerExamination {
     const Code* const code = findCode(Layer::kRsa, result);
     return fail("RSA signature", code == nullptr ? "WZ-0311" : code->id,
                 "the signature of " + inner_.entry + " is not of its signer's key",
-                "it is not of the signer's key (" + std::to_string(result) + ")");
+                code == nullptr ? "the key of the certificate " + inner_.signerKeyId +
+                                      " opens it to something else than the signed digest"
+                                : std::string(code->title));
   }
 
   bool checkContent() {

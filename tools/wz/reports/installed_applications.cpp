@@ -8,6 +8,7 @@
 #include "installer/application_manifest.h"
 #include "installer/version.h"
 #include "support/text.h"
+#include "wz/check/nearest.h"
 #include "wz/reports/packaged_manifest.h"
 #include "wzapp/wzapp.h"
 
@@ -89,6 +90,15 @@ InstalledApplications findInstalledApplications() {
     takeMarketplaceFolder(name, applications);
   }
   return applications;
+}
+
+std::string suggestedId(const InstalledApplications& applications, const std::string& id) {
+  std::vector<std::string> ids;
+  for (const auto& [upperId, application] : applications) {
+    if (application.isInstalled) ids.push_back(application.id);
+  }
+  const std::string meant = nearest(id, ids);
+  return meant.empty() ? meant : "; did you mean " + meant + "?";
 }
 
 }  // namespace wz

@@ -31,6 +31,10 @@ using InstalledApplications = std::map<std::string, InstalledApplication>;
 
 [[nodiscard]] InstalledApplications findInstalledApplications();
 
+/// "; did you mean shop?" where the id of an installed application is near; or nothing.
+[[nodiscard]] std::string suggestedId(const InstalledApplications& applications,
+                                      const std::string& id);
+
 }  // namespace wz
 
 #endif  // WZ_REPORTS_INSTALLED_APPLICATIONS_H

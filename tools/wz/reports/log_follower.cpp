@@ -1,8 +1,5 @@
 #include "wz/reports/log_follower.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -11,11 +8,10 @@
 
 #include "support/text.h"
 #include "wz/reports/output.h"
+#include "wz/reports/screen.h"
 
 namespace wz {
 namespace {
-
-constexpr std::size_t kDefaultWidth = 80;
 
 std::string formatted(const char* format, std::va_list arguments) {
   std::va_list copy;
@@ -31,12 +27,6 @@ std::string formatted(const char* format, std::va_list arguments) {
 }
 
 std::string lastPart(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
-std::size_t terminalWidth() {
-  winsize size{};
-  const bool isKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return isKnown ? size.ws_col : kDefaultWidth;
-}
 
 bool isReason(std::string_view format) {
   return format.starts_with("Error: ") || format.starts_with("Warning: ") ||
@@ -77,12 +67,11 @@ const LogFollower::Row* LogFollower::findRow(const char* format) {
 }
 
 LogFollower::LogFollower(Display display, std::size_t packageCount, Watcher watcher)
-    : display_(display),
-      watcher_(std::move(watcher)),
-      isLive_(display == Display::kLines && isatty(STDOUT_FILENO) == 1),
-      packageCount_(packageCount) {}
+    : display_(display), watcher_(std::move(watcher)), packageCount_(packageCount) {}
 
-LogFollower::~LogFollower() { clearLiveLine(); }
+LogFollower::~LogFollower() {
+  if (display_ == Display::kLines) clearLiveLine();
+}
 
 void LogFollower::take(void* log, const char* format, ...) {
   std::va_list arguments;
@@ -102,9 +91,8 @@ void LogFollower::takeLine(const char* format, std::va_list arguments) {
   if (isReason(format)) noteReason(line);
   lines_.push_back(line);
   if (display_ == Display::kLines) {
-    clearLiveLine();
     printLine(line);
-    showLiveLine();
+    showPlace();
   }
   if (watcher_) watcher_(*this);
 }
@@ -169,21 +157,14 @@ void LogFollower::noteReason(const std::string& line) {
 
 // ---- The live line -----------------------------------------------------------------------------
 
-void LogFollower::clearLiveLine() const {
-  if (!isLive_) return;
-  std::fputs("\r\033[2K", stdout);
-  std::fflush(stdout);
-}
-
 void LogFollower::goQuiet() {
-  clearLiveLine();
-  isLive_ = false;
+  if (display_ == Display::kLines) clearLiveLine();
   display_ = Display::kNone;
   watcher_ = nullptr;
 }
 
-void LogFollower::showLiveLine() const {
-  if (!isLive_ || phase_ == Phase::kEnd) return;
+void LogFollower::showPlace() const {
+  if (phase_ == Phase::kEnd) return;
   std::string text;
   if (phase_ == Phase::kPackages) {
     text = "package " + std::to_string(packagesSeen_) + " of " + std::to_string(packageCount_) +
@@ -193,8 +174,7 @@ void LogFollower::showLiveLine() const {
     text = phase_ == Phase::kRules ? "marketplace manifests" : "dependencies";
     if (!application_.empty()) text += ": " + application_;
   }
-  std::fputs(escaped(text).substr(0, terminalWidth() - 1).c_str(), stdout);
-  std::fflush(stdout);
+  showLiveLine(text);
 }
 
 }  // namespace wz

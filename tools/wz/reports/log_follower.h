@@ -19,7 +19,7 @@ class LogFollower {
  public:
   enum class Display {
     kNone,
-    kLines,  ///< every line as it comes; on a user's terminal with a live one below them
+    kLines,  ///< every line as it comes; on a screen with where the run is below them
   };
 
   /// Called behind every line.
@@ -35,8 +35,6 @@ class LogFollower {
   static void take(void* log, const char* format, ...);
 
   [[nodiscard]] const std::vector<std::string>& lines() const { return lines_; }
-  /// Takes the live line away, until there is another line.
-  void clearLiveLine() const;
 
   /// From here on it only remembers: there is no live line, and the watcher is not called.
   void goQuiet();
@@ -61,11 +59,10 @@ class LogFollower {
   void onListing(const std::string&);
   void noteReason(const std::string& line);
 
-  void showLiveLine() const;
+  void showPlace() const;
 
   Display display_;
   Watcher watcher_;
-  bool isLive_;
   std::size_t packageCount_, packagesSeen_ = 0, entriesSeen_ = 0;
   Phase phase_ = Phase::kBegin;
   std::string package_, entry_, application_;  // what lines are about at the moment

@@ -12,6 +12,7 @@
 #include "support/file_system.h"
 #include "support/mutex.h"
 #include "wz/reports/lost_output.h"
+#include "wz/reports/screen.h"
 
 namespace wz {
 namespace {
@@ -22,9 +23,20 @@ wzapp::Mutex writeMutex;  // one line after the other, also where a write takes 
 int lostOutput WZAPP_GUARDED_BY(writeMutex) = 0;
 bool isCollecting = false;
 std::vector<std::string> messages WZAPP_GUARDED_BY(writeMutex);
+// Takes the live line away; null: there is none.
+const char* liveLineErasing WZAPP_GUARDED_BY(writeMutex) = nullptr;
+Volume theVolume = Volume::kUsual;
+
+// A live line that cannot be written is none.
+void eraseLiveLine() WZAPP_REQUIRES(writeMutex) {
+  if (liveLineErasing == nullptr) return;
+  (void)wzapp::writeWhole(STDERR_FILENO, wzapp::viewOf(std::string_view(liveLineErasing)));
+  liveLineErasing = nullptr;
+}
 
 void writeText(int file, std::string_view text) {
   const wzapp::MutexLock lock(writeMutex);
+  eraseLiveLine();
   if (wzapp::writeWhole(file, wzapp::viewOf(text)) || lostOutput != 0) return;
   // Of standard error there is no other place to say so.
   if (file == STDOUT_FILENO) lostOutput = errno;
@@ -117,13 +129,22 @@ std::string joined(const std::vector<std::string>& texts, std::string_view betwe
   return all;
 }
 
-void printLine(std::string_view line) { writeText(STDOUT_FILENO, escaped(line) + "\n"); }
+void setVolume(Volume volume) { theVolume = volume; }
+Volume volume() { return theVolume; }
+
+void printLine(std::string_view line) {
+  writeText(STDOUT_FILENO, painted(STDOUT_FILENO, escaped(line)) + "\n");
+}
+
+void printSuccess(std::string_view line) {
+  if (theVolume != Volume::kQuiet) printLine(line);
+}
 
 void printBlock(std::string_view lines) {
   std::string block;
   for (;;) {
     const std::size_t end = lines.find('\n');
-    block += escaped(lines.substr(0, end)) + "\n";
+    block += painted(STDOUT_FILENO, escaped(lines.substr(0, end))) + "\n";
     if (end == std::string_view::npos) return writeText(STDOUT_FILENO, block);
     lines.remove_prefix(end + 1);
   }
@@ -131,10 +152,25 @@ void printBlock(std::string_view lines) {
 
 void printMessage(std::string_view message) {
   noteMessage(message);
-  writeText(STDERR_FILENO, "wz: " + escaped(message) + "\n");
+  writeText(STDERR_FILENO, painted(STDERR_FILENO, "wz: " + escaped(message)) + "\n");
+}
+
+void printNote(std::string_view message) {
+  if (theVolume != Volume::kQuiet) return printMessage(message);
+  noteMessage(message);
 }
 
 void printText(std::string_view text) { writeText(STDOUT_FILENO, text); }
+
+void putLiveLine(const std::string& text, const char* erasing) {
+  const wzapp::MutexLock lock(writeMutex);
+  if (wzapp::writeWhole(STDERR_FILENO, wzapp::viewOf(text))) liveLineErasing = erasing;
+}
+
+void takeLiveLine() {
+  const wzapp::MutexLock lock(writeMutex);
+  eraseLiveLine();
+}
 
 void collectMessages() { isCollecting = true; }
 

@@ -17,8 +17,20 @@ std::string escaped(std::string_view text);
 /// `texts` one behind the other.
 std::string joined(const std::vector<std::string>& texts, std::string_view between = ", ");
 
-/// Writes `line`, escaped, and a line feed to standard output, in one piece.
+/// How much is said: --quiet leaves out what tells only that all went well, --verbose tells more.
+/// What a command was asked for is never left out.
+enum class Volume { kQuiet, kUsual, kVerbose };
+
+/// To be called before there is a second thread.
+void setVolume(Volume volume);
+[[nodiscard]] Volume volume();
+
+/// Writes `line`, escaped, and a line feed to standard output, in one piece. On a screen the word
+/// that it begins with may be in colour (screen.h).
 void printLine(std::string_view line);
+
+/// The same for what only tells that all went well.
+void printSuccess(std::string_view line);
 
 /// The same for several lines at once, parted by line feeds: they stand together.
 void printBlock(std::string_view lines);
@@ -27,6 +39,9 @@ void printBlock(std::string_view lines);
 /// what is said beside the results.
 void printMessage(std::string_view message);
 
+/// The same for what only tells how things are or go: not with --quiet.
+void printNote(std::string_view message);
+
 /// Writes a text of the program's own, of several lines, to standard output as it stands.
 void printText(std::string_view text);
 
@@ -34,6 +49,11 @@ void printText(std::string_view text);
 void collectMessages();
 void noteMessage(std::string_view message);
 [[nodiscard]] std::vector<std::string> collectedMessages();
+
+/// For screen.h: puts `text` to standard error as it stands. What is written next takes it away
+/// first, by `erasing`.
+void putLiveLine(const std::string& text, const char* erasing);
+void takeLiveLine();
 
 /// Where standard output could not be written to, says so and gives true; once.
 [[nodiscard]] bool reportLostOutput();

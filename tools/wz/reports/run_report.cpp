@@ -74,6 +74,14 @@ std::string messageLine(const PageEvent& event) {
 
 std::string nothing(const PageEvent&) { return {}; }
 
+// What --quiet does not leave out: errors and warnings.
+bool isTrouble(const PageEvent& event) {
+  constexpr int kWarning = 4;
+  const bool isSaid =
+      event.kind == PageEvent::Kind::kConsole || event.kind == PageEvent::Kind::kLog;
+  return event.kind == PageEvent::Kind::kFailedRequest || (isSaid && event.level <= kWarning);
+}
+
 // ---- As a story --------------------------------------------------------------------------------
 
 StoryLine openedStory(const PageEvent& event) {
@@ -193,7 +201,7 @@ void RunReport::event(const PageEvent& event) {
   for (const EventRow& row : kEventRows) {
     if (row.kind != event.kind) continue;
     if (story_.hasListeners()) story_.tell(row.story(event));
-    show(row.line(event));
+    if (volume() != Volume::kQuiet || isTrouble(event)) show(row.line(event));
   }
 }
 
@@ -203,7 +211,7 @@ void RunReport::record(const std::string& from, const std::string& to, const std
   StoryLine line("messageReceived");
   addMessage(line, from, to, name).json("payload", payload);
   story_.tell(line);
-  show(name + " " + payload);
+  if (volume() != Volume::kQuiet) show(name + " " + payload);
 }
 
 void RunReport::undelivered(const Message& message) {
@@ -228,7 +236,7 @@ void RunReport::undelivered(const Message& message) {
 
 void RunReport::reloaded(const std::string& id, const std::string& what) {
   story_.tell(StoryLine("reloaded").text("app", id).text("because", what));
-  show(id + " reloaded: " + what);
+  if (volume() != Volume::kQuiet) show(id + " reloaded: " + what);
 }
 
 void RunReport::screenshot(const std::string& file) {
@@ -241,7 +249,7 @@ void RunReport::exited(const std::string& id, int result, const std::string& err
   line.text("app", id).number("result", result);
   if (!errorText.empty()) line.text("error", errorText);
   story_.tell(line.texts("properties", properties));
-  if (asJson_ || isQuiet_) return;
+  if (asJson_ || isQuiet_ || (volume() == Volume::kQuiet && result == 0)) return;
   printLine(id + " ended with result " + std::to_string(result) +
             (errorText.empty() ? "" : ": " + errorText));
   for (const auto& [key, value] : properties) {

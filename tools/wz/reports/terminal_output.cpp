@@ -5,6 +5,7 @@
 #include "installer/dependency_check.h"
 #include "support/platform_info.h"
 #include "wz/terminal/screen_trial.h"
+#include "wz/terminal/trusted_authorities.h"
 
 namespace wz {
 
@@ -20,6 +21,8 @@ void putTerminal(JsonWriter& writer, const workstation::TerminalProfile& profile
   putFlag(writer, "touch", wzapp::hasTouchScreen() != 0);
   putText(writer, "sponsor", profile.sponsorId);
   putText(writer, "sponsorText", profile.sponsorText);
+  putNumber(writer, "engine", profile.engine);
+  putText(writer, "authorities", trustedText());
   putText(writer, "platform", wzapp::hardwareDescriptor());
   putTexts(writer, "notes", modelContradictions(profile));
 }

@@ -53,6 +53,7 @@ void Lab::addOctets(const std::string& group, const std::string& what, std::stri
 void Lab::addFiles(const std::string& group, const std::string& what,
                    std::vector<DroppedFile> files, Expected expected) {
   variants_.push_back({group, what, std::move(files), std::move(expected)});
+  if (watcher_) watcher_();
 }
 
 Expected Lab::refused(const BaseInner& inner, Lines lines) const {

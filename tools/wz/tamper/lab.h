@@ -2,7 +2,9 @@
 #ifndef WZ_TAMPER_LAB_H
 #define WZ_TAMPER_LAB_H
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "wz/tamper/base_package.h"
@@ -40,6 +42,9 @@ class Lab {
                  Expected expected);
   void addFiles(const std::string& group, const std::string& what, std::vector<DroppedFile> files,
                 Expected expected);
+  /// Calls it behind each.
+  void setWatcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
+
   void leaveOut(const std::string& group, const std::string& why) {
     leftOut_.push_back({group, why});
   }
@@ -57,6 +62,7 @@ class Lab {
   const BasePackage& base_;
   const LabKeys& keys_;
   Variants variants_;
+  std::function<void()> watcher_;
   std::vector<LeftOut> leftOut_;
 };
 

@@ -143,7 +143,7 @@ bool enterToReadHistory(const std::string& terminal, History& history) {
     printMessage(error);
     return false;
   }
-  for (const std::string& remark : history.remarks) printMessage("note: " + remark);
+  for (const std::string& remark : history.remarks) printNote("note: " + remark);
   return true;
 }
 

@@ -178,9 +178,11 @@ void printReasons(const Reasons& reasons) {
 
 void printRepairs(const Diagnostics& diagnostics) {
   for (const Diagnostic& diagnostic : diagnostics) {
-    if (wz::isError(diagnostic)) {
-      printLine("  repair of " + diagnostic.code + ": " + repairOf(diagnostic));
+    if (!wz::isError(diagnostic)) continue;
+    if (volume() == Volume::kVerbose) {
+      printLine("  rule of " + diagnostic.code + ": " + codeOf(diagnostic.code).rule);
     }
+    printLine("  repair of " + diagnostic.code + ": " + repairOf(diagnostic));
   }
 }
 
@@ -197,7 +199,10 @@ void printChange(const Change& change, const char* words) {
     line += " by " +
             (change.versionNow == change.versionBefore ? "the same version" : change.versionNow);
   }
-  printLine(line + (change.isDowngrade ? ", a downgrade" : ""));
+  line += change.isDowngrade ? ", a downgrade" : "";
+  // What was removed by a rule is no success.
+  if (change.codes.empty() && !change.isDowngrade && volume() == Volume::kQuiet) return;
+  printLine(line);
   printReasons(change.reasons);
 }
 
@@ -211,6 +216,8 @@ void printPackages(const InstallOutcome& outcome, bool isTrial) {
   const char* const done = isTrial ? "would accept " : "done ";
   const char* const rejected = isTrial ? "would reject " : "rejected ";
   for (const PackageOutcome& package : outcome.packages) {
+    const bool isSound = package.isDone && package.reasons.empty() && package.warnings.empty();
+    if (isSound && volume() == Volume::kQuiet) continue;
     printLine((package.isDone ? done : rejected) + package.file);
     printReasons(package.reasons);
     if (!package.isDone) {
@@ -256,9 +263,9 @@ InstallOutcome runInstallation(const std::vector<WaitingPackage>& packages,
 }
 
 void printOutcome(const InstallOutcome& outcome) {
-  printLine("");
+  printSuccess("");
   for (const Change& change : outcome.changes) printChange(change, wordsOf(change.kind).words);
-  if (outcome.changes.empty()) printLine("no application changed");
+  if (outcome.changes.empty()) printSuccess("no application changed");
   printPackages(outcome, false);
 }
 
@@ -270,7 +277,7 @@ void printTrialOutcome(const InstallOutcome& outcome) {
       printLine("  repair of " + code + ": " + repairOf({code, "", "", "", 0, 0, ""}));
     }
   }
-  if (outcome.changes.empty()) printLine("no application would change");
+  if (outcome.changes.empty()) printSuccess("no application would change");
   printPackages(outcome, true);
 }
 

@@ -47,6 +47,8 @@ void watchInterrupts() {
   }
 }
 
+void outliveReader() { std::signal(SIGPIPE, SIG_IGN); }
+
 bool interrupted() { return signalCount.load() > 0; }
 
 int interruptDescriptor() { return eventDescriptor; }

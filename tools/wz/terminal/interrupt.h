@@ -8,6 +8,10 @@ namespace wz {
 /// for a signal that was ignored when the program was started, they act as usual.
 void watchInterrupts();
 
+/// Lets the process go on where nobody reads its output any more (SIGPIPE): what it is about is not
+/// to be cut off for that. The loss is told at the end (output.h).
+void outliveReader();
+
 /// True once a signal has come.
 bool interrupted();
 

@@ -1,11 +1,17 @@
 #include "wz/terminal/own_keys.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
 #include "devkeys/key_directory.h"
 #include "wz/reports/output.h"
+#include "wz/reports/screen.h"
 #include "wz/terminal/data_folder.h"
 #include "wz/terminal/development_roots.h"
 
@@ -20,6 +26,24 @@ bool isMade(const std::string& keys) {
   std::error_code failure;
   return fs::exists(fs::path(keys) / devkeys::kTableFile, failure);
 }
+
+// Held by one process at a time; where that cannot be, by any number.
+class FolderLock {
+ public:
+  explicit FolderLock(const fs::path& folder)
+      : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    while (folder_ >= 0 && flock(folder_, LOCK_EX) != 0 && errno == EINTR) {
+    }
+  }
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+  ~FolderLock() {
+    if (folder_ >= 0) close(folder_);
+  }
+
+ private:
+  int folder_;
+};
 
 // What WZ_KEYS names; empty: nothing.
 std::string namedKeys() {
@@ -75,15 +99,20 @@ bool makeOwnKeys() {
   }
   if (isMade(keys)) return true;
   std::error_code failure;
-  fs::create_directories(fs::path(keys).parent_path(), failure);
+  const fs::path above = fs::path(keys).parent_path();
+  fs::create_directories(above, failure);
+  // Of several first uses at once one makes them, and the others wait for it.
+  const FolderLock lock(above);
+  if (isMade(keys)) return true;
   std::string error;
-  if (!devkeys::makeKeyDirectory(keys, error)) {
+  Progress progress("making keys", devkeys::kKeyCount);
+  if (!devkeys::makeKeyDirectory(keys, error, [&progress] { progress.step(); })) {
     if (isMade(keys)) return true;  // another command was quicker
     printMessage(error);
     return false;
   }
-  printMessage("made development keys of your own in " + keys +
-               ", which the terminals that you make from now on trust");
+  printNote("made development keys of your own in " + keys +
+            ", which the terminals that you make from now on trust");
   return true;
 }
 

@@ -115,8 +115,8 @@ bool findOwnTerminal(std::string& directory) {
     printMessage(error);
     return false;
   }
-  printMessage("made the terminal " + directory +
-               " for commands that name none (with --terminal or WZ_TERMINAL)");
+  printNote("made the terminal " + directory +
+            " for commands that name none (with --terminal or WZ_TERMINAL)");
   return true;
 }
 

@@ -15,6 +15,7 @@
 #include "crypto/digest.h"
 #include "support/file_system.h"
 #include "wz/reports/output.h"
+#include "wz/reports/screen.h"
 #include "wz/terminal/trusted_authorities.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/shell_word.h"
@@ -25,6 +26,7 @@ namespace {
 
 // False with errno.
 bool copyContent(int from, int to) {
+  Progress progress("copying");
   std::array<std::uint8_t, 65536> block;
   for (off_t position = 0;;) {
     const ssize_t count = pread(from, block.data(), block.size(), position);
@@ -33,6 +35,7 @@ bool copyContent(int from, int to) {
     const wzapp::ByteView octets(block.data(), static_cast<std::size_t>(count));
     if (!wzapp::writeWhole(to, octets)) return false;
     position += count;
+    progress.step();
   }
 }
 

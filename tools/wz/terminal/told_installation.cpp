@@ -10,6 +10,7 @@
 #include "support/file_system.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/screen.h"
 #include "wz/terminal/interrupt.h"
 #include "wz/words/exit_code.h"
 
@@ -20,7 +21,7 @@ namespace {
 // so the program ends inside it, by the signal that came.
 void endIfInterrupted(LogFollower& log, ChangeRecord& record) {
   if (!interrupted()) return;
-  log.clearLiveLine();
+  clearLiveLine();
   record.interrupt(log.lines());
   finishJson(kEnvironment);
   (void)reportLostOutput();
@@ -63,7 +64,8 @@ int installAndTell(const char* command, const std::vector<WaitingPackage>& packa
     record.drop();
     return kEnvironment;
   }
-  const auto display = asJson ? LogFollower::Display::kNone : LogFollower::Display::kLines;
+  const bool isShown = !asJson && volume() != Volume::kQuiet;
+  const auto display = isShown ? LogFollower::Display::kLines : LogFollower::Display::kNone;
   const InstallOutcome outcome = runInstallation(packages, display, [&](LogFollower& log) {
     copy.follow(log.lines());
     endIfInterrupted(log, record);

@@ -88,7 +88,7 @@ int WatchedRun::run() {
   }
   KeyReader keys;
   const bool hasKeys = keys.begin([this](char key) { events_.put({RunEvent::Kind::kKey, key}); });
-  printMessage("watching " + folder_ + (hasKeys ? "; ? lists the keys" : ""));
+  printNote("watching " + folder_ + (hasKeys ? "; ? lists the keys" : ""));
 
   if (const int code = run_.start(); code != 0)
     printMessage("the application could not be started (" + std::to_string(code) + ")");
@@ -99,7 +99,7 @@ int WatchedRun::run() {
     switch (event->kind) {
       case RunEvent::Kind::kEnded:
         run_.finish(*event);
-        printMessage("the application has ended; the next change starts it anew");
+        printNote("the application has ended; the next change starts it anew");
         break;
       case RunEvent::Kind::kFolderChanged:
         onChanged(event->names);
@@ -179,7 +179,7 @@ void WatchedRun::takePicture() {
   std::string error;
   if (!tookScreenshot(run_.invocation(), file, error)) return printMessage("no picture: " + error);
   report_.screenshot(file);
-  printMessage("saved " + file);
+  printNote("saved " + file);
 }
 
 void WatchedRun::openDeveloperTools() {

@@ -106,6 +106,14 @@ constexpr Code kCodes[] = {
                "terminal with other authorities.",
      .repair = "Look at the lines that are missing and those that are too many.",
      .command = "wz tamper LAB --run HOST --only VARIANT"},
+    {.id = "WZ-0930",
+     .severity = Severity::kError,
+     .title = "A test of the application failed",
+     .rule = "wz test is done when every test passes that is not left out.",
+     .causes = "The application does something else than its test expects; a test that waits for "
+               "what does not come, or that cannot be loaded.",
+     .repair = "Run that test alone, in words.",
+     .command = "wz test FOLDER -- FILE:LINE"},
 };
 
 }  // namespace

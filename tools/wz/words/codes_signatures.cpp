@@ -69,8 +69,11 @@ constexpr Code kCodes[] = {
      .title = "The archive is not the one that was signed",
      .behind = "WZ-0305",
      .rule = "The signed digest, SHA-1 or SHA-256, is that of the archive's octets.",
-     .causes = "The archive was packed anew or changed after it was signed; two were swapped.",
-     .repair = "Sign the archive as it is.",
+     .causes = "The archive was packed anew, changed or damaged after it was signed; two were "
+               "swapped.",
+     .repair =
+         "Get the package again, if it came from elsewhere; who makes it signs the archive as "
+         "it is.",
      .command = kPack},
     {.id = "WZ-0311",
      .severity = Severity::kError,
@@ -100,7 +103,7 @@ constexpr Code kCodes[] = {
      .causes =
          "Keys of other authorities than the terminal's; see the finding for the certificate.",
      .repair = "Sign with keys of the terminal's authorities.",
-     .command = "wz inspect FILE"},
+     .command = "wz keys show FILE"},
 
     // ---- The parser ---------------------------------------------------------------------------
     {.id = "WZ-0320",
