@@ -10,6 +10,7 @@
 
 #include "workstation/terminal/terminal_profile.h"
 #include "wz/commands/run_setup.h"
+#include "wz/reports/lost_output.h"
 #include "wz/reports/message_output.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/interrupt.h"
@@ -56,6 +57,7 @@ int serveWorkbench(const WorkbenchOptions& options) {
     return kEnvironment;
   }
   tell(workbench, options.asJson);
+  if (hasLostOutput()) return kEnvironment;  // nobody knows the way in
   opener.open(workbench.address(), workstation::terminalDirectory());
   return workbench.run() ? kDone : kEnvironment;
 }
