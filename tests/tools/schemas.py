@@ -233,6 +233,9 @@ with tempfile.TemporaryDirectory() as folder:
     events = run_lines(1, "run", "--json", "--terminal", "desk", "--headless", "--timeout", "3", "shop")
     if events[0] != "launched" or events[-1] != "end" or "exited" not in events:
         complain("wz run --json", str(events))
+    with subprocess.Popen([wz, "workbench", "--json", "--no-open", "desk"], stdout=subprocess.PIPE, text=True) as bench:
+        expect("event.schema.json", json.loads(bench.stdout.readline()), "wz workbench --json")
+        bench.terminate()
     # What it finds depends on the machine.
     machine = subprocess.run([wz, "doctor", "--json"], capture_output=True, text=True, check=False)
     expect("doctor.schema.json", json.loads(machine.stdout), "wz doctor --json")
@@ -240,7 +243,7 @@ with tempfile.TemporaryDirectory() as folder:
     # The wrong command line, and what is not there, of each command.
     for command in ("terminal create", "terminal show", "new", "pack", "check", "inspect", "install", "list",
                     "remove", "keys init", "keys issue", "keys rotate", "keys show", "certs", "explain", "notify", "history", "diff", "why", "replay", "doctor", "tamper", "matrix",
-                    "run", "host", "listen", "reply", "test"):
+                    "run", "host", "listen", "reply", "test", "workbench"):
         run(2, *command.split(), "--json", "--no-such-option")
     golden("no-such-option", run(2, "list", "--json", "--terminl", "desk"))
     run(2, "certs", "--json", "--terminal", "desk", "-o", "-")

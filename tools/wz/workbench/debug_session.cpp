@@ -22,7 +22,7 @@ constexpr std::chrono::milliseconds kPause{20};
 constexpr std::chrono::seconds kPatience{20};  // until a page is offered
 constexpr char kPicture[] = "Page.screencastFrame";
 
-// What has come, read on the connection's own thread.
+// What has come.
 struct Incoming {
   long long id = 0;  // of the command that is answered; 0: a picture
   JSObject result;
@@ -128,12 +128,12 @@ class DebugSession::Client : public std::enable_shared_from_this<Client> {
     if (opcode != MG_WEBSOCKET_OPCODE_TEXT && opcode != MG_WEBSOCKET_OPCODE_CONTINUATION) return 1;
     self.message_.append(data, size);
     if ((bits & kLast) == 0) return 1;
-    auto incoming = std::make_shared<Incoming>();
-    if (readMessage(std::exchange(self.message_, {}), *incoming)) {
-      self.loop_.post([alive = self.weak_from_this(), incoming] {
-        if (const auto there = alive.lock()) there->take(*incoming);
-      });
-    }
+    // This thread has hardly any stack to read it with.
+    self.loop_.post([alive = self.weak_from_this(), text = std::exchange(self.message_, {})] {
+      Incoming incoming;
+      const auto there = alive.lock();
+      if (there && readMessage(text, incoming)) there->take(incoming);
+    });
     return 1;
   }
 

@@ -112,7 +112,7 @@ JSObject Hosts::state() const {
   return list;
 }
 
-void Hosts::list(const Answer& answer) const {
+void Hosts::list(const JSObject&, const Answer& answer) const {
   JSObject result;
   result["hosts"] = state();
   result["offers"] = JSObject::array();

@@ -26,7 +26,7 @@ class Hosts {
   Hosts& operator=(const Hosts&) = delete;
 
   /// All, and the files that lie in the folders of applications.
-  void list(const Answer& answer) const;
+  void list(const zelipc::JSObject& question, const Answer& answer) const;
 
   /// Makes a host, or changes one.
   void change(const zelipc::JSObject& question, const Answer& answer);

@@ -33,7 +33,7 @@ void Pages::tell(const std::string& source, const zelipc::JSObject& line) {
 
 void Pages::stateChanged() {
   if (std::exchange(willSend_, true)) return;
-  constexpr std::chrono::milliseconds kGathering{10};
+  constexpr std::chrono::milliseconds kGathering{30};
   loop_.after(kGathering, [this] {
     willSend_ = false;
     const std::string state = makeState_();

@@ -8,8 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "installer/application_manifest.h"
 #include "workstation/browser/engine/protocol/base64.h"
-#include "wz/reports/message_output.h"
+#include "wz/terminal/application.h"
 #include "wz/workbench/pointer.h"
 #include "wz/workbench/readings.h"
 #include "wz/workbench/run_question.h"
@@ -89,6 +90,9 @@ void Runs::start(const JSObject& question, const Answer& answer) {
   if (!problem.empty()) return answer.failed(problem);
   run->number = ++lastRun_;
   run->application = run->question.application;
+  if (run->application.empty()) {
+    run->application = wzapp::readManifestAppId(run->question.folder + "/" + kFolderManifest);
+  }
   if (run->question.width == 0) {
     run->question.width = width_;
     run->question.height = height_;

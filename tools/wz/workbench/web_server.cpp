@@ -304,11 +304,12 @@ int WebServer::Server::sendTerminalFile(mg_connection* connection, const mg_requ
 }
 
 int WebServer::Server::sendIcon(mg_connection* connection, const mg_request_info& request) {
-  std::string root, file, content;
-  if (!plan_.findIcon(queryText(request, "application"), queryText(request, "folder"), root, file))
+  IconPlace icon;
+  std::string content;
+  if (!plan_.findIcon(queryText(request, "application"), queryText(request, "folder"), icon))
     return sendNotFound(connection);
-  const char* const type = pictureType(file);
-  if (type == nullptr || !SafeFolder(root).readFile(file, kLargestIcon, content))
+  const char* const type = pictureType(icon.file);
+  if (type == nullptr || !SafeFolder(icon.folder).readFile(icon.file, kLargestIcon, content))
     return sendNotFound(connection);
   HttpAnswer answer;
   answer.type = type;

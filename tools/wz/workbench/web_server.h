@@ -22,6 +22,11 @@
 
 namespace wz {
 
+/// Where an icon is: a file in a folder.
+struct IconPlace {
+  std::string folder, file;
+};
+
 struct WebServerPlan {
   int port = 0;          ///< 0: any
   std::string terminal;  ///< whose files are shown
@@ -30,13 +35,12 @@ struct WebServerPlan {
   const EventLog* log = nullptr;
   Uploads* uploads = nullptr;
 
-  /// The folder and the file in it that hold the icon of an installed application or of a folder's.
-  /// False when it has none.
-  std::function<bool(const std::string& application, const std::string& folder, std::string& root,
-                     std::string& file)>
+  /// Of an installed application, or of a folder's. False when it has none.
+  std::function<bool(const std::string& application, const std::string& folder, IconPlace& place)>
       findIcon;
 
-  // Called on the server's threads. A socket's calls come one after the other; onClose is the last.
+  // Called on the server's threads, whose stack is of some 100 KB. A socket's calls come one after
+  // the other; onClose is the last.
   std::function<void(std::shared_ptr<PageSocket> socket)> onOpen;
   std::function<void(const std::shared_ptr<PageSocket>& socket, std::string message)> onMessage;
   std::function<void(const std::shared_ptr<PageSocket>& socket)> onClose;

@@ -3,9 +3,14 @@
 #include <poll.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <future>
+#include <optional>
+#include <thread>
 #include <utility>
 
 #include "workstation/terminal/terminal_profile.h"
@@ -55,27 +60,38 @@ bool makeFolder(const std::string& path, std::string& error) {
 class Workbench::Core {
  public:
   Core() : pages_(loop_, log_) {}
-  ~Core() {
-    if (interruptDescriptor() >= 0) loop_.forget(interruptDescriptor());
-  }
+  ~Core();
   Core(const Core&) = delete;
   Core& operator=(const Core&) = delete;
 
   bool begin(const WorkbenchPlan& plan, std::string& error);
-  std::string address() const { return server_.address(); }
+  std::string address() const { return server_->address(); }
   bool run();
 
  private:
-  using Asked = void (*)(Core& core, const JSObject& question, const Answer& answer);
   struct Row {
     const char* name;
-    Asked ask;
-    bool isReading = false;  // done where it is asked: it may take its time, and touches no other
+    void (Core::*ask)(const JSObject& question, const Answer& answer);
+    bool isReading = false;  // done on the thread for readings: it may take its time
   };
   static const Row kRows[];
 
   bool beginServer(int port, std::string& error);
+  bool findIcon(const std::string& id, const std::string& folder, IconPlace& place);
   void onMessage(const SharedPage& page, const std::string& message);
+
+  void tellApplications(const JSObject& question, const Answer& answer);
+  void addFolder(const JSObject& question, const Answer& answer);
+  void removeFolder(const JSObject& question, const Answer& answer);
+  void answerFolders(const Problem& problem, const Answer& answer);
+  void tellFiles(const JSObject& question, const Answer& answer);
+  void tellRecordings(const JSObject& question, const Answer& answer);
+  void tellStory(const JSObject& question, const Answer& answer);
+  void restartBus(const JSObject& question, const Answer& answer);
+  void follow(const JSObject& question, const Answer& answer);
+  template <auto part, auto method>
+  void passOn(const JSObject& question, const Answer& answer);
+
   [[nodiscard]] std::string hello() const;
   [[nodiscard]] std::string state() const;
   void end();
@@ -95,11 +111,21 @@ class Workbench::Core {
   std::unique_ptr<Hosts> hosts_;
   std::unique_ptr<Commands> commands_;
   bool isEnding_ = false, hasFailed_ = false;
-  int ending_ = 0;    // parts that are still to end
-  WebServer server_;  // first to go: it calls the rest
+  int ending_ = 0;  // parts that are still to end
+  // The threads of the server have hardly any stack, so that nothing of size is done there.
+  Loop readings_;
+  std::thread reader_;
+  std::unique_ptr<WebServer> server_;  // first to go: it calls the rest
 };
 
 // ---- Beginning and end -------------------------------------------------------------------------
+
+Workbench::Core::~Core() {
+  server_.reset();
+  if (!reader_.joinable()) return;
+  readings_.post([this] { readings_.stop(); });
+  reader_.join();
+}
 
 bool Workbench::Core::begin(const WorkbenchPlan& plan, std::string& error) {
   workstation::TerminalProfile profile;
@@ -141,16 +167,15 @@ bool Workbench::Core::beginServer(int port, std::string& error) {
   plan.page = pageFolder();
   plan.log = &log_;
   plan.uploads = &uploads_;
-  plan.findIcon = [this](const std::string& id, const std::string& folder, std::string& root,
-                         std::string& file) {
-    return applications_.findIcon(id, folder, root, file);
+  plan.findIcon = [this](const std::string& id, const std::string& folder, IconPlace& place) {
+    return findIcon(id, folder, place);
   };
   plan.onOpen = [this](const SharedPage& page) {
     page->put(hello());
     loop_.post([this, page] { pages_.add(page); });
   };
   plan.onMessage = [this](const SharedPage& page, const std::string& message) {
-    onMessage(page, message);
+    loop_.post([this, page, message] { onMessage(page, message); });
   };
   plan.onClose = [this](const SharedPage& page) {
     loop_.post([this, page] {
@@ -158,10 +183,29 @@ bool Workbench::Core::beginServer(int port, std::string& error) {
       runs_->forget(page);
     });
   };
-  return server_.begin(std::move(plan), error);
+  server_ = std::make_unique<WebServer>();
+  return server_->begin(std::move(plan), error);
+}
+
+// Called by the server, which waits.
+bool Workbench::Core::findIcon(const std::string& id, const std::string& folder, IconPlace& place) {
+  constexpr std::chrono::seconds kPatience{5};
+  const auto found = std::make_shared<std::promise<std::optional<IconPlace>>>();
+  std::future<std::optional<IconPlace>> awaited = found->get_future();
+  readings_.post([this, id, folder, found] {
+    IconPlace icon;
+    const bool isThere = applications_.findIcon(id, folder, icon.folder, icon.file);
+    found->set_value(isThere ? std::optional(icon) : std::nullopt);
+  });
+  if (awaited.wait_for(kPatience) != std::future_status::ready) return false;
+  const std::optional<IconPlace> icon = awaited.get();
+  place = icon.value_or(IconPlace());
+  return icon.has_value();
 }
 
 bool Workbench::Core::run() {
+  reader_ = std::thread([this] { readings_.run(); });
+
   loop_.watch(interruptDescriptor(), POLLIN, [this] {
     loop_.forget(interruptDescriptor());
     end();
@@ -202,123 +246,82 @@ std::string Workbench::Core::state() const {
 
 // ---- What they ask -----------------------------------------------------------------------------
 
-const Workbench::
-    Core::
-        Row
-            Workbench::
-                Core::
-                    kRows
-                        [] =
-                            {
-                                {"applications",
-                                 [](Core& core, const JSObject&, const Answer& answer) {
-                                   answer.done(core.applications_.all());
-                                 },
-                                 true},
-                                {"addFolder",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   const Problem problem =
-                                       core.applications_.addFolder(question["path"].asString());
-                                   problem.empty() ? answer.done(core.applications_.all())
-                                                   : answer.failed(problem);
-                                   core.loop_.post(
-                                       [&core] { core.pages_.changed({"applications"}); });
-                                 },
-                                 true},
-                                {"removeFolder",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   const Problem problem =
-                                       core.applications_.removeFolder(question["path"].asString());
-                                   problem.empty() ? answer.done(core.applications_.all())
-                                                   : answer.failed(problem);
-                                   core.loop_.post(
-                                       [&core] { core.pages_.changed({"applications"}); });
-                                 },
-                                 true},
-                                {"files",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   listFiles(core.terminal_, question["path"].asString(), answer);
-                                 },
-                                 true},
-                                {"recordings",
-                                 [](Core& core, const JSObject&, const Answer& answer) {
-                                   listRecordings(core.saved_, answer);
-                                 },
-                                 true},
-                                {"openStory",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   Upload upload;
-                                   if (!core.uploads_.find(question["upload"].asString(), upload)) {
-                                     return answer.failed("there is no such upload");
-                                   }
-                                   openStory(upload, answer);
-                                 },
-                                 true},
-                                {"wz",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.commands_->run(question, answer);
-                                 }},
-                                {"notify",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.commands_->notify(question, answer);
-                                 }},
-                                {"start",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.runs_->start(question, answer);
-                                 }},
-                                {"cancel",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.runs_->cancel(question, answer);
-                                 }},
-                                {"look",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.runs_->look(question, answer);
-                                 }},
-                                {"seen",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.runs_->seen(question, answer);
-                                 }},
-                                {"pointer",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.runs_->point(question, answer);
-                                 }},
-                                {"key",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.runs_->press(question, answer);
-                                 }},
-                                {"screenshot",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.runs_->takePicture(question, answer);
-                                 }},
-                                {"log",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.runs_->tellLog(question, answer);
-                                 }},
-                                {"bus",
-     [](Core& core, const JSObject&, const Answer& answer) {
-       std::string error;
-       core.bus_.restart(error) ? answer.done() : answer.failed(error);
-     }},
-    {"hosts",
-                                 [](Core& core, const JSObject&,
-                                    const Answer& answer) { core.hosts_->list(answer); }},
-                                {"host",
-                                 [](Core& core, const JSObject& question, const Answer& answer) {
-                                   core.hosts_->change(question, answer);
-                                 }},
-                                {"follow",
-                                 [](Core&, const JSObject& question, const Answer& answer) {
-                                   const long long from = question["from"].asInt();
-                                   if (const SharedPage page = answer.page()) {
-                                     page->follow(from > 0 ? static_cast<std::uint64_t>(from) : 1);
-                                   }
-                                   answer.done();
-                                 },
-                                 true},
+void Workbench::Core::tellApplications(const JSObject&, const Answer& answer) {
+  answer.done(applications_.all());
+}
+
+void Workbench::Core::addFolder(const JSObject& question, const Answer& answer) {
+  answerFolders(applications_.addFolder(question["path"].asString()), answer);
+}
+
+void Workbench::Core::removeFolder(const JSObject& question, const Answer& answer) {
+  answerFolders(applications_.removeFolder(question["path"].asString()), answer);
+}
+
+void Workbench::Core::answerFolders(const Problem& problem, const Answer& answer) {
+  if (!problem.empty()) return answer.failed(problem);
+  answer.done(applications_.all());
+  loop_.post([this] { pages_.changed({"applications"}); });
+}
+
+void Workbench::Core::tellFiles(const JSObject& question, const Answer& answer) {
+  listFiles(terminal_, question["path"].asString(), answer);
+}
+
+void Workbench::Core::tellRecordings(const JSObject&, const Answer& answer) {
+  listRecordings(saved_, answer);
+}
+
+void Workbench::Core::tellStory(const JSObject& question, const Answer& answer) {
+  Upload upload;
+  if (!uploads_.find(question["upload"].asString(), upload)) {
+    return answer.failed("there is no such upload");
+  }
+  openStory(upload, answer);
+}
+
+void Workbench::Core::restartBus(const JSObject&, const Answer& answer) {
+  std::string error;
+  bus_.restart(error) ? answer.done() : answer.failed(error);
+}
+
+void Workbench::Core::follow(const JSObject& question, const Answer& answer) {
+  const long long from = std::max(1LL, question["from"].asInt());
+  if (const SharedPage page = answer.page()) page->follow(static_cast<std::uint64_t>(from));
+  answer.done();
+}
+
+// A question that a part of the workbench answers.
+template <auto part, auto method>
+void Workbench::Core::passOn(const JSObject& question, const Answer& answer) {
+  ((*(this->*part)).*method)(question, answer);
+}
+
+const Workbench::Core::Row Workbench::Core::kRows[] = {
+    {"applications", &Core::tellApplications, true},
+    {"addFolder", &Core::addFolder, true},
+    {"removeFolder", &Core::removeFolder, true},
+    {"files", &Core::tellFiles, true},
+    {"recordings", &Core::tellRecordings, true},
+    {"openStory", &Core::tellStory, true},
+    {"wz", &Core::passOn<&Core::commands_, &Commands::run>},
+    {"notify", &Core::passOn<&Core::commands_, &Commands::notify>},
+    {"start", &Core::passOn<&Core::runs_, &Runs::start>},
+    {"cancel", &Core::passOn<&Core::runs_, &Runs::cancel>},
+    {"look", &Core::passOn<&Core::runs_, &Runs::look>},
+    {"seen", &Core::passOn<&Core::runs_, &Runs::seen>},
+    {"pointer", &Core::passOn<&Core::runs_, &Runs::point>},
+    {"key", &Core::passOn<&Core::runs_, &Runs::press>},
+    {"screenshot", &Core::passOn<&Core::runs_, &Runs::takePicture>},
+    {"log", &Core::passOn<&Core::runs_, &Runs::tellLog>},
+    {"hosts", &Core::passOn<&Core::hosts_, &Hosts::list>},
+    {"host", &Core::passOn<&Core::hosts_, &Hosts::change>},
+    {"bus", &Core::restartBus},
+    {"follow", &Core::follow},
 };
 
-// On the page's own thread of the server.
 void Workbench::Core::onMessage(const SharedPage& page, const std::string& message) {
+  if (isEnding_) return;
   JSObject question;
   const bool isRead = question.parse(message.c_str()) >= 0 && question.isObject();
   const JSObject& id = question["id"];
@@ -327,10 +330,8 @@ void Workbench::Core::onMessage(const SharedPage& page, const std::string& messa
   const std::string name = question["do"].asString();
   for (const Row& row : kRows) {
     if (name != row.name) continue;
-    if (row.isReading) return row.ask(*this, question, answer);
-    return loop_.post([this, &row, question, answer] {
-      if (!isEnding_) row.ask(*this, question, answer);
-    });
+    if (!row.isReading) return (this->*row.ask)(question, answer);
+    return readings_.post([this, &row, question, answer] { (this->*row.ask)(question, answer); });
   }
   answer.failed("the workbench does not know how to do " + question["do"].dump());
 }
