@@ -27,7 +27,7 @@ MOVING = """
 CLICKED = """
   let count = 0;
   document.onmousedown = () => { document.body.style.background = ++count % 2 ? 'red' : 'blue'; };
-  document.body.style.height = '800px';"""
+  document.body.textContent = 'click';"""
 CHATTER = """
   let count = 0;
   setInterval(() => { for (let i = 0; i < 5; i++) { console.log('line', ++count); wz.notify('club', 'CHAT', {count}); } }, 50);
@@ -75,21 +75,27 @@ def pictures(bench, page):
     page.event("run-ended")
 
 
+def drain(page, run):
+    """Until the picture is still."""
+    still = 0
+    while still < 3:
+        time.sleep(0.05)
+        page.result("hosts")
+        still = 0 if page.pictures else still + 1
+        while page.pictures:
+            next_picture(page, run)
+
+
 def clicks(bench, page):
     run = started(bench, page, CLICKED)
-    time.sleep(1)
-    while page.pictures:
-        next_picture(page, run)
     times = []
     for _ in range(30):
+        drain(page, run)
         begin = time.monotonic()
         page.tell("pointer", run=run, type="down", x=100, y=100, button="left")
         page.tell("pointer", run=run, type="up", x=100, y=100, button="left")
         next_picture(page, run)
         times.append(1000 * (time.monotonic() - begin))
-        time.sleep(0.1)
-        while page.pictures:
-            next_picture(page, run)
     row("From a click to the changed picture", f"{statistics.median(times):.0f} ms median", "120 ms or less, with the page")
     page.result("cancel", run=run)
     page.event("run-ended")

@@ -59,7 +59,8 @@ struct Runs::Run {
   std::set<std::weak_ptr<PageSocket>, std::owner_less<>> lookers;
   SharedFrame frame;         // the last picture
   std::uint32_t frames = 0;  // so far
-  long long unseen = -1;     // what acknowledges the last picture; -1: done
+  std::uint32_t known = 0;   // the last of which the browser knows that it was seen
+  long long pictures = 0;    // the browser's number of these pictures
   std::string pressed = "none";
 
   std::unique_ptr<Child> child;  // first to go
@@ -316,7 +317,7 @@ void Runs::startPictures(Run& run) {
   JSObject params;
   params["format"] = JSObject("jpeg");
   params["quality"] = JSObject(kQuality);
-  run.unseen = -1;
+  run.known = run.frames;
   run.session->send("Page.startScreencast", params);
 }
 
@@ -337,17 +338,19 @@ void Runs::onPicture(Run& run, const std::string& jpeg, unsigned width, unsigned
   }
   frame->message += jpeg;
   run.frame = frame;
-  run.unseen = number;
+  run.pictures = number;
   pages_.show(frame);
 }
 
-// The browser makes the next picture once the fastest page has seen this one, so that it does not
-// work for nobody.
-void Runs::acknowledge(Run& run) {
-  if (run.unseen < 0 || !run.session) return;
+// The browser makes a few pictures ahead and waits, until it hears that the fastest page has seen
+// them: it does not work for nobody. A picture that was passed over counts as seen.
+void Runs::acknowledge(Run& run, std::uint32_t frame) {
+  if (!run.session) return;
   JSObject params;
-  params["sessionId"] = JSObject(std::exchange(run.unseen, -1));
-  run.session->send("Page.screencastFrameAck", params);
+  params["sessionId"] = JSObject(run.pictures);
+  for (; run.known < std::min(frame, run.frames); ++run.known) {
+    run.session->send("Page.screencastFrameAck", params);
+  }
 }
 
 void Runs::seen(const JSObject& question, const Answer& answer) {
@@ -356,7 +359,7 @@ void Runs::seen(const JSObject& question, const Answer& answer) {
   if (run == nullptr || !page) return;
   const auto frame = static_cast<std::uint32_t>(question["frame"].asInt());
   page->seen(run->number, frame);
-  if (frame == run->frames) acknowledge(*run);
+  acknowledge(*run, frame);
   answer.done();
 }
 

@@ -58,7 +58,7 @@ class Runs {
   void onPicture(Run& run, const std::string& jpeg, unsigned width, unsigned height,
                  long long number);
   void onEnd(Run& run, const ChildEnd& end);
-  void acknowledge(Run& run);
+  void acknowledge(Run& run, std::uint32_t frame);
   void startPictures(Run& run);
   void dropOld();
   [[nodiscard]] std::string freeName(const std::string& id, const char* ending) const;
