@@ -11,6 +11,7 @@ import shutil
 import signal
 import socket
 import struct
+import subprocess
 import sys
 import tempfile
 import time
@@ -113,6 +114,14 @@ class Admission(Shared):
     def test_what_is_not_asked_for_so_is_refused(self):
         for method, path in [("POST", "/"), ("GET", "/upload"), ("DELETE", "/file?path=terminal.json"), ("PUT", "/x")]:
             self.assertIn(self.bench.request(method, path, Origin=f"http://127.0.0.1:{self.bench.port}")[0], (404, 405))
+
+
+    def test_a_command_line_that_cannot_be_meant_is_refused(self):
+        desk = self.bench.folder + "/desk"
+        for code, arguments in [(2, ["--folder", "/etc"]), (2, ["--port", "70000"]), (3, ["--port", str(self.bench.port)])]:
+            ended = subprocess.run([WZ, "workbench", desk, "--no-open", *arguments], capture_output=True, check=False)
+            self.assertEqual(ended.returncode, code, ended.stderr)
+            self.assertIn(b"wz: ", ended.stderr)
 
 
 class Files(Shared):

@@ -1,12 +1,6 @@
 #include "wz/commands/command_workbench.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
 #include <string>
-#include <system_error>
 
 #include "workstation/terminal/terminal_profile.h"
 #include "wz/commands/run_setup.h"
@@ -16,6 +10,7 @@
 #include "wz/terminal/interrupt.h"
 #include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
+#include "wz/workbench/applications.h"
 #include "wz/workbench/browser_opener.h"
 #include "wz/workbench/child.h"
 #include "wz/workbench/workbench.h"
@@ -40,10 +35,14 @@ void tell(const Workbench& workbench, bool asJson) {
 int serveWorkbench(const WorkbenchOptions& options) {
   WorkbenchPlan plan;
   plan.port = options.port;
-  std::error_code failure;
+  Applications offered("");
   for (const std::string& folder : options.folders) {
-    plan.folders.push_back(std::filesystem::absolute(folder, failure).string());
+    const Problem problem = offered.addFolder(folder);
+    if (problem.empty()) continue;
+    printMessage(problem);
+    return kUsage;
   }
+  plan.folders = offered.folders();
   // The browser is the user's own, outside of the terminal.
   BrowserOpener opener;
   if (options.opens) opener.begin();

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cerrno>
 #include <span>
@@ -95,6 +96,23 @@ int sendWords(mg_connection* connection, int status, const std::string& title,
   return sendAnswer(connection, answer,
                     "<!doctype html><html lang=en><meta charset=utf-8><title>" + title +
                         "</title><h1>" + title + "</h1><p>" + text + "</p></html>\n");
+}
+
+std::string_view pathOf(const mg_request_info& request) {
+  return request.local_uri == nullptr ? "" : request.local_uri;
+}
+
+std::string queryText(const mg_request_info& request, const char* name) {
+  const std::string_view query = request.query_string == nullptr ? "" : request.query_string;
+  std::array<char, 8192> value{};
+  const int size = mg_get_var(query.data(), query.size(), name, value.data(), value.size());
+  return size < 0 ? std::string() : std::string(value.data(), static_cast<std::size_t>(size));
+}
+
+bool hasQuery(const mg_request_info& request, const char* name) {
+  const std::string_view query = request.query_string == nullptr ? "" : request.query_string;
+  std::array<char, 8192> value{};
+  return mg_get_var(query.data(), query.size(), name, value.data(), value.size()) != -1;
 }
 
 const char* pageFileType(std::string_view name) { return findType(kPageTypes, name); }

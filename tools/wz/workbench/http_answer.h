@@ -8,6 +8,7 @@
 #include <string_view>
 
 struct mg_connection;
+struct mg_request_info;
 
 namespace wz {
 
@@ -25,6 +26,12 @@ int sendFile(mg_connection* connection, const HttpAnswer& answer, int file, std:
 /// A page of a few words: what is wrong, and what to do.
 int sendWords(mg_connection* connection, int status, const std::string& title,
               const std::string& text);
+
+// Of a request.
+[[nodiscard]] std::string_view pathOf(const mg_request_info& request);
+/// A variable of the query; empty when it is not there, or has more than 8 KiB.
+[[nodiscard]] std::string queryText(const mg_request_info& request, const char* name);
+[[nodiscard]] bool hasQuery(const mg_request_info& request, const char* name);
 
 /// By the ending of the name; nullptr for one that the page has no use for.
 [[nodiscard]] const char* pageFileType(std::string_view name);

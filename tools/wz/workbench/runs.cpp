@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -25,12 +24,6 @@ namespace {
 constexpr std::size_t kKeptRuns = 20;  // that have ended
 constexpr char kLogRecord[] = "_WZLog";
 constexpr std::size_t kKeptRecords = 50;  // of an application, 40 KB each
-constexpr int kQuality = 80;              // of a JPEG, in per cent
-
-// Big-endian.
-void addNumber(std::string& octets, std::uint32_t number) {
-  for (const int shift : {24, 16, 8, 0}) octets += static_cast<char>(number >> shift & 255);
-}
 
 // The words of the last line: what a command says when it cannot go on.
 std::string lastMessage(const std::string& errors) {
@@ -55,18 +48,13 @@ struct Runs::Run {
   JSObject properties;
 
   std::string url;  // of the debugging socket
-  std::unique_ptr<DebugSession> session;
-  std::set<std::weak_ptr<PageSocket>, std::owner_less<>> lookers;
-  SharedFrame frame;         // the last picture
-  std::uint32_t frames = 0;  // so far
-  std::uint32_t known = 0;   // the last of which the browser knows that it was seen
-  long long pictures = 0;    // the browser's number of these pictures
+  std::unique_ptr<PageView> view;
   std::string pressed = "none";
 
   std::unique_ptr<Child> child;  // first to go
 
   std::string source() const { return "run " + std::to_string(number); }
-  JSObject state_() const;
+  JSObject describe() const;
 };
 
 Runs::Runs(Loop& loop, Pages& pages, std::string saved, int width, int height)
@@ -90,6 +78,7 @@ void Runs::start(const JSObject& question, const Answer& answer) {
   const Problem problem = readRunQuestion(question, run->question);
   if (!problem.empty()) return answer.failed(problem);
   run->number = ++lastRun_;
+  run->view = std::make_unique<PageView>(loop_, pages_, run->number);
   run->application = run->question.application;
   if (run->application.empty()) {
     run->application = wzapp::readManifestAppId(run->question.folder + "/" + kFolderManifest);
@@ -154,7 +143,7 @@ Runs::Run* Runs::find(const JSObject& question, const Answer& answer) {
 
 Runs::Run* Runs::findLive(const JSObject& question, const Answer& answer) {
   Run* const run = find(question, answer);
-  if (run == nullptr || run->session) return run;
+  if (run == nullptr || run->view->isOpen()) return run;
   answer.failed(run->state == Run::State::kEnded ? "the application has ended"
                                                  : "the application has no page yet");
   return nullptr;
@@ -177,9 +166,7 @@ void Runs::endAll(std::function<void()> onEnded) {
 }
 
 void Runs::onEnd(Run& run, const ChildEnd& end) {
-  run.session.reset();
-  run.lookers.clear();
-  run.frame.reset();
+  run.view->close();
   run.state = Run::State::kEnded;
   run.ended = pages_.log().now();
   if (!run.hasResult && run.error.empty()) {
@@ -229,13 +216,7 @@ void Runs::onStoryLine(Run& run, const JSObject& line) {
     pages_.stateChanged();
   } else if (event == "properties") {
     run.state = Run::State::kRunning;
-    DebugSession::Listener listener;
-    listener.onPicture = [this, &run](const std::string& jpeg, unsigned width, unsigned height,
-                                      long long number) {
-      onPicture(run, jpeg, width, height, number);
-    };
-    run.session = std::make_unique<DebugSession>(loop_, run.url, std::move(listener));
-    if (!run.lookers.empty()) startPictures(run);
+    run.view->open(run.url);
     pages_.stateChanged();
   } else if (event == "exited") {
     run.hasResult = true;
@@ -261,7 +242,7 @@ void Runs::tellLog(const JSObject& question, const Answer& answer) const {
   answer.done(result);
 }
 
-JSObject Runs::Run::state_() const {
+JSObject Runs::Run::describe() const {
   constexpr const char* kStates[] = {"starting", "running", "ended"};
   JSObject object;
   object["run"] = JSObject(static_cast<long long>(number));
@@ -289,7 +270,7 @@ JSObject Runs::Run::state_() const {
 
 JSObject Runs::state() const {
   JSObject list = JSObject::array();
-  for (const auto& run : runs_) list.append(run->state_());
+  for (const auto& run : runs_) list.append(run->describe());
   return list;
 }
 
@@ -299,68 +280,20 @@ void Runs::look(const JSObject& question, const Answer& answer) {
   Run* const run = find(question, answer);
   const SharedPage page = answer.page();
   if (run == nullptr || !page) return;
-  const bool on = question["on"].asBool();
-  page->look(run->number, on);
-  if (on) {
-    const bool isFirst = run->lookers.empty();
-    run->lookers.insert(page);
-    if (run->frame) page->show(run->frame);
-    if (isFirst && run->session) startPictures(*run);
-  } else {
-    run->lookers.erase(page);
-    if (run->lookers.empty() && run->session) run->session->send("Page.stopScreencast", JSObject());
-  }
+  run->view->look(page, question["on"].asBool());
   answer.done();
-}
-
-void Runs::startPictures(Run& run) {
-  JSObject params;
-  params["format"] = JSObject("jpeg");
-  params["quality"] = JSObject(kQuality);
-  run.known = run.frames;
-  run.session->send("Page.startScreencast", params);
-}
-
-void Runs::forget(const SharedPage& page) {
-  for (const auto& run : runs_) {
-    if (run->lookers.erase(page) == 0) continue;
-    if (run->lookers.empty() && run->session) run->session->send("Page.stopScreencast", JSObject());
-  }
-}
-
-void Runs::onPicture(Run& run, const std::string& jpeg, unsigned width, unsigned height,
-                     long long number) {
-  auto frame = std::make_shared<Frame>();
-  frame->run = run.number;
-  frame->number = ++run.frames;
-  for (const std::uint32_t part : {frame->run, frame->number, width, height}) {
-    addNumber(frame->message, part);
-  }
-  frame->message += jpeg;
-  run.frame = frame;
-  run.pictures = number;
-  pages_.show(frame);
-}
-
-// The browser makes a few pictures ahead and waits, until it hears that the fastest page has seen
-// them: it does not work for nobody. A picture that was passed over counts as seen.
-void Runs::acknowledge(Run& run, std::uint32_t frame) {
-  if (!run.session) return;
-  JSObject params;
-  params["sessionId"] = JSObject(run.pictures);
-  for (; run.known < std::min(frame, run.frames); ++run.known) {
-    run.session->send("Page.screencastFrameAck", params);
-  }
 }
 
 void Runs::seen(const JSObject& question, const Answer& answer) {
   Run* const run = find(question, answer);
   const SharedPage page = answer.page();
   if (run == nullptr || !page) return;
-  const auto frame = static_cast<std::uint32_t>(question["frame"].asInt());
-  page->seen(run->number, frame);
-  acknowledge(*run, frame);
+  run->view->seen(page, static_cast<std::uint32_t>(question["frame"].asInt()));
   answer.done();
+}
+
+void Runs::forget(const SharedPage& page) {
+  for (const auto& run : runs_) run->view->forget(page);
 }
 
 void Runs::takePicture(const JSObject& question, const Answer& answer) {
@@ -369,20 +302,20 @@ void Runs::takePicture(const JSObject& question, const Answer& answer) {
   JSObject params;
   params["format"] = JSObject("png");
   const std::string id = run->application;
-  run->session->send("Page.captureScreenshot", params,
-                     [this, answer, id](const JSObject& result, const std::string& error) {
-                       std::string png;
-                       if (!error.empty()) return answer.failed(error);
-                       if (!workstation::base64Decode(result["data"].asString(), png)) {
-                         return answer.failed("the browser has given no picture");
-                       }
-                       const std::string name = freeName(id, ".png");
-                       std::ofstream file(saved_ + "/" + name, std::ios::binary);
-                       file << png;
-                       file.close();
-                       if (!file) return answer.failed("the picture could not be written");
-                       answer.done(objectWith("name", name));
-                     });
+  run->view->send("Page.captureScreenshot", params,
+                  [this, answer, id](const JSObject& result, const std::string& error) {
+                    std::string png;
+                    if (!error.empty()) return answer.failed(error);
+                    if (!workstation::base64Decode(result["data"].asString(), png)) {
+                      return answer.failed("the browser has given no picture");
+                    }
+                    const std::string name = freeName(id, ".png");
+                    std::ofstream file(saved_ + "/" + name, std::ios::binary);
+                    file << png;
+                    file.close();
+                    if (!file) return answer.failed("the picture could not be written");
+                    answer.done(objectWith("name", name));
+                  });
 }
 
 // ---- Input -------------------------------------------------------------------------------------
@@ -393,7 +326,7 @@ void Runs::point(const JSObject& question, const Answer& answer) {
   PageCommand command;
   const Problem problem = pointerCommand(question, run->pressed, command);
   if (!problem.empty()) return answer.failed(problem);
-  run->session->send(command.method, command.params);
+  run->view->send(command.method, command.params);
   answer.done();
 }
 
@@ -403,7 +336,7 @@ void Runs::press(const JSObject& question, const Answer& answer) {
   std::vector<PageCommand> commands;
   const Problem problem = keyCommands(question, commands);
   if (!problem.empty()) return answer.failed(problem);
-  for (const PageCommand& command : commands) run->session->send(command.method, command.params);
+  for (const PageCommand& command : commands) run->view->send(command.method, command.params);
   answer.done();
 }
 

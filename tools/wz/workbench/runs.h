@@ -13,8 +13,8 @@
 
 #include "wz/workbench/answer.h"
 #include "wz/workbench/child.h"
-#include "wz/workbench/debug_session.h"
 #include "wz/workbench/loop.h"
+#include "wz/workbench/page_view.h"
 #include "wz/workbench/pages.h"
 
 namespace wz {
@@ -55,11 +55,7 @@ class Runs {
   Run* findLive(const zelipc::JSObject& question, const Answer& answer);
   void onLine(Run& run, const std::string& line);
   void onStoryLine(Run& run, const zelipc::JSObject& line);
-  void onPicture(Run& run, const std::string& jpeg, unsigned width, unsigned height,
-                 long long number);
   void onEnd(Run& run, const ChildEnd& end);
-  void acknowledge(Run& run, std::uint32_t frame);
-  void startPictures(Run& run);
   void dropOld();
   [[nodiscard]] std::string freeName(const std::string& id, const char* ending) const;
 

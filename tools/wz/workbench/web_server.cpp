@@ -1,22 +1,15 @@
 #include "wz/workbench/web_server.h"
 
 #include <civetweb.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <cstddef>
-#include <functional>
 #include <string_view>
 #include <utility>
 
-#include "wz/reports/json_output.h"
 #include "wz/terminal/server_stop.h"
 #include "wz/workbench/admission.h"
 #include "wz/workbench/http_answer.h"
-#include "wz/workbench/page_files.h"
-#include "wz/workbench/safe_folder.h"
 
 namespace wz {
 namespace {
@@ -25,26 +18,6 @@ namespace {
 constexpr int kMostPages = 32;
 constexpr char kThreads[] = "44";
 constexpr std::size_t kLargestMessage = std::size_t{4} << 20;
-constexpr std::size_t kLargestPageFile = std::size_t{8} << 20;
-constexpr std::size_t kLargestIcon = std::size_t{1} << 20;
-
-// A variable of the query; empty when it is not there.
-std::string queryText(const mg_request_info& request, const char* name) {
-  const std::string_view query = request.query_string == nullptr ? "" : request.query_string;
-  std::array<char, 8192> value{};
-  const int size = mg_get_var(query.data(), query.size(), name, value.data(), value.size());
-  return size < 0 ? std::string() : std::string(value.data(), static_cast<std::size_t>(size));
-}
-
-bool hasQuery(const mg_request_info& request, const char* name) {
-  const std::string_view query = request.query_string == nullptr ? "" : request.query_string;
-  std::array<char, 8192> value{};
-  return mg_get_var(query.data(), query.size(), name, value.data(), value.size()) != -1;
-}
-
-int sendNotFound(mg_connection* connection) {
-  return sendWords(connection, 404, "Not found", "The workbench has nothing of that name.");
-}
 
 // One WebSocket, as its connection knows it.
 struct Visitor {
@@ -67,8 +40,7 @@ bool writeMessage(mg_connection* connection, PageSocket::Kind kind, const std::s
 
 class WebServer::Server {
  public:
-  explicit Server(WebServerPlan plan)
-      : plan_(std::move(plan)), terminal_(plan_.terminal), saved_(plan_.saved), page_(plan_.page) {}
+  explicit Server(WebServerPlan plan) : plan_(std::move(plan)), requests_(plan_.requests) {}
   ~Server() {
     if (context_ != nullptr) stopServer(context_, port_);
   }
@@ -79,26 +51,11 @@ class WebServer::Server {
   std::string address() const { return admission_.address(); }
 
  private:
-  struct Route {
-    const char* method;
-    std::string_view path;
-    int (Server::*handle)(mg_connection* connection, const mg_request_info& request);
-  };
-  static const Route kRoutes[];
-
   // Whether a request may be answered; otherwise it has been refused.
   bool admit(mg_connection* connection, const mg_request_info& request, int& status);
   int exchangeToken(mg_connection* connection, const mg_request_info& request);
 
   static int onRequest(mg_connection* connection, void* server);
-  int answer(mg_connection* connection, const mg_request_info& request);
-  int sendPage(mg_connection* connection, const mg_request_info& request);
-  int takeUpload(mg_connection* connection, const mg_request_info& request);
-  int sendTerminalFile(mg_connection* connection, const mg_request_info& request);
-  int sendIcon(mg_connection* connection, const mg_request_info& request);
-  int sendSaved(mg_connection* connection, const mg_request_info& request);
-  bool findPageFile(const std::string& name, std::string& content) const;
-
   static int onConnect(const mg_connection* connection, void* server);
   static void onReady(mg_connection* connection, void* server);
   static int onData(mg_connection* connection, int bits, char* data, std::size_t size,
@@ -106,7 +63,7 @@ class WebServer::Server {
   static void onClose(const mg_connection* connection, void* server);
 
   const WebServerPlan plan_;
-  const SafeFolder terminal_, saved_, page_;
+  const Requests requests_;
   Admission admission_;
   std::atomic<int> pages_{0};
   mg_context* context_ = nullptr;
@@ -152,7 +109,7 @@ bool WebServer::Server::admit(mg_connection* connection, const mg_request_info& 
     status = sendWords(connection, 403, "Refused", "The workbench is found at 127.0.0.1 alone.");
     return false;
   }
-  if (std::string_view(request.local_uri) == "/" && hasQuery(request, "token")) {
+  if (pathOf(request) == "/" && hasQuery(request, "token")) {
     status = exchangeToken(connection, request);
     return false;
   }
@@ -197,140 +154,12 @@ int WebServer::Server::exchangeToken(mg_connection* connection, const mg_request
       "<meta http-equiv=refresh content=\"0;url=/\"><a href=/>Workbench</a></html>\n");
 }
 
-// ---- Requests ----------------------------------------------------------------------------------
-
-const WebServer::Server::Route WebServer::Server::kRoutes[] = {
-    {"POST", "/upload", &Server::takeUpload},
-    {"GET", "/file", &Server::sendTerminalFile},
-    {"GET", "/icon", &Server::sendIcon},
-    {"GET", "/saved", &Server::sendSaved},
-};
-
 int WebServer::Server::onRequest(mg_connection* connection, void* server) {
   auto& self = *static_cast<Server*>(server);
   const mg_request_info& request = *mg_get_request_info(connection);
   int status = 0;
-  if (request.local_uri == nullptr) return sendNotFound(connection);
-  return self.admit(connection, request, status) ? self.answer(connection, request) : status;
-}
-
-int WebServer::Server::answer(mg_connection* connection, const mg_request_info& request) {
-  std::string_view method = request.request_method;
-  if (method == "HEAD") method = "GET";
-  const std::string_view path = request.local_uri;
-  for (const Route& route : kRoutes) {
-    if (path != route.path) continue;
-    if (method == route.method) return (this->*route.handle)(connection, request);
-    return sendWords(connection, 405, "Refused", "This is not asked for in that way.");
-  }
-  if (method == "GET") return sendPage(connection, request);
-  return sendWords(connection, 405, "Refused", "This is not asked for in that way.");
-}
-
-bool WebServer::Server::findPageFile(const std::string& name, std::string& content) const {
-  if (!plan_.page.empty()) return page_.readFile(name, kLargestPageFile, content);
-  for (const PageFile& file : pageFiles()) {
-    if (file.name != name) continue;
-    content = file.content;
-    return true;
-  }
-  return false;
-}
-
-int WebServer::Server::sendPage(mg_connection* connection, const mg_request_info& request) {
-  std::string name = request.local_uri + 1;
-  if (name.empty()) name = "index.html";
-  const char* const type = pageFileType(name);
-  std::string content;
-  if (type == nullptr || !findPageFile(name, content)) return sendNotFound(connection);
-  const std::string tag = "\"" + std::to_string(std::hash<std::string>()(content)) + "\"";
-  HttpAnswer answer;
-  answer.type = type;
-  answer.further = "ETag: " + tag + "\r\n";
-  const char* const known = mg_get_header(connection, "If-None-Match");
-  if (known != nullptr && tag == known) {
-    answer.status = 304;
-    content.clear();
-  }
-  return sendAnswer(connection, answer, content);
-}
-
-int WebServer::Server::takeUpload(mg_connection* connection, const mg_request_info& request) {
-  Upload upload;
-  const auto read = [connection](char* octets, std::size_t size) {
-    return mg_read(connection, octets, size);
-  };
-  HttpAnswer answer;
-  answer.type = "application/json";
-  const auto refuse = [&](int status, const std::string& error) {
-    answer.status = status;
-    return sendAnswer(connection, answer,
-                      jsonLine([&](JsonWriter& writer) { putText(writer, "error", error); }));
-  };
-  switch (plan_.uploads->take(queryText(request, "name"), request.content_length, read, upload)) {
-    case UploadResult::kDone:
-      return sendAnswer(connection, answer, jsonLine([&](JsonWriter& writer) {
-                          putText(writer, "upload", upload.id);
-                          putText(writer, "name", upload.name);
-                          putNumber(writer, "size", upload.size);
-                          putText(writer, "sha256", upload.sha256);
-                        }));
-    case UploadResult::kTooLarge:
-      return refuse(413, "the workbench takes files of up to 256 MiB, and 2 GiB in all");
-    case UploadResult::kCutShort:
-      return refuse(400, "the file did not come whole");
-    case UploadResult::kNoSpace:
-      break;
-  }
-  return refuse(507, "the file could not be written");
-}
-
-int WebServer::Server::sendTerminalFile(mg_connection* connection, const mg_request_info& request) {
-  const std::string path = queryText(request, "path");
-  std::uint64_t size = 0;
-  const workstation::UniqueFd file = terminal_.openFile(path, size);
-  if (!file) return sendNotFound(connection);
-  HttpAnswer answer;
-  answer.policy = "sandbox; default-src 'none'";
-  std::array<char, 4096> begin{};
-  const ssize_t shown = pread(file.get(), begin.data(), begin.size(), 0);
-  const std::string_view head(begin.data(), static_cast<std::size_t>(std::max<ssize_t>(shown, 0)));
-  if (head.find('\0') != std::string_view::npos) answer.type = "application/octet-stream";
-  if (hasQuery(request, "download")) {
-    answer.further =
-        "Content-Disposition: attachment; filename=\"" + plainFileName(path) + "\"\r\n";
-  }
-  return sendFile(connection, answer, file.get(), size);
-}
-
-int WebServer::Server::sendIcon(mg_connection* connection, const mg_request_info& request) {
-  IconPlace icon;
-  std::string content;
-  if (!plan_.findIcon(queryText(request, "application"), queryText(request, "folder"), icon))
-    return sendNotFound(connection);
-  const char* const type = pictureType(icon.file);
-  if (type == nullptr || !SafeFolder(icon.folder).readFile(icon.file, kLargestIcon, content))
-    return sendNotFound(connection);
-  HttpAnswer answer;
-  answer.type = type;
-  answer.policy = "sandbox; default-src 'none'; style-src 'unsafe-inline'";
-  return sendAnswer(connection, answer, content);
-}
-
-int WebServer::Server::sendSaved(mg_connection* connection, const mg_request_info& request) {
-  const std::string name = queryText(request, "name");
-  std::uint64_t size = 0;
-  if (name != plainFileName(name)) return sendNotFound(connection);
-  const workstation::UniqueFd file = saved_.openFile(name, size);
-  if (!file) return sendNotFound(connection);
-  HttpAnswer answer;
-  const char* const type = pictureType(name);
-  answer.type = type == nullptr ? "application/octet-stream" : type;
-  answer.policy = "sandbox; default-src 'none'";
-  answer.further =
-      "Content-Disposition: " + std::string(type == nullptr ? "attachment" : "inline") +
-      "; filename=\"" + name + "\"\r\n";
-  return sendFile(connection, answer, file.get(), size);
+  return self.admit(connection, request, status) ? self.requests_.answer(connection, request)
+                                                 : status;
 }
 
 // ---- WebSockets --------------------------------------------------------------------------------

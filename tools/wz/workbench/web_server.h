@@ -18,26 +18,14 @@
 #include <string>
 
 #include "wz/workbench/page_socket.h"
-#include "wz/workbench/uploads.h"
+#include "wz/workbench/requests.h"
 
 namespace wz {
 
-/// Where an icon is: a file in a folder.
-struct IconPlace {
-  std::string folder, file;
-};
-
 struct WebServerPlan {
-  int port = 0;          ///< 0: any
-  std::string terminal;  ///< whose files are shown
-  std::string saved;     ///< folder with what was made
-  std::string page;      ///< folder whose files are shown instead of those built in; empty: none
+  int port = 0;  ///< 0: any
+  RequestPlan requests;
   const EventLog* log = nullptr;
-  Uploads* uploads = nullptr;
-
-  /// Of an installed application, or of a folder's. False when it has none.
-  std::function<bool(const std::string& application, const std::string& folder, IconPlace& place)>
-      findIcon;
 
   // Called on the server's threads, whose stack is of some 100 KB. A socket's calls come one after
   // the other; onClose is the last.

@@ -162,14 +162,13 @@ bool Workbench::Core::begin(const WorkbenchPlan& plan, std::string& error) {
 bool Workbench::Core::beginServer(int port, std::string& error) {
   WebServerPlan plan;
   plan.port = port;
-  plan.terminal = terminal_;
-  plan.saved = saved_;
-  plan.page = pageFolder();
+  plan.requests.terminal = terminal_;
+  plan.requests.saved = saved_;
+  plan.requests.page = pageFolder();
   plan.log = &log_;
-  plan.uploads = &uploads_;
-  plan.findIcon = [this](const std::string& id, const std::string& folder, IconPlace& place) {
-    return findIcon(id, folder, place);
-  };
+  plan.requests.uploads = &uploads_;
+  plan.requests.findIcon = [this](const std::string& id, const std::string& folder,
+                                  IconPlace& place) { return findIcon(id, folder, place); };
   plan.onOpen = [this](const SharedPage& page) {
     page->put(hello());
     loop_.post([this, page] { pages_.add(page); });
