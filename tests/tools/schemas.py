@@ -41,7 +41,7 @@ def in_one(node, name):
     reference = node.get("$ref")
     if isinstance(reference, str):
         local = reference.startswith("#/")
-        copied["$ref"] = "#/$defs/" + (name + reference[1:] if local else reference)
+        copied["$ref"] = "#/$defs/" + (name + reference[1:] if local else reference.replace("#", ""))
     return copied
 
 
