@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -431,6 +432,29 @@ TEST_F(MatrixTest, ATrialThatTakesTooLongCostsItsCell) {
   EXPECT_THAT(cellsOf(found({packages().shop}, profile(R"("name": "desk")"), {"--timeout", "0.001"},
                             kRejected)),
               ElementsAre("shop.zip on desk: died WZ-1012"));
+}
+
+// One that is ended by a signal, since a file becomes too large for it; another goes on behind it.
+TEST_F(MatrixTest, ATrialThatDiesCostsItsCell) {
+  const SampleApplication app;
+  app.write("data.bin", std::string(1 << 20, 'x'));
+  const std::string large = folder_ / "large.zip";
+  ASSERT_EQ(runWz({"pack", app.path(), "-o", large, "--keys", DEVELOPMENT_KEYS}).code, 0);
+  const std::string fleet = folder_.write("fleet.jsonl", profile(R"("name": "desk")"));
+
+  const ProgramResult result = runWz({"matrix", "--json", packages().shop, large, packages().giver,
+                                      packages().mean, "--terminals", fleet},
+                                     [] {
+                                       const rlimit limit{200000, 200000};
+                                       setrlimit(RLIMIT_FSIZE, &limit);
+                                     });
+
+  EXPECT_EQ(result.code, kRejected);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_THAT(cellsOf(result.out),
+              ElementsAre("shop.zip on desk: accepted", "large.zip on desk: died WZ-1012",
+                          "giver.zip on desk: accepted", "mean.zip on desk: accepted"));
+  EXPECT_THAT(result.out, HasSubstr("its process was ended by the signal 25"));
 }
 
 TEST_F(MatrixTest, OutputThatIsLostEndsIt) {

@@ -1,6 +1,8 @@
 #include "wz/matrix/fleet.h"
 
 #include <array>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "wz/reports/output.h"
@@ -53,6 +55,12 @@ void addExports(const TerminalImage& image, Fingerprint& fingerprint) {
 
 }  // namespace
 
+std::string sha256Behind(const std::string& file) {
+  std::error_code failure;
+  const std::filesystem::path path = std::filesystem::canonical(file, failure);
+  return failure ? std::string() : sha256OfFile(path.string());
+}
+
 Fingerprint::Fingerprint() { wzapp::digestStart(&context_); }
 
 Fingerprint& Fingerprint::add(std::string_view text) {
@@ -81,7 +89,7 @@ bool Fleet::digestsOf(const std::vector<std::string>& packages, Fingerprint& fin
   fingerprint.add(static_cast<std::int64_t>(packages.size()));
   for (const std::string& package : packages) {
     std::string& digest = digests_[package];
-    if (digest.empty()) digest = sha256OfFile(package);
+    if (digest.empty()) digest = sha256Behind(package);
     if (digest.empty()) {
       error = "cannot read " + package + ", which is to be installed there";
       return false;

@@ -39,6 +39,10 @@ struct FleetEntry {
   std::vector<std::string> installed;
 };
 
+/// The digest of a file, or of what a link of that name leads to, hexadecimal; empty when it cannot
+/// be read.
+[[nodiscard]] std::string sha256Behind(const std::string& file);
+
 /// A digest over texts, none of which can be taken for a part of another.
 class Fingerprint {
  public:

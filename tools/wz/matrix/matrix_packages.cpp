@@ -46,8 +46,7 @@ int MatrixPackages::name(const std::vector<std::string>& files) {
     }
     if (!isFile(file)) return kEnvironment;
     std::error_code failure;
-    const std::string path = fs::canonical(file, failure).string();
-    MatrixPackage package{file, sha256OfFile(path), fs::file_size(path, failure)};
+    MatrixPackage package{file, sha256Behind(file), fs::file_size(file, failure)};
     if (failure || package.sha256.empty()) {
       printMessage("cannot read " + file);
       return kEnvironment;
