@@ -241,13 +241,12 @@ std::string shownOn(const char* type, const Arguments& arguments,
     unsetenv("NO_COLOR");
     prepare();
   });
+  close(held);  // so that reading ends behind the last octet
   std::string shown;
   char block[4096];
-  fcntl(screen, F_SETFL, O_NONBLOCK);
   for (ssize_t count = 0; (count = read(screen, block, sizeof(block))) > 0;) {
     shown.append(block, static_cast<std::size_t>(count));
   }
-  close(held);
   close(screen);
   return shown;
 }

@@ -248,6 +248,7 @@ Cause readExtensions(Reading& reading) {
   } while (reading.element().depth != 2 || reading.element().identifier != kTag3);
   const Elements lists = reading.children(reading.element());
   if (lists.empty()) return kBad;
+  if (!lists[0].isConstructed) return kGood;  // one without parts has no extensions
   const Elements extensions = reading.children(lists[0]);
   for (const Element& extension : extensions) {
     if (const Cause cause = readExtension(reading, extension)) return cause;

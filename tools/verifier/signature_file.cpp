@@ -75,6 +75,9 @@ Cause readDigestAlgorithm(Reading& reading) {
     if (!reading.findOid(name.oid, 5, 4)) continue;
     reading.digest = &name;
     reading.found.digest = name.digest;
+    // To where the set has ended; nothing is found behind an end that cannot be read.
+    while (reading.walk.next() && reading.walk.element().depth > 3) {
+    }
     return kGood;
   }
   return "WZ-0322";
@@ -82,7 +85,7 @@ Cause readDigestAlgorithm(Reading& reading) {
 
 Cause readContent(Reading& reading) {
   constexpr Cause kBad = "WZ-0323";
-  // From the digest's algorithm on, wherever that is.
+  // Behind the set of digests, wherever that has ended.
   if (!reading.findOid(kPackageContent, 4, 3)) return kBad;
   return reading.skip(2, 4) && reading.walk.element().identifier == kIa5String ? kGood : kBad;
 }
