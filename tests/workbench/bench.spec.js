@@ -20,8 +20,8 @@ test.afterAll(() => bench.end());
 async function start(page, name) {
   await page.getByLabel('Application', { exact: true }).selectOption({ label: `${name}  1.0.0` });
   await page.getByRole('button', { name: /^Start / }).click();
-  await expect(page.locator('.screen-wait')).toHaveCount(0, { timeout: 20_000 });
   await expect(page.getByRole('application')).toHaveAccessibleName(new RegExp(name));
+  await expect(page.locator('.screen-wait')).toHaveCount(0, { timeout: 20_000 });
 }
 
 const stop = async (page) => {

@@ -35,7 +35,7 @@ test('pictures', async ({ browser }) => {
     const box = await page.getByRole('application').boundingBox();
     const scale = box.width / 480;
     for (let i = 0; i < 6; i++) {
-      await page.mouse.click(box.x + 60 * scale, box.y + 110 * scale);
+      await page.getByRole('application').click({ position: { x: 60 * scale, y: 110 * scale } });
       await expect(page.locator('.run-story .row').filter({ hasText: 'paid: true' })).toHaveCount(i + 1);
     }
     await show('#/terminal?application=tip');

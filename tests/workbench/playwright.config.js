@@ -16,7 +16,8 @@ export default defineConfig({
   use: { launchOptions: { executablePath: process.env.WZ_BROWSER ?? '/usr/bin/chromium' } },
   projects: [
     { name: 'wide', use: wide, testIgnore: kOfTheRealOne },
-    { name: 'narrow', use: narrow, testIgnore: kOfTheRealOne },
+    // What a telephone's width changes; everything else at that width is a long test.
+    { name: 'narrow', use: narrow, testIgnore: kOfTheRealOne, testMatch: process.env.WZ_LONG ? '**/*.spec.js' : /(page|terminal)\.spec/ },
     { name: 'real-wide', use: wide, testMatch: /real\.spec/, fullyParallel: false },
     { name: 'real-narrow', use: narrow, testMatch: /real\.spec/, fullyParallel: false },
     { name: 'bench', use: wide, testMatch: /bench\.spec/ },

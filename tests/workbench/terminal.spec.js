@@ -70,6 +70,19 @@ test('shows the live picture, and what is pointed at and typed reaches the appli
   await expect(screen).not.toBeFocused();
 });
 
+test('a touch stays where it is when the page scrolls to the screen', async ({ open, mock, narrow }) => {
+  test.skip(!narrow, 'the screen is in sight there');
+  const run = mock._start({ application: 'tip', entry: 'desktop', parameters: {} });
+  const page = await open(`#/terminal?run=${run.run}`);
+  const screen = page.getByRole('application');
+  await expect.poll(() => colourAt(page, 240, 400)).toEqual([178, 66, 31]);
+  await page.evaluate(() => scrollTo(0, 180));
+  const box = await screen.boundingBox();
+  expect(box.y).toBeLessThan(0);
+  await page.mouse.click(box.x + box.width / 2, box.y + box.height / 2);
+  await expect.poll(() => mock.asked.find((one) => one.type === 'down')?.y).toBeCloseTo(400, -1);
+});
+
 test('takes a picture, offers the recording, cancels, and tells result and properties', async ({ open, mock }) => {
   mock._start({ application: 'tip', entry: 'desktop', parameters: {} });
   const page = await open('#/terminal');

@@ -3,8 +3,9 @@
 
 import { fileName, oneLine } from './format.js';
 
-/** Rows that the page keeps; the oldest go first. The workbench itself keeps more. */
+/** Rows, and messages of the bus, that the page keeps; the oldest go first. The workbench itself keeps all. */
 export const kKept = 20000;
+export const kKeptMessages = 12000;
 const kDropped = 2000; // at once, so that dropping costs little
 const kRightBehind = 500_000; // microseconds
 
@@ -156,6 +157,7 @@ export class Story {
     if (serial !== undefined) this.#bySerial.set(serial, row);
     if (!asked || asked.reply || kind === 'notify') {
       this.messages.push(row);
+      if (this.messages.length > kKeptMessages) this.#dropMessages();
       return;
     }
     asked.reply = row;
@@ -246,16 +248,19 @@ export class Story {
     return undefined;
   }
 
-  #drop() {
-    const gone = this.rows.splice(0, kDropped);
-    this.dropped += gone.length;
-    const first = this.rows[0].sequence;
-    const kept = this.messages.findIndex((row) => row.sequence >= first);
-    this.messages.splice(0, kept < 0 ? this.messages.length : kept);
+  #dropMessages() {
+    this.messages.splice(0, kDropped);
+    const first = this.messages[0].sequence;
     for (const [serial, row] of this.#bySerial) {
       if (row.sequence >= first) break; // in order of arrival
       this.#bySerial.delete(serial);
     }
+  }
+
+  #drop() {
+    const gone = this.rows.splice(0, kDropped);
+    this.dropped += gone.length;
+    const first = this.rows[0].sequence;
     for (const map of [this.#sent, this.#asked]) {
       for (const [key, sequence] of map) if (sequence < first) map.delete(key);
     }

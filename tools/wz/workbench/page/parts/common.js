@@ -159,8 +159,8 @@ export function Code({ code }) {
       actions=${html`<${Button} kind="primary" onClick=${() => setOpen(false)}>Close<//>`}><${Explanation} code=${code} /><//>`}`;
 }
 
-/** Where a page is too narrow for two columns: brings what lies below into sight. */
-export function bringBelow(selector) {
+/** Where a page is too narrow for columns: scrolls to what has changed. */
+export function bringIntoSight(selector) {
   if (!matchMedia('(max-width: 760px)').matches) return;
   requestAnimationFrame(() => document.querySelector(selector)?.scrollIntoView({ block: 'start' }));
 }

@@ -5,7 +5,7 @@ import { applicationsOf, attempt, connection, store, toast, useStore } from '../
 import { address, refine, useRoute } from '../base/router.js';
 import { clock, count, counted, oneLine, took } from '../base/format.js';
 import { hasWords, wordsOf } from '../base/story.js';
-import { Badge, bringBelow, Button, Choice, Empty, Facts, Failure, Field, Icon, Json, Search, Tabs } from '../parts/common.js';
+import { Badge, bringIntoSight, Button, Choice, Empty, Facts, Failure, Field, Icon, Json, Search, Tabs } from '../parts/common.js';
 import { VirtualList } from '../parts/virtual_list.js';
 import { Hosts } from './hosts.js';
 
@@ -102,7 +102,7 @@ export function BusView() {
         ${(query.from || query.to) && html`<${Button} small icon="cancel" onClick=${() => refine({ from: '', to: '' })}>${query.from ? `from ${query.from}` : `to ${query.to}`}<//>`}
         <span class="muted tally" role="status">${narrowed ? `${count(shown.length)} of ${count(messages.length)}` : counted(messages.length, 'message')}</span></div>
       <div class="columns bus-columns" aria-hidden="true"><span>Time</span><span>From → to</span><span>Name</span><span>Parameters</span><span>Reply</span><span>Took</span></div>
-      <${VirtualList} label="Messages" items=${shown} keyOf=${(one) => one.sequence} selected=${row?.sequence} follows onSelect=${(one) => refine({ at: one.sequence, side: 'message' })} onPress=${() => bringBelow('.bus-side')}
+      <${VirtualList} label="Messages" items=${shown} keyOf=${(one) => one.sequence} selected=${row?.sequence} follows onSelect=${(one) => refine({ at: one.sequence, side: 'message' })} onPress=${() => bringIntoSight('.bus-side')}
         empty=${messages.length === 0 ? html`<${Empty} icon="bus" title="No message has been sent yet"><p>Start an application that talks to its host, or send one yourself.</p><//>`
           : html`<${Empty} icon="search" title="No message fits"><${Button} small onClick=${() => refine({ q: '', state: '', from: '', to: '' })}>Show all ${count(messages.length)}<//><//>`}
         row=${(one) => html`<${MessageRow} row=${one} />`} /></section>

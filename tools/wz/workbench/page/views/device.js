@@ -57,9 +57,9 @@ function Screen({ run, width, height, touch, name }) {
     connection.tell('pointer', { run, type, ...place(event), button: kButtons[event.button] ?? 'none', ...(touch && { touch: true }), ...more });
   const down = (event) => {
     event.preventDefault();
-    canvas.current.focus();
-    canvas.current.setPointerCapture(event.pointerId);
     send('down', event);
+    canvas.current.focus({ preventScroll: true });
+    canvas.current.setPointerCapture(event.pointerId);
   };
   const move = (event) => {
     if (touch && event.buttons === 0) return; // a finger that does not touch is not there

@@ -6,7 +6,7 @@ import { upload } from '../base/connection.js';
 import { address, refine, useRoute } from '../base/router.js';
 import { clock, count, counted } from '../base/format.js';
 import { hasWords, kLanes, Story, wordsOf } from '../base/story.js';
-import { bringBelow, Button, Choice, Choose, Code, Dialog, Empty, Explanation, Facts, Failure, Icon, Json, save, Search } from '../parts/common.js';
+import { bringIntoSight, Button, Choice, Choose, Code, Dialog, Empty, Explanation, Facts, Failure, Icon, Json, save, Search } from '../parts/common.js';
 import { VirtualList } from '../parts/virtual_list.js';
 import { Ruler } from './ruler.js';
 
@@ -90,7 +90,7 @@ export function StoryView() {
       ${opened && html`<p class="note" role="status"><${Icon} name="file" /> This is ${opened.name}, not this terminal. <${Button} small icon="back" onClick=${close}>Back to the terminal<//></p>`}
       ${!opened && story.dropped > 0 && html`<p class="note"><${Icon} name="idle" /> ${counted(story.dropped, 'earlier event')} left this page; recordings of runs still have theirs.</p>`}
       <${Ruler} rows=${shown} selected=${row} onSelect=${(one) => refine({ at: one.sequence })} />
-      <${VirtualList} label="Events" items=${shown} keyOf=${(one) => one.sequence} selected=${at} follows=${!opened} onSelect=${(one) => refine({ at: one.sequence })} onPress=${() => bringBelow('.story-side')}
+      <${VirtualList} label="Events" items=${shown} keyOf=${(one) => one.sequence} selected=${at} follows=${!opened} onSelect=${(one) => refine({ at: one.sequence })} onPress=${() => bringIntoSight('.story-side')}
         empty=${all === 0 ? html`<${Empty} icon="story" title="Nothing has happened yet"><p>Start an application, install a package or send a message.</p><//>`
           : html`<${Empty} icon="search" title="No event fits"><${Button} small onClick=${() => refine({ q: '', lane: '', source: '', level: '' })}>Show all ${count(all)}<//><//>`}
         row=${(one) => html`<span class="cell time">${clock(one.at)}</span><span class="cell source"><i class="lane-mark lane-${one.lane}" aria-hidden="true"></i>${one.source}</span>

@@ -1,10 +1,10 @@
 // The terminal: the drawn device in the middle, what to start beside it, and what comes of it.
 
-import { html, useMemo, useState } from '../base/html.js';
+import { html, useEffect, useMemo } from '../base/html.js';
 import { attempt, store, toast, useStore } from '../base/store.js';
 import { address, refine, useRoute } from '../base/router.js';
 import { clock, oneLine } from '../base/format.js';
-import { Badge, Button, Choice, Empty, Facts, Failure, Icon, Tabs } from '../parts/common.js';
+import { Badge, bringIntoSight, Button, Choice, Empty, Facts, Failure, Icon, Tabs } from '../parts/common.js';
 import { VirtualList } from '../parts/virtual_list.js';
 import { Device, KeyRow } from './device.js';
 import { StartForm } from './start_form.js';
@@ -64,11 +64,13 @@ export function TerminalView() {
   const { query } = useRoute();
   const runs = useStore((s) => s.runs);
   const terminal = useStore((s) => s.terminal);
-  const [side, setSide] = useState('start');
   const live = runs.filter(isLive);
   const wanted = query.run === undefined ? undefined : runs.find((run) => String(run.run) === query.run);
   const run = wanted ?? live.at(-1) ?? runs.at(-1);
   const all = query.show === 'all' && live.length > 1;
+  useEffect(() => {
+    if (wanted && isLive(wanted)) bringIntoSight('.stage');
+  }, [wanted?.run]);
   return html`<div class="view terminal-view"><h1 class="hidden-text">Terminal</h1>
     <section class="start-panel" aria-label="Start"><h2>Start</h2><${StartForm} /></section>
     <section class="stage" aria-label="Terminal">
