@@ -5,6 +5,9 @@ import { defineConfig } from '@playwright/test';
 // What needs wz itself.
 const kOfTheRealOne = /(soak|real|bench|pictures)\.spec/;
 
+// What a telephone's width changes most. Everything else at that width is a long test.
+const kOfTheWidth = /wider than the page|a touch stays|live picture|by entry|draws who/;
+
 const wide = { viewport: { width: 1280, height: 800 } };
 const narrow = { viewport: { width: 390, height: 844 }, hasTouch: true };
 
@@ -16,8 +19,7 @@ export default defineConfig({
   use: { launchOptions: { executablePath: process.env.WZ_BROWSER ?? '/usr/bin/chromium' } },
   projects: [
     { name: 'wide', use: wide, testIgnore: kOfTheRealOne },
-    // What a telephone's width changes; everything else at that width is a long test.
-    { name: 'narrow', use: narrow, testIgnore: kOfTheRealOne, testMatch: process.env.WZ_LONG ? '**/*.spec.js' : /(page|terminal)\.spec/ },
+    { name: 'narrow', use: narrow, testIgnore: kOfTheRealOne, grep: process.env.WZ_LONG ? /./ : kOfTheWidth },
     { name: 'real-wide', use: wide, testMatch: /real\.spec/, fullyParallel: false },
     { name: 'real-narrow', use: narrow, testMatch: /real\.spec/, fullyParallel: false },
     { name: 'bench', use: wide, testMatch: /bench\.spec/ },
