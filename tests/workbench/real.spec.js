@@ -62,7 +62,13 @@ test('runs a folder: live picture, touch, keys, result and properties', async ({
   await expect(page.getByText('ended, result 0')).toBeVisible();
   await expect(page.locator('.run-panel dd').filter({ hasText: /^1$/ })).toBeVisible();
   const recording = await page.request.get(await page.getByRole('link', { name: 'Recording' }).evaluate((link) => link.href));
-  expect((await recording.text()).split('\n')[0]).toContain('"recording"');
+  const lines = await recording.text();
+  expect(lines.split('\n')[0]).toContain('"recording"');
+
+  await page.goto(page.url().replace(/#.*/, '#/story'));
+  await page.getByLabel('Open …').setInputFiles({ name: 'mine.jsonl', mimeType: 'application/x-ndjson', buffer: Buffer.from(lines) });
+  await expect(page.getByText('This is mine.jsonl, not this terminal.')).toBeVisible();
+  await expect(rowsOf(page, 'Events').filter({ hasText: 'touched at' })).toBeVisible();
 });
 
 test('runs an installed application with parameters, in another size', async ({ open }) => {
