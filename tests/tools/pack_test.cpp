@@ -2,9 +2,11 @@
 
 #include <unistd.h>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 
 #include <chrono>
 #include <csignal>
@@ -19,6 +21,7 @@
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"
 #include "tests/tools/sample_application.h"
+#include "tools/packaging/temporary_folders.h"
 #include "tools/wz/terminal/development_roots.h"
 
 namespace wzapp_test {
@@ -203,6 +206,35 @@ TEST_F(PackTest, ASignalAtAnyMomentLeavesTheWholePackageOrNothing) {
     EXPECT_THAT(namesIn(folder_.path()), testing::SizeIs(isMade ? 1 : 0));
     EXPECT_TRUE(!isMade || contentOf(file_) == whole);
     EXPECT_TRUE(fs::is_empty(temporary.path()));
+  }
+}
+
+// By somebody who makes folders all the time, those above them included.
+TEST(TemporaryFoldersTest, WhatASignalHasRemovedIsNotMadeAgain) {
+  const TemporaryDirectory parent;
+  constexpr int kTimes = 20;
+  for (int i = 0; i < kTimes; ++i) {
+    int ready[2];
+    ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      std::string path = parent / "wz-XXXXXX";
+      if (!packaging::removeFoldersOnSignals() || !packaging::makeTemporaryFolder(path)) _exit(1);
+      if (write(ready[1], "", 1) != 1) _exit(1);
+      for (;;) {
+        packaging::whileFoldersStay([&path] {
+          fs::create_directories(path + "/a/b");
+          fs::remove_all(path + "/a");
+        });
+      }
+    }
+    char octet = 0;
+    close(ready[1]);
+    EXPECT_EQ(read(ready[0], &octet, 1), 1);
+    close(ready[0]);
+    kill(child, SIGTERM);
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_TRUE(fs::is_empty(parent.path()));
   }
 }
 

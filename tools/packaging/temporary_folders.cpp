@@ -3,8 +3,10 @@
 #include <pthread.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -55,6 +57,16 @@ void removeAllOf(const std::set<std::string>& folders) {
   }
 }
 
+// Left for whoever else waits for it to be known.
+void endChild(pid_t child) {
+  if (child <= 0) return;
+  kill(child, SIGKILL);
+  siginfo_t ignored{};
+  while (waitid(P_PID, static_cast<id_t>(child), &ignored, WEXITED | WNOWAIT) != 0 &&
+         errno == EINTR) {
+  }
+}
+
 void endBy(int number) {
   std::signal(number, SIG_DFL);
   sigset_t one;
@@ -71,7 +83,7 @@ void* awaitSignal(void*) {
   }
   // Held until the process has ended: who wants to make, remove or move something waits.
   const wzapp::MutexLock lock(shared().mutex);
-  if (shared().child > 0) kill(shared().child, SIGKILL);
+  endChild(shared().child);
   removeAllOf(shared().folders);
   endBy(number);
   return nullptr;
@@ -130,6 +142,11 @@ void removeTemporaryFolder(const std::string& path) {
   std::error_code ignored;
   std::filesystem::remove_all(path, ignored);
   shared().folders.erase(absolutePath(path));
+}
+
+void whileFoldersStay(const std::function<void()>& body) {
+  const wzapp::MutexLock lock(shared().mutex);
+  body();
 }
 
 bool moveOut(const std::string& from, const std::string& to) {

@@ -32,6 +32,10 @@ void forgetKilledBeforeRemoval();
 
 void removeTemporaryFolder(const std::string& path);
 
+/// Does what makes folders below such a one, together with those above them where they are missing:
+/// no signal removes any meanwhile, or lets it begin once they are removed. For what is soon done.
+void whileFoldersStay(const std::function<void()>& body);
+
 /// rename(2), which is either done or not when a signal ends the program. False with errno.
 [[nodiscard]] bool moveOut(const std::string& from, const std::string& to);
 

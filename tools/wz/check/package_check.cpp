@@ -65,7 +65,7 @@ bool unpack(UnZIP& content, const std::string& id, const std::string& folder) {
     if (entry->first.ends_with('/') || !isPlain(name)) continue;
     const fs::path path = fs::path(folder) / name;
     std::error_code failure;
-    fs::create_directories(path.parent_path(), failure);
+    packaging::whileFoldersStay([&] { fs::create_directories(path.parent_path(), failure); });
     if (failure || !content.extractToFile(entry, path.string())) return false;
   }
   return true;

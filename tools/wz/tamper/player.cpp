@@ -208,17 +208,22 @@ bool Player::begin(const std::string& labDirectory, const KeptLab& lab, const st
     return false;
   }
   terminal_ = folder_ + "/terminal";
-  return workstation::createTerminal(terminal_, made, error);
+  bool isMade = false;
+  packaging::whileFoldersStay(
+      [&] { isMade = workstation::createTerminal(terminal_, made, error); });
+  return isMade;
 }
 
 bool Player::reset(const KeptVariant& variant, std::string& error) const {
   const fs::path source = outside(terminal_, wzapp::kSourceDir);
   std::error_code failure;
-  fs::remove_all(outside(terminal_, wzapp::kConfigRoot), failure);
-  fs::remove_all(source, failure);
-  fs::create_directories(source, failure);
-  fs::permissions(source, fs::perms::all, failure);
-  fs::copy(fs::path(labDirectory_) / variant.name, source, fs::copy_options::recursive, failure);
+  packaging::whileFoldersStay([&] {
+    fs::remove_all(outside(terminal_, wzapp::kConfigRoot), failure);
+    fs::remove_all(source, failure);
+    fs::create_directories(source, failure);
+    fs::permissions(source, fs::perms::all, failure);
+    fs::copy(fs::path(labDirectory_) / variant.name, source, fs::copy_options::recursive, failure);
+  });
   if (failure) error = "cannot drop " + variant.name + ": " + failure.message();
   return !failure;
 }

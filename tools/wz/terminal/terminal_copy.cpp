@@ -53,7 +53,9 @@ bool TerminalCopy::make(const std::string& terminalDir, std::uint64_t room, std:
   }
   parent_ = path;
   directory_ = path + "/terminal";
-  return makeTerminalOf(image, directory_, error);
+  bool isMade = false;
+  packaging::whileFoldersStay([&] { isMade = makeTerminalOf(image, directory_, error); });
+  return isMade;
 }
 
 }  // namespace wz
