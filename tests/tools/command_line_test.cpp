@@ -93,10 +93,11 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCommandLine{"Nothing", {}, "Subcommands:"},
         WrongCommandLine{"Unknown", {"fly"}, "there is no command fly"},
         WrongCommandLine{"UnknownOption", {"run", "shop", "--fast"}, "--fast"},
-        WrongCommandLine{"TerminalAlone", {"terminal"}, "subcommand"},
+        WrongCommandLine{"TerminalAlone", {"terminal"}, "name one of its commands: show, create"},
         WrongCommandLine{"NoDirectory", {"terminal", "create"}, "DIR"},
         WrongCommandLine{"NoApplication", {"run"}, "name an application, or its folder"},
-        WrongCommandLine{"KeysAlone", {"keys"}, "subcommand"},
+        WrongCommandLine{
+            "KeysAlone", {"keys"}, "name one of its commands: init, issue, rotate, show"},
         WrongCommandLine{"NoKeyDirectory", {"keys", "init"}, "DIR"},
         WrongCommandLine{"NoSignersDirectory", {"keys", "issue"}, "DIR"},
         WrongCommandLine{"NoSuchRole", {"keys", "rotate", "keys", "--role", "chef"}, "--role"},
