@@ -151,17 +151,17 @@ class Socket:
 
 
 class Workbench:
-    """A running `wz workbench`, and a browser that has opened it."""
+    """A running `wz workbench`, and a browser that has opened it. With an `environment` it opens one itself."""
 
-    def __init__(self, wz, *arguments, folder=None, opened=True):
+    def __init__(self, wz, *arguments, folder=None, opened=True, environment=None):
         self.own = folder is None
         self.folder = folder or new_terminal(wz)
         self.process = subprocess.Popen(
-            [wz, "workbench", self.folder + "/desk", "--no-open", "--json", *arguments],
+            [wz, "workbench", self.folder + "/desk", "--json", *(arguments if environment else ("--no-open", *arguments))],
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             text=True,
-            env={**os.environ, "TMPDIR": self.folder + "/tmp"},
+            env={**os.environ, "TMPDIR": self.folder + "/tmp", **(environment or {})},
         )
         line = self.process.stdout.readline()
         if not line.startswith("{"):

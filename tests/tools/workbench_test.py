@@ -65,6 +65,34 @@ class Admission(Shared):
         for part in ["HttpOnly", "SameSite=Strict", "Path=/"]:
             self.assertIn(part, fields["Set-Cookie"])
 
+    def test_the_users_browser_gets_the_token_by_a_file_that_others_cannot_read(self):
+        bin_folder = tempfile.mkdtemp(prefix="wbbin")
+        self.addCleanup(shutil.rmtree, bin_folder)
+        with open(bin_folder + "/xdg-open", "w", encoding="ascii") as program:
+            program.write(f'#!/bin/sh\n{{ stat -c %a "$1"; echo "$@"; cat "$1"; }} >{bin_folder}/part; mv {bin_folder}/part {bin_folder}/opened\n')
+        os.chmod(bin_folder + "/xdg-open", 0o755)
+        environment = {"DISPLAY": ":99", "PATH": bin_folder + ":" + os.environ["PATH"]}
+
+        bench = Workbench(WZ, opened=False, environment=environment)
+        self.addCleanup(bench.end)
+        until(lambda: os.path.exists(bin_folder + "/opened"))
+
+        with open(bin_folder + "/opened", encoding="ascii") as opened:
+            mode, command, page = opened.read().split("\n", 2)
+        self.assertEqual(mode, "600")
+        self.assertNotIn(bench.token, command)
+        self.assertIn(f"url={bench.address}", page)
+        # What a file leads to is another site's to the browser, which would keep the cookie back behind a redirection.
+        status, fields, content = bench.request("GET", "/?token=" + bench.token, **{"Sec-Fetch-Site": "cross-site"})
+        self.assertEqual(status, 200)
+        self.assertIn("Set-Cookie", fields)
+        self.assertIn(b"url=/", content)
+
+        bench.own = False
+        bench.end()
+        self.assertFalse(os.path.exists(command))
+        shutil.rmtree(bench.folder)
+
     def test_nothing_is_to_be_had_without_the_cookie(self):
         for path in ["/", "/index.html", "/file?path=terminal.json", "/icon?application=tip", "/saved?name=x"]:
             self.refused("GET", path, Cookie=None)
