@@ -3,14 +3,21 @@
 import { expect, test } from '@playwright/test';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
-import { kTill, Workbench } from './workbench.js';
+import { kTill, manifestOf, Workbench } from './workbench.js';
 import { rowsOf } from './fixtures.js';
 
 const kFolder = join(process.env.WZ_SOURCE, 'docs/workbench');
 
+// Who needs whom, and one that needs what nobody exports.
+const kApplications = {
+  till: { ...kTill, 'manifest.mft': manifestOf('counter-till', { imports_api: [{ id: 'POINTS' }], imports_trigger: [{ id: 'REWARD', file: 'index.html', optional: true }] }) },
+  points: { 'manifest.mft': manifestOf('points', { exports_api: [{ id: 'POINTS' }], exports_trigger: [{ id: 'REWARD' }] }), 'index.html': '<!doctype html>' },
+  queue: { 'manifest.mft': manifestOf('queue', { imports_api: [{ id: 'TICKETS' }, { id: 'POINTS', optional: true }] }), 'index.html': '<!doctype html>' },
+};
+
 test('pictures', async ({ browser }) => {
   test.setTimeout(180_000);
-  const bench = await Workbench.begin({ applications: { till: kTill }, root: join(tmpdir(), 'demo') });
+  const bench = await Workbench.begin({ applications: kApplications, root: join(tmpdir(), 'demo') });
   const context = await browser.newContext({ viewport: { width: 1280, height: 800 } });
   const page = await context.newPage();
   const show = async (hash) => {
@@ -30,6 +37,7 @@ test('pictures', async ({ browser }) => {
     await page.goto(bench.address);
     await show('#/bus?side=hosts');
     await page.getByRole('button', { name: 'Play' }).first().click();
+    await expect(page.getByRole('switch')).toHaveAttribute('aria-checked', 'true');
     await show('#/terminal');
     await start('counter-till  1.0.0');
     const box = await page.getByRole('application').boundingBox();

@@ -90,7 +90,7 @@ export class Workbench {
   }
 }
 
-const manifestOf = (id, more = {}) => JSON.stringify({ application: { id, version: '1.0.0' }, sponsors: ['123456'], desktop: { file: 'index.html', name: id }, ...more });
+export const manifestOf = (id, more = {}) => JSON.stringify({ application: { id, version: '1.0.0' }, sponsors: ['123456'], desktop: { file: 'index.html', name: id }, ...more });
 
 /** An application that colours its whole page anew at every touch, and tells the console. */
 export const kColours = {
