@@ -15,7 +15,7 @@ export default defineConfig({
   fullyParallel: true,
   workers: 2,
   reporter: 'list',
-  timeout: 20_000,
+  timeout: 60_000, // for a machine that is slow, or busy with a build
   use: { launchOptions: { executablePath: process.env.WZ_BROWSER ?? '/usr/bin/chromium' } },
   projects: [
     { name: 'wide', use: wide, testIgnore: kOfTheRealOne },
