@@ -16,6 +16,7 @@ export default defineConfig({
   workers: 2,
   reporter: 'list',
   timeout: 60_000, // for a machine that is slow, or busy with a build
+  expect: { timeout: 20_000 },
   use: { launchOptions: { executablePath: process.env.WZ_BROWSER ?? '/usr/bin/chromium' } },
   projects: [
     { name: 'wide', use: wide, testIgnore: kOfTheRealOne },
