@@ -148,3 +148,14 @@ test('files, logs, applications and health are those of the terminal and the mac
   await page.goto(page.url().replace(/#.*/, '#/applications'));
   await expect(page.getByRole('region', { name: 'Graph of exports and imports' }).getByText('CARD_PRESENTED', { exact: true })).toBeVisible();
 });
+
+test('a bus and a browser that die are shown, and others begin', async ({ open, bench }) => {
+  const page = await open('#/terminal');
+  await start(page, 'colours  1.0.0');
+  bench.kill('dbus-daemon');
+  await expect(page.getByText('The message bus has ended.')).toBeVisible();
+  await expect(page.getByText('The message bus has ended.')).toHaveCount(0);
+  bench.kill('remote-debugging-pipe');
+  await expect(page.getByText('It has not ended well')).toBeVisible();
+  await start(page, 'colours  1.0.0');
+});

@@ -75,6 +75,13 @@ export class Workbench {
     return file;
   }
 
+  /** Ends the processes of this terminal whose command line has a text, as a crash would. */
+  kill(text) {
+    for (const line of execFileSync('ps', ['-eo', 'pid,args'], { encoding: 'utf8' }).split('\n')) {
+      if (line.includes(text) && line.includes(this.terminal)) process.kill(Number(line.trim().split(' ', 1)[0]), 'SIGKILL');
+    }
+  }
+
   /** Memory of the server in KiB, without the applications that it runs. */
   memory() {
     const status = execFileSync('cat', [`/proc/${this.process.pid}/status`], { encoding: 'utf8' });
