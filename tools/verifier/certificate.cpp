@@ -164,14 +164,14 @@ constexpr KnownExtension kKnownExtensions[] = {
 
 // Extension ::= SEQUENCE { OBJECT IDENTIFIER, BOOLEAN OPTIONAL, OCTET STRING }
 Cause readExtension(Reading& reading, const Element& extension) {
-  if (extension.isIndefinite) return "WZ-0219";
-  // Its parts are counted in its own octets: none may run past it.
-  const Octets whole = extension.whole(reading.der);
-  const std::optional<Element> own = elementAt(whole, 0);
+  // Its parts are counted in its own octets: none may run past it. One of the indefinite form has
+  // none that could be counted, but a name.
+  const Octets whole = extension.isIndefinite ? reading.der : extension.whole(reading.der);
+  const std::optional<Element> own = elementAt(whole, extension.isIndefinite ? extension.start : 0);
   const Elements parts = own ? childrenOf(whole, *own) : Elements();
-  if (parts.empty()) return "WZ-0219";
-  if (parts[0].identifier != kOid) return "WZ-0219";
+  if (parts.empty() || parts[0].identifier != kOid) return "WZ-0219";
   if (isLongOid(parts[0].content(whole))) return "WZ-0220";
+  if (extension.isIndefinite) return "WZ-0219";
   const std::optional<std::string> oid = oidText(parts[0].content(whole));
   if (!oid || (parts.size() != 2 && parts.size() != 3) || !isReadToEnd(*own, parts)) {
     return "WZ-0219";
@@ -201,13 +201,17 @@ Cause readVersion(Reading& reading) {
   return isGood ? kGood : "WZ-0210";
 }
 
-Cause readSerialNumber(Reading& reading) { return reading.find(1) ? kGood : "WZ-0226"; }
+Cause readSerialNumber(Reading& reading) {
+  return reading.find(1) && !reading.element().isIndefinite ? kGood : "WZ-0226";
+}
 
 Cause readValidity(Reading& reading) {
   constexpr Cause kBad = "WZ-0227";
   if (!reading.find(4)) return kBad;
   for (std::string* const time : {&reading.found.validFrom, &reading.found.validTo}) {
-    if (!reading.walk.next() || reading.element().depth != 3) return kBad;
+    if (!reading.walk.next() || reading.element().depth != 3 || reading.element().isIndefinite) {
+      return kBad;
+    }
     *time = reading.content(reading.element());
   }
   return kGood;
