@@ -249,6 +249,9 @@ TEST_F(MatrixTest, EqualTerminalsAreTriedOnceAndSayTheSame) {
   const std::string ungrouped = found(all, fleet, {"--ungrouped"}, kRejected);
 
   EXPECT_EQ(grouped, ungrouped);
+  const std::vector<std::string> distinct = cellsOf(found(all, fleet, {"--distinct"}, kRejected));
+  EXPECT_EQ(distinct.size(), 6 * all.size());
+  EXPECT_THAT(cellsOf(grouped), testing::IsSupersetOf(distinct));
   const ProgramResult table =
       runWz(Arguments{"matrix"} + all + Arguments{"--terminals", folder_ / "fleet.jsonl"});
   EXPECT_EQ(table.errors, "wz: 11 terminals, 6 of them different\n");

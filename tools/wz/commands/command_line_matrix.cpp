@@ -46,6 +46,9 @@ void addMatrixCommand(CLI::App& app, Action& action) {
       ->type_name("N")
       ->check(aboveZero());
   addTimeout(command, kept->timeoutSeconds, "How long one trial may take (default: 120)");
+  command.add_flag("--distinct", kept->isDistinct,
+                   "Tell equal terminals as one: by the name of the first,\n"
+                   "with their count");
   command.add_flag("--ungrouped", kept->isUngrouped,
                    "Try each terminal by itself, also where another one is\n"
                    "equal to it in all that installations look at");

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -41,11 +42,14 @@ namespace fs = std::filesystem;
 // Tells a matrix by all the ways that the user has asked for.
 class Teller {
  public:
-  Teller(const MatrixOptions& options, const MatrixHead& head)
+  // `beforePrinting` is called before anything goes to standard output.
+  Teller(const MatrixOptions& options, const MatrixHead& head,
+         const std::function<void()>& beforePrinting)
       : options_(options),
         head_(head),
+        beforePrinting_(beforePrinting),
         lines_(options.asJson),
-        table_(head, outputWidth()),
+        table_(head, outputWidth(), beforePrinting),
         page_(head) {}
 
   // `kept` octets of the file of lines are what an earlier run has written.
@@ -72,7 +76,7 @@ class Teller {
 
   [[nodiscard]] bool tell(const CellPlace& place, const Verdict& verdict, bool isEarlier) {
     summary_.add(head_, place, verdict);
-    if (!options_.asJson) table_.add(place, verdict);
+    options_.asJson ? beforePrinting_() : table_.add(place, verdict);
     if (!options_.page.empty()) page_.add(place, verdict);
     if (hasLostOutput()) return false;
     const std::string line = cellLine(head_, place, verdict);
@@ -97,6 +101,7 @@ class Teller {
  private:
   const MatrixOptions& options_;
   const MatrixHead& head_;
+  std::function<void()> beforePrinting_;
   LinesOutput lines_;
   MatrixTable table_;
   MatrixSummary summary_;
@@ -170,7 +175,9 @@ int tryAll(const MatrixOptions& options) {
   if (!readShare(options.share, share)) return kUsage;
   MatrixPackages packages;
   if (const int code = packages.name(options.packages); code != kDone) return code;
-  Fleet fleet(options.isUngrouped ? Fleet::Grouping::kNone : Fleet::Grouping::kEqual);
+  Fleet fleet(options.isUngrouped  ? Fleet::Grouping::kNone
+              : options.isDistinct ? Fleet::Grouping::kOne
+                                   : Fleet::Grouping::kEqual);
   if (!FleetReader(fleet).read(options.terminals)) return kEnvironment;
 
   const MatrixHead head = headOf(packages, fleet, options.isTogether, share);
@@ -188,16 +195,17 @@ int tryAll(const MatrixOptions& options) {
     printMessage(error);
     return kEnvironment;
   }
-  Teller teller(options, head);
+  MatrixRun* running = nullptr;
+  Teller teller(options, head, [&running] {
+    if (running != nullptr) running->progress().giveWay();
+  });
   if (!teller.begin(isThere ? earlier.position() : 0)) return kEnvironment;
   const MatrixPlan plan(head.shape(), fleet, share);
   bool isEarlier = true;
-  MatrixRun* telling = nullptr;
   MatrixRun run(packages, fleet, plan, [&](const CellPlace& place, const Verdict& verdict) {
-    telling->progress().clear();
     return teller.tell(place, verdict, isEarlier);
   });
-  telling = &run;
+  running = &run;
   for (const MatrixReader::Cell& cell : earlierCells) {
     if (run.takeEarlier(cell.place, cell.verdict)) continue;
     printMessage(options.output +
@@ -299,7 +307,7 @@ int merge(const MatrixOptions& options) {
   }
   MatrixHead head = files.front()->reader.head();
   head.share = Share();
-  Teller teller(options, head);
+  Teller teller(options, head, [] {});
   const int code = teller.begin(0) ? tellMerged(files, head, teller) : kEnvironment;
   if (code == kEnvironment && !options.output.empty()) unlink(options.output.c_str());
   return code;

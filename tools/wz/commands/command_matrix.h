@@ -13,6 +13,7 @@ struct MatrixOptions {
   std::vector<std::string> merged;     // lines of shares; then there are no packages
   bool isTogether = false;
   bool isUngrouped = false;
+  bool isDistinct = false;
   std::string share;   // "K/N"; empty: the whole
   std::string output;  // file for the lines; empty: none
   bool resumes = false;

@@ -112,6 +112,10 @@ bool Fleet::add(FleetEntry entry, std::string& error) {
   if (!digestsOf(entry.installed, fingerprint, error)) return false;
   const std::string text = fingerprint.text();
   const auto [known, isNew] = known_.emplace(text, groups_.size());
+  if (!isNew && grouping_ == Grouping::kOne) {
+    terminals_[known->second].count += entry.count;
+    return true;
+  }
   const bool isOwn = isNew || grouping_ == Grouping::kNone;
   terminals_.push_back({entry.name, entry.count, isOwn ? groups_.size() : known->second});
   if (isOwn) groups_.push_back({text, std::move(entry.image), std::move(entry.installed)});

@@ -61,6 +61,7 @@ class Fleet {
  public:
   enum class Grouping {
     kEqual,  ///< equal terminals are tried once
+    kOne,    ///< they also stand there once, by the name of the first, with their count
     kNone,   ///< each terminal is tried by itself
   };
   explicit Fleet(Grouping grouping = Grouping::kEqual) : grouping_(grouping) {}

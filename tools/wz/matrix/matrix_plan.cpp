@@ -7,6 +7,8 @@ namespace {
 
 // Packages that one process tries on a terminal.
 constexpr std::size_t kMostPackages = 32;
+// Of so many terminals a row takes long anyway, and to enter one costs as much as a few trials.
+constexpr std::size_t kManyGroups = 64;
 
 }  // namespace
 
@@ -28,6 +30,7 @@ MatrixPlan::MatrixPlan(const MatrixShape& shape, const Fleet& fleet, const Share
   first_ = all * (share.number - 1) / share.count;
   end_ = all * share.number / share.count;
   if (!shape.isTogether) package_ = first_ / groups_;
+  height_ = std::clamp(groups_ / kManyGroups, std::size_t{1}, kMostPackages);
   std::vector<std::size_t> terminalsOf(groups_);
   for (const FleetTerminal& terminal : fleet.terminals()) ++terminalsOf[terminal.group];
   for (std::size_t work = first_; work < end_; ++work) {

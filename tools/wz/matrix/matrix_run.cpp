@@ -6,7 +6,7 @@ namespace wz {
 namespace {
 
 // What a trial costs beside what the package's octets do, in octets.
-constexpr double kTrialWeight = 100000;
+constexpr double kTrialWeight = 1000000;
 
 double weightOf(const MatrixPackage& package) {
   return kTrialWeight + static_cast<double>(package.octets);

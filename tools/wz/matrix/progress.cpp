@@ -1,5 +1,7 @@
 #include "wz/matrix/progress.h"
 
+#include <unistd.h>
+
 #include <cmath>
 
 #include "wz/reports/screen.h"
@@ -27,7 +29,8 @@ std::string durationText(double seconds) {
   return grouped(whole / 3600) + " h " + std::to_string(whole % 3600 / 60) + " min";
 }
 
-MatrixProgress::MatrixProgress(std::size_t cells, double weight) : cells_(cells), weight_(weight) {}
+MatrixProgress::MatrixProgress(std::size_t cells, double weight)
+    : isBesideOutput_(isScreen(STDOUT_FILENO)), cells_(cells), weight_(weight) {}
 
 MatrixProgress::~MatrixProgress() { clear(); }
 
@@ -60,10 +63,15 @@ void MatrixProgress::show() {
   isShown_ = true;
 }
 
+void MatrixProgress::giveWay() {
+  if (isBesideOutput_) clear();
+}
+
 void MatrixProgress::clear() {
   if (!isShown_) return;
   clearLiveLine();
   isShown_ = false;
+  shown_ = {};  // anew as soon as there is time
 }
 
 }  // namespace wz

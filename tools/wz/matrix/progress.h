@@ -30,15 +30,17 @@ class MatrixProgress {
   void leaveOut(std::size_t cells, double weight);
   /// Writes the line anew when it is time to.
   void show();
-  /// Takes the line away, so that something else can be written.
+  /// Takes the line away.
   void clear();
+  /// The same before something is written to standard output, where that is a terminal, too.
+  void giveWay();
 
   [[nodiscard]] double seconds() const;
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool isShown_ = false;
+  bool isBesideOutput_, isShown_ = false;
   std::size_t cells_, done_ = 0, leftOut_ = 0;
   double weight_, doneWeight_ = 0;
   Clock::time_point begin_ = Clock::now(), shown_ = begin_;

@@ -36,7 +36,7 @@ void eraseLiveLine() WZAPP_REQUIRES(writeMutex) {
 
 void writeText(int file, std::string_view text) {
   const wzapp::MutexLock lock(writeMutex);
-  eraseLiveLine();
+  if (isatty(file) == 1) eraseLiveLine();  // what goes elsewhere does not meet it
   if (wzapp::writeWhole(file, wzapp::viewOf(text)) || lostOutput != 0) return;
   // Of standard error there is no other place to say so.
   if (file == STDOUT_FILENO) lostOutput = errno;
