@@ -30,6 +30,7 @@ namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 using Arguments = std::vector<std::string>;
 
@@ -297,6 +298,23 @@ TEST_F(MatrixTest, AWideTableIsTold) {
   for (const std::string& line : lines) {
     if (line.find("repair") == std::string::npos) EXPECT_LE(line.size(), 160U) << line;
   }
+}
+
+TEST_F(MatrixTest, ThePageHasEachCellAndEachCodeAndNoMarkupOfOthers) {
+  const std::string fleet =
+      folder_.write("fleet.jsonl", profile(R"("name": "<b>&\"desk")", "654321"));
+  const std::string page = folder_ / "found.html";
+
+  const ProgramResult result =
+      runWz({"matrix", packages().shop, "--terminals", fleet, "--html", page});
+
+  EXPECT_EQ(result.code, kRejected) << result.errors;
+  EXPECT_THAT(contentOf(page),
+              AllOf(StartsWith("<!DOCTYPE html>\n"), HasSubstr("default-src 'none'"),
+                    HasSubstr("<th scope=\"col\">&lt;b&gt;&amp;&quot;desk</th>"),
+                    HasSubstr("<td class=\"refused\" title=\"Error: Invalid sponsor list"),
+                    HasSubstr(">refused <a href=\"#WZ-0503\">WZ-0503</a></td>"),
+                    HasSubstr("<section id=\"WZ-0503\">"), Not(HasSubstr("<b>"))));
 }
 
 TEST_F(MatrixTest, LinesGoOnWhereTheyEnded) {
