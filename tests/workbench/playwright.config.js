@@ -8,6 +8,10 @@ const kOfTheRealOne = /(soak|real|bench|pictures)\.spec/;
 // What a telephone's width changes most. Everything else at that width is a long test.
 const kOfTheWidth = /wider than the page|a touch stays|live picture|by entry|draws who/;
 
+// What is run with every change: of each view what it is for.
+const kQuick =
+  /live picture|by entry|draws who needs|arriving live|refused package|jumps to its cause|less than 100 ms|its cause, and on|never become markup|by keyboard alone|\/terminal, light|\/bus, light/;
+
 const wide = { viewport: { width: 1280, height: 800 } };
 const narrow = { viewport: { width: 390, height: 844 }, hasTouch: true };
 
@@ -19,6 +23,7 @@ export default defineConfig({
   expect: { timeout: 20_000 },
   use: { launchOptions: { executablePath: process.env.WZ_BROWSER ?? '/usr/bin/chromium' } },
   projects: [
+    { name: 'quick', use: wide, testIgnore: kOfTheRealOne, grep: kQuick },
     { name: 'wide', use: wide, testIgnore: kOfTheRealOne },
     { name: 'narrow', use: narrow, testIgnore: kOfTheRealOne, grep: process.env.WZ_LONG ? /./ : kOfTheWidth },
     { name: 'real-wide', use: wide, testMatch: /real\.spec/, fullyParallel: false },

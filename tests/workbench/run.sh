@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Usage: run.sh BUILD SOURCE PART [OPTION ...]
 # The tests of the workbench in the system's Chromium. PART: page (the page before a mock of the
-# workbench), real (wz workbench as it is), long (every width with every colour, and a soak), bench (figures by
+# workbench), quick (the least of that), real (wz workbench as it is), long (every width with every colour, and a soak), bench (figures by
 # the clock), pictures (makes those of the documentation). What they stand on comes from npm: where that cannot be
 # reached they are skipped (77). The options are for the runner.
 set -euo pipefail
@@ -29,6 +29,7 @@ cp "$source"/tests/workbench/*.js* "$stage/"
 flock -u 9
 
 case $part in
+  quick) projects=(--project=quick) ;;
   page) projects=(--project=wide --project=narrow) ;;
   real) projects=(--project=real-wide --project=real-narrow) ;;
   long) projects=(--project=wide --project=narrow --project=soak); export WZ_LONG=1 ;;
