@@ -230,9 +230,10 @@ TEST_F(AgreeTest, KnownDifferencesStillOccur) {
 // cut off inside the end of its directory.
 TEST_F(AgreeTest, OnPackagesThatOnceWereJudgedDifferently) {
   for (const std::uint64_t seed :
-       {1U,      34U,      80U,      114U,     162U,     171U,     204U,     213U,     232U,
-        288U,    298U,     608U,     1539U,    50306U,   50423U,   50515U,   50655U,   500355U,
-        500379U, 2000014U, 2000089U, 2020109U, 2020312U, 4000332U, 4003205U, 4003207U, 4003209U}) {
+       {1U,       34U,      80U,      114U,      162U,      171U,      204U,     213U,
+        232U,     288U,     298U,     608U,      1539U,     50306U,    50423U,   50515U,
+        50655U,   500355U,  500379U,  2000014U,  2000089U,  2020109U,  2020312U, 4000332U,
+        4003205U, 4003207U, 4003209U, 20000300U, 20050378U, 20051280U, 20053016U}) {
     std::string octets;
     const Difference difference = differenceAt(seed, octets);
     EXPECT_TRUE(difference.codes.empty()) << "seed " << seed << "\n" << joined(difference.lines);

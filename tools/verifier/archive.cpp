@@ -17,12 +17,14 @@ constexpr std::size_t kLongestComment = 0xFFFF, kLongestName = 255;
 constexpr std::uint16_t kSizesFollow = 0x0008, kStored = 0, kDeflated = 8, kBzip2 = 12;
 constexpr std::uint32_t kStatedElsewhere = 0xFFFFFFFF;
 
-// A number, lowest octet first; terminals read zeros behind the end of a file.
+// A number, lowest octet first. Where the file ends inside it, terminals read its last octet again
+// and again; behind the end they read zeros.
 std::uint32_t number(std::string_view octets, std::size_t position, std::size_t size) {
-  std::uint32_t value = 0;
-  for (std::size_t i = size; i-- > 0;) {
+  std::uint32_t value = 0, octet = 0;
+  for (std::size_t i = 0; i < size; ++i) {
     const bool isThere = position < octets.size() && i < octets.size() - position;
-    value = value << 8 | (isThere ? static_cast<std::uint8_t>(octets[position + i]) : 0U);
+    if (isThere) octet = static_cast<std::uint8_t>(octets[position + i]);
+    value |= octet << (8 * i);
   }
   return value;
 }

@@ -164,14 +164,18 @@ constexpr KnownExtension kKnownExtensions[] = {
 
 // Extension ::= SEQUENCE { OBJECT IDENTIFIER, BOOLEAN OPTIONAL, OCTET STRING }
 Cause readExtension(Reading& reading, const Element& extension) {
-  // Its parts are counted in its own octets: none may run past it. One of the indefinite form has
-  // none that could be counted, but a name.
-  const Octets whole = extension.isIndefinite ? reading.der : extension.whole(reading.der);
-  const std::optional<Element> own = elementAt(whole, extension.isIndefinite ? extension.start : 0);
-  const Elements parts = own ? childrenOf(whole, *own) : Elements();
-  if (parts.empty() || parts[0].identifier != kOid) return "WZ-0219";
-  if (isLongOid(parts[0].content(whole))) return "WZ-0220";
+  // Its name is read first; it may run past the extension, but not past the certificate.
+  const bool hasParts = extension.isConstructed && (extension.isIndefinite || extension.size > 0);
+  const std::optional<Element> name = elementAt(reading.der, extension.start + extension.header);
+  if (!hasParts || !name || name->identifier != kOid) return "WZ-0219";
+  if (isLongOid(name->content(reading.der))) return "WZ-0220";
+  // The parts are counted in the extension's own octets: none may run past them, and in the
+  // indefinite form there are none to count in.
   if (extension.isIndefinite) return "WZ-0219";
+  const Octets whole = extension.whole(reading.der);
+  const std::optional<Element> own = elementAt(whole, 0);
+  const Elements parts = own ? childrenOf(whole, *own) : Elements();
+  if (parts.empty()) return "WZ-0219";
   const std::optional<std::string> oid = oidText(parts[0].content(whole));
   if (!oid || (parts.size() != 2 && parts.size() != 3) || !isReadToEnd(*own, parts)) {
     return "WZ-0219";
