@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -42,14 +41,11 @@ namespace fs = std::filesystem;
 // Tells a matrix by all the ways that the user has asked for.
 class Teller {
  public:
-  // `beforePrinting` is called before anything goes to standard output.
-  Teller(const MatrixOptions& options, const MatrixHead& head,
-         const std::function<void()>& beforePrinting)
+  Teller(const MatrixOptions& options, const MatrixHead& head)
       : options_(options),
         head_(head),
-        beforePrinting_(beforePrinting),
         lines_(options.asJson),
-        table_(head, outputWidth(), beforePrinting),
+        table_(head, outputWidth()),
         page_(head) {}
 
   // `kept` octets of the file of lines are what an earlier run has written.
@@ -76,7 +72,7 @@ class Teller {
 
   [[nodiscard]] bool tell(const CellPlace& place, const Verdict& verdict, bool isEarlier) {
     summary_.add(head_, place, verdict);
-    options_.asJson ? beforePrinting_() : table_.add(place, verdict);
+    if (!options_.asJson) table_.add(place, verdict);
     if (!options_.page.empty()) page_.add(place, verdict);
     if (hasLostOutput()) return false;
     const std::string line = cellLine(head_, place, verdict);
@@ -101,7 +97,6 @@ class Teller {
  private:
   const MatrixOptions& options_;
   const MatrixHead& head_;
-  std::function<void()> beforePrinting_;
   LinesOutput lines_;
   MatrixTable table_;
   MatrixSummary summary_;
@@ -195,17 +190,13 @@ int tryAll(const MatrixOptions& options) {
     printMessage(error);
     return kEnvironment;
   }
-  MatrixRun* running = nullptr;
-  Teller teller(options, head, [&running] {
-    if (running != nullptr) running->progress().giveWay();
-  });
+  Teller teller(options, head);
   if (!teller.begin(isThere ? earlier.position() : 0)) return kEnvironment;
   const MatrixPlan plan(head.shape(), fleet, share);
   bool isEarlier = true;
   MatrixRun run(packages, fleet, plan, [&](const CellPlace& place, const Verdict& verdict) {
     return teller.tell(place, verdict, isEarlier);
   });
-  running = &run;
   for (const MatrixReader::Cell& cell : earlierCells) {
     if (run.takeEarlier(cell.place, cell.verdict)) continue;
     printMessage(options.output +
@@ -307,7 +298,7 @@ int merge(const MatrixOptions& options) {
   }
   MatrixHead head = files.front()->reader.head();
   head.share = Share();
-  Teller teller(options, head, [] {});
+  Teller teller(options, head);
   const int code = teller.begin(0) ? tellMerged(files, head, teller) : kEnvironment;
   if (code == kEnvironment && !options.output.empty()) unlink(options.output.c_str());
   return code;

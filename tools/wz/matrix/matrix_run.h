@@ -33,9 +33,6 @@ class MatrixRun {
   /// Tries the rest. False after a message, or when the hearer has ended it.
   [[nodiscard]] bool run(unsigned jobs, std::chrono::milliseconds longest);
 
-  /// For whoever writes something between.
-  [[nodiscard]] MatrixProgress& progress() { return progress_; }
-
  private:
   using Kept = std::shared_ptr<const Verdict>;
 

@@ -44,9 +44,7 @@ std::size_t outputWidth() {
   return isKnown ? size.ws_col : kWidthOfFiles;
 }
 
-MatrixTable::MatrixTable(const MatrixHead& head, std::size_t width,
-                         std::function<void()> beforePrinting)
-    : head_(head), width_(width), beforePrinting_(std::move(beforePrinting)) {
+MatrixTable::MatrixTable(const MatrixHead& head, std::size_t width) : head_(head), width_(width) {
   const std::size_t rows = head.isTogether ? head.terminals.size() : head.packages.size();
   const std::size_t columns = head.isTogether ? head.packages.size() : head.terminals.size();
   for (std::size_t i = 0; i < rows; ++i) {
@@ -79,7 +77,6 @@ void MatrixTable::end() { printRow(); }
 
 void MatrixTable::printRow() {
   if (cells_.empty()) return;
-  beforePrinting_();
   if (fits_ && !std::exchange(isBegun_, true)) printColumns();
   fits_ ? printLine() : printParagraph();
   cells_.clear();

@@ -3,7 +3,6 @@
 #define WZ_MATRIX_MATRIX_TABLE_H
 
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -17,8 +16,8 @@ namespace wz {
 /// of a table; where they do not, its cells stand below its name, those that say the same together.
 class MatrixTable {
  public:
-  /// \param beforePrinting  is called before anything is printed.
-  MatrixTable(const MatrixHead& head, std::size_t width, std::function<void()> beforePrinting);
+  /// \param width  of a line, in characters.
+  MatrixTable(const MatrixHead& head, std::size_t width);
 
   void add(const CellPlace& place, const Verdict& verdict);
   void end();
@@ -37,7 +36,6 @@ class MatrixTable {
 
   const MatrixHead& head_;
   std::size_t width_;
-  std::function<void()> beforePrinting_;
   bool fits_ = false, isBegun_ = false;
   std::size_t nameWidth_ = 0;
   std::vector<std::size_t> columnWidths_;

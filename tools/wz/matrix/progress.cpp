@@ -1,7 +1,5 @@
 #include "wz/matrix/progress.h"
 
-#include <unistd.h>
-
 #include <cmath>
 
 #include "wz/reports/screen.h"
@@ -29,8 +27,7 @@ std::string durationText(double seconds) {
   return grouped(whole / 3600) + " h " + std::to_string(whole % 3600 / 60) + " min";
 }
 
-MatrixProgress::MatrixProgress(std::size_t cells, double weight)
-    : isBesideOutput_(isScreen(STDOUT_FILENO)), cells_(cells), weight_(weight) {}
+MatrixProgress::MatrixProgress(std::size_t cells, double weight) : cells_(cells), weight_(weight) {}
 
 MatrixProgress::~MatrixProgress() { clear(); }
 
@@ -63,15 +60,10 @@ void MatrixProgress::show() {
   isShown_ = true;
 }
 
-void MatrixProgress::giveWay() {
-  if (isBesideOutput_) clear();
-}
-
 void MatrixProgress::clear() {
   if (!isShown_) return;
   clearLiveLine();
   isShown_ = false;
-  shown_ = {};  // anew as soon as there is time
 }
 
 }  // namespace wz

@@ -32,15 +32,13 @@ class MatrixProgress {
   void show();
   /// Takes the line away.
   void clear();
-  /// The same before something is written to standard output, where that is a terminal, too.
-  void giveWay();
 
   [[nodiscard]] double seconds() const;
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool isBesideOutput_, isShown_ = false;
+  bool isShown_ = false;
   std::size_t cells_, done_ = 0, leftOut_ = 0;
   double weight_, doneWeight_ = 0;
   Clock::time_point begin_ = Clock::now(), shown_ = begin_;
