@@ -18,8 +18,8 @@
 #include "tools/wz/check/engine_features.h"
 #include "tools/wz/check/folder_check.h"
 #include "tools/wz/check/json_tree.h"
-#include "tools/wz/check/nearest.h"
 #include "tools/wz/check/references.h"
+#include "tools/wz/words/nearest.h"
 
 namespace wzapp_test {
 namespace {

@@ -648,7 +648,14 @@ TEST(ExplainCommandTest, WhatIsNotKnownIsRejected) {
   const ProgramResult result = runWz({"explain", "xyzzy"});
 
   EXPECT_EQ(result.code, 1);
-  EXPECT_THAT(result.errors, HasSubstr("nothing is known of: xyzzy"));
+  EXPECT_THAT(result.errors, HasSubstr("nothing is known of: xyzzy; wz explain without it lists"));
+}
+
+TEST(ExplainCommandTest, WhatIsNearIsSuggested) {
+  EXPECT_EQ(runWz({"explain", "the", "singer", "may", "not"}).errors,
+            "wz: nothing is known of: the singer may not; did you mean the signer may not?\n");
+  EXPECT_EQ(runWz({"explain", "wz", "394"}).errors,
+            "wz: nothing is known of: wz 394; did you mean WZ-0304?\n");
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include "installer/version.h"
 #include "packaging/application_folder.h"
 #include "wz/check/json_tree.h"
-#include "wz/check/nearest.h"
+#include "wz/words/nearest.h"
 
 namespace wz {
 namespace {

@@ -60,7 +60,10 @@ int explain(const ExplainOptions& options) {
   for (const std::string& word : options.text) text += (text.empty() ? "" : " ") + word;
   const std::vector<const Code*> codes = text.empty() ? allCodes() : findMeant(text);
   if (codes.empty()) {
-    printMessage("nothing is known of: " + text + "; wz explain without it lists every code");
+    const std::string meant = suggestedText(text);
+    printMessage("nothing is known of: " + text +
+                 (meant.empty() ? "; wz explain without it lists every code"
+                                : "; did you mean " + meant + "?"));
     return kApplicationFailed;
   }
   if (options.asJson) {

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "wz/check/nearest.h"
 #include "wz/commands/command_line.h"
 #include "wz/reports/output.h"
 #include "wz/words/exit_code.h"
+#include "wz/words/nearest.h"
 
 namespace wz {
 namespace {

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "support/text.h"
-#include "wz/check/nearest.h"
 #include "wz/commands/commands.h"
 #include "wz/commands/why_log.h"
 #include "wz/reports/causes.h"
@@ -15,6 +14,7 @@
 #include "wz/terminal/history_file.h"
 #include "wz/terminal/manifests_there.h"
 #include "wz/words/exit_code.h"
+#include "wz/words/nearest.h"
 
 namespace wz {
 namespace {

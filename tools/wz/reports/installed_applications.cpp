@@ -8,8 +8,8 @@
 #include "installer/application_manifest.h"
 #include "installer/version.h"
 #include "support/text.h"
-#include "wz/check/nearest.h"
 #include "wz/reports/packaged_manifest.h"
+#include "wz/words/nearest.h"
 #include "wzapp/wzapp.h"
 
 namespace wz {

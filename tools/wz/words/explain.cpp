@@ -4,8 +4,10 @@
 #include <cctype>
 #include <charconv>
 #include <cstdio>
+#include <iterator>
 
 #include "wz/words/log_format.h"
+#include "wz/words/nearest.h"
 
 namespace wz {
 namespace {
@@ -18,16 +20,16 @@ std::string lower(std::string_view text) {
   return result;
 }
 
-// "WZ-0304", "wz 304" and "304" alike; null for other texts.
-const Code* findWrittenCode(std::string_view text) {
+// "WZ-0304" for "WZ-0304", "wz 304" and "304" alike; empty for other texts.
+std::string writtenCode(std::string_view text) {
   std::string rest = lower(trimmedLine(text));
-  if (rest.starts_with('-')) return nullptr;  // a number of the library
+  if (rest.starts_with('-')) return {};  // a number of the library
   if (rest.starts_with("wz")) rest.erase(0, 2);
   rest.erase(0, std::min(rest.find_first_not_of("- _"), rest.size()));
   constexpr std::size_t kDigits = 4;
   const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-  if (rest.empty() || rest.size() > kDigits || !std::ranges::all_of(rest, isDigit)) return nullptr;
-  return findCode("WZ-" + std::string(kDigits - rest.size(), '0') + rest);
+  if (rest.empty() || rest.size() > kDigits || !std::ranges::all_of(rest, isDigit)) return {};
+  return "WZ-" + std::string(kDigits - rest.size(), '0') + rest;
 }
 
 std::vector<const Code*> findNumber(std::string_view text) {
@@ -53,21 +55,36 @@ std::vector<std::string> wordsOf(const std::string& text) {
   return words;
 }
 
-std::vector<const Code*> findWords(const std::string& text) {
-  const std::vector<std::string> words = wordsOf(lower(text));
+std::string searchedText(const Code& code) {
+  return lower(std::string(code.title) + " " + code.rule + " " + code.causes);
+}
+
+bool hasAll(const std::string& text, const std::vector<std::string>& words) {
+  const auto isIn = [&text](const std::string& word) {
+    return text.find(word) != std::string::npos;
+  };
+  return std::ranges::all_of(words, isIn);
+}
+
+std::vector<const Code*> findWords(const std::vector<std::string>& words) {
   std::vector<const Code*> inTitle;
   std::vector<const Code*> anywhere;
-  const auto hasAll = [&words](const std::string& in) {
-    return std::ranges::all_of(
-        words, [&in](const std::string& word) { return in.find(word) != std::string::npos; });
-  };
   if (words.empty()) return {};
   for (const Code* const code : allCodes()) {
-    const std::string title = lower(code->title);
-    if (hasAll(title)) inTitle.push_back(code);
-    if (hasAll(title + lower(code->rule) + lower(code->causes))) anywhere.push_back(code);
+    if (hasAll(lower(code->title), words)) inTitle.push_back(code);
+    if (hasAll(searchedText(*code), words)) anywhere.push_back(code);
   }
   return inTitle.empty() ? anywhere : inTitle;
+}
+
+// The words of all rows that have `words`.
+std::vector<std::string> vocabulary(const std::vector<std::string>& words) {
+  std::vector<std::string> found;
+  for (const Code* const code : allCodes()) {
+    const std::string text = searchedText(*code);
+    if (hasAll(text, words)) std::ranges::move(wordsOf(text), std::back_inserter(found));
+  }
+  return found;
 }
 
 // "Error %d" of a certificate: the number has a row of its own.
@@ -111,14 +128,34 @@ LogMatch matchLogLine(std::string_view line) {
 }
 
 std::vector<const Code*> findMeant(const std::string& text) {
-  if (const Code* const code = findWrittenCode(text)) return {code};
+  if (const Code* const code = findCode(writtenCode(text))) return {code};
   if (const auto numbered = findNumber(text); !numbered.empty()) return numbered;
   if (const LogMatch match = matchLogLine(text); match.code != nullptr) {
     std::vector<const Code*> found{match.code};
     addNumbered(match, found);
     return found;
   }
-  return findWords(text);
+  return findWords(wordsOf(lower(text)));
+}
+
+std::string suggestedText(const std::string& text) {
+  if (const std::string code = writtenCode(text); !code.empty()) {
+    std::vector<std::string> ids;
+    for (const Code* const one : allCodes()) ids.emplace_back(one->id);
+    return nearest(code, ids);
+  }
+  std::vector<std::string> words = wordsOf(lower(text));
+  const auto isUnknown = [](const std::string& word) { return findWords({word}).empty(); };
+  std::vector<std::string> rightOnes;
+  std::ranges::remove_copy_if(words, std::back_inserter(rightOnes), isUnknown);
+  const std::vector<std::string> known = vocabulary(rightOnes);
+  std::string suggested;
+  for (std::string& word : words) {
+    if (isUnknown(word)) word = nearest(word, known);
+    if (word.empty()) return {};
+    suggested += (suggested.empty() ? "" : " ") + word;
+  }
+  return findWords(words).empty() ? std::string() : suggested;
 }
 
 std::vector<const Code*> codesBehind(const Code& code) {

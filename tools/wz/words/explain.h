@@ -26,6 +26,10 @@ struct LogMatch {
 /// fits.
 [[nodiscard]] std::vector<const Code*> findMeant(const std::string& text);
 
+/// What a user may have meant by a `text` of which findMeant() knows nothing: a code that is near,
+/// or the same words without mistakes in writing. Empty: nothing is near.
+[[nodiscard]] std::string suggestedText(const std::string& text);
+
 /// The rows of which the log says only what `code` has: its causes.
 [[nodiscard]] std::vector<const Code*> codesBehind(const Code& code);
 

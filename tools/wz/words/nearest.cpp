@@ -1,4 +1,4 @@
-#include "wz/check/nearest.h"
+#include "wz/words/nearest.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,6 +1,6 @@
 /// What was probably meant by a word that is none of those that are known.
-#ifndef WZ_CHECK_NEAREST_H
-#define WZ_CHECK_NEAREST_H
+#ifndef WZ_WORDS_NEAREST_H
+#define WZ_WORDS_NEAREST_H
 
 #include <string>
 #include <string_view>
@@ -14,4 +14,4 @@ namespace wz {
 
 }  // namespace wz
 
-#endif  // WZ_CHECK_NEAREST_H
+#endif  // WZ_WORDS_NEAREST_H
