@@ -12,6 +12,7 @@
 #include "support/mutex.h"
 #include "workstation/browser/browser_control.h"
 #include "wz/terminal/server_stop.h"
+#include "wz/terminal/web_socket.h"
 #include "wz/words/random_text.h"
 #include "zelipc/zelipc.h"
 
@@ -59,13 +60,9 @@ class Outbox {
   void run() {
     std::string message;
     while (take(message)) {
-      if (mg_websocket_write(connection_, MG_WEBSOCKET_OPCODE_TEXT, message.data(),
-                             message.size()) <= 0)
-        return finish();
+      if (!sendText(connection_, message)) return finish();
     }
-    constexpr char kGoingAway[] = {'\x03', '\xE9'};  // 1001 (RFC 6455, 7.4.1)
-    (void)mg_websocket_write(connection_, MG_WEBSOCKET_OPCODE_CONNECTION_CLOSE, kGoingAway,
-                             sizeof kGoingAway);  // a tool that has gone needs none
+    (void)sendGoodbye(connection_);  // a tool that has gone needs none
   }
 
   bool take(std::string& message) {
@@ -91,7 +88,7 @@ class Outbox {
 struct Tool {
   std::shared_ptr<Outbox> outbox;
   std::unique_ptr<workstation::DebugTool> page;
-  std::string message;  // as much of one as has come
+  IncomingTexts incoming{kLargestBacklog};
 };
 
 }  // namespace
@@ -246,17 +243,14 @@ void RemoteDebugging::Server::onReady(mg_connection* connection, void* endpoint)
 // 0: the connection is to be closed.
 int RemoteDebugging::Server::onData(mg_connection* connection, int bits, char* data,
                                     std::size_t size, void*) {
-  constexpr int kLast = 0x80, kOpcode = 0x0F;  // RFC 6455, 5.2
-  const int opcode = bits & kOpcode;
-  if (opcode == MG_WEBSOCKET_OPCODE_CONNECTION_CLOSE) return 0;
   auto* const tool = static_cast<Tool*>(mg_get_user_connection_data(connection));
-  const bool isText =
-      opcode == MG_WEBSOCKET_OPCODE_TEXT || opcode == MG_WEBSOCKET_OPCODE_CONTINUATION;
-  if (tool == nullptr || !tool->page || !isText) return 1;
-  tool->message.append(data, size);
-  if ((bits & kLast) == 0) return 1;
-  tool->page->send(std::exchange(tool->message, {}));
-  return 1;
+  if (tool == nullptr) return 0;
+  const IncomingTexts::Step step = tool->incoming.add(bits, data, size);
+  if (step == IncomingTexts::Step::kMessage) {
+    const std::string message = tool->incoming.take();
+    if (tool->page) tool->page->send(message);
+  }
+  return step == IncomingTexts::Step::kClose ? 0 : 1;
 }
 
 void RemoteDebugging::Server::onClose(const mg_connection* connection, void*) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "wz/terminal/server_stop.h"
+#include "wz/terminal/web_socket.h"
 #include "wz/workbench/admission.h"
 #include "wz/workbench/http_answer.h"
 
@@ -22,18 +23,19 @@ constexpr std::size_t kLargestMessage = std::size_t{4} << 20;
 // One WebSocket, as its connection knows it.
 struct Visitor {
   std::shared_ptr<PageSocket> socket;
-  std::string message;  // as much of one as has come
+  IncomingTexts incoming{kLargestMessage};
 };
 
 bool writeMessage(mg_connection* connection, PageSocket::Kind kind, const std::string& message) {
-  if (kind == PageSocket::Kind::kClose) {
-    constexpr char kGoingAway[] = {'\x03', '\xE9'};  // 1001 (RFC 6455, 7.4.1)
-    return mg_websocket_write(connection, MG_WEBSOCKET_OPCODE_CONNECTION_CLOSE, kGoingAway,
-                              sizeof kGoingAway) > 0;
+  switch (kind) {
+    case PageSocket::Kind::kText:
+      return sendText(connection, message);
+    case PageSocket::Kind::kBinary:
+      return sendBinary(connection, message);
+    case PageSocket::Kind::kClose:
+      return sendGoodbye(connection);
   }
-  const int opcode =
-      kind == PageSocket::Kind::kText ? MG_WEBSOCKET_OPCODE_TEXT : MG_WEBSOCKET_OPCODE_BINARY;
-  return mg_websocket_write(connection, opcode, message.data(), message.size()) > 0;
+  return false;
 }
 
 }  // namespace
@@ -197,18 +199,14 @@ void WebServer::Server::onReady(mg_connection* connection, void* server) {
 // 0: the connection is to be closed.
 int WebServer::Server::onData(mg_connection* connection, int bits, char* data, std::size_t size,
                               void* server) {
-  constexpr int kLast = 0x80, kOpcode = 0x0F;  // RFC 6455, 5.2
   const auto& self = *static_cast<Server*>(server);
   auto* const visitor = static_cast<Visitor*>(mg_get_user_connection_data(connection));
-  const int opcode = bits & kOpcode;
-  if (opcode == MG_WEBSOCKET_OPCODE_CONNECTION_CLOSE || visitor == nullptr) return 0;
-  if (opcode != MG_WEBSOCKET_OPCODE_TEXT && opcode != MG_WEBSOCKET_OPCODE_CONTINUATION) return 1;
-  if (size > kLargestMessage - visitor->message.size()) return 0;
-  visitor->message.append(data, size);
-  if ((bits & kLast) != 0) {
-    self.plan_.onMessage(visitor->socket, std::exchange(visitor->message, {}));
+  if (visitor == nullptr) return 0;
+  const IncomingTexts::Step step = visitor->incoming.add(bits, data, size);
+  if (step == IncomingTexts::Step::kMessage) {
+    self.plan_.onMessage(visitor->socket, visitor->incoming.take());
   }
-  return 1;
+  return step == IncomingTexts::Step::kClose ? 0 : 1;
 }
 
 void WebServer::Server::onClose(const mg_connection* connection, void* server) {
