@@ -1,7 +1,7 @@
 // The page of the workbench: a rail of views, the state of the connection, and the view of the address.
 
 import { html, render, useEffect, useState } from './base/html.js';
-import { attempt, connection, dismiss, store, useStore } from './base/store.js';
+import { attempt, dismiss, store, useStore } from './base/store.js';
 import { address, go, here, useRoute } from './base/router.js';
 import { count } from './base/format.js';
 import { Button, Empty, Icon } from './parts/common.js';
@@ -115,4 +115,3 @@ for (const type of ['dragover', 'drop']) {
 }
 
 render(html`<${Page} />`, document.body);
-connection.open();

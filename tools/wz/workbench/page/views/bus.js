@@ -1,6 +1,6 @@
 // The bus: every message with its reply; what plays the programs around an application; and a form to send.
 
-import { html, useEffect, useMemo, useState } from '../base/html.js';
+import { html, useLatest, useMemo, useState } from '../base/html.js';
 import { applicationsOf, attempt, connection, store, toast, useStore } from '../base/store.js';
 import { address, refine, useRoute } from '../base/router.js';
 import { clock, count, counted, oneLine, took } from '../base/format.js';
@@ -86,6 +86,7 @@ export function BusView() {
   const [draft, setDraft] = useState(kNoDraft);
   const { messages } = store.story;
   const shown = useMemo(() => filtered(messages, query), [version, query.q, query.state, query.from, query.to]);
+  const list = useLatest(shown);
   const at = query.at === undefined ? undefined : Number(query.at);
   const row = at === undefined ? null : messages.find((one) => one.sequence === at || one.reply?.sequence === at);
   const side = query.side ?? (row ? 'message' : 'hosts');
@@ -102,7 +103,7 @@ export function BusView() {
         ${(query.from || query.to) && html`<${Button} small icon="cancel" onClick=${() => refine({ from: '', to: '' })}>${query.from ? `from ${query.from}` : `to ${query.to}`}<//>`}
         <span class="muted tally" role="status">${narrowed ? `${count(shown.length)} of ${count(messages.length)}` : counted(messages.length, 'message')}</span></div>
       <div class="columns bus-columns" aria-hidden="true"><span>Time</span><span>From → to</span><span>Name</span><span>Parameters</span><span>Reply</span><span>Took</span></div>
-      <${VirtualList} label="Messages" items=${shown} keyOf=${(one) => one.sequence} selected=${row?.sequence} follows onSelect=${(one) => refine({ at: one.sequence, side: 'message' })} onPress=${() => bringIntoSight('.bus-side')}
+      <${VirtualList} label="Messages" list=${list} keyOf=${(one) => one.sequence} selected=${row?.sequence} follows onSelect=${(one) => refine({ at: one.sequence, side: 'message' })} onPress=${() => bringIntoSight('.bus-side')}
         empty=${messages.length === 0 ? html`<${Empty} icon="bus" title="No message has been sent yet"><p>Start an application that talks to its host, or send one yourself.</p><//>`
           : html`<${Empty} icon="search" title="No message fits"><${Button} small onClick=${() => refine({ q: '', state: '', from: '', to: '' })}>Show all ${count(messages.length)}<//><//>`}
         row=${(one) => html`<${MessageRow} row=${one} />`} /></section>

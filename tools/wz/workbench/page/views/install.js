@@ -1,7 +1,7 @@
 // Installing: packages are dropped, tried on a copy of the terminal, and then installed, with the library's
 // own lines beside what they mean.
 
-import { html, useEffect, useMemo, useRef, useState } from '../base/html.js';
+import { html, useEffect, useLatest, useMemo, useRef, useState } from '../base/html.js';
 import { connection, loadApplications, store, toast, useStore } from '../base/store.js';
 import { upload } from '../base/connection.js';
 import { address, refine, useRoute } from '../base/router.js';
@@ -127,11 +127,12 @@ function useInstallation() {
 function LiveRun({ installation }) {
   const [chosen, setChosen] = useState(undefined);
   const { begun, lines, done } = installation;
+  const list = useLatest(lines);
   const shown = lines.find((row) => row.sequence === chosen) ?? [...lines].reverse().find((row) => row.line.code) ?? lines.at(-1);
   return html`<section class="live-run" aria-label="The installation"><div class="section-head"><h2>Installation</h2>
       <${Badge} state=${!done ? 'running' : done.line.done ? 'done' : 'error'}>${!done ? 'running' : done.line.done ? 'done' : 'not every package is done'}<//>
       <a href=${address('story', '', { lane: 'installer', at: begun.sequence })}>in the story</a></div>
-    <div class="live-columns"><${VirtualList} label="Lines of the installer" items=${lines} keyOf=${(row) => row.sequence} selected=${chosen} onSelect=${(row) => setChosen(row.sequence)} follows
+    <div class="live-columns"><${VirtualList} label="Lines of the installer" list=${list} keyOf=${(row) => row.sequence} selected=${chosen} onSelect=${(row) => setChosen(row.sequence)} follows
         empty=${html`<${Loading} what="The first line is awaited" />`}
         row=${(row) => html`<span class="cell time">${took(row.at - begun.at)}</span><span class="cell text mono">${row.severity && html`<${Icon} name=${row.severity} size=${12} title=${row.severity} /> `}${row.text}</span>
           ${row.line.code && html`<span class="code">${row.line.code}</span>`}`} />

@@ -18,13 +18,25 @@ export function rangeOf(rows) {
   return last > first ? [first, last] : [first, first + 1e6];
 }
 
+/** Gives the value of a colour's name in the style sheet, which differs between light and dark. */
+function coloursOf(element) {
+  const known = new Map();
+  return (name) => {
+    if (!known.has(name)) {
+      element.style.color = `var(${name})`;
+      known.set(name, getComputedStyle(element).color);
+    }
+    return known.get(name);
+  };
+}
+
 function draw(canvas, rows, [first, last], selected, names) {
   const scale = devicePixelRatio || 1;
   const width = canvas.clientWidth;
   const height = canvas.clientHeight;
   if (canvas.width !== width * scale || canvas.height !== height * scale) Object.assign(canvas, { width: width * scale, height: height * scale });
   const style = getComputedStyle(canvas);
-  const colour = (name) => style.getPropertyValue(name).trim();
+  const colour = coloursOf(canvas);
   const context = canvas.getContext('2d');
   context.setTransform(scale, 0, 0, scale, 0, 0);
   context.clearRect(0, 0, width, height);
@@ -86,9 +98,11 @@ function draw(canvas, rows, [first, last], selected, names) {
   }
 }
 
-/** rows: those that the list shows; onSelect(row) when a place is pressed. Arrow keys go from mark to mark. */
-export function Ruler({ rows, selected, onSelect }) {
+/** list: a ref of the rows that are shown; onSelect(row) when a place is pressed. Arrow keys go from mark to mark. */
+export function Ruler({ list, selected, onSelect }) {
   const canvas = useRef(null);
+  const rows = list.current; // for this drawing alone: functions that outlive it read the list
+  const { length } = rows;
   const [size, setSize] = useState(0);
   const range = rangeOf(rows);
   const names = size > 560 ? 92 : 0;
@@ -98,20 +112,23 @@ export function Ruler({ rows, selected, onSelect }) {
     const scheme = matchMedia('(prefers-color-scheme: dark)');
     const again = () => setSize((n) => n + 0.001);
     scheme.addEventListener('change', again);
+    const theme = new MutationObserver(again);
+    theme.observe(document.documentElement, { attributeFilter: ['data-theme'] });
     return () => {
       watcher.disconnect();
+      theme.disconnect();
       scheme.removeEventListener('change', again);
     };
   }, []);
   useEffect(() => {
-    if (canvas.current.clientWidth > 0) draw(canvas.current, rows, range, selected, names);
+    if (canvas.current.clientWidth > 0) draw(canvas.current, list.current, range, selected, names);
   });
   const press = (event) => {
     const box = canvas.current.getBoundingClientRect();
     const at = range[0] + ((event.clientX - box.left - names) / (box.width - names - 8)) * (range[1] - range[0]);
     const lane = kLanes[Math.floor((event.clientY - box.top - kHead) / kLaneHeight)]?.id;
     let nearest = null;
-    for (const row of rows) {
+    for (const row of list.current) {
       const far = Math.abs(row.at - at) + (lane && row.lane !== lane ? (range[1] - range[0]) / 20 : 0);
       if (!nearest || far < nearest.far) nearest = { row, far };
     }
@@ -119,11 +136,11 @@ export function Ruler({ rows, selected, onSelect }) {
   };
   const index = selected ? rows.indexOf(selected) : -1;
   const key = (event) => {
-    const to = { ArrowRight: index + 1, ArrowUp: index + 1, ArrowLeft: index - 1, ArrowDown: index - 1, Home: 0, End: rows.length - 1, PageUp: index + 50, PageDown: index - 50 }[event.key];
-    if (to === undefined || rows.length === 0) return;
+    const to = { ArrowRight: index + 1, ArrowUp: index + 1, ArrowLeft: index - 1, ArrowDown: index - 1, Home: 0, End: length - 1, PageUp: index + 50, PageDown: index - 50 }[event.key];
+    if (to === undefined || length === 0) return;
     event.preventDefault();
-    onSelect(rows[Math.max(0, Math.min(rows.length - 1, to))]);
+    onSelect(list.current[Math.max(0, Math.min(length - 1, to))]);
   };
-  return html`<canvas class="ruler" ref=${canvas} tabindex="0" role="slider" aria-label="Time line" aria-valuemin="0" aria-valuemax=${Math.max(0, rows.length - 1)}
+  return html`<canvas class="ruler" ref=${canvas} tabindex="0" role="slider" aria-label="Time line" aria-valuemin="0" aria-valuemax=${Math.max(0, length - 1)}
     aria-valuenow=${Math.max(0, index)} aria-valuetext=${selected ? `${clock(selected.at)}, ${selected.source}, ${selected.title}` : 'nothing is selected'} onPointerDown=${press} onKeyDown=${key}></canvas>`;
 }

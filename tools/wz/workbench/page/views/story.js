@@ -1,6 +1,6 @@
 // The story: everything that happens, on one time line, with a way from each event to its cause.
 
-import { html, useEffect, useMemo, useState } from '../base/html.js';
+import { html, useLatest, useMemo, useState } from '../base/html.js';
 import { attempt, connection, store, toast, useStore } from '../base/store.js';
 import { upload } from '../base/connection.js';
 import { address, refine, useRoute } from '../base/router.js';
@@ -60,6 +60,7 @@ export function StoryView() {
   const [exporting, setExporting] = useState(false);
   const story = opened?.story ?? store.story;
   const shown = useMemo(() => filteredStory(story.rows, query), [story, opened ? 0 : version, query.q, query.lane, query.source, query.level]);
+  const list = useLatest(shown);
   const at = query.at === undefined ? undefined : Number(query.at);
   const row = at === undefined ? null : story.at(at);
   const open = async ([file]) => {
@@ -89,8 +90,8 @@ export function StoryView() {
       ${error && html`<${Failure} error=${error} title="The file does not open" />`}
       ${opened && html`<p class="note" role="status"><${Icon} name="file" /> This is ${opened.name}, not this terminal. <${Button} small icon="back" onClick=${close}>Back to the terminal<//></p>`}
       ${!opened && story.dropped > 0 && html`<p class="note"><${Icon} name="idle" /> ${counted(story.dropped, 'earlier event')} left this page; recordings of runs still have theirs.</p>`}
-      <${Ruler} rows=${shown} selected=${row} onSelect=${(one) => refine({ at: one.sequence })} />
-      <${VirtualList} label="Events" items=${shown} keyOf=${(one) => one.sequence} selected=${at} follows=${!opened} onSelect=${(one) => refine({ at: one.sequence })} onPress=${() => bringIntoSight('.story-side')}
+      <${Ruler} list=${list} selected=${row} onSelect=${(one) => refine({ at: one.sequence })} />
+      <${VirtualList} label="Events" list=${list} keyOf=${(one) => one.sequence} selected=${at} follows=${!opened} onSelect=${(one) => refine({ at: one.sequence })} onPress=${() => bringIntoSight('.story-side')}
         empty=${all === 0 ? html`<${Empty} icon="story" title="Nothing has happened yet"><p>Start an application, install a package or send a message.</p><//>`
           : html`<${Empty} icon="search" title="No event fits"><${Button} small onClick=${() => refine({ q: '', lane: '', source: '', level: '' })}>Show all ${count(all)}<//><//>`}
         row=${(one) => html`<span class="cell time">${clock(one.at)}</span><span class="cell source"><i class="lane-mark lane-${one.lane}" aria-hidden="true"></i>${one.source}</span>

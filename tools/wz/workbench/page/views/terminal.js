@@ -1,6 +1,6 @@
 // The terminal: the drawn device in the middle, what to start beside it, and what comes of it.
 
-import { html, useEffect, useMemo } from '../base/html.js';
+import { html, useEffect, useLatest, useMemo } from '../base/html.js';
 import { attempt, store, toast, useStore } from '../base/store.js';
 import { address, refine, useRoute } from '../base/router.js';
 import { clock, oneLine } from '../base/format.js';
@@ -31,9 +31,10 @@ function RunStory({ run }) {
   const version = useStore((s) => s.storyVersion);
   const source = `run ${run.run}`;
   const rows = useMemo(() => store.story.rows.filter((row) => row.source === source).slice(-500), [version, source]);
+  const list = useLatest(rows);
   return html`<section class="run-story" aria-label="Story of this run"><div class="section-head"><h3>Story</h3>
       <a href=${address('story', '', { source })}>all of it</a></div>
-    <${VirtualList} label="Story of this run" items=${rows} keyOf=${(row) => row.sequence} follows
+    <${VirtualList} label="Story of this run" list=${list} keyOf=${(row) => row.sequence} follows
       onActivate=${(row) => { location.hash = address('story', '', { at: row.sequence }); }}
       onSelect=${(row) => { location.hash = address('story', '', { source, at: row.sequence }); }}
       empty=${html`<p class="muted pad">Nothing yet.</p>`}
