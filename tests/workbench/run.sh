@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Usage: run.sh BUILD SOURCE PART [OPTION ...]
 # The tests of the workbench in the system's Chromium. PART: page (the page before a mock of the
-# workbench), quick (the least of that), real (wz workbench as it is), long (every width with every colour, and a soak), bench (figures by
-# the clock), pictures (makes those of the documentation). What they stand on comes from npm: where that cannot be
-# reached they are skipped (77). The options are for the runner.
+# workbench), quick (the least of that), real (wz workbench as it is), soak (memory while an application chatters
+# for WZ_SOAK_MINUTES, 10), long (every width with every colour, and the soak), bench (figures by the clock),
+# pictures (makes those of the documentation). What they stand on comes from npm: where that cannot be reached
+# they are skipped (77). The options are for the runner.
 set -euo pipefail
 build=$1 source=$2 part=$3
 shift 3
@@ -33,7 +34,7 @@ case $part in
   page) projects=(--project=wide --project=narrow) ;;
   real) projects=(--project=real-wide --project=real-narrow) ;;
   long) projects=(--project=wide --project=narrow --project=soak); export WZ_LONG=1 ;;
-  bench | pictures) projects=("--project=$part") ;;
+  soak | bench | pictures) projects=("--project=$part") ;;
   *) printf 'run.sh: there is no part %s\n' "$part" >&2; exit 2 ;;
 esac
 

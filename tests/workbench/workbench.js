@@ -122,16 +122,17 @@ export const kMoving = {
 `,
 };
 
-/** One that talks without an end: fifty messages and fifty lines a second, and is answered. */
-export const kChatter = {
+/** One that talks without an end, a message and a line each time, and is answered. */
+export const chatterEvery = (milliseconds) => ({
   'manifest.mft': manifestOf('chatter'),
   'index.html': '<!doctype html><meta charset="utf-8"><p id="n">0</p><script src="app.js"></script>',
   'app.js': `let n = 0;
 setInterval(async () => { n++; document.getElementById('n').textContent = n; console.info('line ' + n);
-  try { await wz.notifyAndWait('till', 'PAY', { n, text: 'x'.repeat(200) }, { replyName: 'R' + n, timeout: 3000 }); } catch (error) { console.warn(String(error)); } }, 20);
+  try { await wz.notifyAndWait('till', 'PAY', { n, text: 'x'.repeat(200) }, { replyName: 'R' + n, timeout: 3000 }); } catch (error) { console.warn(String(error)); } }, ${milliseconds});
 `,
   'host.json': JSON.stringify({ address: 'till', rules: [{ name: 'PAY', reply: { paid: true, n: '{{n}}' }, replyName: 'R{{n}}' }] }),
-};
+});
+export const kChatter = chatterEvery(20);
 
 /** One that asks a till that its folder's host.json plays. */
 export const kTill = {
