@@ -60,6 +60,15 @@ void checkBrowser(MachineFact& fact) {
   const std::string version = firstLineOf(shellWord(program) + " --version");
   if (version.empty()) return add(fact, "WZ-1002", program + " --version prints nothing");
   fact.found = version + ", " + program;
+  workstation::BrowserOptions options;
+  options.headless = true;
+  std::string headless;
+  if (!workstation::findBrowser(options, headless, error) || headless == program) {
+    fact.found += std::string("; ") + workstation::kHeadlessPackage +
+                  " would start three times as fast without windows";
+  } else {
+    fact.found += "; without windows " + headless;
+  }
 }
 
 void checkBus(MachineFact& fact) {

@@ -62,10 +62,12 @@ std::string refererHost(const JsonValue& request) {
 
 }  // namespace
 
-std::unique_ptr<Browser> Browser::start(const BrowserOptions& options, const std::string& terminal,
+std::unique_ptr<Browser> Browser::start(const BrowserOptions& given, const std::string& terminal,
                                         const WindowShape& shape, std::string& error) {
+  BrowserOptions options = given;
+  options.headless = given.headless || !hasDisplayServer();
   std::unique_ptr<Browser> browser(new Browser);
-  browser->headless_ = options.headless || !hasDisplayServer();
+  browser->headless_ = options.headless;
   const bool isPlain = browser->headless_ && options.program.empty() && options.locale.empty();
   if (isPlain && !options.lender.empty()) browser->loan_ = BrowserLoan::take(options.lender);
   bool isConnected = false;

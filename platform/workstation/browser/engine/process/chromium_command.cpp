@@ -15,8 +15,9 @@
 namespace workstation {
 namespace {
 
-// The package's binary itself: what its shell wrapper adds is for a desktop's browser.
-constexpr char kDefaultProgram[] = "/usr/lib/chromium/chromium";
+// The packages' binaries themselves: what their shell wrappers add is for a desktop's browser.
+constexpr char kProgramFolder[] = "/usr/lib/chromium/";
+constexpr char kWindowPackage[] = "chromium";
 
 constexpr unsigned long long kEnoughSharedMemory = 256ULL << 20;
 
@@ -155,11 +156,16 @@ bool hasDisplayServer() {
 }
 
 bool findBrowser(const BrowserOptions& options, std::string& program, std::string& error) {
-  program = options.program.empty() ? kDefaultProgram : options.program;
+  if (options.program.empty() && options.headless) {
+    program = std::string(kProgramFolder) + kHeadlessPackage;
+    if (::access(program.c_str(), X_OK) == 0) return true;
+  }
+  program =
+      options.program.empty() ? std::string(kProgramFolder) + kWindowPackage : options.program;
   if (program.find('/') == std::string::npos) program = searchPath(program);
   if (::access(program.c_str(), X_OK) == 0) return true;
   error = "there is no browser " + program;
-  if (options.program.empty()) error += "; install the package chromium";
+  if (options.program.empty()) error += std::string("; install the package ") + kWindowPackage;
   return false;
 }
 

@@ -15,8 +15,12 @@ bool hasDisplayServer();
 /// that is reached over the network is not asked.
 [[nodiscard]] bool reachDisplayServer(std::string& error);
 
-/// The browser's binary that `options` name, else Debian's. False, with the reason in `error`, when
-/// there is none that can be run.
+/// Debian's package of the same engine without windows, which starts three times as fast.
+inline constexpr char kHeadlessPackage[] = "chromium-headless-shell";
+
+/// The browser's binary that `options` name, else Debian's: where `options` want no windows, the
+/// one that has none, if it is installed. False, with the reason in `error`, when there is none
+/// that can be run.
 [[nodiscard]] bool findBrowser(const BrowserOptions& options, std::string& program,
                                std::string& error);
 
