@@ -296,7 +296,9 @@ TEST_F(MatrixTest, AWideTableIsTold) {
   EXPECT_THAT(lines[1], StartsWith("  accepted            29: desk-0 desk-1 "));
   EXPECT_THAT(result.out, HasSubstr("\n  refused WZ-0503     1: desk-7\n"));
   for (const std::string& line : lines) {
-    if (line.find("repair") == std::string::npos) EXPECT_LE(line.size(), 160U) << line;
+    if (line.find("repair") == std::string::npos) {
+      EXPECT_LE(line.size(), 160U) << line;
+    }
   }
 }
 

@@ -205,7 +205,8 @@ TEST_F(PackTest, ASignalAtAnyMomentLeavesTheWholePackageOrNothing) {
     const bool isMade = fs::exists(file_);
     EXPECT_THAT(namesIn(folder_.path()), testing::SizeIs(isMade ? 1 : 0));
     EXPECT_TRUE(!isMade || contentOf(file_) == whole);
-    EXPECT_TRUE(fs::is_empty(temporary.path()));
+    // ThreadSanitizer leaves a file of its own where the signal comes before the program begins.
+    EXPECT_THAT(namesIn(temporary.path()), testing::Each(testing::StartsWith("tsan.")));
   }
 }
 
