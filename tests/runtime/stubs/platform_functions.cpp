@@ -112,8 +112,8 @@ namespace zelipc {
 
 int ipcNotify(const std::string& to, const std::string& name, const JSObject& payload,
               unsigned int flags, const std::string& from) {
-  platform().note("ipcNotify " + quoted(to) + " " + quoted(name) + " " + number(flags) + " " +
-                  quoted(from));
+  platform().note("ipcNotify " + quoted(to) + " " + quoted(name) + " " +
+                  number(static_cast<long>(flags)) + " " + quoted(from));
   return platform().send({to, name, payload.dump(), flags, from});
 }
 
@@ -147,7 +147,7 @@ int ipcUnregisterUnicastError(UnicastErrorCallback callback, void* data) {
 }  // namespace zelipc
 
 extern "C" int platforminfo_get(int key, void* buffer, unsigned int size, unsigned int* length) {
-  platform().note("platforminfo_get " + number(key) + " " + number(size));
+  platform().note("platforminfo_get " + number(key) + " " + number(static_cast<long>(size)));
   const auto answer = platform().answers.information.find(key);
   if (answer == platform().answers.information.end()) return -1;
   const std::size_t count = std::min<std::size_t>(size, answer->second.size());
