@@ -280,6 +280,37 @@ TEST_F(InstallTest, AUsersTerminalHasALiveLineBelowTheLog) {
                     HasSubstr("Overall result: OK\r\n\r\ninstalled shop 1.2\r\n")));
 }
 
+TEST_F(InstallTest, TheLogIsWrittenToAFileTooAlsoBesideJson) {
+  const std::string package = pack("shop.zip");
+
+  const ProgramResult shown = install({package, "--log", folder_ / "shown.log"});
+  const ProgramResult json = install({package, "--json", "--log", folder_ / "json.log"});
+
+  EXPECT_EQ(shown.code, 0) << shown.errors;
+  EXPECT_THAT(shown.out, testing::StartsWith(contentOf(folder_ / "shown.log") + "\n"));
+  EXPECT_EQ(json.code, 0) << json.errors;
+  EXPECT_THAT(linesOf(contentOf(folder_ / "json.log")),
+              IsSupersetOf(Lines{"Install /mnt/flash/system/wz/shop.zip", "Overall result: OK"}));
+}
+
+TEST_F(InstallTest, NothingIsInstalledWithoutTheFileForItsLog) {
+  const std::string log = folder_ / "nowhere/x.log";
+
+  const ProgramResult result = install({pack("shop.zip"), "--log", log});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: cannot write " + log + ": No such file or directory\n");
+  EXPECT_THAT(installed(), testing::IsEmpty());
+}
+
+TEST_F(InstallTest, AFullDiskBelowTheLogIsToldOfWhatIsInstalled) {
+  const ProgramResult result = install({pack("shop.zip"), "--log", "/dev/full"});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: cannot write /dev/full: No space left on device\n");
+  EXPECT_THAT(installed(), ElementsAre("shop"));
+}
+
 // As behind `| head`: what it is about is done all the same.
 TEST_F(InstallTest, WithoutAReaderItIsDoneToItsEnd) {
   const std::string package = pack("shop.zip");

@@ -28,30 +28,41 @@ void endIfInterrupted(LogFollower& log, ChangeRecord& record) {
   endByInterrupt();
 }
 
-// The log as a file of its own, for those who follow it. A reader who has gone is no reason to
-// stop.
+// The log as a file of its own, for those who follow it. A full disk, or a reader who has gone, is
+// no reason to stop, but is told.
 class LogCopy {
  public:
   ~LogCopy() {
     if (file_ >= 0) close(file_);
   }
 
-  bool open(const std::string& path) {
+  // False after a message.
+  [[nodiscard]] bool open(const std::string& path) {
     if (path.empty()) return true;
+    path_ = path;
     file_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (file_ >= 0) return true;
-    printMessage("cannot write " + path + ": " + std::strerror(errno));
-    return false;
+    if (file_ < 0) failure_ = errno;
+    return isWhole();
   }
 
   void follow(const std::vector<std::string>& lines) {
-    for (; file_ >= 0 && count_ < lines.size(); ++count_) {
-      (void)wzapp::writeWhole(file_, wzapp::viewOf(escaped(lines[count_]) + "\n"));
+    for (; file_ >= 0 && failure_ == 0 && count_ < lines.size(); ++count_) {
+      const std::string line = escaped(lines[count_]) + "\n";
+      if (!wzapp::writeWhole(file_, wzapp::viewOf(line))) failure_ = errno;
     }
   }
 
+  // Whether everything has been written; false after a message.
+  [[nodiscard]] bool isWhole() const {
+    if (failure_ == 0) return true;
+    printMessage("cannot write " + path_ + ": " + std::strerror(failure_));
+    return false;
+  }
+
  private:
+  std::string path_;
   int file_ = -1;
+  int failure_ = 0;  // errno of the first that failed
   std::size_t count_ = 0;
 };
 
@@ -75,13 +86,14 @@ int installAndTell(const char* command, const std::vector<WaitingPackage>& packa
   } else {
     record.finish(packages, outcome);
   }
+  const bool isLogWhole = copy.isWhole();
   if (asJson) {
-    printJsonDocument(command, outcome.isDone(), diagnosticsOf(outcome),
+    printJsonDocument(command, outcome.isDone() && isLogWhole, diagnosticsOf(outcome),
                       [&outcome](JsonWriter& writer) { putOutcome(writer, outcome); });
   } else {
     printOutcome(outcome);
   }
-  return exitCodeOf(outcome);
+  return isLogWhole ? exitCodeOf(outcome) : kEnvironment;
 }
 
 }  // namespace wz

@@ -16,7 +16,9 @@ namespace wz {
 /// has said what is done and what is not. The exit code.
 /// \param record    has begun.
 /// \param packages  those that wait.
-/// \param logFile   gets the log too, line by line as it comes; empty: none.
+/// \param logFile   gets the log too, line by line as it comes; empty: none. Where it cannot be
+///                  written to its end, the installation is done all the same, and the code says
+///                  so.
 [[nodiscard]] int installAndTell(const char* command, const std::vector<WaitingPackage>& packages,
                                  bool asJson, const std::string& logFile, ChangeRecord& record);
 
