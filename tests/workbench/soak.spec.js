@@ -29,7 +29,7 @@ test(`soak: ${kMinutes} minutes of chatter leave the memory of page and server w
       await page.goto(`${bench.origin}/#/${views[minute % views.length]}`);
       await page.waitForTimeout(minute === 0 ? 5_000 : 60_000);
       // A machine that is slow, or busy with other tests, has a longer first minute.
-      if (minute === 1) await expect(page.locator('.tally')).toContainText(/^1\d,\d{3} messages/, { timeout: 240_000 });
+      if (minute === 1) await expect(page.locator('.tally')).toContainText(/^11,[5-9]\d\d messages|^12,/, { timeout: 240_000 });
       await page.goto(`${bench.origin}/#/story`);
       const lists = `${await page.locator('.tally').textContent()}, ${await page.locator('a[href="#/bus"] .nav-count').textContent()}`;
       samples.push({ minute, page: await heap(), server: bench.memory(), lists });

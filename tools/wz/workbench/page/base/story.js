@@ -6,7 +6,7 @@ import { fileName, oneLine } from './format.js';
 /** Rows, and messages of the bus, that the page keeps; the oldest go first. The workbench itself keeps all. */
 export const kKept = 20000;
 export const kKeptMessages = 12000;
-const kDropped = 2000; // at once, so that dropping costs little
+const kDropped = 500; // at once, so that dropping costs little and what is kept is nearly the same at any time
 const kRightBehind = 500_000; // microseconds
 
 export const kLanes = [
