@@ -129,7 +129,7 @@ LogMatch matchLogLine(std::string_view line) {
 
 std::vector<const Code*> findMeant(const std::string& text) {
   if (const Code* const code = findCode(writtenCode(text))) return {code};
-  if (const auto numbered = findNumber(text); !numbered.empty()) return numbered;
+  if (auto numbered = findNumber(text); !numbered.empty()) return numbered;
   if (const LogMatch match = matchLogLine(text); match.code != nullptr) {
     std::vector<const Code*> found{match.code};
     addNumbered(match, found);
