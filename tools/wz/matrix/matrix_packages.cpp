@@ -61,6 +61,7 @@ std::shared_ptr<const PackageFiles> MatrixPackages::open(const std::vector<std::
   std::weak_ptr<const PackageFiles>& known = open_[keyOf(packages, image)];
   if (auto files = known.lock()) return files;
   std::vector<std::string> names;
+  names.reserve(packages.size());
   for (const std::size_t package : packages) names.push_back(packages_[package].file);
   const auto files = std::make_shared<PackageFiles>();
   if (files->open(names, EntrySizes::kLeftOut, tableOf(image)) != kDone) return nullptr;

@@ -101,7 +101,10 @@ std::string MatrixPage::tableText() const {
       text += "<td class=\"" + word + "\"";
       if (!texts_[cell.reason].empty()) text += " title=\"" + html(texts_[cell.reason]) + "\"";
       text += ">" + word;
-      if (!code.empty()) text += " <a href=\"#" + code + "\">" + code + "</a>";
+      if (!code.empty()) {
+        text += " <a href=\"#";
+        text += code + "\">" + code + "</a>";
+      }
       text += "</td>";
     }
     text += "</tr>\n";
