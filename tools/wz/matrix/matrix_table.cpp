@@ -95,8 +95,8 @@ void MatrixTable::printLine() const {
   std::size_t column = 0;
   for (const Cell& cell : cells_) {
     for (; column <= cell.column; ++column) {
-      line += std::string(kGap, ' ') +
-              padded(column == cell.column ? cell.text : "", columnWidths_[column]);
+      line.append(kGap, ' ');
+      line += padded(column == cell.column ? cell.text : "", columnWidths_[column]);
     }
   }
   wz::printLine(withoutEnd(line));
