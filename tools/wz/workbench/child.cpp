@@ -179,7 +179,7 @@ void Child::readErrors() {
   if (end_.errors.size() > kKeptErrors) end_.errors.erase(0, end_.errors.size() - kKeptErrors);
 }
 
-void Child::write(std::string line) {
+void Child::write(const std::string& line) {
   if (input_ < 0) return;
   toWrite_ += line + '\n';
   writeSome();

@@ -58,7 +58,7 @@ class Child {
   Child& operator=(const Child&) = delete;
 
   /// Puts a line into its standard input, which it reads in its own time.
-  void write(std::string line);
+  void write(const std::string& line);
 
   /// Asks it to end, and makes it after a while.
   void end();
