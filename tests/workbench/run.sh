@@ -6,7 +6,7 @@
 # pictures (makes those of the documentation). What they stand on comes from npm: where that cannot be reached
 # they are skipped (77). The options are for the runner.
 set -euo pipefail
-build=$1 source=$2 part=$3
+build=$(realpath "$1") source=$(realpath "$2") part=$3
 shift 3
 stage=$build/workbench_tests
 
