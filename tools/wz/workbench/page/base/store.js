@@ -21,27 +21,35 @@ export const store = {
 };
 
 const listeners = new Set();
-let told = true;
 
 const kCalm = 60; // milliseconds between two drawings for events that flood in
 
 let lastTold = 0;
+let waiting = 0; // the timer of a telling that is put off
+let asked = false; // one is due before the next picture
 
-/** Says that the store has changed. */
-export function changed() {
-  if (!told) return;
-  told = false;
-  const tell = () => {
-    if (told) return;
-    told = true;
-    lastTold = performance.now();
-    for (const listener of [...listeners]) listener();
-  };
+function tell() {
+  asked = false;
+  lastTold = performance.now();
+  for (const listener of [...listeners]) listener();
+}
+
+function tellSoon() {
+  clearTimeout(waiting);
+  waiting = 0;
+  if (asked) return;
+  asked = true;
   // A tab that is not looked at gets no pictures, but must not fall behind.
-  const next = () => (document.hidden ? tell() : requestAnimationFrame(tell));
-  const wait = lastTold + kCalm - performance.now();
-  if (wait > 0) setTimeout(next, wait);
-  else next();
+  if (document.hidden) tell();
+  else requestAnimationFrame(tell);
+}
+
+/** Says that the store has changed. What comes in floods may be put off until `calm` milliseconds after the last
+ * telling. */
+export function changed(calm = 0) {
+  const wait = lastTold + calm - performance.now();
+  if (wait <= 0) tellSoon();
+  else if (!asked) waiting ||= setTimeout(tellSoon, wait);
 }
 
 export function useStore(pick) {
@@ -80,7 +88,7 @@ export const connection = new Connection({
   event(event) {
     if (!store.story.add(event)) return;
     store.storyVersion++;
-    changed();
+    changed(kCalm);
   },
   state({ runs, hosts, bus }) {
     if (runs) store.runs = runs;
