@@ -68,6 +68,15 @@ test('starts an application by keyboard alone', async ({ open, mock }) => {
   expect(mock.asked.filter((one) => one.do === 'start')).toHaveLength(1);
 });
 
+test('a view that could not come does when it is asked for again', async ({ open, page }) => {
+  await page.route('**/views/health.js', (route) => route.abort('connectionrefused'));
+  await open('#/health');
+  await expect(page.getByText('this view had not come yet')).toBeVisible();
+  await page.unroute('**/views/health.js');
+  await page.getByRole('button', { name: 'Try again' }).click();
+  await expect(page.getByRole('heading', { name: 'The workbench' })).toBeVisible();
+});
+
 test('a lost connection is shown, comes back by itself, and misses nothing', async ({ open, mock }) => {
   mock.talk({ name: 'FIRST' });
   const page = await open('#/bus');

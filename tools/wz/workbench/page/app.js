@@ -4,25 +4,30 @@ import { html, render, useEffect, useState } from './base/html.js';
 import { attempt, dismiss, store, useStore } from './base/store.js';
 import { address, go, here, useRoute } from './base/router.js';
 import { count } from './base/format.js';
-import { Button, Empty, Icon } from './parts/common.js';
-import { TerminalView } from './views/terminal.js';
-import { ApplicationsView } from './views/applications.js';
-import { InstallView } from './views/install.js';
-import { BusView } from './views/bus.js';
-import { StoryView } from './views/story.js';
-import { FilesView } from './views/files.js';
-import { HealthView } from './views/health.js';
+import { useAnswer } from './base/load.js';
+import { Answer, Button, Empty, Icon } from './parts/common.js';
 
-// In the order of Alt+1 to Alt+7. The second name is for narrow pages.
+// In the order of Alt+1 to Alt+7. The second name is for narrow pages. A view comes when it is first shown, so that
+// the first does not wait for all of them.
 const kViews = [
-  ['terminal', 'Terminal', 'Terminal', TerminalView],
-  ['applications', 'Applications', 'Apps', ApplicationsView],
-  ['install', 'Install', 'Install', InstallView],
-  ['bus', 'Bus', 'Bus', BusView],
-  ['story', 'Story', 'Story', StoryView],
-  ['files', 'Files and logs', 'Files', FilesView],
-  ['health', 'Health', 'Health', HealthView],
+  ['terminal', 'Terminal', 'Terminal', () => import('./views/terminal.js')],
+  ['applications', 'Applications', 'Apps', () => import('./views/applications.js')],
+  ['install', 'Install', 'Install', () => import('./views/install.js')],
+  ['bus', 'Bus', 'Bus', () => import('./views/bus.js')],
+  ['story', 'Story', 'Story', () => import('./views/story.js')],
+  ['files', 'Files and logs', 'Files', () => import('./views/files.js')],
+  ['health', 'Health', 'Health', () => import('./views/health.js')],
 ];
+const kComponents = new Map(); // of the views that have come
+
+async function fetchView([id, , , load]) {
+  if (kComponents.has(id)) return;
+  try {
+    kComponents.set(id, (await load()).default);
+  } catch {
+    throw new Error('The workbench does not answer, and this view had not come yet.');
+  }
+}
 
 const kTheme = 'wz-workbench-theme';
 const kThemes = { '': 'light', light: 'dark', dark: '' }; // and which comes next
@@ -80,15 +85,22 @@ function Toasts() {
     <${Button} kind="quiet" small icon="cancel" aria-label="Close" onClick=${() => dismiss(one.id)} /></div>`)}</div>`;
 }
 
+function View({ view, found }) {
+  const [, name] = found;
+  const open = useStore((s) => s.link.state === 'open');
+  const answer = useAnswer(() => fetchView(found), [open]);
+  const Component = kComponents.get(view);
+  return Component ? html`<${Component} />` : html`<div class="view"><${Answer} answer=${answer} what=${name} /></div>`;
+}
+
 function Page() {
   const { view } = useRoute();
   const found = kViews.find(([id]) => id === view);
   useEffect(() => {
     document.title = `${found?.[1] ?? 'Not here'} – wz workbench`;
   }, [view]);
-  const View = found?.[3];
   return html`<a class="skip" href="#view" onClick=${(event) => { event.preventDefault(); document.getElementById('view').focus(); }}>To the view</a><${Rail} view=${view} />
-    <main id="view" tabindex="-1"><${Banners} />${View ? html`<${View} key=${view} />` : html`<div class="view"><${Empty} icon="help" title="There is no view “${view}”"><p><a href="#/terminal">The terminal</a></p><//></div>`}</main><${Toasts} />`;
+    <main id="view" tabindex="-1"><${Banners} />${found ? html`<${View} key=${view} view=${view} found=${found} />` : html`<div class="view"><${Empty} icon="help" title="There is no view “${view}”"><p><a href="#/terminal">The terminal</a></p><//></div>`}</main><${Toasts} />`;
 }
 
 /** Alt and a digit choose a view; the slash goes to its search. */
@@ -115,3 +127,5 @@ for (const type of ['dragover', 'drop']) {
 }
 
 render(html`<${Page} />`, document.body);
+// The others as soon as there is time: a workbench that has ended can no longer give them.
+(globalThis.requestIdleCallback ?? setTimeout)(() => Promise.allSettled(kViews.map(fetchView)));

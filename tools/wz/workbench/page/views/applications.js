@@ -164,7 +164,7 @@ function Overview({ all, terminal }) {
     <${History} /></section>`;
 }
 
-export function ApplicationsView() {
+export default function ApplicationsView() {
   const { rest, query } = useRoute();
   const { state, value, error } = useStore((s) => s.applications);
   const all = useMemo(() => applicationsOf(value), [value]);

@@ -79,7 +79,7 @@ function SendForm({ draft, setDraft }) {
 
 const kNoDraft = { to: '', name: '', from: '', payload: '{}', reply: true };
 
-export function BusView() {
+export default function BusView() {
   const { query } = useRoute();
   const version = useStore((s) => s.storyVersion);
   const hosts = useStore((s) => s.hosts);

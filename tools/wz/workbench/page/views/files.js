@@ -114,7 +114,7 @@ function Place({ path }) {
     : html`<${FileContent} key=${path} path=${path} />`)}<//>`;
 }
 
-export function FilesView() {
+export default function FilesView() {
   const { rest, query } = useRoute();
   const terminal = useStore((s) => s.terminal);
   const online = useStore((s) => s.link.state === 'open');

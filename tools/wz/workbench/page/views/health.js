@@ -11,7 +11,7 @@ function Finding({ one }) {
     ${one.evidence && html`<p class="small-text muted">${one.evidence}</p>`}${one.repair && html`<p><span class="label">Repair</span> ${one.repair}</p>`}</div></li>`;
 }
 
-export function HealthView() {
+export default function HealthView() {
   const online = useStore((s) => s.link.state === 'open');
   const terminal = useStore((s) => s.terminal);
   const bus = useStore((s) => s.bus);

@@ -140,7 +140,7 @@ function LiveRun({ installation }) {
         ${shown.line.code ? html`<${Explanation} key=${shown.line.code} code=${shown.line.code} />` : html`<p>${meaningOf(shown.text) || 'An application, by its id.'}</p>`}` : ''}</aside></div></section>`;
 }
 
-export function InstallView() {
+export default function InstallView() {
   const { query } = useRoute();
   const known = useRef(rememberedUploads());
   const [error, setError] = useState('');

@@ -51,7 +51,7 @@ function ExportDialog({ story, runs, onClose }) {
       <${Button} small icon="export" onClick=${() => save('story.jsonl', lines(), 'application/x-ndjson')}>Save<//></p><//>`;
 }
 
-export function StoryView() {
+export default function StoryView() {
   const { query } = useRoute();
   const version = useStore((s) => s.storyVersion);
   const runs = useStore((s) => s.runs);

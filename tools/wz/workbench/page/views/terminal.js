@@ -61,7 +61,7 @@ function Rest({ run, terminal }) {
   return html`<p class="rest-title">${run.application} has ended</p><p>${run.error || `Result ${run.result}`}</p>`;
 }
 
-export function TerminalView() {
+export default function TerminalView() {
   const { query } = useRoute();
   const runs = useStore((s) => s.runs);
   const terminal = useStore((s) => s.terminal);
