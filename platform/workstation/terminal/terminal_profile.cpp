@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -259,21 +260,23 @@ void placeError(const std::string& text, std::size_t offset, ProfileError& error
 
 // Reads at most one octet more than a profile may have. 0, or an errno value.
 int readProfileFile(const std::string& file, std::string& text) {
-  text.resize(kMaxProfileSize + 1);  // before there is a descriptor that an exception would leave
   // Without blocking: whatever somebody put there, a pipe included, is only looked at.
   const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) return errno;
+  // On the stack: the heap of a program that asks who it belongs to is not to show the profile's
+  // largest size.
+  std::array<char, kMaxProfileSize + 1> octets;
   int failure = 0;
   std::size_t size = 0;
-  while (size < text.size()) {
-    const ssize_t count = read(descriptor, text.data() + size, text.size() - size);
+  while (size < octets.size()) {
+    const ssize_t count = read(descriptor, octets.data() + size, octets.size() - size);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) failure = errno;
     if (count <= 0) break;
     size += static_cast<std::size_t>(count);
   }
-  text.resize(size);
   close(descriptor);
+  text.assign(octets.data(), size);
   return failure;
 }
 
