@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <deque>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -55,8 +56,7 @@ class DependencyCheck {
 
   [[nodiscard]] bool readManifests();
   [[nodiscard]] Finding readDirectory(const std::string& path);
-  [[nodiscard]] bool readManifest(const ListedEntry& entry, const std::string& upperName,
-                                  const std::string& stem);
+  [[nodiscard]] bool readManifest(ListedEntry entry);
 
   void collectExports();
   [[nodiscard]] bool checkApplications();
@@ -64,7 +64,7 @@ class DependencyCheck {
   [[nodiscard]] bool checkBounds(const Manifest& manifest) const;
   [[nodiscard]] bool checkFeatures(const Manifest& manifest) const;
   [[nodiscard]] bool checkPlatform(const Manifest& manifest) const;
-  [[nodiscard]] bool supportsThisPlatform(const DependencyManifest& manifest) const;
+  [[nodiscard]] bool supportsThisPlatform(const zelipc::JSObject& root) const;
   void fail(const Manifest& manifest);
 
   [[nodiscard]] bool hasFailed(const std::string& upperName) const;
@@ -78,8 +78,9 @@ class DependencyCheck {
   const std::string model_;
   const Version runtimeVersion_ = Version(kRuntimeVersion);
 
-  // The manifests in the order in which they were read; those of applications come last.
-  std::vector<Manifest> manifests_;
+  // The manifests in the order in which they were read; those of applications come last. Not a
+  // vector, which would have them twice while it grows.
+  std::deque<Manifest> manifests_;
   std::size_t firstApplication_ = 0;
   bool isAppRootListed_ = false;
   FeatureTables features_;
@@ -119,16 +120,19 @@ bool DependencyCheck::readManifests() {
 Finding DependencyCheck::readDirectory(const std::string& path) {
   std::vector<ListedEntry> entries;
   const Finding finding = listDirectory(path, entries);
-  for (const ListedEntry& entry : entries) {
-    const std::string upperName = toUpper(entry.name);
-    const std::optional<std::string> stem = manifestStem(upperName);
-    if (stem && !readManifest(entry, upperName, *stem)) return Finding::kUnknown;
+  const auto isNoManifest = [](const ListedEntry& entry) {
+    return !manifestStem(toUpper(entry.name));
+  };
+  // They go before the manifests come, which all stay in memory.
+  entries.erase(std::remove_if(entries.begin(), entries.end(), isNoManifest), entries.end());
+  entries.shrink_to_fit();
+  for (ListedEntry& entry : entries) {
+    if (!readManifest(std::move(entry))) return Finding::kUnknown;
   }
   return finding;
 }
 
-bool DependencyCheck::readManifest(const ListedEntry& entry, const std::string& upperName,
-                                   const std::string& stem) {
+bool DependencyCheck::readManifest(ListedEntry entry) {
   // One character more than the suffix, which is meant: the exports of SHOP.MFT end with SHO.
   constexpr std::size_t kExportSuffixLength = 5;
 
@@ -140,22 +144,23 @@ bool DependencyCheck::readManifest(const ListedEntry& entry, const std::string& 
     return true;
   }
   report("Reading %s\n", entry.path.c_str());
+  const std::string upperName = toUpper(entry.name);
   Manifest manifest;
-  manifest.path = entry.path;
-  manifest.name = names_.numberOf(stem);
+  manifest.path = std::move(entry.path);
+  manifest.name = names_.numberOf(*manifestStem(upperName));
   manifest.exportKey = names_.numberOf(upperName.substr(0, upperName.size() - kExportSuffixLength));
   manifest.content = takeDependencies(root, features_);
-  manifest.isOnThisPlatform = supportsThisPlatform(manifest.content);
+  manifest.isOnThisPlatform = supportsThisPlatform(root);
   manifests_.push_back(std::move(manifest));
   return true;
 }
 
-bool DependencyCheck::supportsThisPlatform(const DependencyManifest& manifest) const {
-  if (!manifest.platforms) return true;
-  return std::any_of(manifest.platforms->begin(), manifest.platforms->end(),
-                     [this](const std::string& platform) {
-                       return platform == descriptor_ || platform == model_;
-                     });
+bool DependencyCheck::supportsThisPlatform(const zelipc::JSObject& root) const {
+  const std::optional<std::vector<std::string>> platforms = takePlatforms(root);
+  if (!platforms) return true;
+  return std::any_of(platforms->begin(), platforms->end(), [this](const std::string& platform) {
+    return platform == descriptor_ || platform == model_;
+  });
 }
 
 // --- A pass -----------------------------------------------------------------------------------
@@ -199,13 +204,10 @@ bool DependencyCheck::check(const Manifest& manifest) const {
 
 bool DependencyCheck::checkBounds(const Manifest& manifest) const {
   bool areKept = true;
-  for (std::size_t kind = 0; kind < kBoundKindCount; ++kind) {
-    const std::optional<Version>& bound = manifest.content.bounds[kind];
-    if (!bound) continue;
-    const BoundKind& rule = kBoundKinds[kind];
-    const Version& version = rule.isOfRuntime ? runtimeVersion_ : triggerVersion_;
-    if (rule.isMinimum ? version >= *bound : version <= *bound) continue;
-    report(rule.exceeded, version.text().c_str(), bound->text().c_str());
+  for (const auto& [kind, bound] : manifest.content.bounds) {
+    const Version& version = kind->isOfRuntime ? runtimeVersion_ : triggerVersion_;
+    if (kind->isMinimum ? version >= bound : version <= bound) continue;
+    report(kind->exceeded, version.text().c_str(), bound.text().c_str());
     areKept = false;
   }
   return areKept;

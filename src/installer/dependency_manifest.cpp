@@ -1,5 +1,7 @@
 #include "installer/dependency_manifest.h"
 
+#include <utility>
+
 #include "support/app_id.h"
 
 namespace wzapp {
@@ -34,14 +36,6 @@ std::vector<NameTable::Number> takeIds(const JSObject& list, bool withOptional, 
   return numbers;
 }
 
-std::optional<std::vector<std::string>> takePlatforms(const JSObject& hardware) {
-  if (!hardware.has("platforms")) return std::nullopt;
-  const JSObject& list = hardware["platforms"];
-  std::vector<std::string> platforms;
-  for (std::size_t i = 0; i < elementCount(list); ++i) platforms.push_back(list.at(i).asString());
-  return platforms;
-}
-
 }  // namespace
 
 NameTable::Number NameTable::numberOf(const std::string& name) {
@@ -64,12 +58,21 @@ DependencyManifest takeDependencies(const JSObject& root, FeatureTables& feature
     manifest.exports[kind] = takeIds(root[keys.exportsKey], true, features[kind]);
     manifest.imports[kind] = takeIds(root[keys.importsKey], false, features[kind]);
   }
-  for (std::size_t kind = 0; kind < kBoundKindCount; ++kind) {
-    manifest.bounds[kind] = findVersion(root["imports_sdk"], kBoundKinds[kind].key);
+  for (const BoundKind& kind : kBoundKinds) {
+    std::optional<Version> version = findVersion(root["imports_sdk"], kind.key);
+    if (version) manifest.bounds.push_back({&kind, std::move(*version)});
   }
-  manifest.platforms = takePlatforms(root["imports_hardware"]);
   manifest.appId = findAppId(root["application"]);
   return manifest;
+}
+
+std::optional<std::vector<std::string>> takePlatforms(const JSObject& root) {
+  const JSObject& hardware = root["imports_hardware"];
+  if (!hardware.has("platforms")) return std::nullopt;
+  const JSObject& list = hardware["platforms"];
+  std::vector<std::string> platforms;
+  for (std::size_t i = 0; i < elementCount(list); ++i) platforms.push_back(list.at(i).asString());
+  return platforms;
 }
 
 }  // namespace wzapp

@@ -58,17 +58,22 @@ inline constexpr BoundKind kBoundKinds[] = {
     {"wzruntime_min_version", true, true, "Error: WZ runtime version %s less than %s\n"},
     {"wzruntime_max_version", true, false, "Error: WZ runtime version %s higher than %s\n"},
 };
-inline constexpr std::size_t kBoundKindCount = std::size(kBoundKinds);
 
 using FeatureTables = std::array<NameTable, kFeatureKindCount>;
 
+// A bound that a manifest sets.
+struct VersionBound {
+  const BoundKind* kind;
+  Version version;
+};
+
+// As small as it gets: those of all manifests are in memory at once.
 struct DependencyManifest {
   std::optional<Version> exportedVersion;  // of the triggers
   std::array<std::vector<NameTable::Number>, kFeatureKindCount> exports;
 
-  std::array<std::optional<Version>, kBoundKindCount> bounds;
+  std::vector<VersionBound> bounds;                                       // as in kBoundKinds
   std::array<std::vector<NameTable::Number>, kFeatureKindCount> imports;  // but for optional ones
-  std::optional<std::vector<std::string>> platforms;                      // none: every platform
   std::optional<std::string> appId;
 };
 
@@ -77,6 +82,9 @@ struct DependencyManifest {
 // std::bad_alloc.
 [[nodiscard]] DependencyManifest takeDependencies(const zelipc::JSObject& root,
                                                   FeatureTables& features);
+
+// The platforms and models that the manifest supports; nothing: every one. Otherwise as above.
+[[nodiscard]] std::optional<std::vector<std::string>> takePlatforms(const zelipc::JSObject& root);
 
 }  // namespace wzapp
 
