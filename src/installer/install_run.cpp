@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 #include "installer/application_manifest.h"
 #include "installer/dependency_check.h"
@@ -39,22 +40,23 @@ bool hasPackageFiles(const std::vector<ListedEntry>& entries) {
   });
 }
 
-void installPackages(const std::vector<ListedEntry>& entries, InstallRun& run) {
+// The list is gone when the rules are applied to all that is installed, which takes memory, too.
+void installPackages(std::vector<ListedEntry> entries, InstallRun& run) {
   if (hasPackageFiles(entries) && !run.newcomers.noteWhatIsThere()) {
     run.isJudged = false;
     return;
   }
-  for (const ListedEntry& entry : entries) {
+  for (ListedEntry& entry : entries) {
     // What is not longer than the ending is not looked at, and all the same deleted.
     if (entry.name.size() <= kPackageFileEnding.size()) {
-      run.toDelete.push_back({entry.path});
+      run.toDelete.push_back({std::move(entry.path)});
       continue;
     }
     if (!isPackageFile(entry.name)) continue;
     report("Install %s\n", entry.path.c_str());
     const bool holdsUninstallPackage = installPackageFile(entry.path, run.installed);
     ++run.packageFiles;
-    run.toDelete.push_back({entry.path, holdsUninstallPackage});
+    run.toDelete.push_back({std::move(entry.path), holdsUninstallPackage});
   }
 }
 
@@ -160,7 +162,7 @@ void runInstallation(InstallRun& run) WZAPP_REQUIRES(installMutex) {
   std::vector<ListedEntry> entries;
   switch (listDirectory(kSourceDir, entries)) {
     case Finding::kFound:
-      installPackages(entries, run);
+      installPackages(std::move(entries), run);
       removeWhatMayNotStay(run);
       reportFailedInstallation(run);
       deletePackages(run);
