@@ -25,8 +25,8 @@ class TimeStamp {
   TimeStamp operator+(const TimeStamp& other) const;
 
  private:
-  [[maybe_unused]] long seconds_;
-  [[maybe_unused]] long nanoseconds_;
+  long seconds_;
+  long nanoseconds_;
 };
 
 }  // namespace zelhtml
