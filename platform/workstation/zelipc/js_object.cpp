@@ -148,7 +148,7 @@ JSObject& JSObject::operator[](const std::string& key) {
 const JSObject& JSObject::at(std::size_t index) const {
   const auto* const array = Value::get<Value::Array>(*this);
   if (array == nullptr || index >= array->size()) return Value::sharedNull();
-  return (*array)[index]->object;
+  return (*array)[index].object;
 }
 
 JSObject& JSObject::append(const JSObject& value) {
@@ -156,7 +156,7 @@ JSObject& JSObject::append(const JSObject& value) {
   if (!self.mayHoldOthers()) return self.overflow(*this) = value;
   Value::Content content = Value::copy(value.value_, self.level + 1);  // may be part of this value
   if (!isArray()) self.content = Value::Array();
-  Value::Cell& element = Value::append(std::get<Value::Array>(self.content), self.level + 1);
+  Value::Cell& element = std::get<Value::Array>(self.content).add(self.level + 1);
   element.value.content = std::move(content);
   return element.object;
 }

@@ -106,7 +106,7 @@ class JSObject::Value::Builder {
     if (open_.empty()) return root_;
     Value& container = *open_.back();
     auto* const array = std::get_if<Array>(&container.content);
-    return array == nullptr ? *member_ : append(*array, container.level + 1).value;
+    return array == nullptr ? *member_ : array->add(container.level + 1).value;
   }
 
   bool open(Content container) {

@@ -52,8 +52,9 @@ void JSObject::Value::fill(const Value& source) {
 void JSObject::Value::fill(const Array& source) {
   if (!mayHoldOthers()) return;
   Array& elements = content.emplace<Array>();
-  elements.reserve(source.size());
-  for (const auto& element : source) append(elements, level + 1).value.fill(element->value);
+  for (std::size_t i = 0; i < source.size(); ++i) {
+    elements.add(level + 1).value.fill(source[i].value);
+  }
 }
 
 void JSObject::Value::fill(const Members& source) {
@@ -86,11 +87,6 @@ const JSObject& JSObject::Value::sharedNull() {
 
 bool JSObject::Value::isNull() const {
   return std::holds_alternative<Null>(content) || std::holds_alternative<Overflow>(content);
-}
-
-JSObject::Value::Cell& JSObject::Value::append(Array& array, unsigned onLevel) {
-  array.push_back(std::make_unique<Cell>(onLevel));
-  return *array.back();
 }
 
 JSObject& JSObject::Value::overflow(JSObject& self) {

@@ -56,8 +56,30 @@ struct JSObject::Value {
     std::unique_ptr<Index> index_;  // of all members, or null while they are few
   };
 
+  /// The elements of an array, in blocks of which each is twice as large as the one before, up to
+  /// a limit: allocated one by one they would take a quarter more, and in one piece they would
+  /// move.
+  class Array {
+   public:
+    Array() = default;
+    Array(Array&& other) noexcept;
+    Array& operator=(Array&& other) noexcept;
+    ~Array();
+
+    const Cell& operator[](std::size_t index) const { return *cell(index); }
+    /// Adds a null that stands on `onLevel`.
+    Cell& add(unsigned onLevel);
+
+    std::size_t size() const { return size_; }
+
+   private:
+    Cell* cell(std::size_t index) const;
+
+    std::vector<std::unique_ptr<std::byte[]>> blocks_;
+    std::size_t size_ = 0;
+  };
+
   using Null = std::monostate;
-  using Array = std::vector<std::unique_ptr<Cell>>;
   using Overflow = std::unique_ptr<Cell>;  // reads as null
   using Content =
       std::variant<Null, bool, long long, double, std::string, Array, Members, Overflow>;
@@ -96,9 +118,6 @@ struct JSObject::Value {
   bool isNull() const;
   bool isContainer() const;
   bool mayHoldOthers() const { return level <= kMaxLevel; }
-
-  /// Adds a null to `array`, whose elements stand on `onLevel`.
-  static Cell& append(Array& array, unsigned onLevel);
 
   /// Where mayHoldOthers() is false: becomes null and gives a null for what would stand below it,
   /// where nothing that is written is seen again. `self` is the object of this value.

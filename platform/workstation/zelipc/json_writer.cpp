@@ -54,7 +54,7 @@ struct JSObject::Value::Writing {
 
   void operator()(const Array& array) const {
     writer.StartArray();
-    for (const std::unique_ptr<Cell>& element : array) std::visit(*this, element->value.content);
+    for (std::size_t i = 0; i < array.size(); ++i) std::visit(*this, array[i].value.content);
     writer.EndArray();
   }
 

@@ -5,6 +5,7 @@
 #include <climits>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -220,6 +221,25 @@ TEST(JSObjectTest, ReferencesStayGoodWhileOthersAreAdded) {
 
   EXPECT_EQ(object["first"].asString(), "still here");
   EXPECT_EQ(object["list"].at(0).asString(), "here too");
+}
+
+TEST(JSObjectTest, EveryElementIsFoundWhereItWasAdded) {
+  JSObject object;
+  std::vector<JSObject*> added;
+
+  for (int i = 0; i < 500; ++i) {
+    added.push_back(&object["list"].append(i));
+    ASSERT_EQ(object["list"].size(), added.size());
+  }
+
+  const JSObject copy = object["list"];
+  for (int i = 0; i < 500; ++i) {
+    const std::size_t index = static_cast<std::size_t>(i);
+    ASSERT_EQ(&std::as_const(object)["list"].at(index), added[index]);
+    ASSERT_EQ(copy.at(index).asInt(), i);
+  }
+  EXPECT_TRUE(copy.at(500).isNull());
+  EXPECT_EQ(parsed(copy.dump()).dump(), copy.dump());
 }
 
 TEST(JSObjectTest, ACopyIsAValueOfItsOwn) {
