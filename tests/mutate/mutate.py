@@ -23,7 +23,8 @@ from workshop import FAR_FOLDERS, DoesNotBuild, Effort, Workshop
 
 KILLED, SURVIVED, UNBUILT, TIMED_OUT = "killed", "survived", "does not build", "timed out"
 SURVIVED_NEAR = "survived its folder"  # the long way is still before it
-RESULTS = (KILLED, TIMED_OUT, SURVIVED_NEAR, SURVIVED, UNBUILT)
+SAME_CODE = "the same code"  # no change but in the text, as an optimising compiler sees it
+RESULTS = (KILLED, TIMED_OUT, SURVIVED_NEAR, SURVIVED, SAME_CODE, UNBUILT)
 
 
 def arguments():
@@ -200,11 +201,15 @@ class Bench:
             unified_diff(source.splitlines(True), changed.splitlines(True), mutant.file,
                          mutant.file, n=1)
         )
+        survived = SURVIVED if is_far else SURVIVED_NEAR
         self.workshop.write(mutant.file, changed)
         try:
-            result, by = self.attempt(mutant, trials, SURVIVED if is_far else SURVIVED_NEAR)
+            result, by = self.attempt(mutant, trials, survived)
+            code = self.workshop.code_of(mutant.file) if result == survived else None
         finally:
             self.workshop.write(mutant.file, source)
+        if result == survived and self.workshop.code_of(mutant.file) == code:
+            result = SAME_CODE
         return result, by, diff
 
 
@@ -233,7 +238,7 @@ def report(campaign):
         print(f"{folder:24}" + "".join(f"{table[folder][result]:>16}" for result in RESULTS))
     whole = sum(table.values(), collections.Counter())
     print(f"{'all':24}" + "".join(f"{whole[result]:>16}" for result in RESULTS))
-    valid = len(outcomes) - whole[UNBUILT]
+    valid = len(outcomes) - whole[UNBUILT] - whole[SAME_CODE]
     if valid:
         killed = whole[KILLED] + whole[TIMED_OUT]
         print(f"\n{100 * killed / valid:.1f} % of {valid} valid mutants killed")

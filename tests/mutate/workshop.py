@@ -4,9 +4,11 @@ import hashlib
 import json
 import os
 import re
+import shlex
 import shutil
 import signal
 import subprocess
+import tempfile
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -20,7 +22,7 @@ FAR_FOLDERS += ["fuzz", "tests/tools"]
 # For many short builds and runs: no sanitizer, no optimisation, no debug information; the checks of
 # the standard library stand in for what a sanitizer would have told. Warnings are none.
 _BUILD = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w -D_GLIBCXX_ASSERTIONS",
-          "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold"]
+          "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON"]
 # What was freed, or never written, is made to be seen.
 _ENVIRONMENT = {"GTEST_FAIL_FAST": "1", "MALLOC_PERTURB_": "165"}
 _INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
@@ -104,6 +106,20 @@ class Workshop:
             )
         if done.returncode != 0:
             raise DoesNotBuild(" ".join(arguments))
+
+    def code_of(self, file):
+        """What an optimising compiler makes of a source as it is now. Two sources of the same code are
+        the same program: no test can tell one from the other."""
+        commands = json.loads((self.build / "compile_commands.json").read_text())
+        command = next(one for one in commands if one["file"] == str(self.tree / file))
+        words = shlex.split(command["command"])
+        if Path(words[0]).name == "ccache":
+            words = words[1:]
+        with tempfile.NamedTemporaryFile(suffix=".o") as made:
+            words[words.index("-o") + 1] = made.name
+            subprocess.run(self.prefix + [*words, "-O2"], cwd=command["directory"], check=True,
+                           stderr=subprocess.DEVNULL)
+            return hashlib.sha256(Path(made.name).read_bytes()).hexdigest()
 
     # --- Tests ---------------------------------------------------------------------------------
 
