@@ -62,12 +62,10 @@ std::string refererHost(const JsonValue& request) {
 
 }  // namespace
 
-std::unique_ptr<Browser> Browser::start(const BrowserOptions& given, const std::string& terminal,
+std::unique_ptr<Browser> Browser::start(const BrowserOptions& options, const std::string& terminal,
                                         const WindowShape& shape, std::string& error) {
-  BrowserOptions options = given;
-  options.headless = given.headless || !hasDisplayServer();
   std::unique_ptr<Browser> browser(new Browser);
-  browser->headless_ = options.headless;
+  browser->headless_ = options.headless || !hasDisplayServer();
   const bool isPlain = browser->headless_ && options.program.empty() && options.locale.empty();
   if (isPlain && !options.lender.empty()) browser->loan_ = BrowserLoan::take(options.lender);
   bool isConnected = false;
@@ -87,7 +85,7 @@ std::unique_ptr<Browser> Browser::start(const BrowserOptions& given, const std::
 bool Browser::startProcess(const BrowserOptions& options, const std::string& terminal,
                            const WindowShape& shape, std::string& error) {
   std::string program;
-  if (!findBrowser(options, program, error)) return false;
+  if (!findBrowser(options.program, !headless_, program, error)) return false;
   if (!headless_ && !reachDisplayServer(error)) return false;
   profile_ = ProfileDirectory::create(terminal, error);
   if (!profile_) return false;

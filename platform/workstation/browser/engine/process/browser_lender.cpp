@@ -36,10 +36,8 @@ class LentBrowser {
  public:
   static std::unique_ptr<LentBrowser> start() {
     std::unique_ptr<LentBrowser> browser(new LentBrowser);
-    BrowserOptions options;
-    options.headless = true;
     std::string program, error;
-    if (!findBrowser(options, program, error)) return nullptr;
+    if (!findBrowser("", false, program, error)) return nullptr;
     browser->profile_ = ProfileDirectory::create("", error);
     if (!browser->profile_) return nullptr;
     browser->process_ =

@@ -155,17 +155,17 @@ bool hasDisplayServer() {
   return !environmentValue("DISPLAY").empty() || !environmentValue("WAYLAND_DISPLAY").empty();
 }
 
-bool findBrowser(const BrowserOptions& options, std::string& program, std::string& error) {
-  if (options.program.empty() && options.headless) {
+bool findBrowser(const std::string& chosen, bool withWindows, std::string& program,
+                 std::string& error) {
+  if (chosen.empty() && !withWindows) {
     program = std::string(kProgramFolder) + kHeadlessPackage;
     if (::access(program.c_str(), X_OK) == 0) return true;
   }
-  program =
-      options.program.empty() ? std::string(kProgramFolder) + kWindowPackage : options.program;
+  program = chosen.empty() ? std::string(kProgramFolder) + kWindowPackage : chosen;
   if (program.find('/') == std::string::npos) program = searchPath(program);
   if (::access(program.c_str(), X_OK) == 0) return true;
   error = "there is no browser " + program;
-  if (options.program.empty()) error += std::string("; install the package ") + kWindowPackage;
+  if (chosen.empty()) error += std::string("; install the package ") + kWindowPackage;
   return false;
 }
 

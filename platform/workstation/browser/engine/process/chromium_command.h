@@ -18,10 +18,10 @@ bool hasDisplayServer();
 /// Debian's package of the same engine without windows, which starts three times as fast.
 inline constexpr char kHeadlessPackage[] = "chromium-headless-shell";
 
-/// The browser's binary that `options` name, else Debian's: where `options` want no windows, the
-/// one that has none, if it is installed. False, with the reason in `error`, when there is none
-/// that can be run.
-[[nodiscard]] bool findBrowser(const BrowserOptions& options, std::string& program,
+/// The browser's binary: `chosen` if that is not empty, else Debian's; for one `withWindows` no
+/// other will do, without them the package above comes first. False, with the reason in `error`,
+/// when there is none that can be run.
+[[nodiscard]] bool findBrowser(const std::string& chosen, bool withWindows, std::string& program,
                                std::string& error);
 
 /// Makes the profile of a browser whose window has nothing inside of it but the page. False, with
