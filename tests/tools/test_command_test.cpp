@@ -16,6 +16,7 @@ namespace wzapp_test {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 class TestCommandTest : public testing::Test {
  protected:
@@ -143,6 +144,7 @@ TEST_F(TestCommandTest, WhatIsMissingIsToldWithTheCure) {
   EXPECT_THAT(both.errors, HasSubstr("cd " + (folder_ / "shop/tests") +
                                      " && npm install --save-dev --install-links "
                                      "@playwright/test /"));
+  EXPECT_THAT(both.errors, Not(HasSubstr("\\n"))) << "a command that nobody can copy";
   EXPECT_THAT(one.errors, HasSubstr("--install-links /"));
   EXPECT_THAT(one.errors, HasSubstr("share/wzapp/playwright\n"));
   EXPECT_EQ(old.code, kEnvironment);

@@ -121,8 +121,8 @@ fs::path findRunner(const fs::path& folder) {
   if (findPackage(folder, kFixtures).empty()) missing += " " + shellWord(kitPackage().string());
   if (missing.empty()) return runner / "cli.js";
   printMessage("the tests in " + folder.string() +
-               " lack packages of Node.js; this installs them:\n  cd " +
-               shellWord(folder.string()) + " && npm install --save-dev --install-links" + missing);
+               " lack packages of Node.js; this installs them: cd " + shellWord(folder.string()) +
+               " && npm install --save-dev --install-links" + missing);
   return {};
 }
 
