@@ -139,6 +139,41 @@ class Admission(Shared):
             self.assertEqual(fields["X-Content-Type-Options"], "nosniff")
             self.assertNotIn("Access-Control-Allow-Origin", fields)
 
+    def raw(self, *requests):
+        """Sends requests (method, path, further fields, content) in one piece; all that is answered until the
+        connection ends."""
+        text = b"".join(
+            f"{method} {path} HTTP/1.1\r\nHost: 127.0.0.1:{self.bench.port}\r\n"
+            f"Cookie: {self.bench.cookie}\r\n{fields}\r\n".encode() + content
+            for method, path, fields, content in requests)
+        with socket.create_connection(("127.0.0.1", self.bench.port), timeout=PATIENCE) as connection:
+            connection.sendall(text)
+            answers = b""
+            while octets := connection.recv(65536):
+                answers += octets
+        return answers
+
+    def test_one_connection_is_enough_for_what_a_page_loads(self):
+        get = ("GET", "/icon.svg", "", b"")
+        answers = self.raw(get, get, get)
+        self.assertEqual(answers.count(b"HTTP/1.1 200 "), 3)
+        self.assertEqual(answers.count(b"Connection: keep-alive"), 3)
+
+    def test_nothing_is_smuggled_behind_what_was_not_read(self):
+        hidden = (f"GET /icon.svg HTTP/1.1\r\nHost: 127.0.0.1:{self.bench.port}\r\n"
+                  f"Cookie: {self.bench.cookie}\r\n\r\n").encode()
+        content = f"Content-Length: {len(hidden)}\r\n"
+        for method, path, fields in [
+            ("POST", "/upload?name=x", "Origin: https://evil.example\r\n" + content),
+            ("POST", "/", content),
+            ("GET", "/icon.svg", content),
+            ("GET", "/nothing", content),
+            ("GET", "/nothing", ""),
+        ]:
+            answers = self.raw((method, path, fields, hidden))
+            self.assertEqual(answers.count(b"HTTP/1.1 "), 1, (method, path, fields))
+            self.assertIn(b"Connection: close", answers)
+
     def test_what_is_not_asked_for_so_is_refused(self):
         for method, path in [("POST", "/"), ("GET", "/upload"), ("DELETE", "/file?path=terminal.json"), ("PUT", "/x")]:
             self.assertIn(self.bench.request(method, path, Origin=f"http://127.0.0.1:{self.bench.port}")[0], (404, 405))

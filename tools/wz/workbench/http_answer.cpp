@@ -43,7 +43,22 @@ const char* findType(std::span<const TypeRow> rows, std::string_view name) {
   return nullptr;
 }
 
+constexpr int kOk = 200;
+constexpr int kNotModified = 304;
+
+// Whether further requests may come by the same connection, which saves a page with its thirty
+// files a third of its time. After a refusal, and after any request with content, there may be
+// octets that nobody has read.
+bool mayGoOn(mg_connection* connection, const HttpAnswer& answer) {
+  const mg_request_info& request = *mg_get_request_info(connection);
+  const std::string_view method = request.request_method;
+  return (method == "GET" || method == "HEAD") && request.content_length <= 0 &&
+         (answer.status == kOk || answer.status == kNotModified);
+}
+
 void sendHead(mg_connection* connection, const HttpAnswer& answer, std::uint64_t size) {
+  const bool goesOn = mayGoOn(connection, answer);
+  if (!goesOn) mg_disable_connection_keep_alive(connection);
   const std::string policy = answer.policy.empty() ? kPagePolicy : answer.policy;
   const std::string head =
       "HTTP/1.1 " + std::to_string(answer.status) + " " +
@@ -55,8 +70,8 @@ void sendHead(mg_connection* connection, const HttpAnswer& answer, std::uint64_t
       "\r\nCross-Origin-Resource-Policy: same-origin"
       "\r\nCross-Origin-Opener-Policy: same-origin"
       "\r\nCache-Control: no-cache"
-      "\r\nConnection: close\r\n" +
-      answer.further + "\r\n";
+      "\r\nConnection: " +
+      (goesOn ? "keep-alive" : "close") + "\r\n" + answer.further + "\r\n";
   mg_write(connection, head.data(), head.size());
 }
 
@@ -81,10 +96,12 @@ int sendFile(mg_connection* connection, const HttpAnswer& answer, int file, std:
         static_cast<std::size_t>(std::min<std::uint64_t>(size, block.size()));
     const ssize_t count = read(file, block.data(), wanted);
     if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) break;  // it has become shorter: the connection's end tells
+    if (count <= 0) break;
     if (mg_write(connection, block.data(), static_cast<std::size_t>(count)) <= 0) break;
     size -= static_cast<std::uint64_t>(count);
   }
+  // It has become shorter, which the connection's end tells.
+  if (size > 0) mg_disable_connection_keep_alive(connection);
   return answer.status;
 }
 

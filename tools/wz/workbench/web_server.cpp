@@ -18,6 +18,9 @@ namespace {
 // Each open page holds a thread of the server; the rest are for what it loads.
 constexpr int kMostPages = 32;
 constexpr char kThreads[] = "44";
+// A page's files are asked for at once. A connection that waits for more holds a thread, too, and
+// the end.
+constexpr char kIdleMilliseconds[] = "200";
 constexpr std::size_t kLargestMessage = std::size_t{4} << 20;
 
 // One WebSocket, as its connection knows it.
@@ -78,6 +81,10 @@ bool WebServer::Server::begin(std::string& error) {
                                  place.c_str(),
                                  "num_threads",
                                  kThreads,
+                                 "enable_keep_alive",
+                                 "yes",
+                                 "keep_alive_timeout_ms",
+                                 kIdleMilliseconds,
                                  "request_timeout_ms",
                                  "10000",
                                  "websocket_timeout_ms",
