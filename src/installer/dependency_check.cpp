@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <deque>
+#include <iterator>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -96,6 +97,20 @@ class DependencyCheck {
 
 // --- Reading ----------------------------------------------------------------------------------
 
+bool isManifest(const ListedEntry& entry) { return manifestStem(toUpper(entry.name)).has_value(); }
+
+// As listDirectory(), the manifests alone: what lies beside them takes no memory while they are
+// read.
+Finding listManifests(const std::string& path, std::vector<ListedEntry>& manifests) {
+  std::vector<ListedEntry> entries;
+  const Finding finding = listDirectory(path, entries);
+  manifests.reserve(
+      static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), isManifest)));
+  std::copy_if(std::make_move_iterator(entries.begin()), std::make_move_iterator(entries.end()),
+               std::back_inserter(manifests), isManifest);
+  return finding;
+}
+
 // False when one of the directories or manifests cannot be read for a passing reason.
 bool DependencyCheck::readManifests() {
   for (const char* const row : kExporterDirectories) {
@@ -118,15 +133,9 @@ bool DependencyCheck::readManifests() {
 }
 
 Finding DependencyCheck::readDirectory(const std::string& path) {
-  std::vector<ListedEntry> entries;
-  const Finding finding = listDirectory(path, entries);
-  const auto isNoManifest = [](const ListedEntry& entry) {
-    return !manifestStem(toUpper(entry.name));
-  };
-  // They go before the manifests come, which all stay in memory.
-  entries.erase(std::remove_if(entries.begin(), entries.end(), isNoManifest), entries.end());
-  entries.shrink_to_fit();
-  for (ListedEntry& entry : entries) {
+  std::vector<ListedEntry> manifests;
+  const Finding finding = listManifests(path, manifests);
+  for (ListedEntry& entry : manifests) {
     if (!readManifest(std::move(entry))) return Finding::kUnknown;
   }
   return finding;
