@@ -13,6 +13,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <string>
 
@@ -31,6 +32,7 @@ namespace fs = std::filesystem;
 using namespace wzapp_test;
 
 constexpr std::size_t kKilo = 1024;
+constexpr std::size_t kMega = 1024 * kKilo;
 const std::string kFlash = "/mnt/flash";
 const std::string kFiller = kFlash + "/filler";
 
@@ -235,6 +237,44 @@ TEST_F(FullFlashTest, HasRoomForWholeBlocksUpToTheReserve) {
     EXPECT_TRUE(fits(kFlash, room - block + 1));
     EXPECT_TRUE(fits(kFlash, room - block));
     EXPECT_FALSE(fits(kFlash, UINT64_MAX));
+  });
+}
+
+// Whether a file fits that is too large by half of what the old version has at `path`.
+bool fitsInstead(void (SpaceCheck::*add)(const std::string&), const std::string& path) {
+  struct statvfs status = {};
+  EXPECT_EQ(statvfs(kApps.c_str(), &status), 0);
+  const std::uint64_t room = status.f_bavail * status.f_frsize - TemporaryFile::kReserve;
+  SpaceCheck check(kApps);
+  check.addWritten(kApps + "/file", room + kMega / 2);
+  EXPECT_FALSE(check.fits());
+  EXPECT_FALSE(check.hasOldVersion());
+  (check.*add)(path);
+  return check.fits();
+}
+
+// What goes for the new version makes room for it, unless it stays under another name or frees
+// another file system.
+TEST_F(FullFlashTest, CountsWhatTheOldVersionLeaves) {
+  runInChild([] {
+    enterOwnNamespace();
+    mountMemory(kFlash, "size=24m");
+    fs::create_directories(kApps + "/shop/deep");
+    fs::create_directories(kApps + "/elsewhere");
+    mountMemory(kApps + "/elsewhere", "size=4m");
+    for (const char* const file : {"/shop/deep/part", "/shop.MFT", "/linked", "/elsewhere/part"}) {
+      std::ofstream(kApps + file) << noise(kMega);
+    }
+    fs::create_hard_link(kApps + "/linked", kFlash + "/link");
+
+    EXPECT_TRUE(fitsInstead(&SpaceCheck::addReplaced, kApps + "/shop.MFT"));
+    EXPECT_TRUE(fitsInstead(&SpaceCheck::addRemoved, kApps + "/shop.MFT"));
+    EXPECT_TRUE(fitsInstead(&SpaceCheck::addRemoved, kApps + "/shop"));
+    EXPECT_FALSE(fitsInstead(&SpaceCheck::addReplaced, kApps + "/shop"));
+    EXPECT_FALSE(fitsInstead(&SpaceCheck::addReplaced, kApps + "/none"));
+    EXPECT_FALSE(fitsInstead(&SpaceCheck::addReplaced, kApps + "/linked"));
+    EXPECT_FALSE(fitsInstead(&SpaceCheck::addRemoved, kApps + "/linked"));
+    EXPECT_FALSE(fitsInstead(&SpaceCheck::addRemoved, kApps + "/elsewhere"));
   });
 }
 

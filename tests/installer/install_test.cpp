@@ -541,6 +541,8 @@ TEST_F(InstallRunTest, LetsNoExceptionOfTheLogOut) {
     EXPECT_TRUE(lines.back().starts_with("Overall")) << at;
     EXPECT_FALSE(terminal.exists(kTemporary)) << at;
     EXPECT_EQ(terminal.exists(kSource + "/shop.zip"), at != "Overall") << at;
+    // What no rule has judged yet does not stay.
+    EXPECT_EQ(terminal.exists(kApps + "/shop.MFT"), at == "Overall") << at;
   }
 }
 
