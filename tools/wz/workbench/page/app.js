@@ -18,12 +18,12 @@ const kViews = [
   ['files', 'Files and logs', 'Files', () => import('./views/files.js')],
   ['health', 'Health', 'Health', () => import('./views/health.js')],
 ];
-const kComponents = new Map(); // of the views that have come
+const components = new Map(); // of the views that have come
 
 async function fetchView([id, , , load]) {
-  if (kComponents.has(id)) return;
+  if (components.has(id)) return;
   try {
-    kComponents.set(id, (await load()).default);
+    components.set(id, (await load()).default);
   } catch {
     throw new Error('The workbench does not answer, and this view had not come yet.');
   }
@@ -85,11 +85,11 @@ function Toasts() {
     <${Button} kind="quiet" small icon="cancel" aria-label="Close" onClick=${() => dismiss(one.id)} /></div>`)}</div>`;
 }
 
-function View({ view, found }) {
-  const [, name] = found;
+function View({ found }) {
+  const [id, name] = found;
   const open = useStore((s) => s.link.state === 'open');
   const answer = useAnswer(() => fetchView(found), [open]);
-  const Component = kComponents.get(view);
+  const Component = components.get(id);
   return Component ? html`<${Component} />` : html`<div class="view"><${Answer} answer=${answer} what=${name} /></div>`;
 }
 
@@ -100,7 +100,7 @@ function Page() {
     document.title = `${found?.[1] ?? 'Not here'} – wz workbench`;
   }, [view]);
   return html`<a class="skip" href="#view" onClick=${(event) => { event.preventDefault(); document.getElementById('view').focus(); }}>To the view</a><${Rail} view=${view} />
-    <main id="view" tabindex="-1"><${Banners} />${found ? html`<${View} key=${view} view=${view} found=${found} />` : html`<div class="view"><${Empty} icon="help" title="There is no view “${view}”"><p><a href="#/terminal">The terminal</a></p><//></div>`}</main><${Toasts} />`;
+    <main id="view" tabindex="-1"><${Banners} />${found ? html`<${View} key=${view} found=${found} />` : html`<div class="view"><${Empty} icon="help" title="There is no view “${view}”"><p><a href="#/terminal">The terminal</a></p><//></div>`}</main><${Toasts} />`;
 }
 
 /** Alt and a digit choose a view; the slash goes to its search. */
