@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <bit>
 #include <clocale>
 #include <string>
 
@@ -32,9 +33,11 @@ END LC_NUMERIC
 bool enterHostileLocale() {
   const TemporaryDirectory directory;
   const std::string source = directory.write("source", kSource);
-  // Warns that the other categories are missing, and ends with 1 for it.
-  const std::string compile =
-      "localedef -c -i " + source + " " + (directory / "hostile") + " >/dev/null 2>&1";
+  // In the order of octets of this program, which an emulator may run. Warns that the other
+  // categories are missing, and ends with 1 for it.
+  const std::string order = std::endian::native == std::endian::big ? "big" : "little";
+  const std::string compile = "localedef --" + order + "-endian -c -i " + source + " " +
+                              (directory / "hostile") + " >/dev/null 2>&1";
   if (system(compile.c_str()) == -1) return false;
   setenv("LOCPATH", directory.path().c_str(), 1);
   return setlocale(LC_CTYPE, "hostile") != nullptr && setlocale(LC_NUMERIC, "hostile") != nullptr;
