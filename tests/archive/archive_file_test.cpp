@@ -99,6 +99,21 @@ TEST_F(ArchiveFileTest, KeepsADescriptorThatNoExecInherits) {
   EXPECT_EQ(fcntl(next, F_GETFD), FD_CLOEXEC);
 }
 
+TEST_F(ArchiveFileTest, LetsGoOfTheFileBefore) {
+  const MemoryFile first("first");
+  const MemoryFile second("second");
+  ArchiveFile file;
+  ASSERT_TRUE(file.open(first.descriptor()));
+  EXPECT_EQ(readAt(file, 0, 5), "first");
+  const int open = wzapp_test::openDescriptors();
+
+  ASSERT_TRUE(file.open(second.descriptor()));
+
+  EXPECT_EQ(wzapp_test::openDescriptors(), open);
+  EXPECT_EQ(file.position(), 0U);
+  EXPECT_EQ(readAt(file, 0, 6), "second");
+}
+
 TEST_F(ArchiveFileTest, IsARegularFile) {
   const int folder = open(directory_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ArchiveFile file;

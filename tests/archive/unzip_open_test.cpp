@@ -128,6 +128,16 @@ TEST_F(UnZIPOpenTest, OpenArchiveKeepsOneDescriptor) {
   EXPECT_EQ(wzapp_test::openDescriptors(), before + 1);
 }
 
+TEST_F(UnZIPOpenTest, UnreadableArchiveKeepsNone) {
+  const std::string path = directory_.write("none.zip", "no archive");
+  const int before = wzapp_test::openDescriptors();
+
+  const UnZIP archive(path);
+
+  EXPECT_THAT(archive.index(), IsEmpty());
+  EXPECT_EQ(wzapp_test::openDescriptors(), before);
+}
+
 TEST_F(UnZIPOpenTest, DescriptorOfAFileThatHasNoNameAnyMoreIsOpened) {
   const std::string path = write(simpleArchive());
   const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);

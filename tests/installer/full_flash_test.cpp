@@ -49,9 +49,11 @@ struct Version {
     return archive;
   }
 
-  [[nodiscard]] std::string package() const {
+  [[nodiscard]] std::string package() const { return packageOf(archive()); }
+
+  [[nodiscard]] static std::string packageOf(const ZipBuilder& archive) {
     return withSigners()
-        .inner("SHOP.ZIP", archive())
+        .inner("SHOP.ZIP", archive)
         .signedBy(applicationSigner())
         .inner("SHOP-O.ZIP", manifestArchive("shop"))
         .signedBy(manifestSigner())
@@ -175,6 +177,28 @@ TEST_F(FullFlashTest, OfTheMachineKeepsTheOldVersionWhereTheNewOneHasNoRoom) {
     enterOwnNamespace();
     ASSERT_EQ(mount(folder, kFlash.c_str(), nullptr, MS_BIND, nullptr), 0);
     updateInEverySpace();
+  });
+}
+
+// What an entry outside the root would replace is not removed for it, and makes no room: least of
+// all everything below the root.
+TEST_F(FullFlashTest, FindsNoRoomOutsideTheApplication) {
+  const std::string package = Version::packageOf(kNew.archive().file("/far/away", "x"));
+  runInChild([&] {
+    enterOwnNamespace();
+    mountMemory(kFlash, "size=24m");
+    fs::create_directories(kSource);
+    fs::permissions(kSource, fs::perms{0777});
+    drop("shop.zip", oldPackage_);
+    ASSERT_EQ(install(), kInstallOk);
+    std::ofstream(kApps + "/other") << noise(4 * kMega);
+    drop("shop.zip", package);
+    leaveFree(TemporaryFile::kReserve + package.size() + 100 * kKilo);
+
+    EXPECT_EQ(install(), kInstallError);
+
+    EXPECT_EQ(read(kApps + "/shop/index.html"), kOld.page);
+    EXPECT_EQ(fs::file_size(kApps + "/" + Version::part(3)), kOld.partSize);
   });
 }
 

@@ -307,5 +307,25 @@ TEST_F(ScenarioTest, InstallsNothingWhereWhatIsThereCannotBeSeen) {
   }
 }
 
+// What may not stay is removed by a run that sees all there is to see.
+TEST_F(ScenarioTest, JudgesNobodyWherePackagesCannotBeSeen) {
+  FileCalls calls;
+  drop("shop.zip", applicationPackage("shop"));
+  ASSERT_EQ(install(), kInstallOk);
+  fs::remove_all(kManifests + "/shop");
+  calls.hook = [](const FileCall& call) {
+    return call.function == "opendir" && call.name == kSource ? EMFILE : 0;
+  };
+
+  EXPECT_EQ(install(), kInstallError);
+
+  EXPECT_THAT(lines, Contains("Warning: Failed to read directory '" + kSource + "'.\n"));
+  EXPECT_EQ(read(kApps + "/shop/index.html"), "<p>shop");
+
+  calls.hook = nullptr;
+  static_cast<void>(install());
+  EXPECT_FALSE(terminal.exists(kApps + "/shop"));
+}
+
 }  // namespace
 }  // namespace wzapp

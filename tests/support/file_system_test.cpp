@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "tests/builders/child_process.h"
 #include "tests/builders/temporary_directory.h"
 #include "tests/builders/wrapped_calls.h"
 
@@ -15,6 +16,7 @@ namespace wzapp {
 namespace {
 
 namespace fs = std::filesystem;
+using wzapp_test::runInChild;
 using wzapp_test::TemporaryDirectory;
 using wzapp_test::WrappedCalls;
 
@@ -66,6 +68,20 @@ TEST(ReadFileTest, KeepsLineEndsAndZeroOctets) {
   EXPECT_TRUE(readFile(path.c_str(), content));
 
   EXPECT_EQ(content, written);
+}
+
+// As in a host that has closed its standard input.
+TEST(ReadFileTest, ReadsByWhateverDescriptorIsFree) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.write("file", "content");
+  runInChild([&path] {
+    close(STDIN_FILENO);
+    std::string content;
+    EXPECT_TRUE(readFile(path.c_str(), content));
+    EXPECT_EQ(content, "content");
+    EXPECT_EQ(readWholeFile(path.c_str(), content, kMaxFileSize), Finding::kFound);
+    EXPECT_EQ(content, "content");
+  });
 }
 
 TEST(ReadFileTest, EmptiesTheContentOfAFileThatCannotBeOpened) {
