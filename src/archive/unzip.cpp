@@ -47,7 +47,9 @@ UnZIP::UnZIP(const std::string& path) {
   ::close(descriptor);
 }
 
-UnZIP::UnZIP(int descriptor) { open(descriptor); }
+UnZIP::UnZIP(int descriptor) {
+  if (descriptor >= 0) open(descriptor);
+}
 
 UnZIP::~UnZIP() { close(); }
 

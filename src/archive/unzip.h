@@ -92,7 +92,8 @@ class UnZIP {
 
   // The same for the regular file that `descriptor` shows, whatever its name, also when it has none
   // any more. The descriptor must be good for reading and stays the caller's: its position is
-  // neither used nor moved, and it may be closed at once.
+  // neither used nor moved, and it may be closed at once. A negative one is none, and errno stays
+  // why.
   explicit UnZIP(int descriptor);
 
   UnZIP(const UnZIP&) = delete;

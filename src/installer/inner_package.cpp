@@ -11,6 +11,7 @@
 #include "crypto/digest.h"
 #include "crypto/package_signature.h"
 #include "crypto/rsa.h"
+#include "installer/archive_opening.h"
 #include "installer/directories.h"
 #include "installer/messages.h"
 #include "installer/package_content.h"
@@ -177,12 +178,13 @@ void InnerPackage::copyIfGivenUp(TemporaryFile& copy) {
 // Returns the id of the application.
 std::string InnerPackage::extract(const TemporaryFile& copy) const {
   report("Extracting %s\n", name_.c_str());
-  UnZIP content(copy.copy());
-  if (content.index().empty()) {
+  std::optional<UnZIP> content;
+  openPatiently(content, [&] { content.emplace(copy.copy()); });
+  if (content->index().empty()) {
     reportError(kUnreadableArchive, name_.c_str());
     return "";
   }
-  return extractContent(content, kind_.target);
+  return extractContent(*content, kind_.target);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <iterator>
 #include <limits>
 #include <set>
 #include <string_view>
@@ -123,12 +122,6 @@ bool extractOnce(UnZIP& archive, UnZIP::Entry entry, const Destination& destinat
   if (place == nullptr) return false;
   return archive.extractToFile(entry,
                                [place, entry] { return openTarget(*place, entry->second.size); });
-}
-
-// Whether what has failed with `error` may go well the next time.
-bool isPassing(int error) {
-  constexpr int kPassing[] = {EINTR, EIO, EMFILE, ENFILE, ENOMEM};
-  return std::ranges::find(kPassing, error) != std::end(kPassing);
 }
 
 // Tried again where it fails for a reason that passes: the version before is gone by now.

@@ -1,9 +1,11 @@
 #include "installer/package_file.h"
 
+#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "crypto/certificate_store.h"
+#include "installer/archive_opening.h"
 #include "installer/inner_package.h"
 #include "installer/messages.h"
 #include "installer/regular_file.h"
@@ -49,7 +51,9 @@ void addCertificates(PackageFile& file) {
 }  // namespace
 
 bool installPackageFile(const std::string& path, AppIds& installed) {
-  UnZIP archive(openRegularFile(path).get());
+  std::optional<UnZIP> opened;
+  openPatiently(opened, [&] { opened.emplace(openRegularFile(path).get()); });
+  UnZIP& archive = *opened;
   if (archive.index().empty()) {
     reportError(kUnreadableArchive, path.c_str());
     return false;

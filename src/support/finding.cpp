@@ -1,6 +1,8 @@
 #include "support/finding.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 namespace wzapp {
 
@@ -15,6 +17,11 @@ Finding findingOf(int error) {
     default:
       return Finding::kUnknown;
   }
+}
+
+bool isPassing(int error) {
+  constexpr int kPassing[] = {EINTR, EIO, EMFILE, ENFILE, ENOMEM};
+  return std::ranges::find(kPassing, error) != std::end(kPassing);
 }
 
 }  // namespace wzapp

@@ -14,6 +14,9 @@ enum class Finding {
 // What a call that has failed with `error` (an errno) tells.
 [[nodiscard]] Finding findingOf(int error);
 
+// Whether what has failed with `error` may go well the next time.
+[[nodiscard]] bool isPassing(int error);
+
 // Calls `look`, which returns a Finding, until something is known, at most three times. At once:
 // what fails for a moment mostly fails for one call.
 template <class Look>

@@ -220,6 +220,36 @@ TEST_P(InstallFaultsTest, ThatStayAreReportedOnce) {
   EXPECT_THAT(dropped(), testing::IsEmpty());
 }
 
+// The package is deleted when the run is over, whatever has become of it.
+TEST_P(InstallFaultsTest, DoNotCostAPackageWhereTheyPass) {
+  struct Opening {
+    const char* function;
+    const char* name;
+    int count;  // in a run
+  };
+  // The package file: a look and the opening. The archives: it and its two inner packages.
+  for (const Opening& opening : {Opening{"openat", "shop.zip", 2}, Opening{"unzOpen2_64", "", 3}}) {
+    for (int nth = 1; nth <= opening.count; ++nth) {
+      drop("shop.zip", applicationPackage("shop"));
+      int count = 0;
+      int left = 2;
+      calls.hook = [&](const FileCall& call) {
+        if (call.function != opening.function || call.name != opening.name) return 0;
+        if (++count < nth || left == 0) return 0;
+        --left;
+        return GetParam();
+      };
+
+      EXPECT_EQ(install(), kInstallOk) << opening.function << " " << nth;
+
+      calls.hook = nullptr;
+      EXPECT_EQ(left, 0);
+      EXPECT_EQ(read(kApps + "/shop/index.html"), "<p>shop");
+      EXPECT_THAT(dropped(), testing::IsEmpty());
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Errors, InstallFaultsTest,
                          testing::Values(EMFILE, ENFILE, ENOMEM, EIO, EINTR));
 

@@ -16,6 +16,13 @@ TEST(FindingTest, WhatIsNotThereIsToldFromWhatNobodyCanTell) {
   }
 }
 
+TEST(FindingTest, WhatPassesIsToldFromWhatStays) {
+  for (const int error : {EMFILE, ENFILE, ENOMEM, EIO, EINTR}) EXPECT_TRUE(isPassing(error));
+  for (const int error : {ENOENT, EACCES, ENOSPC, EDQUOT, EFBIG, EROFS, 0}) {
+    EXPECT_FALSE(isPassing(error)) << error;
+  }
+}
+
 TEST(FindingTest, LooksThreeTimesAtTheMost) {
   for (const int passing : {0, 1, 2, 3, 4}) {
     int looks = 0;
