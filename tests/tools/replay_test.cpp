@@ -98,6 +98,18 @@ TEST_F(ReplayTest, ARecordingWithoutItsEndIsReplayedAsFarAsItGoes) {
   EXPECT_EQ(result.code, kDone) << result.out << result.errors;
 }
 
+// What is recorded last is awaited as anything before it.
+TEST_F(ReplayTest, ARecordingMayEndWithWhatTheApplicationDoes) {
+  const std::string folder = shop("setTimeout(() => console.info('late'), 700);");
+  write("late.jsonl", R"({"recording":1,"app":"shop","entry":"desktop","parameters":{}}
+{"at":0.9,"event":"console","level":"info","text":"late"}
+)");
+
+  const ProgramResult result = replay(terminal_.directory() + "/late.jsonl", folder);
+
+  EXPECT_EQ(result.code, kDone) << result.out << result.errors;
+}
+
 TEST_F(ReplayTest, ARecordingThatIsNoneIsAWrongCommandLine) {
   const std::string folder = till();
   EXPECT_EQ(replay("/nowhere", folder).code, kUsage);

@@ -65,11 +65,13 @@ std::vector<PageEvent::Input> inputsOf(const rapidjson::Value& line) {
   return keys;
 }
 
+bool tellsTheEnd(const Recording& recording) {
+  return !recording.lines.empty() && text(recording.lines.back().json, "event") == "exited";
+}
+
 bool endsByItself(const Recording& recording) {
   constexpr int kCancelled = -8;
-  if (recording.lines.empty()) return false;
-  const rapidjson::Value& last = recording.lines.back().json;
-  return text(last, "event") == "exited" && number(last, "result") != kCancelled;
+  return tellsTheEnd(recording) && number(recording.lines.back().json, "result") != kCancelled;
 }
 
 }  // namespace
@@ -182,8 +184,9 @@ void Replay::awaitEnd() {
     break;
   }
   const bool waitsForEnd = endsByItself(recording_);
+  const std::size_t last = tellsTheEnd(recording_) ? size - 1 : size;
   const Deadline deadline = after(Clock::now(), std::max(recorded, 0.0) + tolerance_);
-  while (run_.isRunning() && (waitsForEnd || !story_.hasComeTo(size - 1))) {
+  while (run_.isRunning() && (waitsForEnd || !story_.hasComeTo(last))) {
     if (!take(deadline)) return;
   }
 }
