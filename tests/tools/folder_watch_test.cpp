@@ -79,6 +79,37 @@ TEST_F(FolderWatchTest, TellsFilesThatAreWrittenMovedAndRemoved) {
   EXPECT_THAT(seen_, AllOf(Not(Contains(".hidden")), Not(Contains("x~"))));
 }
 
+// Tests and what they write are no part of the application.
+TEST_F(FolderWatchTest, WhatStaysOutOfPackagesIsNobodysBusiness) {
+  directory_->write("app/.wzignore", "/tests/\n*.psd\n");
+  directory_->write("app/first", "1");
+  EXPECT_TRUE(sees("first"));
+
+  fs::create_directories(folder() + "/tests/results");
+  directory_->write("app/tests/results/trace.json", "1");
+  directory_->write("app/drawing.psd", "1");
+  directory_->write("app/second", "1");
+  EXPECT_TRUE(sees("second"));
+  for (const std::string& name : seen_) {
+    EXPECT_NE(name.substr(0, 5), "tests");
+    EXPECT_NE(name, "drawing.psd");
+  }
+
+  directory_->write("app/.wzignore", "*.psd\n");
+  directory_->write("app/third", "1");
+  EXPECT_TRUE(sees("third"));
+  directory_->write("app/tests/results/trace.json", "2");
+  EXPECT_TRUE(sees("tests/results/trace.json"));
+
+  directory_->write("app/.wzignore", "results\n");
+  directory_->write("app/fourth", "1");
+  EXPECT_TRUE(sees("fourth"));
+  directory_->write("app/tests/results/late.json", "3");
+  directory_->write("app/fifth", "1");
+  EXPECT_TRUE(sees("fifth"));
+  EXPECT_THAT(seen_, Not(Contains("tests/results/late.json")));
+}
+
 TEST_F(FolderWatchTest, FollowsFoldersThatAreMadeOrMovedIn) {
   fs::create_directories(*directory_ / "tree/deep");
   directory_->write("tree/deep/b.js", "1");

@@ -63,6 +63,22 @@ TEST_F(WatchTest, AnEditorThatSavesByRenameIsFollowed) {
   stop(program);
 }
 
+// Whoever works in the application's folder has the pictures there, too.
+TEST_F(WatchTest, APictureOfThePageIsNoChangeOfIt) {
+  const std::string picture = folder_ + "/shot.png";
+  Arguments arguments = watch();
+  arguments.insert(arguments.end(), {"--screenshot", picture, "--screenshot-at", "p"});
+  Program program(arguments);
+  ASSERT_TRUE(program.awaitOutput("first 3")) << program.errors();
+  for (int i = 0; i < 1000 && !fs::exists(picture); ++i) usleep(10'000);
+  ASSERT_TRUE(fs::exists(picture)) << program.errors();
+
+  save("console.info('second');");
+  EXPECT_TRUE(program.awaitOutput("second")) << program.out();
+  stop(program);
+  EXPECT_THAT(program.out(), Not(HasSubstr("shot.png")));
+}
+
 TEST_F(WatchTest, NewFoldersAreFollowedToo) {
   save("import('./sub/deep/a.mjs').then(() => {}, () => console.info('missing'));");
   Program program(watch());

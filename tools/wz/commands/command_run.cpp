@@ -153,7 +153,7 @@ int runApplication(const RunOptions& given) {
                      report, photographer);
   if (options.watches) {
     const auto check = [&] { return isStillRunnable(folder, application); };
-    return WatchedRun(folder, run, events, report, check).run();
+    return WatchedRun(folder, options.screenshot, run, events, report, check).run();
   }
   const int refused = runOnce(run);
   if (!options.recording.empty() && !recorder.finish()) {

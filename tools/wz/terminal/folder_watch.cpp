@@ -15,6 +15,8 @@
 #include <system_error>
 #include <utility>
 
+#include "support/file_system.h"
+
 namespace wz {
 namespace {
 
@@ -41,7 +43,7 @@ bool endsWith(std::string_view text, std::string_view ending) {
 }
 
 // Hidden files, and what editors put beside a file while they save it.
-bool isNobodysBusiness(std::string_view name) {
+bool isHiddenOrACopy(std::string_view name) {
   return name.empty() || name.front() == '.' || endsWith(name, "~") || endsWith(name, ".swp") ||
          endsWith(name, ".tmp") || name == "4913";
 }
@@ -94,6 +96,7 @@ bool FolderWatch::begin(const std::string& folder, Listener listener, std::strin
 bool FolderWatch::openAgain(std::string& error) {
   if (events_ >= 0) close(events_);
   folders_.clear();
+  readIgnoreFile();
   events_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   if (events_ < 0) {
     error = watchError(folder_);
@@ -119,9 +122,10 @@ bool FolderWatch::watchTree(const std::string& name, std::set<std::string>& file
   for (fs::directory_iterator entry(path, failure), end; !failure && entry != end;
        entry.increment(failure)) {
     const std::string child = entry->path().filename().string();
-    if (isNobodysBusiness(child)) continue;
-    std::error_code ignored;
-    if (!entry->is_directory(ignored) || entry->is_symlink(ignored)) {
+    std::error_code failed;
+    const bool isFolder = entry->is_directory(failed) && !entry->is_symlink(failed);
+    if (isNobodysBusiness(name, child, isFolder)) continue;
+    if (!isFolder) {
       files.insert(below(name, child));
     } else if (!watchTree(below(name, child), files, error)) {
       return false;
@@ -148,6 +152,7 @@ void FolderWatch::run() {
       changed.clear();
       continue;
     }
+    if (hasOtherRules_) watchByOtherRules();
     if (!changed.empty()) listener_.onChanged(std::exchange(changed, {}));
   }
 }
@@ -163,6 +168,25 @@ FolderWatch::Wait FolderWatch::waitForSome(int timeoutMs) const {
 bool FolderWatch::isWhereItWas() const {
   struct stat status {};
   return stat(folder_.c_str(), &status) == 0 && status.st_ino == inode_;
+}
+
+// Without such a file, or one that cannot be read, nothing is ignored: `wz check` tells of that.
+void FolderWatch::readIgnoreFile() {
+  std::string text;
+  (void)wzapp::readFile((folder_ + "/" + packaging::kIgnoreFile).c_str(), text);
+  ignored_ = packaging::IgnoreRules(text);
+  hasOtherRules_ = false;
+}
+
+bool FolderWatch::isNobodysBusiness(const std::string& parent, const std::string& name,
+                                    bool isFolder) const {
+  if (isHiddenOrACopy(name)) return true;
+  const std::string path = below(parent, name);
+  for (std::size_t slash = path.find('/'); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
+    if (ignored_.isIgnored(path.substr(0, slash), true)) return true;
+  }
+  return ignored_.isIgnored(path, isFolder);
 }
 
 void FolderWatch::readEvents(std::set<std::string>& changed, bool& isGone) {
@@ -200,12 +224,21 @@ void FolderWatch::readEvents(std::set<std::string>& changed, bool& isGone) {
 
 void FolderWatch::noteEntry(const std::string& parent, const std::string& name, bool isFolder,
                             bool isNew, std::set<std::string>& changed) {
-  if (isNobodysBusiness(name)) return;
+  if (parent.empty() && name == packaging::kIgnoreFile) hasOtherRules_ = true;
+  if (isNobodysBusiness(parent, name, isFolder)) return;
   changed.insert(below(parent, name));
   if (!isFolder || !isNew) return;
   std::string error;
   const bool isThere = fs::is_directory(folder_ + "/" + below(parent, name));
   if (!watchTree(below(parent, name), changed, error) && isThere) listener_.onTrouble(error);
+}
+
+// Folders that were ignored are watched from now on. Of those that are ignored now, the events are.
+void FolderWatch::watchByOtherRules() {
+  readIgnoreFile();
+  std::set<std::string> files;
+  std::string error;
+  if (!watchTree("", files, error)) listener_.onTrouble(error);
 }
 
 void FolderWatch::awaitReturn() {

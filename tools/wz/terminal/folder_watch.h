@@ -10,10 +10,13 @@
 #include <string>
 #include <thread>
 
+#include "packaging/ignore_rules.h"
+
 namespace wz {
 
 /// Listens on a thread of its own from begin() until it is destroyed. Names that begin with a dot,
-/// or end as editors' copies do, are nobody's business; links to folders are not followed.
+/// or end as editors' copies do, are nobody's business, and neither is what the folder's .wzignore
+/// leaves out of packages, such as tests and what they write; links to folders are not followed.
 class FolderWatch {
  public:
   struct Listener {
@@ -37,15 +40,20 @@ class FolderWatch {
   enum class Wait { kEvents, kNothing, kStop };
   Wait waitForSome(int timeoutMs) const;
   bool isWhereItWas() const;
+  void readIgnoreFile();
+  bool isNobodysBusiness(const std::string& parent, const std::string& name, bool isFolder) const;
   void readEvents(std::set<std::string>& changed, bool& isGone);
   void noteEntry(const std::string& parent, const std::string& name, bool isFolder, bool isNew,
                  std::set<std::string>& changed);
   bool watchTree(const std::string& name, std::set<std::string>& files, std::string& error);
+  void watchByOtherRules();
   void awaitReturn();
   bool openAgain(std::string& error);
 
   std::string folder_;
   ino_t inode_ = 0;
+  packaging::IgnoreRules ignored_;
+  bool hasOtherRules_ = false;  // .wzignore has been written
   Listener listener_;
   int events_ = -1;                     // inotify
   int stop_ = -1;                       // readable when the thread is to end

@@ -61,15 +61,23 @@ std::string freePictureName(const std::string& id) {
   }
 }
 
+// The name below `folder` of a file that lies in it; of another one a name that leads out of it.
+std::string nameIn(const std::string& folder, const std::string& file) {
+  std::error_code failure;
+  return std::filesystem::relative(file, folder, failure).string();
+}
+
 }  // namespace
 
-WatchedRun::WatchedRun(std::string folder, ApplicationRun& run, RunEvents& events,
-                       RunReport& report, Check check)
+WatchedRun::WatchedRun(std::string folder, const std::string& picture, ApplicationRun& run,
+                       RunEvents& events, RunReport& report, Check check)
     : folder_(std::move(folder)),
       run_(run),
       events_(events),
       report_(report),
-      check_(std::move(check)) {}
+      check_(std::move(check)) {
+  if (!picture.empty()) pictures_.insert(nameIn(folder_, picture));
+}
 
 int WatchedRun::run() {
   FolderWatch::Listener listener;
@@ -102,7 +110,7 @@ int WatchedRun::run() {
         printNote("the application has ended; the next change starts it anew");
         break;
       case RunEvent::Kind::kFolderChanged:
-        onChanged(event->names);
+        onFolderChanged(event->names);
         break;
       case RunEvent::Kind::kFolderGone:
         printMessage(folder_ + " is gone; waiting until it is back");
@@ -120,6 +128,12 @@ int WatchedRun::run() {
   }
   run_.cancel();
   return kDone;
+}
+
+void WatchedRun::onFolderChanged(std::set<std::string> names) {
+  if (names.empty()) return onChanged(names);
+  for (const std::string& picture : pictures_) names.erase(picture);
+  if (!names.empty()) onChanged(names);
 }
 
 void WatchedRun::onChanged(const std::set<std::string>& names) {
@@ -176,6 +190,7 @@ bool WatchedRun::onKey(char key) {
 void WatchedRun::takePicture() {
   if (!run_.isRunning()) return printMessage("no picture: the application has ended");
   const std::string file = freePictureName(run_.plan().application.id);
+  pictures_.insert(nameIn(folder_, file));
   std::string error;
   if (!tookScreenshot(run_.invocation(), file, error)) return printMessage("no picture: " + error);
   report_.screenshot(file);

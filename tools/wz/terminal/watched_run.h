@@ -16,20 +16,23 @@ namespace wz {
 ///     manifest, confApp.json  the application is started anew
 ///     anything else          the page is loaded anew
 ///
+/// Pictures of the page are no change of it, wherever they are saved.
 /// An application that has ended starts anew with the next change.
 class WatchedRun {
  public:
   /// Whether the folder can be run as it is now. False after a message: the one that runs goes on.
   using Check = std::function<bool()>;
 
-  WatchedRun(std::string folder, ApplicationRun& run, RunEvents& events, RunReport& report,
-             Check check);
+  /// \param picture  file that the Photographer of `run` saves; empty: none.
+  WatchedRun(std::string folder, const std::string& picture, ApplicationRun& run, RunEvents& events,
+             RunReport& report, Check check);
 
   /// Returns an exit code.
   int run();
 
  private:
   void startAnew(const std::string& because);
+  void onFolderChanged(std::set<std::string> names);
   void onChanged(const std::set<std::string>& names);
   void reload(const std::string& because);
   bool onKey(char key);
@@ -37,6 +40,7 @@ class WatchedRun {
   void openDeveloperTools();
 
   const std::string folder_;
+  std::set<std::string> pictures_;  // names as FolderWatch tells them
   ApplicationRun& run_;
   RunEvents& events_;
   RunReport& report_;
