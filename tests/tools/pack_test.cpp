@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <chrono>
@@ -529,7 +530,46 @@ TEST_F(NewTest, AFolderThatIsInUseIsLeftAlone) {
   EXPECT_THAT(namesIn(folder_.path()), ElementsAre("mine"));
 }
 
+TEST_F(NewTest, TheCurrentFolderIsCalledWhatItIsCalled) {
+  fs::create_directory(app_);
+  const auto inside = [&] {
+    if (chdir(app_.c_str()) != 0) _exit(125);
+  };
+
+  const ProgramResult made = runWz({"new", "."}, inside);
+
+  EXPECT_EQ(made.code, 0) << made.errors;
+  EXPECT_THAT(made.out, HasSubstr("wz pack . -o corner-shop.zip"));
+  EXPECT_THAT(contentOf(app_ + "/manifest.mft"), HasSubstr("\"id\": \"corner-shop\""));
+}
+
+TEST_F(NewTest, TheCommandsThatItNamesCanBeTyped) {
+  const auto inside = [&] {
+    if (chdir(folder_.path().c_str()) != 0) _exit(125);
+  };
+
+  const ProgramResult made = runWz({"new", "my shop", "--id", "till"}, inside);
+
+  EXPECT_THAT(made.out, AllOf(HasSubstr("wz run --watch './my shop'\n"),
+                              HasSubstr("wz pack './my shop' -o till.zip\n")));
+}
+
+TEST_F(NewTest, HalfAnApplicationIsTakenAway) {
+  const auto noLargeFiles = [] {
+    const rlimit limit{2000, 2000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, SIG_IGN);
+  };
+
+  const ProgramResult result = runWz({"new", app_}, noLargeFiles);
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, HasSubstr("cannot make " + app_));
+  EXPECT_FALSE(fs::exists(app_));
+}
+
 TEST_F(NewTest, AnIdThatIsNoneIsWrongUsage) {
+  EXPECT_THAT(runWz({"new", ""}).errors, HasSubstr("wz: name the new folder"));
   EXPECT_EQ(runWz({"new", folder_ / "a b"}).code, kUsage);
   EXPECT_EQ(runWz({"new", app_, "--id", "x.mft"}).code, kUsage);
   EXPECT_EQ(runWz({"new", app_, "--sponsor", "1"}).code, kUsage);

@@ -14,6 +14,7 @@
 #include "wz/reports/output.h"
 #include "wz/words/application_template.h"
 #include "wz/words/exit_code.h"
+#include "wz/words/shell_word.h"
 
 namespace wz {
 namespace {
@@ -42,6 +43,13 @@ int checkOptions(const NewOptions& options) {
     return kUsage;
   }
   return kDone;
+}
+
+// The last part of its name; "." and ".." are called what they are called where they are.
+std::string nameOf(const fs::path& folder) {
+  std::error_code failure;
+  const fs::path whole = fs::absolute(folder, failure).lexically_normal();
+  return (whole.has_filename() ? whole : whole.parent_path()).filename().string();
 }
 
 void replaceAll(std::string& text, std::string_view what, const std::string& by) {
@@ -76,6 +84,21 @@ bool makeFolder(const fs::path& folder) {
   return true;
 }
 
+// As `wz run` takes it for a folder, whatever is installed.
+std::string folderWord(const std::string& directory) {
+  const bool isName =
+      directory.find('/') == std::string::npos && directory != "." && directory != "..";
+  return isName ? "./" + directory : directory;
+}
+
+// Half an application is none, and would be in the way of the next try.
+void removeFiles(const fs::path& folder, bool isNew) {
+  std::error_code ignored;
+  for (const TemplateFile& file : applicationTemplate())
+    fs::remove_all(folder / *fs::path(file.name).begin(), ignored);
+  if (isNew) fs::remove(folder, ignored);
+}
+
 void printJson(const NewOptions& options) {
   std::vector<std::string> files;
   for (const TemplateFile& file : applicationTemplate()) files.emplace_back(file.name);
@@ -91,25 +114,31 @@ void printJson(const NewOptions& options) {
 int makeApplication(const NewOptions& given) {
   NewOptions options = given;
   const fs::path folder = fs::path(options.directory).lexically_normal();
-  if (options.id.empty()) {
-    options.id = (folder.has_filename() ? folder : folder.parent_path()).filename().string();
+  if (folder.empty()) {
+    printMessage("name the new folder, or . for the current one");
+    return kUsage;
   }
+  if (options.id.empty()) options.id = nameOf(folder);
   if (const int code = checkOptions(options); code != kDone) return code;
+  const bool isNew = !fs::exists(fs::symlink_status(folder));
   if (!makeFolder(folder)) return kEnvironment;
   for (const TemplateFile& file : applicationTemplate()) {
     std::string content(file.content);
     replaceAll(content, "@ID@", options.id);
     replaceAll(content, "@SPONSOR@", options.sponsor);
-    if (!writeFile(folder / file.name, content)) return kEnvironment;
+    if (writeFile(folder / file.name, content)) continue;
+    removeFiles(folder, isNew);
+    return kEnvironment;
   }
   if (options.asJson) {
     printJson(options);
     return kDone;
   }
   printSuccess("made the application " + options.id + " in " + options.directory);
-  printSuccess("  run it   wz run " + options.directory);
-  printSuccess("  test it  wz test " + options.directory);
-  printSuccess("  pack it  wz pack " + options.directory + " -o " + options.id + ".zip");
+  const std::string word = shellWord(folderWord(options.directory));
+  printSuccess("  run it   wz run --watch " + word);
+  printSuccess("  test it  wz test " + word);
+  printSuccess("  pack it  wz pack " + word + " -o " + options.id + ".zip");
   return kDone;
 }
 
