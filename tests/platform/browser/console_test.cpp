@@ -171,6 +171,18 @@ TEST_F(ConsoleTest, WhatNobodyCatchesIsToldWithItsPlace) {
   EXPECT_THAT((inOrder ? module : rejected), isUncaughtAt("module.mjs", 1));
 }
 
+TEST_F(ConsoleTest, ALongLineIsShortenedAndThoseBehindItAreShown) {
+  const TestApplication application(
+      "console.log('x' + 'é'.repeat(1e6)); console.log('behind'); wz.exit();");
+
+  const auto lines = linesOf(application);
+
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_LT(lines[0].texts[0].size(), 1'100'000U);
+  EXPECT_THAT(lines[0].texts[0], testing::EndsWith("é… (951426 octets more)"));
+  EXPECT_EQ(lines[1].texts[0], "behind");
+}
+
 // What the page does comes out in its order, although objects are asked for what they hold.
 TEST_F(ConsoleTest, LinesKeepTheirOrderAmongOtherEvents) {
   const TestApplication application(R"(

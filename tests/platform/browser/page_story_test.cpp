@@ -28,7 +28,7 @@ class FullQueue : public CallQueue {
 
 class PageStoryTest : public testing::Test {
  protected:
-  PageStoryTest() { workstation::setPageObserver(onEvent, &told_); }
+  PageStoryTest() { workstation::setPageObserver(onEvent, this); }
   ~PageStoryTest() override { workstation::setPageObserver(nullptr, nullptr); }
 
   static PageEvent line(const std::string& text) {
@@ -40,13 +40,16 @@ class PageStoryTest : public testing::Test {
   const std::shared_ptr<FullQueue> queue_ = std::make_shared<FullQueue>();
   PageStory story_{queue_, 7, "shop"};
   std::vector<std::string> told_;
+  std::vector<bool> uncaught_;
 
  private:
-  static void onEvent(void* told, const PageEvent& event) {
+  static void onEvent(void* test, const PageEvent& event) {
     EXPECT_EQ(event.invocation, 7);
     EXPECT_EQ(event.appId, "shop");
     const bool isEnd = event.kind == PageEvent::Kind::kEnded;
-    static_cast<std::vector<std::string>*>(told)->push_back(isEnd ? "the end" : event.texts.at(0));
+    auto& self = *static_cast<PageStoryTest*>(test);
+    self.told_.push_back(isEnd ? "the end" : event.texts.at(0));
+    self.uncaught_.push_back(event.isUncaught);
   }
 };
 
@@ -63,6 +66,20 @@ TEST_F(PageStoryTest, WhatIsTooMuchIsToldAsSoonAsThereIsRoom) {
   EXPECT_THAT(told_,
               ElementsAre("a", "events of the page that were too many at once and are not told: 3",
                           "d", "the end"));
+}
+
+TEST_F(PageStoryTest, ThatAnErrorWasAmongWhatIsLostIsTold) {
+  PageEvent error = line("Uncaught");
+  error.isUncaught = true;
+  queue_->isFull = true;
+  story_.tell(error);
+  queue_->isFull = false;
+  story_.tell(line("behind"));
+  queue_->isFull = true;
+  story_.tell(line("a"));
+  queue_->finish(story_.ending(0, ""));
+
+  EXPECT_THAT(uncaught_, ElementsAre(true, false, false, false));
 }
 
 TEST_F(PageStoryTest, WhatWasTooMuchAtLastIsToldBeforeTheEnd) {

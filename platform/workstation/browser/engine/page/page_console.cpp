@@ -26,6 +26,9 @@ constexpr int kKeptLines = 200;
 
 constexpr int kDeepestGroup = 20;
 
+// More of one line nobody reads, and it must not silence those behind it.
+constexpr std::size_t kLongestLine = 1U << 20;
+
 PageEvent consoleEvent(int level, std::string text) {
   PageEvent event;
   event.kind = PageEvent::Kind::kConsole;
@@ -36,6 +39,15 @@ PageEvent consoleEvent(int level, std::string text) {
 
 void setPlace(PageEvent& event, const SourcePlace& place) {
   event.place = {place.file, place.line, place.column};
+}
+
+std::string shortened(std::string text) {
+  if (text.size() <= kLongestLine) return text;
+  std::size_t end = kLongestLine;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  const std::size_t left = text.size() - end;
+  text.resize(end);
+  return text + "\u2026 (" + std::to_string(left) + " octets more)";
 }
 
 bool isGroup(const std::string& type) {
@@ -109,6 +121,7 @@ bool PageConsole::onEvent(const CdpEvent& event) {
 void PageConsole::beginAnew() {
   groups_ = 0;
   askAgain_ = {};
+  isMuted_ = toldUncaught_ = false;
   page_.connection->unmuteConsole(page_.session);
 }
 
@@ -175,12 +188,9 @@ void PageConsole::onDialog(const JsonValue& params) {
 // Shows the line that `text` makes of the arguments, of which the page is asked what the objects
 // among them hold.
 void PageConsole::showLine(PageEvent event, const JsonValue& args, LineText text) {
-  event.texts = {text({})};
-  if (!meter_.count(event.texts[0].size(), ConsoleMeter::Clock::now())) {
-    page_.connection->muteConsole(page_.session);
-    story_.letAllOut();
-    return story_.tell(consoleEvent(4, "the page prints too much; its console is shown no longer"));
-  }
+  event.texts = {shortened(text({}))};
+  const auto now = ConsoleMeter::Clock::now();
+  if (isMuted_ || !meter_.count(event.texts[0].size(), now)) return showNoLonger(std::move(event));
   std::vector<std::size_t> indices;
   if (args.IsArray()) {
     for (rapidjson::SizeType i = 0; i < args.Size(); ++i) {
@@ -193,6 +203,17 @@ void PageConsole::showLine(PageEvent event, const JsonValue& args, LineText text
       hasPageObserver() && !isBusy && story_.held() < kMostExpansions && !owner_.standsStill();
   if (indices.empty() || !canAsk) return story_.tell(std::move(event));
   expandLine(std::move(event), indices, args, std::move(text));
+}
+
+// That an error goes uncaught is told once all the same: a run that must not have one depends on
+// it.
+void PageConsole::showNoLonger(PageEvent event) {
+  if (!std::exchange(isMuted_, true)) {
+    page_.connection->muteConsole(page_.session);
+    story_.letAllOut();
+    story_.tell(consoleEvent(4, "the page prints too much; its console is shown no longer"));
+  }
+  if (event.isUncaught && !std::exchange(toldUncaught_, true)) story_.tell(std::move(event));
 }
 
 void PageConsole::expandLine(PageEvent event, const std::vector<std::size_t>& indices,
@@ -212,7 +233,7 @@ void PageConsole::expandLine(PageEvent event, const std::vector<std::size_t>& in
             expanded[indices[i]] = jsonString(values[static_cast<rapidjson::SizeType>(i)]);
         }
         self->story_.complete(ticket, [&](PageEvent& line) {
-          if (!expanded.empty()) line.texts = {text(expanded)};
+          if (!expanded.empty()) line.texts = {shortened(text(expanded))};
         });
         self->releaseValues();
         self->owner_.onLineTold();

@@ -33,6 +33,7 @@ class PageConsole {
   void onLogEntry(const JsonValue& params);
   void onDialog(const JsonValue& params);
   void showLine(PageEvent event, const JsonValue& args, LineText text);
+  void showNoLonger(PageEvent event);
   void expandLine(PageEvent event, const std::vector<std::size_t>& indices, const JsonValue& args,
                   LineText text);
   void releaseValues();
@@ -41,6 +42,8 @@ class PageConsole {
   const PageFacts& page_;
   PageStory& story_;
   ConsoleMeter meter_;
+  bool isMuted_ = false;                        // it has printed too much
+  bool toldUncaught_ = false;                   // since then
   ConsoleMeter::Clock::time_point askAgain_{};  // what its objects hold: it was busy
   int groups_ = 0;                              // that are open
   int expanded_ = 0;                            // lines whose objects the browser still keeps

@@ -49,8 +49,14 @@ CallQueue::Task PageStory::ending(int result, const std::string& error) const {
 // A page can do more than anybody reads. What is too much is lost, and that is told as soon as
 // there is room for it.
 void PageStory::letOut(PageEvent event) {
-  if (lost_ > 0 && push(lossEvent())) lost_ = 0;
-  if (lost_ > 0 || !push(std::move(event))) ++lost_;
+  if (lost_ > 0 && push(lossEvent())) {
+    lost_ = 0;
+    lostUncaught_ = false;
+  }
+  const bool isUncaught = event.isUncaught;
+  if (lost_ == 0 && push(std::move(event))) return;
+  ++lost_;
+  lostUncaught_ = lostUncaught_ || isUncaught;
 }
 
 bool PageStory::push(PageEvent event) {
@@ -64,6 +70,7 @@ PageEvent PageStory::lossEvent() const {
   event.invocation = invocation_;
   event.appId = appId_;
   event.level = 4;
+  event.isUncaught = lostUncaught_;
   event.texts.push_back("events of the page that were too many at once and are not told: " +
                         std::to_string(lost_));
   return event;

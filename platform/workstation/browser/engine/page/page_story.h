@@ -54,7 +54,8 @@ class PageStory {
   const int invocation_;
   const std::string appId_;
   EventGate gate_;
-  long long lost_ = 0;  // since the last that was taken
+  long long lost_ = 0;         // since the last that was taken
+  bool lostUncaught_ = false;  // an error among them
 };
 
 }  // namespace workstation
