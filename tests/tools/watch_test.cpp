@@ -122,6 +122,20 @@ TEST_F(WatchTest, ConfigurationAndManifestAreReadAnew) {
         R"({"application": {"id": "shop", "version": "1.3"}, "desktop": {"file": "index.html"}})");
   EXPECT_TRUE(program.awaitOutput("{\"greeting\":\"hello\"} 1.3")) << program.out();
   stop(program);
+  // That wz has cancelled it each time is nothing to tell.
+  EXPECT_THAT(program.out(), Not(HasSubstr("ended with result")));
+  EXPECT_THAT(program.out(), Not(HasSubstr("_WZLog")));
+}
+
+TEST_F(WatchTest, TheStoryHasEachEndAllTheSame) {
+  Arguments arguments = watch();
+  arguments.insert(arguments.end(), {"--json", "--timeout", "2"});
+
+  const ProgramResult result = runWz(arguments);
+
+  EXPECT_EQ(result.code, kDone) << result.errors;
+  EXPECT_THAT(result.out, HasSubstr(R"("event":"exited","app":"shop","result":-8)"));
+  EXPECT_THAT(result.errors, HasSubstr("wz: time is up"));
 }
 
 TEST_F(WatchTest, ABrokenManifestOrScriptIsToldAndTheNextOneWorks) {

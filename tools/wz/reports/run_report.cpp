@@ -211,7 +211,7 @@ void RunReport::record(const std::string& from, const std::string& to, const std
   StoryLine line("messageReceived");
   addMessage(line, from, to, name).json("payload", payload);
   story_.tell(line);
-  if (volume() != Volume::kQuiet) show(name + " " + payload);
+  if (volume() != Volume::kQuiet && !isEndKnown_) show(name + " " + payload);
 }
 
 void RunReport::undelivered(const Message& message) {
@@ -249,7 +249,7 @@ void RunReport::exited(const std::string& id, int result, const std::string& err
   line.text("app", id).number("result", result);
   if (!errorText.empty()) line.text("error", errorText);
   story_.tell(line.texts("properties", properties));
-  if (asJson_ || isQuiet_ || (volume() == Volume::kQuiet && result == 0)) return;
+  if (asJson_ || isQuiet_ || isEndKnown_ || (volume() == Volume::kQuiet && result == 0)) return;
   printLine(id + " ended with result " + std::to_string(result) +
             (errorText.empty() ? "" : ": " + errorText));
   for (const auto& [key, value] : properties) {

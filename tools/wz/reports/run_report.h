@@ -38,6 +38,10 @@ class RunReport {
   /// Nothing is shown to read.
   void setQuiet(bool isQuiet) { isQuiet_ = isQuiet; }
 
+  /// The application is being ended by `wz` itself, for a reason that its user knows: nothing of
+  /// the end is shown to read, until this is taken back. The story has it all the same.
+  void setEndKnown(bool isKnown) { isEndKnown_ = isKnown; }
+
   /// Tools of the DevTools protocol find the page at `url`.
   void debugging(const std::string& url);
 
@@ -72,6 +76,7 @@ class RunReport {
   const std::string terminalOption_;
   Story story_;
   bool isQuiet_ = false;
+  std::atomic<bool> isEndKnown_{false};
   std::atomic<bool> sawError_{false};
 
   using AddressAndName = std::pair<std::string, std::string>;

@@ -120,14 +120,23 @@ int WatchedRun::run() {
         break;
       case RunEvent::Kind::kKey:
         if (onKey(static_cast<char>(event->number))) break;
-        run_.cancel();
+        cancel();
         return kDone;
       default:
         break;
     }
   }
-  run_.cancel();
+  if (!interrupted()) printMessage("time is up");
+  cancel();
   return kDone;
+}
+
+// It is the user who ends it, or what is saved: the result and a log that tell of a cancellation
+// would look like a failure.
+void WatchedRun::cancel() {
+  report_.setEndKnown(true);
+  run_.cancel();
+  report_.setEndKnown(false);
 }
 
 void WatchedRun::onFolderChanged(std::set<std::string> names) {
@@ -158,7 +167,7 @@ void WatchedRun::reload(const std::string& because) {
 
 void WatchedRun::startAnew(const std::string& because) {
   if (!check_()) return;
-  run_.cancel();
+  cancel();
   report_.reloaded(run_.plan().application.id, because);
   if (const int code = run_.start(); code != 0)
     printMessage("the application could not be started (" + std::to_string(code) + ")");
@@ -194,7 +203,7 @@ void WatchedRun::takePicture() {
   std::string error;
   if (!tookScreenshot(run_.invocation(), file, error)) return printMessage("no picture: " + error);
   report_.screenshot(file);
-  printNote("saved " + file);
+  printMessage("saved " + file);
 }
 
 void WatchedRun::openDeveloperTools() {

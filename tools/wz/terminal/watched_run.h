@@ -31,6 +31,7 @@ class WatchedRun {
   int run();
 
  private:
+  void cancel();
   void startAnew(const std::string& because);
   void onFolderChanged(std::set<std::string> names);
   void onChanged(const std::set<std::string>& names);
