@@ -171,6 +171,22 @@ TEST_F(ConsoleTest, WhatNobodyCatchesIsToldWithItsPlace) {
   EXPECT_THAT((inOrder ? module : rejected), isUncaughtAt("module.mjs", 1));
 }
 
+// A wrong call is thrown in the platform's own script, which is no file; what is wrong stands in
+// the page's.
+TEST_F(ConsoleTest, AWrongCallIsToldWithThePlaceOfTheCall) {
+  TestApplication application("");
+  application.file("index.html",
+                   "<script src=app.js></script>"
+                   "<script>setTimeout(() => wz.exit(), 50)</script>");
+  application.file("app.js", "\n\nwz.log('info', {});");
+
+  const auto lines = linesOf(application);
+
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_THAT(lines[0], isUncaughtAt("app.js", 3));
+  EXPECT_THAT(lines[0].texts[0], StartsWith("Uncaught TypeError: wz: a text must be a string"));
+}
+
 TEST_F(ConsoleTest, ALongLineIsShortenedAndThoseBehindItAreShown) {
   const TestApplication application(
       "console.log('x' + 'é'.repeat(1e6)); console.log('behind'); wz.exit();");

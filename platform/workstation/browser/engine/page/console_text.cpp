@@ -134,10 +134,14 @@ std::string stackText(const JsonValue& stackTrace, const std::string& origin) {
 
 SourcePlace placeOf(const JsonValue& stackTrace, const std::string& origin) {
   const JsonValue& frames = jsonMember(stackTrace, "callFrames");
-  if (!frames.IsArray() || frames.Empty()) return {};
-  const JsonValue& frame = frames[0];
-  return {withoutOrigin(jsonString(frame, "url"), origin), jsonInt(frame, "lineNumber", -1) + 1,
-          jsonInt(frame, "columnNumber", -1) + 1};
+  if (!frames.IsArray()) return {};
+  for (const JsonValue& frame : frames.GetArray()) {
+    const std::string url = jsonString(frame, "url");
+    if (url.empty()) continue;
+    return {withoutOrigin(url, origin), jsonInt(frame, "lineNumber", -1) + 1,
+            jsonInt(frame, "columnNumber", -1) + 1};
+  }
+  return {};
 }
 
 std::string withoutOrigin(const std::string& url, const std::string& origin) {

@@ -28,7 +28,7 @@ std::string consoleText(const std::string& type, const JsonValue& args,
 /// "\n    at pay (till.js:3:9)" for each frame of a Runtime.StackTrace.
 std::string stackText(const JsonValue& stackTrace, const std::string& origin);
 
-/// The innermost frame of a Runtime.StackTrace.
+/// The innermost frame of a Runtime.StackTrace that lies in a file.
 SourcePlace placeOf(const JsonValue& stackTrace, const std::string& origin);
 
 /// `url` without the origin's part where it lies there.
