@@ -20,6 +20,10 @@ std::string positionIn(const std::string& text, std::size_t offset) {
 }  // namespace
 
 std::string whyNoJson(const std::string& text) {
+  // RapidJSON passes over it, but no terminal and no page does.
+  if (text.compare(0, 3, "\xEF\xBB\xBF") == 0) {
+    return "It begins with a byte order mark; save it as UTF-8 without one. (line 1, column 1)";
+  }
   rapidjson::Document document;
   document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(
       text.data(), text.size());

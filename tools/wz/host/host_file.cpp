@@ -63,6 +63,13 @@ std::string membersMeant(const rapidjson::Value* value, const rapidjson::Value* 
   return names;
 }
 
+// ": array", what the schema wants in the value's place.
+std::string typeMeant(const rapidjson::Value* schema) {
+  if (schema == nullptr || !schema->IsObject() || !schema->HasMember("type")) return {};
+  const rapidjson::Value& type = (*schema)["type"];
+  return type.IsString() ? std::string(": ") + type.GetString() : std::string();
+}
+
 // What the schema has against the file: "/rules/0/delay is too large"; empty: nothing.
 std::string schemaProblem(const std::string& text) {
   rapidjson::Document schema, document;
@@ -76,23 +83,32 @@ std::string schemaProblem(const std::string& text) {
   rapidjson::StringBuffer place;
   pointer.Stringify(place);
   const std::string_view keyword = validator.GetInvalidSchemaKeyword();
+  const rapidjson::Value* const wanted = validator.GetInvalidSchemaPointer().Get(schema);
   const bool isAboutMembers = keyword == "required" || keyword == "additionalProperties";
   return (place.GetSize() == 0 ? "the file" : std::string(place.GetString(), place.GetSize())) +
          " " + std::string(wordsFor(keyword)) +
-         (isAboutMembers
-              ? membersMeant(pointer.Get(document), validator.GetInvalidSchemaPointer().Get(schema))
-              : "");
+         (isAboutMembers ? membersMeant(pointer.Get(document), wanted) : "") +
+         (keyword == "type" ? typeMeant(wanted) : "");
 }
 
 // ---- Content -----------------------------------------------------------------------------------
 
 constexpr std::array kKinds = {"reply", "silence", "error", "malformed", "exec", "hold"};
 
-// False unless there is exactly one kind of answer.
-bool readAnswer(const JSObject& value, HostAnswer& answer) {
-  if (std::ranges::count_if(kKinds, [&](const char* kind) { return value.has(kind); }) != 1) {
-    return false;
+// What is wrong with the kinds of answer in `value`, of which there must be one; empty: nothing.
+std::string whyNoAnswer(const JSObject& value, const char* wanted) {
+  std::string kinds;
+  int count = 0;
+  for (const char* const kind : kKinds) {
+    if (value.has(kind)) kinds += (count++ > 0 ? " and " : "") + std::string(kind);
   }
+  if (count == 1) return {};
+  return count == 0 ? std::string(" needs one of ") + wanted
+                    : " has more than one answer: " + kinds;
+}
+
+// Good when there is exactly one kind of answer.
+void readAnswer(const JSObject& value, HostAnswer& answer) {
   if (value.has("reply")) {
     answer.kind = HostAnswer::Kind::kReply;
     answer.reply = value["reply"];
@@ -113,23 +129,25 @@ bool readAnswer(const JSObject& value, HostAnswer& answer) {
   answer.replyName = value["replyName"].asString();
   answer.delay = std::chrono::milliseconds(value["delay"].asInt());
   if (value.has("timeout")) answer.timeout = std::chrono::milliseconds(value["timeout"].asInt());
-  return true;
 }
 
 std::string readAnswers(const JSObject& value, const std::string& place, HostRule& rule) {
+  constexpr char kAnswers[] = "reply, silence, error, malformed, exec, hold and sequence";
+  constexpr char kInSequence[] = "reply, silence, error, malformed, exec and hold";
   if (!value.has("sequence")) {
-    rule.answers.emplace_back();
-    if (readAnswer(value, rule.answers.back())) return {};
-    return place + " needs one of reply, silence, error, malformed, exec, hold and sequence";
+    if (const std::string why = whyNoAnswer(value, kAnswers); !why.empty()) return place + why;
+    readAnswer(value, rule.answers.emplace_back());
+    return {};
   }
   for (const char* const kind : kKinds) {
     if (value.has(kind)) return place + " has both a sequence and " + kind;
   }
   for (std::size_t i = 0; i < value["sequence"].size(); ++i) {
-    rule.answers.emplace_back();
-    if (readAnswer(value["sequence"].at(i), rule.answers.back())) continue;
-    return place + "/sequence/" + std::to_string(i) +
-           " needs one of reply, silence, error, malformed, exec and hold";
+    const JSObject& answer = value["sequence"].at(i);
+    if (const std::string why = whyNoAnswer(answer, kInSequence); !why.empty()) {
+      return place + "/sequence/" + std::to_string(i) + why;
+    }
+    readAnswer(answer, rule.answers.emplace_back());
   }
   return {};
 }
