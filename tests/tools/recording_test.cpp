@@ -25,7 +25,7 @@ class RecordingTest : public testing::Test {
     EXPECT_TRUE(recorder.begin(file(), {"shop", "desktop", {{"till", "3"}}}, error)) << error;
     std::int64_t time = 0;
     for (const StoryLine& line : story) recorder.add(line.at(time += 104'000));
-    EXPECT_TRUE(recorder.finish());
+    EXPECT_TRUE(recorder.finish(error)) << error;
     std::ostringstream content;
     content << std::ifstream(file()).rdbuf();
     return content.str();
@@ -122,7 +122,8 @@ TEST_F(RecordingTest, AFileThatCannotBeWrittenIsTold) {
   EXPECT_THAT(error, HasSubstr("cannot write /nowhere/run.jsonl: "));
   Recorder full;
   ASSERT_TRUE(full.begin("/dev/full", {"shop", "desktop", {}}, error));
-  EXPECT_FALSE(full.finish());
+  EXPECT_FALSE(full.finish(error));
+  EXPECT_EQ(error, "No space left on device");
 }
 
 }  // namespace

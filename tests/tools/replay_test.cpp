@@ -147,6 +147,10 @@ TEST_F(ReplayTest, ARecordingThatCannotBeWrittenIsAFailure) {
 
   EXPECT_EQ(result.code, kEnvironment);
   EXPECT_THAT(result.errors, HasSubstr("cannot write /nowhere/run.jsonl"));
+
+  const ProgramResult full = runWz(run(shop("wz.exit();"), {"--record", "/dev/full"}));
+  EXPECT_EQ(full.code, kEnvironment);
+  EXPECT_THAT(full.errors, HasSubstr("written to /dev/full: No space left on device"));
 }
 
 // ---- The samples --------------------------------------------------------------------------------

@@ -163,6 +163,18 @@ TEST_F(RunStoryTest, APictureWaitsForItsElement) {
   EXPECT_THAT(wrong.errors, HasSubstr("wz: no picture: #[ is no selector"));
 }
 
+// Not after the run that it was to be a picture of.
+TEST_F(RunStoryTest, APictureThatCannotBeSavedIsToldAtOnce) {
+  const std::string folder = shop("console.info('began'); wz.exit();");
+  for (const std::string& file : {std::string("/nowhere/shot.png"), terminal_.directory()}) {
+    const ProgramResult result = runWz(run(folder, {"--screenshot", file}));
+
+    EXPECT_EQ(result.code, kEnvironment) << file;
+    EXPECT_THAT(result.errors, StartsWith("wz: cannot write " + file + ": "));
+    EXPECT_EQ(result.out, "");
+  }
+}
+
 TEST_F(RunStoryTest, WhatAPictureCannotBeTakenAtIsAWrongCommandLine) {
   EXPECT_EQ(runWz(run(shop(""), {"--screenshot-at", "exit"})).code, kUsage);
   EXPECT_EQ(runWz(run(shop(""), {"--screenshot", "x.png", "--screenshot-at", "3 days"})).code,

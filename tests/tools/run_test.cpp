@@ -295,7 +295,7 @@ TEST_F(RunTest, APictureThatCannotBeSavedIsAFailure) {
       run(shop("setTimeout(() => wz.exit(), 1000);"), {"--screenshot", "/nowhere/picture.png"}));
 
   EXPECT_EQ(result.code, kEnvironment);
-  EXPECT_THAT(result.errors, HasSubstr("wz: no picture: "));
+  EXPECT_THAT(result.errors, HasSubstr("wz: cannot write /nowhere/picture.png: "));
 }
 
 TEST_F(RunTest, WhatAnApplicationWritesCannotActOnTheUsersTerminal) {

@@ -1,3 +1,7 @@
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -54,6 +58,17 @@ bool checkOptions(const RunOptions& options, PictureTime& pictureTime) {
     return false;
   }
   return checkScreen(options.screen, options.locale);
+}
+
+// That there can be no picture is said before anybody has waited for it. False after a message.
+bool checkPicture(const std::string& file) {
+  if (file.empty()) return true;
+  const std::string folder = std::filesystem::path(file).parent_path().string();
+  const bool isFolder = std::filesystem::is_directory(file);
+  if (!isFolder && access(folder.c_str(), W_OK | X_OK) == 0) return true;
+  printMessage("cannot write " + file + ": " +
+               (isFolder ? "it is a folder" : std::strerror(errno)));
+  return false;
 }
 
 // ---- While it runs -----------------------------------------------------------------------------
@@ -120,6 +135,7 @@ int runApplication(const RunOptions& given) {
                  " is installed (./NAME is always a folder)");
     return kUsage;
   }
+  if (!checkPicture(options.screenshot)) return kEnvironment;
   Session session;
   if (!session.beginBus()) return kEnvironment;
 
@@ -156,8 +172,9 @@ int runApplication(const RunOptions& given) {
     return WatchedRun(folder, options.screenshot, run, events, report, check).run();
   }
   const int refused = runOnce(run);
-  if (!options.recording.empty() && !recorder.finish()) {
-    printMessage("not everything could be written to " + options.recording);
+  std::string unwritten;
+  if (!options.recording.empty() && !recorder.finish(unwritten)) {
+    printMessage("not everything could be written to " + options.recording + ": " + unwritten);
     return kEnvironment;
   }
   if (refused != 0) return explainStart(refused, options.entry, application);

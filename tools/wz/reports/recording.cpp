@@ -233,7 +233,7 @@ bool Recorder::begin(const std::string& file, const Launch& launch, std::string&
 void Recorder::write(const std::string& line) {
   const std::string whole = line + '\n';
   const bool written = std::fwrite(whole.data(), 1, whole.size(), file_) == whole.size();
-  failed_ = failed_ || !written || std::fflush(file_) != 0;
+  if ((!written || std::fflush(file_) != 0) && error_ == 0) error_ = errno;
 }
 
 void Recorder::add(const std::string& storyLine) {
@@ -262,12 +262,14 @@ void Recorder::writeTyping() {
   typing_.reset();
 }
 
-bool Recorder::finish() {
+bool Recorder::finish(std::string& error) {
   const wzapp::MutexLock lock(mutex_);
   writeTyping();
-  failed_ = std::fclose(file_) != 0 || failed_;
+  if (std::fclose(file_) != 0 && error_ == 0) error_ = errno;
   file_ = nullptr;
-  return !failed_;
+  if (error_ == 0) return true;
+  error = std::strerror(error_);
+  return false;
 }
 
 bool readRecording(const std::string& file, Recording& recording, std::string& error) {

@@ -48,8 +48,8 @@ class Recorder {
 
   void add(const std::string& storyLine);
 
-  /// Writes what is left. False when not everything has been written.
-  [[nodiscard]] bool finish();
+  /// Writes what is left. False, with the reason in `error`, when not everything has been written.
+  [[nodiscard]] bool finish(std::string& error);
 
  private:
   void write(const std::string& line) WZAPP_REQUIRES(mutex_);
@@ -60,7 +60,7 @@ class Recorder {
   std::FILE* file_ WZAPP_GUARDED_BY(mutex_) = nullptr;
   // To which further characters are added.
   std::optional<rapidjson::Document> typing_ WZAPP_GUARDED_BY(mutex_);
-  bool failed_ WZAPP_GUARDED_BY(mutex_) = false;
+  int error_ WZAPP_GUARDED_BY(mutex_) = 0;  // errno of the first failure
 };
 
 struct RecordedLine {
