@@ -1,5 +1,6 @@
 // wz run, in a real browser.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -296,6 +297,21 @@ TEST_F(RunTest, APictureThatCannotBeSavedIsAFailure) {
 
   EXPECT_EQ(result.code, kEnvironment);
   EXPECT_THAT(result.errors, HasSubstr("wz: cannot write /nowhere/picture.png: "));
+}
+
+// As behind `| head`: an application that goes on is not run for nobody.
+TEST_F(RunTest, WithoutAReaderItEnds) {
+  int pipe[2];
+  ASSERT_EQ(pipe2(pipe, O_CLOEXEC), 0);
+  close(pipe[0]);
+  const std::string folder = shop("setInterval(() => console.info('on and on'), 20);");
+
+  const ProgramResult result =
+      runWz(run(folder, {"--timeout", "60"}), [&pipe] { dup2(pipe[1], STDOUT_FILENO); });
+  close(pipe[1]);
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: cannot write to standard output: Broken pipe\n");
 }
 
 TEST_F(RunTest, WhatAnApplicationWritesCannotActOnTheUsersTerminal) {

@@ -12,6 +12,7 @@
 #include "workstation/browser/engine/page/result_codes.h"
 #include "wz/commands/commands.h"
 #include "wz/commands/run_setup.h"
+#include "wz/reports/lost_output.h"
 #include "wz/reports/output.h"
 #include "wz/reports/recording.h"
 #include "wz/reports/run_report.h"
@@ -122,6 +123,7 @@ int runApplication(const RunOptions& given) {
     if (!file->empty()) *file = std::filesystem::absolute(*file).string();
   }
   watchInterrupts();
+  whenOutputIsLost(askToEnd);  // nobody reads what it tells
   if (!enterChosenTerminal(options.terminal) || !tryScreen(options.screen) || !prepareConfigRoot())
     return kEnvironment;
   StandIn standIn;

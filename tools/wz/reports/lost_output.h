@@ -8,6 +8,10 @@ namespace wz {
 /// will say at the end. Any thread.
 [[nodiscard]] bool hasLostOutput();
 
+/// Calls `function` at the first loss, on the thread that meets it; it must not print. Null:
+/// nothing is called. For the main thread, before there are others.
+void whenOutputIsLost(void (*function)());
+
 }  // namespace wz
 
 #endif  // WZ_REPORTS_LOST_OUTPUT_H

@@ -21,6 +21,7 @@ wzapp::Mutex writeMutex;  // one line after the other, also where a write takes 
 
 // errno of the first write to standard output that failed.
 int lostOutput WZAPP_GUARDED_BY(writeMutex) = 0;
+void (*lossListener)() = nullptr;
 bool isCollecting = false;
 std::vector<std::string> messages WZAPP_GUARDED_BY(writeMutex);
 // Takes the live line away; null: there is none.
@@ -37,9 +38,13 @@ void eraseLiveLine() WZAPP_REQUIRES(writeMutex) {
 void writeText(int file, std::string_view text) {
   const wzapp::MutexLock lock(writeMutex);
   if (isatty(file) == 1) eraseLiveLine();  // what goes elsewhere does not meet it
-  if (wzapp::writeWhole(file, wzapp::viewOf(text)) || lostOutput != 0) return;
+  // Behind a gap nothing more is of use, and writing it to a closed pipe would end the process.
+  if (file == STDOUT_FILENO && lostOutput != 0) return;
+  if (wzapp::writeWhole(file, wzapp::viewOf(text))) return;
   // Of standard error there is no other place to say so.
-  if (file == STDOUT_FILENO) lostOutput = errno;
+  if (file != STDOUT_FILENO) return;
+  lostOutput = errno;
+  if (lossListener != nullptr) lossListener();
 }
 
 // The code point at the front of `text` and its length; length 0: no UTF-8 (RFC 3629).
@@ -184,6 +189,8 @@ std::vector<std::string> collectedMessages() {
   const wzapp::MutexLock lock(writeMutex);
   return messages;
 }
+
+void whenOutputIsLost(void (*function)()) { lossListener = function; }
 
 bool hasLostOutput() {
   const wzapp::MutexLock lock(writeMutex);

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+#include "wz/reports/lost_output.h"
 #include "wz/reports/output.h"
 
 namespace wz {
@@ -95,8 +96,10 @@ int runOnce(ApplicationRun& run) {
     const std::optional<RunEvent> event = run.next(limit);
     if (event && event->kind == RunEvent::Kind::kEnded) run.finish(*event);
     if (event) continue;
-    printMessage(interrupted() ? "interrupted; the application is being cancelled"
-                               : "time is up; the application is being cancelled");
+    if (!hasLostOutput()) {
+      printMessage(interrupted() ? "interrupted; the application is being cancelled"
+                                 : "time is up; the application is being cancelled");
+    }
     run.cancel();
   }
   return 0;

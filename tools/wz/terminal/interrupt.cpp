@@ -14,6 +14,7 @@ namespace {
 // All of this is read by a signal handler, so nothing here allocates or locks.
 std::atomic<int> signalCount{0};
 std::atomic<int> firstSignal{0};
+std::atomic<bool> isAsked{false};
 std::atomic<void (*)()> lastCall{nullptr};
 int eventDescriptor = -1;
 
@@ -49,7 +50,13 @@ void watchInterrupts() {
 
 void outliveReader() { std::signal(SIGPIPE, SIG_IGN); }
 
-bool interrupted() { return signalCount.load() > 0; }
+void askToEnd() {
+  isAsked = true;
+  const std::uint64_t one = 1;
+  (void)!write(eventDescriptor, &one, sizeof(one));
+}
+
+bool interrupted() { return signalCount.load() > 0 || isAsked.load(); }
 
 int interruptDescriptor() { return eventDescriptor; }
 

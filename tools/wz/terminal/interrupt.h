@@ -12,7 +12,11 @@ void watchInterrupts();
 /// to be cut off for that. The loss is told at the end (output.h).
 void outliveReader();
 
-/// True once a signal has come.
+/// Asks `wz` to end in order as the first signal does, but is none: the next signal is the first.
+/// Any thread.
+void askToEnd();
+
+/// True once a signal has come, or askToEnd() has been called.
 bool interrupted();
 
 /// Becomes and stays readable once a signal has come, for poll(2). -1 before watchInterrupts.
