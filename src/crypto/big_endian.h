@@ -7,9 +7,14 @@
 namespace wzapp {
 
 // Reads four octets.
-[[nodiscard]] inline std::uint32_t loadBigEndian32(const std::uint8_t* octets) {
+[[nodiscard]] constexpr std::uint32_t loadBigEndian32(const std::uint8_t* octets) {
   return std::uint32_t{octets[0]} << 24 | std::uint32_t{octets[1]} << 16 |
          std::uint32_t{octets[2]} << 8 | std::uint32_t{octets[3]};
+}
+
+// Reads eight octets.
+[[nodiscard]] constexpr std::uint64_t loadBigEndian64(const std::uint8_t* octets) {
+  return std::uint64_t{loadBigEndian32(octets)} << 32 | loadBigEndian32(octets + 4);
 }
 
 // Writes four octets.

@@ -15,6 +15,7 @@
 #include <optional>
 #include <string_view>
 
+#include "crypto/big_endian.h"
 #include "crypto/der_element.h"
 #include "support/byte_view.h"
 
@@ -56,6 +57,7 @@ class ShortOid {
 
   explicit constexpr ShortOid(std::uint8_t first) : low_(0x100U | first) {}
 
+  static constexpr std::uint64_t behindOne(ByteView octets);
   constexpr void append(std::uint8_t octet);
   constexpr void appendArc(std::uint64_t arc);
 
@@ -86,15 +88,24 @@ constexpr void ShortOid::append(std::uint8_t octet) {
   low_ = low_ << 8 | octet;
 }
 
+constexpr std::uint64_t ShortOid::behindOne(ByteView octets) {
+  std::uint64_t number = 1;
+  for (const std::uint8_t octet : octets) number = number << 8 | octet;
+  return number;
+}
+
+// Eight octets are loaded at once: a loop over them would be most of what there is to do.
 constexpr ShortOid ShortOid::ofOctets(ByteView content) {
   constexpr std::size_t kLowOctets = 8;
   ShortOid oid;
   if (content.empty() || content.size() > kMaxOctets) return oid;
-  const bool reachesHigh = content.size() >= kLowOctets;
-  const std::size_t split = reachesHigh ? content.size() - kLowOctets : 0;
-  (reachesHigh ? oid.high_ : oid.low_) = 1;
-  for (const std::uint8_t octet : content.first(split)) oid.high_ = oid.high_ << 8 | octet;
-  for (const std::uint8_t octet : content.subspan(split)) oid.low_ = oid.low_ << 8 | octet;
+  if (content.size() < kLowOctets) {
+    oid.low_ = behindOne(content);
+    return oid;
+  }
+  const std::size_t split = content.size() - kLowOctets;
+  oid.high_ = behindOne(content.first(split));
+  oid.low_ = loadBigEndian64(content.data() + split);
   return oid;
 }
 

@@ -14,7 +14,7 @@ constexpr std::uint64_t endingOf(const ShortOid& oid) { return std::uint64_t{1} 
 SeenOids::Result SeenOids::insert(const ShortOid& oid) {
   if (isInRow(oid)) return Result::kSeenBefore;
   if (count_ < kInline) {
-    row_[count_++] = oid;
+    row_[count_++] = {oid.high(), oid.low()};
     endings_ |= endingOf(oid);
     return Result::kNew;
   }
@@ -28,8 +28,10 @@ SeenOids::Result SeenOids::insert(const ShortOid& oid) {
 // Known extensions end in different octets, so that most are told apart without a look at the row.
 bool SeenOids::isInRow(const ShortOid& oid) const {
   if ((endings_ & endingOf(oid)) == 0) return false;
-  const auto end = row_.begin() + static_cast<std::ptrdiff_t>(count_);
-  return std::find(row_.begin(), end, oid) != end;
+  for (std::size_t i = 0; i < count_; ++i) {
+    if (row_[i].low == oid.low() && row_[i].high == oid.high()) return true;
+  }
+  return false;
 }
 
 }  // namespace wzapp

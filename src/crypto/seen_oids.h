@@ -24,9 +24,16 @@ class SeenOids {
   [[nodiscard]] Result insert(const ShortOid& oid);
 
  private:
+  // The key of a ShortOid. It has no value until it is given one, so that a row of them costs
+  // nothing to make.
+  struct Key {
+    std::uint64_t high;
+    std::uint64_t low;
+  };
+
   [[nodiscard]] bool isInRow(const ShortOid& oid) const;
 
-  std::array<ShortOid, kInline> row_;  // filled up to count_
+  std::array<Key, kInline> row_;  // filled up to count_
   std::size_t count_ = 0;
   std::uint64_t endings_ = 0;  // a bit for each ending in the row, the lowest six bits of an OID
   std::set<ShortOid> more_;
