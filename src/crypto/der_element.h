@@ -17,6 +17,9 @@ namespace wzapp {
 // Content length that stands for the indefinite form; the largest real one is one less.
 inline constexpr std::int32_t kIndefiniteLength = 32767;
 
+// First length octet of the indefinite form; a greater one says how many length octets follow.
+inline constexpr std::uint8_t kDerIndefiniteForm = 0x80;
+
 // Identifier octets that the parsers ask for.
 enum DerIdentifier : std::uint32_t {
   kDerBoolean = 0x01,
@@ -76,7 +79,12 @@ struct DerElement {
 //
 // Returns 0; or, with `element` left alone, kDerTooLong for an identifier or a length beyond the
 // limits and kDerBadHeader when the buffer ends inside the header.
-[[nodiscard]] inline int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element);
+[[nodiscard]] int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element);
+
+// The same for the headers of two octets, which most are: an identifier of one octet and a length
+// below 128. Returns false, with `element` left alone, for every other one.
+[[nodiscard]] inline bool readShortDerHeader(ByteView buffer, std::size_t offset,
+                                             DerElement& element);
 
 // Decodes the content as a signed number in two's complement, of 1 to 4 octets.
 // Returns 0, or kDerBadInteger and `value` is left alone. The identifier is not looked at.
@@ -88,40 +96,14 @@ struct DerElement {
 
 // -------------------------------------------------------------------------------------------------
 
-// Reads the octets of a tag number, which begin at `position`, and moves it behind them.
-// Returns as readDerHeader().
-[[nodiscard]] int readLongTag(ByteView buffer, std::size_t& position, std::int32_t& tagNumber);
-
-// identifier := short | 0x1F-low-bits more* last
-// length := 0x00-0x7F | 0x80 indefinite | 0x81 octet | 0x82 octet octet, up to 0x7FFE
-//
 // Inline, and without a field written before the end, because every step of every walk does this.
-inline int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element) {
-  constexpr std::uint8_t kIndefiniteForm = 0x80;
-  std::size_t position = offset;
-  if (position == buffer.size()) return kDerBadHeader;
-  const std::uint8_t identifier = buffer[position++];
-  std::int32_t tagNumber = identifier & DerElement::kTagBits;
-  if (tagNumber == DerElement::kTagBits) {
-    std::size_t behind = position;
-    std::int32_t number = 0;
-    if (const int code = readLongTag(buffer, behind, number); code != 0) return code;
-    position = behind;
-    tagNumber = number;
-  }
-
-  if (position == buffer.size()) return kDerBadHeader;
-  const std::uint8_t first = buffer[position++];
-  std::int32_t length = first;
-  if (first >= kIndefiniteForm) {
-    const std::size_t count = first - kIndefiniteForm;
-    if (count > 2) return kDerTooLong;
-    if (count > buffer.size() - position) return kDerBadHeader;
-    length = 0;
-    for (std::size_t i = 0; i < count; ++i) length = (length << 8) | buffer[position++];
-    if (length >= kIndefiniteLength) return kDerTooLong;
-    if (count == 0) length = kIndefiniteLength;
-  }
+inline bool readShortDerHeader(ByteView buffer, std::size_t offset, DerElement& element) {
+  constexpr std::int32_t kHeaderLength = 2;
+  if (buffer.size() - offset < kHeaderLength) return false;
+  const std::uint8_t identifier = buffer[offset];
+  const std::uint8_t length = buffer[offset + 1];
+  const std::uint8_t tagNumber = identifier & DerElement::kTagBits;
+  if (tagNumber == DerElement::kTagBits || length >= kDerIndefiniteForm) return false;
 
   element.buffer = buffer;
   element.offset = offset;
@@ -130,8 +112,8 @@ inline int readDerHeader(ByteView buffer, std::size_t offset, DerElement& elemen
   element.classBits = identifier & DerElement::kClassBits;
   element.tagNumber = tagNumber;
   element.contentLength = length;
-  element.headerLength = static_cast<std::int32_t>(position - offset);
-  return 0;
+  element.headerLength = kHeaderLength;
+  return true;
 }
 
 }  // namespace wzapp

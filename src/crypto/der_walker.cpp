@@ -8,90 +8,105 @@ int DerWalker::walk(WalkMode mode, std::size_t n, DerElement& element) {
   if (mode == WalkMode::kNext) return next(element);
   if (mode == WalkMode::kNextSibling) return nextSibling(element);
   // Element n is the one that brings the number of elements passed to n + 1.
-  if (mode == WalkMode::kRestart || n < state_.passed) restart();
-  if (siblingBefore_) takeBackSibling();
-  return steps(n + 1 - state_.passed, element);
-}
-
-int DerWalker::next(DerElement& element) {
-  if (!siblingBefore_) return step<true>(element);
-  // The step to a sibling is gone through once more, now into what it passed over.
-  takeBackSibling();
-  return steps(2, element);
-}
-
-int DerWalker::nextSibling(DerElement& element) {
-  snapshot_ = state_;
-  siblingBefore_ = true;
-  return step<false>(element);
-}
-
-void DerWalker::restart() {
-  siblingBefore_ = false;
-  state_ = {0, 0, 0, 0};
-  ends_[0] = kNoEnd;
-}
-
-void DerWalker::takeBackSibling() {
-  siblingBefore_ = false;
-  state_ = snapshot_;
-}
-
-// None of these follows a step to a sibling.
-int DerWalker::steps(std::size_t count, DerElement& element) {
+  if (mode == WalkMode::kRestart || n < passed_) restart();
   int code = 0;
-  while (code == 0 && count-- > 0) code = next(element);
+  for (std::size_t count = n + 1 - passed_; code == 0 && count > 0; --count) code = next(element);
   return code;
 }
 
-template <bool kDescends>
-inline int DerWalker::step(DerElement& element) {
-  const ByteView buffer = buffer_;
-  std::size_t position = state_.position;
-  element.status = kDerBadHeader;
-  element.depth = static_cast<std::uint32_t>(state_.depth);
-  element.index = static_cast<std::uint32_t>(state_.children);
-  if (position == buffer.size()) return kDerEnd;
-  if (readDerHeader(buffer, position, element) != 0) return kDerBadHeader;
+int DerWalker::next(DerElement& element) {
+  if (passedOver_ != kNowhere) enterPassedOver();
+  return step(true, element);
+}
 
+int DerWalker::nextSibling(DerElement& element) {
+  if (passedOver_ != kNowhere) leavePassedOver();
+  return step(false, element);
+}
+
+void DerWalker::restart() {
+  position_ = 0;
+  passed_ = 0;
+  depth_ = 0;
+  children_ = 0;
+  passedOver_ = kNowhere;
+}
+
+// Its level is open already. One level too many: the step to it is taken back, and fails this time.
+void DerWalker::enterPassedOver() {
+  if (depth_ == kLevels) {
+    position_ = passedOver_;
+    --passed_;
+    closeLevel();
+    --children_;
+  }
+  passedOver_ = kNowhere;
+}
+
+void DerWalker::leavePassedOver() {
+  position_ = ends_[depth_];
+  closeFullLevels();
+  passedOver_ = kNowhere;
+}
+
+inline int DerWalker::step(bool descends, DerElement& element) {
+  element.status = kDerBadHeader;
+  element.depth = static_cast<std::uint32_t>(depth_);
+  element.index = static_cast<std::uint32_t>(children_);
+  if (readShortDerHeader(buffer_, position_, element)) return advance(descends, element);
+  return stepByLongHeader(descends, element);
+}
+
+int DerWalker::stepByLongHeader(bool descends, DerElement& element) {
+  if (position_ == buffer_.size()) return kDerEnd;
+  if (readDerHeader(buffer_, position_, element) != 0) return kDerBadHeader;
+  return advance(descends, element);
+}
+
+inline int DerWalker::advance(bool descends, DerElement& element) {
+  const std::size_t start = position_;
   const bool isConstructed = element.constructed != 0;
   const bool isIndefinite = element.isIndefinite();
   const auto length = static_cast<std::size_t>(element.contentLength);
-  position += static_cast<std::size_t>(element.headerLength);
+  const std::size_t content = start + static_cast<std::size_t>(element.headerLength);
   if (isIndefinite && !isConstructed) return kDerIndefinitePrimitive;
-  if (!isIndefinite && length > buffer.size() - position) return kDerBadHeader;
+  if (!isIndefinite && length > buffer_.size() - content) return kDerBadHeader;
 
-  if (isConstructed && (kDescends || isIndefinite)) {
-    if (length != 0 && state_.depth + 1 == kLevels) return kDerTooLong;
-    ++state_.children;
-    if (length != 0) openLevel(isIndefinite ? kNoEnd : position + length);
+  if (isConstructed && length != 0) {
+    if ((descends || isIndefinite) && depth_ + 1 == kLevels) return kDerTooLong;
+    if (!descends && !isIndefinite) passedOver_ = start;
+    openLevel(isIndefinite ? kNoEnd : content + length);
+    position_ = content;
   } else {
-    position += length;
     if (isEndOfContents(element)) {
       closeLevel();
     } else {
-      ++state_.children;
+      ++children_;
     }
+    position_ = content + length;
+    closeFullLevels();
   }
-  while (position >= ends_[state_.depth]) closeLevel();
-  state_.position = position;
-  ++state_.passed;
+  ++passed_;
   element.status = 0;
   return 0;
 }
 
 inline bool DerWalker::isEndOfContents(const DerElement& element) const {
   return element.identifier == 0 && element.contentLength == 0 && element.headerLength == 2 &&
-         state_.depth > 0 && ends_[state_.depth] == kNoEnd;
+         depth_ > 0 && ends_[depth_] == kNoEnd;
 }
 
 inline void DerWalker::openLevel(std::size_t end) {
-  children_[state_.depth] = state_.children;
-  ends_[++state_.depth] = end;
-  state_.children = 0;
+  outerChildren_[depth_] = children_ + 1;
+  ends_[++depth_] = end;
+  children_ = 0;
 }
 
-inline void DerWalker::closeLevel() { state_.children = children_[--state_.depth]; }
+inline void DerWalker::closeLevel() { children_ = outerChildren_[--depth_]; }
+
+inline void DerWalker::closeFullLevels() {
+  while (position_ >= ends_[depth_]) closeLevel();
+}
 
 ByteView outermostElement(ByteView der) {
   DerWalker walker(der);

@@ -39,7 +39,7 @@ class DerWalker {
   static constexpr std::size_t kLevels = 25;
 
   // Walks `buffer`, which must outlive the walker and its elements.
-  explicit DerWalker(ByteView buffer) : buffer_(buffer) { restart(); }
+  explicit DerWalker(ByteView buffer) : buffer_(buffer) { ends_[0] = kNoEnd; }
   DerWalker(const DerWalker&) = delete;
   DerWalker& operator=(const DerWalker&) = delete;
 
@@ -59,35 +59,37 @@ class DerWalker {
 
  private:
   static constexpr std::size_t kNoEnd = SIZE_MAX;
-
-  struct State {
-    std::size_t position;
-    std::size_t passed;    // elements returned since the start of the walk
-    std::size_t depth;     // innermost open level
-    std::size_t children;  // elements passed at that level
-  };
+  static constexpr std::size_t kNowhere = SIZE_MAX;
 
   void restart();
-  void takeBackSibling();
-  int steps(std::size_t count, DerElement& element);
-  template <bool kDescends>
-  int step(DerElement& element);
+  void enterPassedOver();
+  void leavePassedOver();
+  int step(bool descends, DerElement& element);
+  // A call: in its place it would take the registers that every step has to save.
+  [[gnu::noinline]] int stepByLongHeader(bool descends, DerElement& element);
+  int advance(bool descends, DerElement& element);
   [[nodiscard]] bool isEndOfContents(const DerElement& element) const;
   void openLevel(std::size_t end);
   void closeLevel();
+  void closeFullLevels();
 
   ByteView buffer_;
-  State state_;
-  // state_ before a step to the next sibling. The levels need no copy: such a step either closes
-  // some, which leaves them as they are, or opens one beyond those that were open.
-  State snapshot_;
-  bool siblingBefore_ = false;  // the last call was a step to the next sibling
+  std::size_t position_ = 0;
+  std::size_t passed_ = 0;    // elements returned since the start of the walk
+  std::size_t depth_ = 0;     // innermost open level
+  std::size_t children_ = 0;  // elements passed at that level
+
+  // Offset of the element that the last step, one to the next sibling, has passed over. Its level
+  // is open as if it had been entered, even if it is one more than may be, and the position is
+  // that of its content: whether it is gone into or left behind is for the step that follows.
+  std::size_t passedOver_ = kNowhere;
 
   // The open levels; what lies beyond the innermost one means nothing. A level is full when the
   // position has reached its end and no deeper one is open: an element that runs past its parent
-  // takes the position beyond that end.
-  std::array<std::size_t, kLevels> ends_;  // offsets; kNoEnd outermost and for indefinite lengths
-  std::array<std::size_t, kLevels> children_;  // passed before the deeper level was opened
+  // takes the position beyond that end. Ends are offsets; kNoEnd outermost and for indefinite
+  // lengths.
+  std::array<std::size_t, kLevels + 1> ends_;
+  std::array<std::size_t, kLevels> outerChildren_;  // children_ of the level around the next one
 };
 
 // `der` without the octets behind its first element; all of it where that element cannot be read

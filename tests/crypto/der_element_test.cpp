@@ -40,6 +40,23 @@ TEST_P(DerHeader, IsReadOrRefused) {
   EXPECT_EQ(element.headerLength, expected.headerLength);
 }
 
+TEST_P(DerHeader, OfTwoOctetsIsReadInPlace) {
+  const HeaderCase& expected = GetParam();
+  const Octets octets = fromHex(expected.hex);
+  DerElement element;
+
+  const bool isRead = readShortDerHeader(octets, 0, element);
+
+  const bool isShort = expected.headerLength == 2 && expected.contentLength != kIndefiniteLength;
+  ASSERT_EQ(isRead, isShort);
+  EXPECT_EQ(element.identifier, isShort ? expected.identifier : 0);
+  EXPECT_EQ(element.constructed, isShort ? expected.identifier & 0x20 : 0);
+  EXPECT_EQ(element.classBits, isShort ? expected.identifier & 0xC0 : 0);
+  EXPECT_EQ(element.tagNumber, isShort ? expected.tagNumber : 0);
+  EXPECT_EQ(element.contentLength, isShort ? expected.contentLength : 0);
+  EXPECT_EQ(element.headerLength, isShort ? expected.headerLength : 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Identifiers, DerHeader,
                          testing::Values(HeaderCase{"", kDerBadHeader, 0, 0, 0, 0},
                                          HeaderCase{"30 00", 0, 0x30, 16, 0, 2},

@@ -347,6 +347,30 @@ TEST(DerWalker, NextSiblingPassesOverWhatIsTooDeepToEnter) {
   EXPECT_EQ(walker.next(element), kDerTooLong);
 }
 
+// What is too deep is refused before it is passed, so that the walk stands before it again.
+TEST(DerWalker, StandsBeforeWhatItCouldNotEnterAfterPassingOverIt) {
+  DerBuilder der = DerBuilder().null().sequence(DerBuilder().null()).integer(1);
+  for (std::size_t depth = 24; depth > 0; --depth) der = DerBuilder().sequence(der);
+  const Octets octets = der.octets();
+  DerWalker walker(octets);
+  DerElement element;
+  ASSERT_EQ(walker.walk(WalkMode::kRestart, 24, element), 0);
+  ASSERT_EQ(element.identifier, kDerNull);
+
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(walker.nextSibling(element), 0);
+    EXPECT_EQ(stopAt(element), (Stop{0x30, 24, 1}));
+    EXPECT_EQ(walker.next(element), kDerTooLong);
+    EXPECT_FALSE(element.isValid());
+    EXPECT_EQ(element.depth, 24U);
+    EXPECT_EQ(element.index, 1U);
+    EXPECT_EQ(walker.walk(WalkMode::kToIndex, 25, element), kDerTooLong);
+  }
+  EXPECT_EQ(walker.nextSibling(element), 0);
+  EXPECT_EQ(walker.nextSibling(element), 0);
+  EXPECT_EQ(stopAt(element), (Stop{kDerInteger, 24, 2}));
+}
+
 TEST(DerWalker, LongestElementIsTaken) {
   const Octets der = DerBuilder().octetString(Octets(32766)).null().octets();
   int end = 0;
