@@ -79,7 +79,7 @@ struct DerElement {
 //
 // Returns 0; or, with `element` left alone, kDerTooLong for an identifier or a length beyond the
 // limits and kDerBadHeader when the buffer ends inside the header.
-[[nodiscard]] int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element);
+[[nodiscard]] inline int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element);
 
 // The same for the headers of two octets, which most are: an identifier of one octet and a length
 // below 128. Returns false, with `element` left alone, for every other one.
@@ -96,7 +96,53 @@ struct DerElement {
 
 // -------------------------------------------------------------------------------------------------
 
+// Reads the octets of a tag number, which begin at `position`, and moves it behind them.
+// Returns as readDerHeader().
+[[nodiscard]] int readLongTag(ByteView buffer, std::size_t& position, std::int32_t& tagNumber);
+
+// identifier := short | 0x1F-low-bits more* last
+// length := 0x00-0x7F | 0x80 indefinite | 0x81 octet | 0x82 octet octet, up to 0x7FFE
+//
 // Inline, and without a field written before the end, because every step of every walk does this.
+inline int readDerHeader(ByteView buffer, std::size_t offset, DerElement& element) {
+  std::size_t position = offset;
+  if (position == buffer.size()) return kDerBadHeader;
+  const std::uint8_t identifier = buffer[position++];
+  std::int32_t tagNumber = identifier & DerElement::kTagBits;
+  if (tagNumber == DerElement::kTagBits) {
+    std::size_t behind = position;
+    std::int32_t number = 0;
+    if (const int code = readLongTag(buffer, behind, number); code != 0) return code;
+    position = behind;
+    tagNumber = number;
+  }
+
+  if (position == buffer.size()) return kDerBadHeader;
+  const std::uint8_t first = buffer[position++];
+  std::int32_t length = first;
+  if (first >= kDerIndefiniteForm) {
+    const std::size_t count = first - kDerIndefiniteForm;
+    if (count > 2) return kDerTooLong;
+    if (count > buffer.size() - position) return kDerBadHeader;
+    length = count == 0 ? kIndefiniteLength : buffer[position];
+    if (count == 2) {
+      length = (length << 8) | buffer[position + 1];
+      if (length >= kIndefiniteLength) return kDerTooLong;
+    }
+    position += count;
+  }
+
+  element.buffer = buffer;
+  element.offset = offset;
+  element.identifier = identifier;
+  element.constructed = identifier & DerElement::kConstructedBit;
+  element.classBits = identifier & DerElement::kClassBits;
+  element.tagNumber = tagNumber;
+  element.contentLength = length;
+  element.headerLength = static_cast<std::int32_t>(position - offset);
+  return 0;
+}
+
 inline bool readShortDerHeader(ByteView buffer, std::size_t offset, DerElement& element) {
   constexpr std::int32_t kHeaderLength = 2;
   if (buffer.size() - offset < kHeaderLength) return false;
