@@ -64,8 +64,8 @@ std::size_t subjectAttribute(const DerElement& element) {
   if (content.empty() || content[0] != kX500) return kNoAttribute;
   ShortOid oid = ShortOid::ofOctets(content);
   const std::size_t attribute = findAttribute(oid);
-  if (attribute != kNoAttribute || ShortOid::read(content, oid) != 0) return attribute;
-  return findAttribute(oid);  // a padded one
+  if (attribute != kNoAttribute || !mayBePadded(content)) return attribute;
+  return ShortOid::read(content, oid) == 0 ? findAttribute(oid) : kNoAttribute;
 }
 
 struct AttributeValue {

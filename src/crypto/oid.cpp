@@ -90,10 +90,12 @@ int ShortOid::read(ByteView content, ShortOid& oid) {
 
 bool isOid(ByteView content, const ShortOid& oid) {
   if (ShortOid::ofOctets(content) == oid) return true;
-  // Another one, unless there is padding in it.
-  if (std::find(content.begin(), content.end(), kMoreBit) == content.end()) return false;
   ShortOid read;
-  return ShortOid::read(content, read) == 0 && read == oid;
+  return mayBePadded(content) && ShortOid::read(content, read) == 0 && read == oid;
+}
+
+bool mayBePadded(ByteView content) {
+  return std::find(content.begin(), content.end(), kMoreBit) != content.end();
 }
 
 int oidToText(ByteView content, char* text, std::size_t size) {

@@ -71,6 +71,10 @@ consteval ShortOid oid(std::string_view text);
 // Whether content octets are this OID, padded or not.
 [[nodiscard]] bool isOid(ByteView content, const ShortOid& oid);
 
+// Whether there may be padding in content octets; without it ofOctets() makes of them what read()
+// does, or they are no short OID.
+[[nodiscard]] bool mayBePadded(ByteView content);
+
 // Writes the dotted text and a terminating NUL.
 // `size`: octets at `text`. With 0 nothing is written and the size needed is returned.
 // Returns the length of the text (with `size` 0: plus 1); kDerNotFound for an arc of more than five
