@@ -81,22 +81,16 @@ class CertificateParser {
 
   // One step for each line of the grammar. Each begins where the one before it has stopped.
   int parse() {
-    using Step = int (CertificateParser::*)();
-    static constexpr Step kSteps[] = {
-        &CertificateParser::readToBeSigned,
-        &CertificateParser::readVersion,
-        &CertificateParser::readSerial,
-        &CertificateParser::readValidity,
-        &CertificateParser::readSubject,
-        &CertificateParser::readPublicKey,
-        &CertificateParser::readExtensions,
-        &CertificateParser::checkKeyIds,
-        &CertificateParser::readSignatureAlgorithm,
-        &CertificateParser::readSignature,
-    };
-    for (const Step step : kSteps) {
-      if (const int code = (this->*step)(); code != 0) return code;
-    }
+    if (const int code = readToBeSigned(); code != 0) return code;
+    if (const int code = readVersion(); code != 0) return code;
+    if (const int code = readSerial(); code != 0) return code;
+    if (const int code = readValidity(); code != 0) return code;
+    if (const int code = readSubject(); code != 0) return code;
+    if (const int code = readPublicKey(); code != 0) return code;
+    if (const int code = readExtensions(); code != 0) return code;
+    if (const int code = checkKeyIds(); code != 0) return code;
+    if (const int code = readSignatureAlgorithm(); code != 0) return code;
+    if (const int code = readSignature(); code != 0) return code;
     return 0;
   }
 
