@@ -5,9 +5,11 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/ioctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -253,6 +255,56 @@ TEST_F(WatchTest, SingleKeysWorkInATerminalWhichIsLeftAsItWas) {
   termios after{};
   tcgetattr(terminal, &after);
   EXPECT_EQ(after.c_lflag, before.c_lflag);
+  close(keyboard);
+  close(terminal);
+}
+
+// Plays the shell: returns in a child that has the foreground, and goes on with it once it has been
+// stopped.
+void continueOnce(int terminal) {
+  signal(SIGTTOU, SIG_IGN);
+  const pid_t child = fork();
+  if (child == 0) {
+    setpgid(0, 0);
+    tcsetpgrp(terminal, getpid());
+    signal(SIGTTOU, SIG_DFL);
+    return;
+  }
+  int status = 0;
+  waitpid(child, &status, WUNTRACED);
+  termios mode{};
+  tcgetattr(terminal, &mode);
+  const char* const said = (mode.c_lflag & ICANON) != 0 ? "whole lines\n" : "single keys\n";
+  (void)!::write(STDOUT_FILENO, said, strlen(said));
+  kill(child, SIGCONT);
+  waitpid(child, &status, 0);
+  _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 125);
+}
+
+// As a shell does it: Ctrl-Z stops the program's group, `fg` lets it go on.
+TEST_F(WatchTest, KeysWorkAfterASuspensionForWhichTheTerminalIsAsItWas) {
+  int keyboard = -1, terminal = -1;
+  ASSERT_EQ(openpty(&keyboard, &terminal, nullptr, nullptr, nullptr), 0);
+  Program program(watch(), [&] {
+    setsid();
+    ioctl(terminal, TIOCSCTTY, 0);
+    dup2(terminal, STDIN_FILENO);
+    continueOnce(terminal);
+  });
+  const auto type = [&](char key) { ASSERT_EQ(::write(keyboard, &key, 1), 1); };
+  ASSERT_TRUE(program.awaitOutput("first 3")) << program.errors();
+
+  type('\x1a');
+  EXPECT_TRUE(program.awaitOutput("whole lines")) << program.out() << program.errors();
+  termios now{};
+  do {
+    usleep(10'000);
+    tcgetattr(terminal, &now);
+  } while ((now.c_lflag & ICANON) != 0 && program.out().find("single keys") == std::string::npos);
+  type('r');
+  EXPECT_TRUE(program.awaitOutput("shop reloaded: asked for")) << program.out();
+  type('q');
+  EXPECT_EQ(program.wait(), kDone) << program.errors();
   close(keyboard);
   close(terminal);
 }

@@ -8,7 +8,8 @@
 namespace wz {
 
 /// Takes keys from standard input, on a thread of its own, where that is a terminal in whose
-/// foreground the program runs. The terminal is as it was when this has gone, and when a second
+/// foreground the program runs. The terminal is as it was when this has gone, while the program is
+/// stopped by the terminal (SIGTSTP), and when a second
 /// signal ends the program at once.
 class KeyReader {
  public:
