@@ -74,7 +74,8 @@ class PageConsoleTest : public testing::Test {
   PageFacts page_;
   OpenPage owner_;
   PageStory story_{std::make_shared<OpenQueue>(), 7, "shop"};
-  PageConsole console_{owner_, page_, story_};
+  // No time goes by.
+  PageConsole console_{owner_, page_, story_, [] { return ConsoleMeter::Clock::time_point(); }};
 
  private:
   static void onEvent(void* told, const PageEvent& event) {

@@ -189,8 +189,9 @@ void PageConsole::onDialog(const JsonValue& params) {
 // among them hold.
 void PageConsole::showLine(PageEvent event, const JsonValue& args, LineText text) {
   event.texts = {shortened(text({}))};
-  const auto now = ConsoleMeter::Clock::now();
-  if (isMuted_ || !meter_.count(event.texts[0].size(), now)) return showNoLonger(std::move(event));
+  if (isMuted_ || !meter_.count(event.texts[0].size(), now_())) {
+    return showNoLonger(std::move(event));
+  }
   std::vector<std::size_t> indices;
   if (args.IsArray()) {
     for (rapidjson::SizeType i = 0; i < args.Size(); ++i) {
@@ -198,7 +199,7 @@ void PageConsole::showLine(PageEvent event, const JsonValue& args, LineText text
     }
   }
   if (story_.waiting() > kMostHeldEvents) story_.letAllOut();
-  const bool isBusy = ConsoleMeter::Clock::now() < askAgain_;
+  const bool isBusy = now_() < askAgain_;
   const bool canAsk =
       hasPageObserver() && !isBusy && story_.held() < kMostExpansions && !owner_.standsStill();
   if (indices.empty() || !canAsk) return story_.tell(std::move(event));
@@ -219,12 +220,12 @@ void PageConsole::showNoLonger(PageEvent event) {
 void PageConsole::expandLine(PageEvent event, const std::vector<std::size_t>& indices,
                              const JsonValue& args, LineText text) {
   const auto ticket = story_.hold(std::move(event));
-  const auto asked = ConsoleMeter::Clock::now();
+  const auto asked = now_();
   page_.connection->call(
       page_.session, "Runtime.callFunctionOn", expansionCall(args, indices),
       [self = std::shared_ptr<PageConsole>(owner_.keep(), this), ticket, indices,
        text = std::move(text), asked](const CdpReply& reply) {
-        const auto now = ConsoleMeter::Clock::now();
+        const auto now = self->now_();
         if (now - asked >= kExpansionDeadline) self->askAgain_ = now + kAskAgain;
         Expanded expanded;
         const JsonValue& values = jsonMember(jsonMember(reply.result, "result"), "value");

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "workstation/browser/engine/page/console_meter.h"
@@ -16,8 +17,11 @@ namespace workstation {
 /// Part of an invocation.
 class PageConsole {
  public:
-  PageConsole(PageOwner& owner, const PageFacts& page, PageStory& story)
-      : owner_(owner), page_(page), story_(story) {}
+  using Now = std::function<ConsoleMeter::Clock::time_point()>;
+
+  PageConsole(PageOwner& owner, const PageFacts& page, PageStory& story,
+              Now now = ConsoleMeter::Clock::now)
+      : owner_(owner), page_(page), story_(story), now_(std::move(now)) {}
 
   /// Takes an event of the page's session; false when it is about something else.
   bool onEvent(const CdpEvent& event);
@@ -41,6 +45,7 @@ class PageConsole {
   PageOwner& owner_;
   const PageFacts& page_;
   PageStory& story_;
+  const Now now_;
   ConsoleMeter meter_;
   bool isMuted_ = false;                        // it has printed too much
   bool toldUncaught_ = false;                   // since then
