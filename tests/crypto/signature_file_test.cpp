@@ -228,6 +228,13 @@ INSTANTIATE_TEST_SUITE_P(
                    SignatureFileBuilder().signerVersion({})},
         BrokenFile{"SignerDigestOther", kNoSignatureDigest,
                    SignatureFileBuilder().signerDigestAlgorithm(algorithmIdentifier(kSha1))},
+        BrokenFile{"SignerWithoutMoreThanItsName", kNoSignatureDigest,
+                   SignatureFileBuilder()
+                       .signerDigestAlgorithm({})
+                       .signedAttributes({})
+                       .signatureAlgorithm({})
+                       .signature({})
+                       .otherAttributes({})},
         BrokenFile{"SignerDigestPrimitive", kNoSignatureDigest,
                    SignatureFileBuilder().signerDigestAlgorithm(DerBuilder().oid(kSha256))},
         BrokenFile{"SignerDigestInASignedAttribute", kNoSignatureDigest,
