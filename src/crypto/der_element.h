@@ -96,6 +96,20 @@ struct DerElement {
 
 // -------------------------------------------------------------------------------------------------
 
+// All that a header says, at once.
+inline void setDerHeader(DerElement& element, ByteView buffer, std::size_t offset,
+                         std::uint8_t identifier, std::int32_t tagNumber,
+                         std::int32_t contentLength, std::size_t headerLength) {
+  element.buffer = buffer;
+  element.offset = offset;
+  element.identifier = identifier;
+  element.constructed = identifier & DerElement::kConstructedBit;
+  element.classBits = identifier & DerElement::kClassBits;
+  element.tagNumber = tagNumber;
+  element.contentLength = contentLength;
+  element.headerLength = static_cast<std::int32_t>(headerLength);
+}
+
 // Reads the octets of a tag number, which begin at `position`, and moves it behind them.
 // Returns as readDerHeader().
 [[nodiscard]] int readLongTag(ByteView buffer, std::size_t& position, std::int32_t& tagNumber);
@@ -132,33 +146,19 @@ inline int readDerHeader(ByteView buffer, std::size_t offset, DerElement& elemen
     position += count;
   }
 
-  element.buffer = buffer;
-  element.offset = offset;
-  element.identifier = identifier;
-  element.constructed = identifier & DerElement::kConstructedBit;
-  element.classBits = identifier & DerElement::kClassBits;
-  element.tagNumber = tagNumber;
-  element.contentLength = length;
-  element.headerLength = static_cast<std::int32_t>(position - offset);
+  setDerHeader(element, buffer, offset, identifier, tagNumber, length, position - offset);
   return 0;
 }
 
 inline bool readShortDerHeader(ByteView buffer, std::size_t offset, DerElement& element) {
-  constexpr std::int32_t kHeaderLength = 2;
+  constexpr std::size_t kHeaderLength = 2;
   if (buffer.size() - offset < kHeaderLength) return false;
   const std::uint8_t identifier = buffer[offset];
   const std::uint8_t length = buffer[offset + 1];
   const std::uint8_t tagNumber = identifier & DerElement::kTagBits;
   if (tagNumber == DerElement::kTagBits || length >= kDerIndefiniteForm) return false;
 
-  element.buffer = buffer;
-  element.offset = offset;
-  element.identifier = identifier;
-  element.constructed = identifier & DerElement::kConstructedBit;
-  element.classBits = identifier & DerElement::kClassBits;
-  element.tagNumber = tagNumber;
-  element.contentLength = length;
-  element.headerLength = kHeaderLength;
+  setDerHeader(element, buffer, offset, identifier, tagNumber, length, kHeaderLength);
   return true;
 }
 
