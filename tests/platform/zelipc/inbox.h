@@ -14,7 +14,7 @@
 
 namespace zelipc_test {
 
-inline constexpr std::chrono::seconds kPatience{20};  // ends a wait for what never comes
+inline constexpr std::chrono::seconds kPatience{60};  // ends a wait for what never comes
 
 struct Received {
   std::string from, to, name, payload;
