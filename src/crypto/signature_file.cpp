@@ -142,7 +142,6 @@ class SignatureFileParser {
     const auto isAttributes = [this] { return at_.identifier == kSignedAttributesIdentifier; };
     if (!find(kSignerDepth, isAttributes) || !at_.hasView()) return kNoSignedAttributes;
     info_.signedAttributes = at_.content();
-    attributesEnd_ = at_.offset + at_.encoding().size();
     attributes_.emplace(info_.signedAttributes);
     return 0;
   }
@@ -160,12 +159,10 @@ class SignatureFileParser {
     return info_.messageDigest.size() == digest_->size ? 0 : kNoSignatureDigest;
   }
 
-  // The algorithm is the field behind the signed attributes. Attributes may name algorithms too,
-  // those before it and those behind the signature; they are not taken for it.
+  // The algorithm is the next field: what lies in the signed attributes is deeper. Attributes may
+  // name algorithms too, those before it and those behind the signature; they are not taken for it.
   int readSignature() {
-    const auto isNextField = [this] {
-      return at_.offset >= attributesEnd_ && at_.depth == kSignerDepth;
-    };
+    const auto isNextField = [this] { return at_.depth == kSignerDepth; };
     const auto isAlgorithm = [this] { return hasOid(at_, kRsaEncryption); };
     if (!find(kSignerDepth, isNextField)) return kNoRsaSignature;
     if (!isAlgorithm() && !find(kSignerDepth + 1, isAlgorithm)) return kNoRsaSignature;
@@ -226,7 +223,6 @@ class SignatureFileParser {
   DerWalker walker_;
   DerElement at_;                            // where the walk stands
   std::optional<DerWalker> attributes_;      // through the signed attributes
-  std::size_t attributesEnd_ = 0;            // offset in the file
   const DigestAlgorithm* digest_ = nullptr;  // the file's
   SignatureInfo info_;
 };
