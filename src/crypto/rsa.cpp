@@ -134,21 +134,22 @@ bool publicOperation(ByteView input, Word exponent, ByteView modulus,
 int verify(const SignatureCheck& check, const MontgomeryKernel& kernel) {
   const std::size_t digestOctets = digestSize(check.digestOid);
   if (digestOctets == 0) return kSignatureUnknownDigest;
-  Buffer digest(check.prehashed ? check.data.size() : digestOctets);
-  if (digest.isMissing()) return kSignatureNoMemory;
-  if (const int code = digestData(check, digest.octets()); code != 0) return code;
+  const std::size_t dataSize = check.prehashed ? check.data.size() : digestOctets;
+  const std::size_t size = check.modulus.size();
+  Buffer memory(dataSize + size);
+  if (memory.isMissing()) return kSignatureNoMemory;
+  const std::span<std::uint8_t> digest = memory.octets().first(dataSize);
+  const std::span<std::uint8_t> expected = memory.octets().last(size);
+  if (const int code = digestData(check, digest); code != 0) return code;
 
   DerBuffer digestInfo;
-  const int infoSize = makeDigestInfo(check.digestOid, digest.octets(), digestInfo);
-  const std::size_t size = check.modulus.size();
+  const int infoSize = makeDigestInfo(check.digestOid, digest, digestInfo);
   if (infoSize < 0 || digestInfo.encoding().size() + kPaddingOverhead > size) {
     return kSignatureUnknownDigest;
   }
-  Buffer expected(size);
-  if (expected.isMissing()) return kSignatureNoMemory;
-  fillExpectedBlock(expected.octets(), digestInfo.encoding());
+  fillExpectedBlock(expected, digestInfo.encoding());
   if (size > kMaxModulusSize) return kSignatureKeyTooLong;
-  return opensTo(check, expected.octets(), kernel) ? kSignatureValid : kSignatureInvalid;
+  return opensTo(check, expected, kernel) ? kSignatureValid : kSignatureInvalid;
 }
 
 }  // namespace wzapp
