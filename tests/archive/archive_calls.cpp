@@ -53,6 +53,7 @@ int __real_unzClose(unzFile file);
 int __real_open(const char* path, int flags, ...);
 int __real_fcntl(int descriptor, int command, ...);
 int __real_fstat(int descriptor, struct stat* status);
+ssize_t __real_pread(int descriptor, void* octets, std::size_t size, off_t offset);
 ssize_t __real_write(int descriptor, const void* octets, std::size_t size);
 int __real_close(int descriptor);
 void* __real__Znwm(std::size_t size);
@@ -151,6 +152,16 @@ int __wrap_fstat(int descriptor, struct stat* status) {
     return -1;
   }
   return __real_fstat(descriptor, status);
+}
+
+// A failing one was interrupted by a signal.
+ssize_t __wrap_pread(int descriptor, void* octets, std::size_t size, off_t offset) {
+  if (mustFail(Call::kPread)) {
+    errno = EINTR;
+    return -1;
+  }
+  if (current != nullptr && current->readLimit != 0) size = std::min(size, current->readLimit);
+  return __real_pread(descriptor, octets, size, offset);
 }
 
 ssize_t __wrap_write(int descriptor, const void* octets, std::size_t size) {

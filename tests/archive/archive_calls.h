@@ -24,6 +24,7 @@ enum class Call {
   kOpen,
   kFcntl,
   kFstat,
+  kPread,
   kWrite,
   kClose,
   kNew,    // operator new; a failing one throws std::bad_alloc
@@ -42,7 +43,8 @@ class ArchiveCalls {
   void fail(Call call, int number);
   void failNothing();
 
-  // Lets write(2) take at most so many octets at once.
+  // Lets pread(2) give, or write(2) take, at most so many octets at once.
+  void limitReads(std::size_t octets) { readLimit = octets; }
   void limitWrites(std::size_t octets) { writeLimit = octets; }
   // Lets the next write(2) be interrupted by a signal.
   void interruptWrite() { isWriteInterrupted = true; }
@@ -60,7 +62,8 @@ class ArchiveCalls {
   std::array<int, static_cast<std::size_t>(Call::kCount)> counts{};
   Call failing = Call::kCount;
   int failingNumber = 0;
-  std::size_t writeLimit = 0;  // 0: none
+  std::size_t readLimit = 0;  // 0: none
+  std::size_t writeLimit = 0;
   bool isWriteInterrupted = false;
   int archives = 0;
   bool hasOpenEntry = false;

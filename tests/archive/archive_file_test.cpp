@@ -9,12 +9,15 @@
 #include <limits>
 #include <random>
 
+#include "tests/archive/archive_calls.h"
 #include "tests/archive/archive_test.h"
 
 namespace wzapp {
 namespace {
 
+using wzapp_test::ArchiveCalls;
 using wzapp_test::ArchiveTest;
+using wzapp_test::Call;
 using wzapp_test::MemoryFile;
 using wzapp_test::noise;
 
@@ -74,6 +77,20 @@ TEST_F(ArchiveFileTest, StandsWhereFseekWould) {
   EXPECT_EQ(file.position(), 2U);
   EXPECT_EQ(readAt(file, kLast, 5), "");
   EXPECT_EQ(readAt(file, kLast, 5000), "");
+  EXPECT_FALSE(file.hasFailed());
+}
+
+TEST_F(ArchiveFileTest, GivesAllThatIsThereByReadsThatGiveLess) {
+  const std::string content = noise(10000);
+  const MemoryFile memory(content);
+  ArchiveFile file;
+  ASSERT_TRUE(file.open(memory.descriptor()));
+  ArchiveCalls calls;
+  calls.limitReads(700);
+  calls.fail(Call::kPread, 3);  // a signal
+
+  EXPECT_EQ(readAt(file, 10, 9000), content.substr(10, 9000));
+  EXPECT_EQ(readAt(file, 9500, 300), content.substr(9500, 300));
   EXPECT_FALSE(file.hasFailed());
 }
 
