@@ -202,6 +202,18 @@ TEST_F(FullFlashTest, FindsNoRoomOutsideTheApplication) {
   });
 }
 
+// Without what the old version holds there would be too little.
+TEST_F(FullFlashTest, TakesTheRoomOfTheOldVersion) {
+  constexpr std::uint64_t kHalfOfTheOld = 200 * kKilo;
+  runInChild([this] {
+    enterOwnNamespace();
+    mountMemory(kFlash, "size=24m");
+
+    EXPECT_TRUE(isUpdated(
+        [this] { leaveFree(TemporaryFile::kReserve + 2 * newPackage_.size() - kHalfOfTheOld); }));
+  });
+}
+
 // A new version without an old one has nothing to lose, and takes what there is.
 TEST_F(FullFlashTest, TakesTheReserveForANewApplication) {
   runInChild([this] {
