@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "archive/unzip.h"
@@ -37,10 +38,11 @@ std::string contentOf(int descriptor) {
   return content;
 }
 
-void checkName(const std::string& name) {
+void checkName(std::string_view name) {
   FUZZ_CHECK(name.size() < UnZIP::kNameLimit);
-  FUZZ_CHECK(name.find('\\') == std::string::npos);
-  FUZZ_CHECK(name.find('\0') == std::string::npos);
+  FUZZ_CHECK(name.find('\\') == std::string_view::npos);
+  FUZZ_CHECK(name.find('\0') == std::string_view::npos);
+  FUZZ_CHECK(name.data()[name.size()] == '\0');
 }
 
 void checkDigests(UnZIP& archive, UnZIP::Entry entry, ReadEnd end, const std::string& content) {

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <new>
+#include <string_view>
 
 #include "support/file_system.h"
 
@@ -21,12 +22,11 @@ constexpr mode_t kFileMode = 0666;
 // The largest file whose limit can be counted; there is none.
 constexpr std::uint64_t kLargestSize = UINT64_MAX / UnZIP::kMaxExpansion;
 
-// Octets of memory that an entry of the index takes: its node, and its name where the string does
-// not hold that itself.
-std::size_t costOf(const std::string& name) {
-  constexpr std::size_t kNode = sizeof(UnZIP::Index::value_type) + 5 * sizeof(void*);
-  static const std::size_t heldInside = std::string().capacity();
-  return name.size() <= heldInside ? kNode : kNode + name.size() + 3 * sizeof(void*);
+// Octets of memory that an entry of the index takes: its node, and its name.
+std::size_t costOf(std::string_view name) {
+  constexpr std::size_t kNode = sizeof(UnZIP::Index::value_type) + 4 * sizeof(void*);
+  constexpr std::size_t kAlignment = alignof(UnZIP::Index::value_type);
+  return kNode + (name.size() / kAlignment + 1) * kAlignment;
 }
 
 using Block = std::array<std::uint8_t, UnZIP::kBlockSize>;
@@ -72,6 +72,7 @@ void UnZIP::close() {
   }
   handle_ = nullptr;
   index_.clear();
+  memory_.release();
   indexSize_ = 0;
   file_.close();
 }
@@ -99,13 +100,23 @@ bool UnZIP::indexCurrentEntry() {
   unz64_file_pos position;
   if (unzGetFilePos64(handle_, &position) != UNZ_OK) return false;
 
-  std::string name(buffer);
-  std::ranges::replace(name, '\\', '/');
-  const std::size_t cost = costOf(name);
-  const auto [found, isNew] = index_.try_emplace(std::move(name));
-  found->second = {position.pos_in_zip_directory, position.num_of_file, info.uncompressed_size};
-  if (isNew) indexSize_ += cost;
-  return indexSize_ <= kMaxIndexSize;
+  const std::string_view name = buffer;
+  std::replace(buffer, buffer + name.size(), '\\', '/');
+  auto place = index_.lower_bound(name);
+  if (place == index_.end() || place->first != name) {
+    indexSize_ += costOf(name);
+    if (indexSize_ > kMaxIndexSize) return false;
+    place = index_.try_emplace(place, keep(name));
+  }
+  place->second = {position.pos_in_zip_directory, position.num_of_file, info.uncompressed_size};
+  return true;
+}
+
+// In memory that lives as long as the index, with a zero octet behind it.
+std::string_view UnZIP::keep(std::string_view name) {
+  auto* const kept = static_cast<char*>(memory_.allocate(name.size() + 1, 1));
+  *std::ranges::copy(name, kept).out = '\0';
+  return {kept, name.size()};
 }
 
 bool UnZIP::goTo(Entry entry) {

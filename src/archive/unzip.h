@@ -20,18 +20,22 @@
 #ifndef WZAPP_ARCHIVE_UNZIP_H
 #define WZAPP_ARCHIVE_UNZIP_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory_resource>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "archive/archive_file.h"
 #include "crypto/digest.h"
 #include "support/byte_view.h"
 #include "support/file_system.h"
+#include "support/heap_resource.h"
 
 namespace wzapp {
 
@@ -61,9 +65,9 @@ enum class ReadEnd {
 class UnZIP {
  public:
   // Names of the entries, in ascending order of their octets. A name is what the archive has up to
-  // the first NUL, every "\" replaced by "/"; of entries with the same name the last counts.
-  // Directories (their names end in "/") are entries like any other.
-  using Index = std::map<std::string, EntryRecord>;
+  // the first NUL, every "\" replaced by "/", and the octet behind it is zero; of entries with the
+  // same name the last counts. Directories (their names end in "/") are entries like any other.
+  using Index = std::pmr::map<std::string_view, EntryRecord>;
   using Entry = Index::const_iterator;
 
   // Takes the next block of an entry, good during the call. False: no more are wanted.
@@ -79,8 +83,9 @@ class UnZIP {
   // repetition of 258 octets.
   static constexpr std::uint64_t kMaxExpansion = 1032;
 
-  // Octets of memory that the index may take; about 100,000 entries with short names.
-  static constexpr std::size_t kMaxIndexSize = std::size_t{12} << 20;
+  // Octets of memory that the index may use, of half as many again that are asked for beforehand;
+  // about 100,000 entries with short names.
+  static constexpr std::size_t kMaxIndexSize = std::size_t{10} << 20;
 
   // Names of this length in octets or longer make an archive unreadable.
   static constexpr std::size_t kNameLimit = 256;
@@ -144,6 +149,7 @@ class UnZIP {
   void close();
   [[nodiscard]] bool readIndex();
   [[nodiscard]] bool indexCurrentEntry();
+  [[nodiscard]] std::string_view keep(std::string_view name);
 
   [[nodiscard]] bool goTo(Entry entry);
   [[nodiscard]] bool openEntry();
@@ -156,7 +162,11 @@ class UnZIP {
 
   ArchiveFile file_;
   void* handle_ = nullptr;  // minizip's; null when the archive could not be read
-  Index index_;
+  // Of the index, which only grows: what most archives need, and more asked for in a few pieces.
+  std::array<std::byte, 1024> firstMemory_;
+  HeapResource heap_;
+  std::pmr::monotonic_buffer_resource memory_{firstMemory_.data(), firstMemory_.size(), &heap_};
+  Index index_{&memory_};
   std::size_t indexSize_ = 0;       // octets of memory, as good as that can be told
   EntryRecord* current_ = nullptr;  // of the entry that is being read
   std::uint64_t position_ = 0;      // octets of it that have come out in this reading

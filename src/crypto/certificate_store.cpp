@@ -123,11 +123,10 @@ void CertificateStore::addAuthorities() {
   }
 }
 
-void CertificateStore::add(const std::string& displayName, ByteView der, std::int32_t kind) {
-  const char* const name = displayName.c_str();
-  report(kAdding, name);
+void CertificateStore::add(const char* displayName, ByteView der, std::int32_t kind) {
+  report(kAdding, displayName);
   CertificateSummary summary;
-  if (readSummary(name, der, summary)) addSummarised(name, der, summary, kind);
+  if (readSummary(displayName, der, summary)) addSummarised(displayName, der, summary, kind);
 }
 
 void CertificateStore::addSummarised(const char* displayName, ByteView der,

@@ -60,7 +60,7 @@ class CertificateStore {
   // `der` is copied.
   // `kind`: what the certificate becomes. For kUndecidedCertificate its issuer decides that, and
   // where the issuer is a kSignerAuthority the permissions do.
-  void add(const std::string& displayName, ByteView der, std::int32_t kind = kUndecidedCertificate);
+  void add(const char* displayName, ByteView der, std::int32_t kind = kUndecidedCertificate);
 
   // The certificate of a subject key identifier in uppercase hexadecimal; null if there is none.
   // It outlives the store's own use of it.

@@ -27,24 +27,24 @@ void removeApplication(const ListedEntry& entry, bool isGone) {
   bool isDataGone = isGone;
   if (!isGone) {
     isDataGone = removeTree(data, Quiet::kEverything);  // only the application's entry leads to it
-    removeTree(entry.path, Quiet::kNothing);
+    removeTree(entry.path(), Quiet::kNothing);
   }
   report(kRemovingLine, data.c_str());
   if (!isDataGone) removeTree(data, Quiet::kTop);
 }
 
 void removeManifestDirectory(const ListedEntry& entry) {
-  if (!removeManifestDirectoryInAdvance(entry)) removeTree(entry.path, Quiet::kNothing);
+  if (!removeManifestDirectoryInAdvance(entry)) removeTree(entry.path(), Quiet::kNothing);
 }
 
 bool removeApplicationInAdvance(const ListedEntry& entry) {
   const bool isDataGone = removeTree(dataPath(entry), Quiet::kEverything);
-  const bool isEntryGone = removeTree(entry.path, Quiet::kEverything);
+  const bool isEntryGone = removeTree(entry.path(), Quiet::kEverything);
   return isDataGone && isEntryGone;
 }
 
 bool removeManifestDirectoryInAdvance(const ListedEntry& entry) {
-  return removeTree(entry.path, Quiet::kEverything, kManifestsInOrder);
+  return removeTree(entry.path(), Quiet::kEverything, kManifestsInOrder);
 }
 
 }  // namespace wzapp

@@ -56,8 +56,8 @@ class DependencyCheck {
   };
 
   [[nodiscard]] bool readManifests();
-  [[nodiscard]] Finding readDirectory(const std::string& path);
-  [[nodiscard]] bool readManifest(ListedEntry entry);
+  [[nodiscard]] Finding readDirectory(const char* path);
+  [[nodiscard]] bool readManifest(const ListedEntry& entry);
 
   void collectExports();
   [[nodiscard]] bool checkApplications();
@@ -101,7 +101,7 @@ bool isManifest(const ListedEntry& entry) { return manifestStem(toUpper(entry.na
 
 // As listDirectory(), the manifests alone: what lies beside them takes no memory while they are
 // read.
-Finding listManifests(const std::string& path, std::vector<ListedEntry>& manifests) {
+Finding listManifests(const char* path, std::vector<ListedEntry>& manifests) {
   std::vector<ListedEntry> entries;
   const Finding finding = listDirectory(path, entries);
   manifests.reserve(
@@ -117,7 +117,7 @@ bool DependencyCheck::readManifests() {
     for (int number = 1; number <= kExportersPerRow; ++number) {
       std::string directory;
       format(directory, row, number);
-      if (readDirectory(directory) == Finding::kUnknown) return false;  // most do not exist
+      if (readDirectory(directory.c_str()) == Finding::kUnknown) return false;  // most do not exist
     }
   }
   firstApplication_ = manifests_.size();
@@ -132,30 +132,30 @@ bool DependencyCheck::readManifests() {
   return true;
 }
 
-Finding DependencyCheck::readDirectory(const std::string& path) {
+Finding DependencyCheck::readDirectory(const char* path) {
   std::vector<ListedEntry> manifests;
   const Finding finding = listManifests(path, manifests);
-  for (ListedEntry& entry : manifests) {
-    if (!readManifest(std::move(entry))) return Finding::kUnknown;
+  for (const ListedEntry& entry : manifests) {
+    if (!readManifest(entry)) return Finding::kUnknown;
   }
   return finding;
 }
 
-bool DependencyCheck::readManifest(ListedEntry entry) {
+bool DependencyCheck::readManifest(const ListedEntry& entry) {
   // One character more than the suffix, which is meant: the exports of SHOP.MFT end with SHO.
   constexpr std::size_t kExportSuffixLength = 5;
 
+  Manifest manifest;
+  manifest.path = entry.path();
   zelipc::JSObject root;
-  const Finding finding = readManifestJSON(root, entry.path);
+  const Finding finding = readManifestJSON(root, manifest.path);
   if (finding == Finding::kUnknown) return false;
   if (finding == Finding::kNone) {
-    report("%s not in JSON format, skipping.\n", entry.path.c_str());
+    report("%s not in JSON format, skipping.\n", manifest.path.c_str());
     return true;
   }
-  report("Reading %s\n", entry.path.c_str());
+  report("Reading %s\n", manifest.path.c_str());
   const std::string upperName = toUpper(entry.name);
-  Manifest manifest;
-  manifest.path = std::move(entry.path);
   manifest.name = names_.numberOf(*manifestStem(upperName));
   manifest.exportKey = names_.numberOf(upperName.substr(0, upperName.size() - kExportSuffixLength));
   manifest.content = takeDependencies(root, features_);
@@ -165,11 +165,13 @@ bool DependencyCheck::readManifest(ListedEntry entry) {
 }
 
 bool DependencyCheck::supportsThisPlatform(const zelipc::JSObject& root) const {
-  const std::optional<std::vector<std::string>> platforms = takePlatforms(root);
-  if (!platforms) return true;
-  return std::any_of(platforms->begin(), platforms->end(), [this](const std::string& platform) {
-    return platform == descriptor_ || platform == model_;
-  });
+  const zelipc::JSObject* const platforms = findPlatforms(root);
+  if (platforms == nullptr) return true;
+  for (std::size_t i = 0; i < elementCount(*platforms); ++i) {
+    const std::string platform = platforms->at(i).asString();
+    if (platform == descriptor_ || platform == model_) return true;
+  }
+  return false;
 }
 
 // --- A pass -----------------------------------------------------------------------------------
@@ -287,13 +289,13 @@ bool DependencyCheck::removeFailed() const {
 
   for (const Doomed& doomed : applications) {
     if (doomed.isManifest) {
-      removeTree(doomed.entry.path, Quiet::kNothing);
+      removeTree(doomed.entry.path(), Quiet::kNothing);
     } else {
       removeApplication(doomed.entry, doomed.isGone);
     }
   }
   for (const Doomed& doomed : manifests) {
-    if (!doomed.isGone) removeTree(doomed.entry.path, Quiet::kNothing);
+    if (!doomed.isGone) removeTree(doomed.entry.path(), Quiet::kNothing);
   }
   return true;
 }

@@ -1,5 +1,7 @@
 #include "installer/dependency_manifest.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "support/app_id.h"
@@ -8,9 +10,6 @@ namespace wzapp {
 namespace {
 
 using zelipc::JSObject;
-
-// The elements of an array; none of any other value.
-std::size_t elementCount(const JSObject& value) { return value.isArray() ? value.size() : 0; }
 
 // One that is no plain name is missing.
 std::optional<std::string> findAppId(const JSObject& application) {
@@ -28,6 +27,7 @@ std::optional<Version> findVersion(const JSObject& object, const std::string& ke
 // [ { "id": "pay" }, { "id": "print", "optional": true }, ... ]
 std::vector<NameTable::Number> takeIds(const JSObject& list, bool withOptional, NameTable& names) {
   std::vector<NameTable::Number> numbers;
+  numbers.reserve(elementCount(list));
   for (std::size_t i = 0; i < elementCount(list); ++i) {
     const JSObject& element = list.at(i);
     if (!withOptional && element["optional"].asBool()) continue;
@@ -58,21 +58,23 @@ DependencyManifest takeDependencies(const JSObject& root, FeatureTables& feature
     manifest.exports[kind] = takeIds(root[keys.exportsKey], true, features[kind]);
     manifest.imports[kind] = takeIds(root[keys.importsKey], false, features[kind]);
   }
+  const JSObject& sdk = root["imports_sdk"];
+  manifest.bounds.reserve(std::min(sdk.size(), std::size(kBoundKinds)));
+  std::string key;
   for (const BoundKind& kind : kBoundKinds) {
-    std::optional<Version> version = findVersion(root["imports_sdk"], kind.key);
+    key = kind.key;
+    std::optional<Version> version = findVersion(sdk, key);
     if (version) manifest.bounds.push_back({&kind, std::move(*version)});
   }
   manifest.appId = findAppId(root["application"]);
   return manifest;
 }
 
-std::optional<std::vector<std::string>> takePlatforms(const JSObject& root) {
+const JSObject* findPlatforms(const JSObject& root) {
   const JSObject& hardware = root["imports_hardware"];
-  if (!hardware.has("platforms")) return std::nullopt;
-  const JSObject& list = hardware["platforms"];
-  std::vector<std::string> platforms;
-  for (std::size_t i = 0; i < elementCount(list); ++i) platforms.push_back(list.at(i).asString());
-  return platforms;
+  return hardware.has("platforms") ? &hardware["platforms"] : nullptr;
 }
+
+std::size_t elementCount(const JSObject& value) { return value.isArray() ? value.size() : 0; }
 
 }  // namespace wzapp

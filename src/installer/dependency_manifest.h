@@ -83,8 +83,11 @@ struct DependencyManifest {
 [[nodiscard]] DependencyManifest takeDependencies(const zelipc::JSObject& root,
                                                   FeatureTables& features);
 
-// The platforms and models that the manifest supports; nothing: every one. Otherwise as above.
-[[nodiscard]] std::optional<std::vector<std::string>> takePlatforms(const zelipc::JSObject& root);
+// The list of platforms and models that the manifest supports, a part of `root`; null: every one.
+[[nodiscard]] const zelipc::JSObject* findPlatforms(const zelipc::JSObject& root);
+
+// The elements of an array; none of any other value.
+[[nodiscard]] std::size_t elementCount(const zelipc::JSObject& value);
 
 }  // namespace wzapp
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "archive/unzip.h"
 #include "support/file_system.h"
 
 namespace wzapp {
@@ -37,16 +38,21 @@ bool isBelow(std::string_view path, std::string_view root) {
   return path.size() > root.size() && path.starts_with(root) && path[root.size()] == '/';
 }
 
+Destination::Destination(std::string_view root) : root_(root) {
+  // For any name that an archive may have.
+  sanitized_.reserve(UnZIP::kNameLimit);
+  joined_.reserve(root.size() + 1 + UnZIP::kNameLimit);
+  normalized_.reserve(root.size() + 1 + UnZIP::kNameLimit);
+}
+
 void Destination::find(std::string_view name) {
   sanitized_ = name;
   sanitized_ = sanitizeEntryPath(std::move(sanitized_));
-  if (isAbsolutePath(sanitized_)) {
-    path_ = sanitized_;
-  } else {
-    joined_.assign(root_).append("/").append(sanitized_);
-    normalizePath(joined_, path_);
-  }
-  normalizePath(path_, normalized_);
+  isAbsolute_ = isAbsolutePath(sanitized_);
+  joined_.clear();
+  if (!isAbsolute_) joined_.append(root_).append("/");
+  joined_.append(sanitized_);
+  normalizePath(joined_, normalized_);
 }
 
 }  // namespace wzapp

@@ -20,13 +20,14 @@ namespace wzapp {
 class Destination {
  public:
   // `root` is a directory, absolute and normalised, and stays as it is while the object lives.
-  explicit Destination(std::string_view root) : root_(root) {}
+  explicit Destination(std::string_view root);
 
   // Finds where the entry `name` goes: its path that does not climb, seen from the root.
   void find(std::string_view name);
 
-  // As that path was put together. An absolute one is as the archive has it.
-  [[nodiscard]] const std::string& path() const { return path_; }
+  // As that path was put together: normalised, but for an absolute one, which is as the archive has
+  // it.
+  [[nodiscard]] const std::string& path() const { return isAbsolute_ ? joined_ : normalized_; }
 
   // The same, normalised.
   [[nodiscard]] const std::string& normalized() const { return normalized_; }
@@ -37,8 +38,8 @@ class Destination {
   std::string_view root_;
   std::string sanitized_;
   std::string joined_;
-  std::string path_;
   std::string normalized_;
+  bool isAbsolute_ = false;
 };
 
 }  // namespace wzapp

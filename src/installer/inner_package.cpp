@@ -61,8 +61,8 @@ class InnerPackage {
   InnerPackage(PackageFile& file, UnZIP::Entry entry)
       : file_(file),
         entry_(entry),
-        name_(entry->first),
-        upperName_(toUpper(name_)),
+        name_(entry->first.data()),
+        upperName_(toUpper(entry->first)),
         kind_(kindOf(upperName_)) {}
 
   [[nodiscard]] bool findSignature();
@@ -79,7 +79,7 @@ class InnerPackage {
 
   PackageFile& file_;
   UnZIP::Entry entry_;
-  const std::string& name_;
+  const char* const name_;
   std::string upperName_;
   const PackageKind& kind_;
   UnZIP::Entry signatureEntry_;
@@ -98,19 +98,18 @@ bool InnerPackage::takeWork(std::uint64_t octets) {
 
 // Either name will do, and of two entries the one that comes first in the index.
 bool InnerPackage::findSignature() {
-  std::string stem = upperName_.substr(0, upperName_.size() - kEndingSize);
-  const std::string names[] = {stem.append(kSignatureEnding),
-                               std::string(upperName_).append(kSignatureEnding)};
-  std::optional<UnZIP::Entry> first;
-  for (const std::string& name : names) {
-    const std::optional<UnZIP::Entry> found = file_.signatures.find(name);
-    if (found && (!first || (*found)->first < (*first)->first)) first = found;
-  }
-  if (!first) {
-    reportError("Error: Signature '%s' not found\n", names[0].c_str());
+  std::string name;
+  name.reserve(upperName_.size() + kSignatureEnding.size());
+  name.append(upperName_).append(kSignatureEnding);
+  const std::optional<UnZIP::Entry> behind = file_.signatures.find(name);
+  name.erase(upperName_.size() - kEndingSize, kEndingSize);
+  const std::optional<UnZIP::Entry> instead = file_.signatures.find(name);
+  if (!behind && !instead) {
+    reportError("Error: Signature '%s' not found\n", name.c_str());
     return false;
   }
-  signatureEntry_ = *first;
+  const bool isBehind = !instead || (behind && (*behind)->first < (*instead)->first);
+  signatureEntry_ = isBehind ? *behind : *instead;
   return true;
 }
 
@@ -120,7 +119,7 @@ bool InnerPackage::readSignature() {
       !signature_.empty()) {
     return true;
   }
-  reportError(kUnreadableEntry, signatureEntry_->first.c_str());
+  reportError(kUnreadableEntry, signatureEntry_->first.data());
   return false;
 }
 
@@ -129,7 +128,7 @@ bool InnerPackage::findSigner() {
   char keyId[kSignerKeyIdText];
   if (readSignerKeyId(signature_, keyId) == 0) signer_ = certificateStore().find(keyId);
   if (signer_) return true;
-  reportError("Error: Signature '%s' using unknown certificate\n", signatureEntry_->first.c_str());
+  reportError("Error: Signature '%s' using unknown certificate\n", signatureEntry_->first.data());
   return false;
 }
 
@@ -146,12 +145,12 @@ bool InnerPackage::digestWhileCopying(TemporaryFile& copy) {
     return takeWork(block.size());
   };
   if (file_.archive.digestEntry(entry_, digests_.sha1, digests_.sha256, take)) return true;
-  reportError(kUnreadableEntry, name_.c_str());
+  reportError(kUnreadableEntry, name_);
   return false;
 }
 
 bool InnerPackage::checkSignature() {
-  report(kCheckingLine, name_.c_str());
+  report(kCheckingLine, name_);
   if (verifyPackage(signature_, digests_.sha1, digests_.sha256, signer_->der) == kSignatureValid) {
     file_.work.giveBack(workTaken_);
     return true;
@@ -177,11 +176,11 @@ void InnerPackage::copyIfGivenUp(TemporaryFile& copy) {
 
 // Returns the id of the application.
 std::string InnerPackage::extract(const TemporaryFile& copy) const {
-  report("Extracting %s\n", name_.c_str());
+  report("Extracting %s\n", name_);
   std::optional<UnZIP> content;
   openPatiently(content, [&] { content.emplace(copy.copy()); });
   if (content->index().empty()) {
-    reportError(kUnreadableArchive, name_.c_str());
+    reportError(kUnreadableArchive, name_);
     return "";
   }
   return extractContent(*content, kind_.target);
@@ -191,7 +190,7 @@ std::string InnerPackage::extract(const TemporaryFile& copy) const {
 
 void installInnerPackage(PackageFile& file, UnZIP::Entry entry, AppIds& installed) {
   InnerPackage package(file, entry);
-  report("Found %s\n", entry->first.c_str());
+  report("Found %s\n", entry->first.data());
   if (!package.findSignature() || !package.readSignature()) return;
   if (!package.findSigner() || !package.checkSignerKind()) return;
   TemporaryFile copy;  // gone on every way out from here

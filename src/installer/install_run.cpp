@@ -46,17 +46,18 @@ void installPackages(std::vector<ListedEntry> entries, InstallRun& run) {
     run.isJudged = false;
     return;
   }
-  for (ListedEntry& entry : entries) {
+  for (const ListedEntry& entry : entries) {
     // What is not longer than the ending is not looked at, and all the same deleted.
     if (entry.name.size() <= kPackageFileEnding.size()) {
-      run.toDelete.push_back({std::move(entry.path)});
+      run.toDelete.push_back({entry.path()});
       continue;
     }
     if (!isPackageFile(entry.name)) continue;
-    report("Install %s\n", entry.path.c_str());
-    const bool holdsUninstallPackage = installPackageFile(entry.path, run.installed);
+    std::string path = entry.path();
+    report("Install %s\n", path.c_str());
+    const bool holdsUninstallPackage = installPackageFile(path, run.installed);
     ++run.packageFiles;
-    run.toDelete.push_back({std::move(entry.path), holdsUninstallPackage});
+    run.toDelete.push_back({std::move(path), holdsUninstallPackage});
   }
 }
 

@@ -11,20 +11,13 @@ namespace wzapp {
 
 namespace {
 
-std::string joined(std::string_view directory, std::string_view name) {
-  std::string path;
-  path.reserve(directory.size() + 1 + name.size());
-  path.append(directory).append("/").append(name);
-  return path;
-}
-
-Finding listOnce(const std::string& path, std::vector<ListedEntry>& entries) {
-  const DirectoryStream stream(opendir(path.c_str()));
+Finding listOnce(const char* path, std::vector<ListedEntry>& entries) {
+  const DirectoryStream stream(opendir(path));
   if (!stream) return findingOf(errno);
   std::vector<ListedEntry> found;
   while (const struct dirent* const entry = readEntry(stream.get())) {
     if (isDotEntry(*entry)) continue;
-    found.push_back({joined(path, entry->d_name), entry->d_name});
+    found.push_back({path, entry->d_name});
   }
   if (errno != 0) return Finding::kUnknown;
   entries = std::move(found);
@@ -33,15 +26,29 @@ Finding listOnce(const std::string& path, std::vector<ListedEntry>& entries) {
 
 }  // namespace
 
-std::string ListedEntry::pathOf(std::string_view below) const { return joined(path, below); }
+std::string ListedEntry::path() const {
+  const std::string_view above = directory;
+  std::string path;
+  path.reserve(above.size() + 1 + name.size());
+  path.append(above).append("/").append(name);
+  return path;
+}
 
-Finding listDirectory(const std::string& path, std::vector<ListedEntry>& entries) {
+std::string ListedEntry::pathOf(std::string_view below) const {
+  const std::string_view above = directory;
+  std::string path;
+  path.reserve(above.size() + 1 + name.size() + 1 + below.size());
+  path.append(above).append("/").append(name).append("/").append(below);
+  return path;
+}
+
+Finding listDirectory(const char* path, std::vector<ListedEntry>& entries) {
   entries.clear();
   const Finding finding = findOut([&] { return listOnce(path, entries); });
   if (finding == Finding::kUnknown) {
     // The text is that of a warning; but here a run could not do what it is for.
     noteInstallError();
-    report(kUnreadableDirectory, path.c_str());
+    report(kUnreadableDirectory, path);
   }
   return finding;
 }

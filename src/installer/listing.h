@@ -11,19 +11,23 @@
 namespace wzapp {
 
 struct ListedEntry {
-  std::string path;  // the directory's path, "/" and the name
-  std::string name;  // as the directory has it
+  const char* directory;  // its path: that which was listed, not a copy
+  std::string name;       // as the directory has it
+
+  // The directory's path, "/" and the name.
+  [[nodiscard]] std::string path() const;
 
   // The path of what lies in it under the name `below`.
   [[nodiscard]] std::string pathOf(std::string_view below) const;
 };
 
 // Replaces `entries` by those of the directory at `path` (without "/" at its end), in its own
-// order, without "." and "..". kNone, with no entries, when it is not there or may not be read.
-// kUnknown, with none either, when it cannot be opened for another reason or not be read to its
-// end, three times in a row; that is reported as an error of the run. Unlike those of Directory,
-// the entries are not examined. The only exception is std::bad_alloc.
-[[nodiscard]] Finding listDirectory(const std::string& path, std::vector<ListedEntry>& entries);
+// order, without "." and "..". `path` must stay as long as they are used. kNone, with no entries,
+// when the directory is not there or may not be read. kUnknown, with none either, when it cannot be
+// opened for another reason or not be read to its end, three times in a row; that is reported as an
+// error of the run. Unlike those of Directory, the entries are not examined. The only exception is
+// std::bad_alloc.
+[[nodiscard]] Finding listDirectory(const char* path, std::vector<ListedEntry>& entries);
 
 }  // namespace wzapp
 

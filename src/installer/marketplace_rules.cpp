@@ -122,8 +122,9 @@ void removeInvalidApplications(const std::vector<ListedEntry>& entries, const Ve
     const std::string upperName = toUpper(entry.name);
     if (const std::optional<std::string> stem = manifestStem(upperName)) {
       if (verdicts.isValid(*stem)) continue;
-      reportRemoving(entry.path);
-      removeTree(entry.path, Quiet::kNothing);
+      const std::string path = entry.path();
+      reportRemoving(path);
+      removeTree(path, Quiet::kNothing);
       continue;
     }
     if (verdicts.isValid(upperName)) continue;
@@ -131,7 +132,7 @@ void removeInvalidApplications(const std::vector<ListedEntry>& entries, const Ve
       // Not an error of the run: its result stays.
       report("Error: No valid marketplace manifest found for %s\n", upperName.c_str());
     }
-    reportRemoving(entry.path);
+    reportRemoving(entry.path());
     removeApplication(entry);
   }
 }
@@ -141,7 +142,7 @@ bool removeInvalidManifests(const Verdicts& verdicts) {
   if (listDirectory(kManifestRoot, entries) == Finding::kUnknown) return false;
   for (const ListedEntry& entry : entries) {
     if (verdicts.isValid(toUpper(entry.name))) continue;
-    reportRemoving(entry.path);
+    reportRemoving(entry.path());
     removeManifestDirectory(entry);
   }
   return true;
@@ -153,10 +154,10 @@ void removeAllApplications(const std::vector<ListedEntry>& entries, AppIds& remo
     if (!manifestStem(toUpper(entry.name))) {
       // Not an error of the run: its result stays.
       report("Error: No marketplace manifest found for %s\n", entry.name.c_str());
-      reportRemoving(entry.path);
+      reportRemoving(entry.path());
       continue;
     }
-    reportRemoving(entry.path);
+    reportRemoving(entry.path());
     // The bare name is meant: a file of that name where the process works is asked.
     const std::string appId = readManifestAppId(entry.name);
     if (!appId.empty()) removed.insert(appId);

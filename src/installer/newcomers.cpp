@@ -21,8 +21,9 @@ std::string applicationOf(const ListedEntry& entry) {
 }
 
 void remove(const ListedEntry& entry) {
-  report(kRemovingLine, entry.path.c_str());
-  removeTree(entry.path, Quiet::kNothing);
+  const std::string path = entry.path();
+  report(kRemovingLine, path.c_str());
+  removeTree(path, Quiet::kNothing);
 }
 
 }  // namespace

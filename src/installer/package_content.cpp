@@ -30,19 +30,19 @@ constexpr mode_t kFileMode = 0666;
 
 // --- The previous version ---------------------------------------------------------------------
 
-// Views of the index.
-std::set<std::string_view> topDirectories(const UnZIP::Index& index) {
-  std::set<std::string_view> names;
+using TopDirectories = std::set<std::string_view>;  // views of the index
+
+TopDirectories topDirectories(const UnZIP::Index& index) {
+  TopDirectories names;
   for (const auto& [name, position] : index) {
     const std::size_t slash = name.find('/');
-    if (slash != std::string::npos) names.insert(std::string_view(name).substr(0, slash));
+    if (slash != std::string_view::npos) names.insert(name.substr(0, slash));
   }
   return names;
 }
 
-void removePreviousVersion(const UnZIP::Index& index, const char* root) {
-  Destination destination(root);
-  for (const std::string_view name : topDirectories(index)) {
+void removePreviousVersion(const TopDirectories& names, Destination& destination) {
+  for (const std::string_view name : names) {
     destination.find(name);
     if (destination.isBelowRoot()) removeTree(destination.path(), Quiet::kNothing);
   }
@@ -50,10 +50,10 @@ void removePreviousVersion(const UnZIP::Index& index, const char* root) {
 
 // Whether the new version fits where the old one is. Without an old one there is nothing to lose,
 // and what fits is written.
-bool hasRoom(const UnZIP::Index& index, const char* root) {
+bool hasRoom(const UnZIP::Index& index, const TopDirectories& names, const char* root,
+             Destination& destination) {
   SpaceCheck check(root);
-  Destination destination(root);
-  for (const std::string_view name : topDirectories(index)) {
+  for (const std::string_view name : names) {
     destination.find(name);
     if (destination.isBelowRoot()) check.addRemoved(destination.path());
   }
@@ -61,10 +61,18 @@ bool hasRoom(const UnZIP::Index& index, const char* root) {
     if (name.ends_with('/')) continue;
     destination.find(name);
     if (!destination.isBelowRoot()) continue;
-    if (name.find('/') == std::string::npos) check.addReplaced(destination.normalized());
+    if (name.find('/') == std::string_view::npos) check.addReplaced(destination.normalized());
     check.addWritten(destination.normalized(), record.size);
   }
   return !check.hasOldVersion() || check.fits();
+}
+
+// Makes room for the new version where that fits. False, with nothing changed, where it does not.
+bool replacePreviousVersion(const UnZIP::Index& index, const char* root, Destination& destination) {
+  const TopDirectories names = topDirectories(index);
+  if (!hasRoom(index, names, root, destination)) return false;
+  removePreviousVersion(names, destination);
+  return true;
 }
 
 // --- Files ------------------------------------------------------------------------------------
@@ -139,18 +147,18 @@ bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const Destination& destina
 }  // namespace
 
 std::string extractContent(UnZIP& archive, const ContentTarget& target) {
-  const bool isRefused = target.isReplaced && !hasRoom(archive.index(), target.root);
-  if (target.isReplaced && !isRefused) removePreviousVersion(archive.index(), target.root);
-  std::string appId;
   Destination destination(target.root);
+  const bool isRefused =
+      target.isReplaced && !replacePreviousVersion(archive.index(), target.root, destination);
+  std::string appId;
   FilePlaces places;
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
-    const std::string& name = entry->first;
+    const std::string_view name = entry->first;
     if (name.ends_with('/')) continue;
     destination.find(name);
     const std::string& path = destination.path();
     if (isRefused || !extractEntry(archive, entry, destination, places)) {
-      reportError("Error: Failed to extract '%s' -> '%s'\n", name.c_str(), path.c_str());
+      reportError("Error: Failed to extract '%s' -> '%s'\n", name.data(), path.c_str());
       continue;
     }
     if (endsInAnyCase(path, kManifestEnding)) appId = readManifestAppId(path);

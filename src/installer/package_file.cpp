@@ -1,5 +1,7 @@
 #include "installer/package_file.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -20,32 +22,37 @@ constexpr std::string_view kPackageEnding = ".ZIP";
 constexpr std::string_view kUninstallEnding = "-U.ZIP";
 constexpr std::size_t kShortestName = 5;
 
-bool isSkipped(const std::string& name) {
-  return name.size() < kShortestName || name.ends_with('/');
-}
-
-// The entries, in the order of the index, whose upper-cased names end in `ending`.
-std::vector<UnZIP::Entry> entriesEndingIn(std::string_view ending, const UnZIP& archive) {
-  std::vector<UnZIP::Entry> entries;
-  for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
-    if (!isSkipped(entry->first) && endsInAnyCase(entry->first, ending)) {
-      entries.push_back(entry);
-    }
-  }
-  return entries;
+// Whether the entry is one of those whose upper-cased names end in `ending`.
+bool endsIn(std::string_view name, std::string_view ending) {
+  return name.size() >= kShortestName && !name.ends_with('/') && endsInAnyCase(name, ending);
 }
 
 void addCertificates(PackageFile& file) {
-  for (const UnZIP::Entry entry : entriesEndingIn(kCertificateEnding, file.archive)) {
-    const std::string& name = entry->first;
-    std::vector<std::uint8_t> der;
+  const UnZIP::Index& index = file.archive.index();
+  std::vector<std::uint8_t> der;
+  for (auto entry = index.begin(); entry != index.end(); ++entry) {
+    const std::string_view name = entry->first;
+    if (!endsIn(name, kCertificateEnding)) continue;
     if (!file.work.take(kMaxCredentialSize) ||
         !file.archive.readEntry(entry, der, kMaxCredentialSize) || der.empty()) {
-      reportError(kUnreadableEntry, name.c_str());
+      reportError(kUnreadableEntry, name.data());
       continue;
     }
-    certificateStore().add(name, der);
+    certificateStore().add(name.data(), der);
   }
+}
+
+void installInnerPackages(PackageFile& file, AppIds& installed) {
+  const UnZIP::Index& index = file.archive.index();
+  for (auto entry = index.begin(); entry != index.end(); ++entry) {
+    if (endsIn(entry->first, kPackageEnding)) installInnerPackage(file, entry, installed);
+  }
+}
+
+bool holdsUninstallPackage(const UnZIP& archive) {
+  return std::ranges::any_of(archive.index(), [](const UnZIP::Index::value_type& entry) {
+    return endsIn(entry.first, kUninstallEnding);
+  });
 }
 
 }  // namespace
@@ -61,10 +68,8 @@ bool installPackageFile(const std::string& path, AppIds& installed) {
   certificateStore().rebuild();
   PackageFile file{archive, SignatureEntries(archive), UnverifiedWork(archive.fileSize())};
   addCertificates(file);
-  for (const UnZIP::Entry entry : entriesEndingIn(kPackageEnding, archive)) {
-    installInnerPackage(file, entry, installed);
-  }
-  return !entriesEndingIn(kUninstallEnding, archive).empty();
+  installInnerPackages(file, installed);
+  return holdsUninstallPackage(archive);
 }
 
 }  // namespace wzapp

@@ -46,6 +46,13 @@ std::size_t trustedLength(std::string_view path) {
   return path.rfind('/') + 1;
 }
 
+FileDescriptor openTrusted(std::string_view path) {
+  if (path.empty()) return FileDescriptor(open(".", kPassFlags));
+  // What is looked for is nearly always there: without a copy.
+  if (path == kConfigRoot) return FileDescriptor(open(kConfigRoot, kPassFlags));
+  return FileDescriptor(open(std::string(path).c_str(), kPassFlags));
+}
+
 using StepInto = FileDescriptor (*)(const FileDescriptor& directory, const std::string& name);
 
 FileDescriptor openDirectory(const FileDescriptor& directory, const std::string& name) {
@@ -95,8 +102,7 @@ bool walk(const std::string& path, StepInto stepInto, Place& place) {
   }
 
   Place found;
-  found.name = path.substr(0, length);  // what is trusted, then one component after the other
-  found.directory = FileDescriptor(open(length == 0 ? "." : found.name.c_str(), kPassFlags));
+  found.directory = openTrusted(std::string_view(path).substr(0, length));
   while (found.directory.isOpen()) {
     found.name = component;
     const std::size_t walked = path.size() - rest.size();  // up to where the component ends

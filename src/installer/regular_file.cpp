@@ -57,9 +57,9 @@ FileDescriptor openFound(const Place& place) {
 
 FileDescriptor openRegularFile(const std::string& path) {
   Place place;
-  std::string target = path;
+  std::string target;
   for (int links = 0; links <= kMaxLinks; ++links) {
-    if (!moveTo(target, place)) return {};
+    if (!moveTo(links == 0 ? path : target, place)) return {};
     const FileDescriptor found(openat(place.directory.get(), place.name.c_str(), kLookFlags));
     const mode_t type = typeOf(found);
     if (type == S_IFREG) return openFound(place);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "archive/unzip.h"
 #include "installer/file_descriptor.h"
 #include "installer/place.h"
 #include "installer/temporary_file.h"
@@ -35,11 +36,15 @@ std::size_t commonLength(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-SpaceCheck::SpaceCheck(const std::string& root) : lastDirectory_(root + "/") {
+SpaceCheck::SpaceCheck(std::string_view root) {
+  lastDirectory_.reserve(root.size() + 1 + UnZIP::kNameLimit);  // for all that follow
+  lastDirectory_.append(root).append("/*");
   Place inside;
   struct stat directory;
   struct statvfs status;
-  if (!findPlace(root + "/*", inside) || fstat(inside.directory.get(), &directory) != 0) return;
+  const bool isFound = findPlace(lastDirectory_, inside);
+  lastDirectory_.pop_back();
+  if (!isFound || fstat(inside.directory.get(), &directory) != 0) return;
   device_ = directory.st_dev;
   if (fstatvfs(inside.directory.get(), &status) != 0) return;
   if (status.f_blocks == 0 || status.f_frsize == 0) return;  // one without a limit tells none

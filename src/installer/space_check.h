@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace wzapp {
 
@@ -20,7 +21,7 @@ namespace wzapp {
 class SpaceCheck {
  public:
   // `root` is the directory below which it all happens, on one file system, without "/" at its end.
-  explicit SpaceCheck(const std::string& root);
+  explicit SpaceCheck(std::string_view root);
 
   // A file of `size` octets will be written to `path`, a normalised one below the root. Directories
   // count as often as their first file does not follow another of theirs.

@@ -1,5 +1,6 @@
 #include "installer/version.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <string_view>
@@ -29,10 +30,9 @@ std::int64_t toNumber(std::string_view text) {
 }  // namespace
 
 Version::Version(std::string text) : text_(std::move(text)) {
-  std::vector<std::string> pieces;
-  splitString(pieces, text_, '.', true);
-  components_.reserve(pieces.size());
-  for (const std::string& piece : pieces) components_.push_back(toNumber(piece));
+  components_.reserve(static_cast<std::size_t>(std::ranges::count(text_, '.')) + 1);
+  forEachPiece(text_, '.',
+               [this](std::string_view piece) { components_.push_back(toNumber(trimmed(piece))); });
 }
 
 }  // namespace wzapp

@@ -25,8 +25,8 @@ std::string_view trimmed(std::string_view text) {
 
 std::string trim(const std::string& text) { return std::string(trimmed(text)); }
 
-std::string toUpper(const std::string& text) {
-  std::string upper = text;
+std::string toUpper(std::string_view text) {
+  std::string upper(text);
   for (char& octet : upper) octet = toUpper(octet);
   return upper;
 }
@@ -40,14 +40,9 @@ bool endsInAnyCase(std::string_view text, std::string_view upperEnding) {
 void splitString(std::vector<std::string>& pieces, const std::string& text, char separator,
                  bool trimPieces) {
   std::vector<std::string> found;
-  std::string_view rest = text;
-  while (true) {
-    const std::size_t end = rest.find(separator);
-    const std::string_view piece = rest.substr(0, end);
+  forEachPiece(text, separator, [&found, trimPieces](std::string_view piece) {
     found.emplace_back(trimPieces ? trimmed(piece) : piece);
-    if (end == std::string_view::npos) break;
-    rest.remove_prefix(end + 1);
-  }
+  });
   pieces = std::move(found);
 }
 

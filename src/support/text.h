@@ -3,6 +3,7 @@
 #ifndef WZAPP_SUPPORT_TEXT_H
 #define WZAPP_SUPPORT_TEXT_H
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,13 +25,24 @@ namespace wzapp {
 
 [[nodiscard]] std::string trim(const std::string& text);
 
-[[nodiscard]] std::string toUpper(const std::string& text);
+[[nodiscard]] std::string toUpper(std::string_view text);
 
 // Whether `text`, in upper case, ends in `upperEnding`.
 [[nodiscard]] bool endsInAnyCase(std::string_view text, std::string_view upperEnding);
 
-// Replaces `pieces` by what stands between the separators, trimmed if asked for: always one piece
-// more than there are separators, so an empty text is one empty piece.
+// Calls `take` with what stands between the separators, one piece after the other: always one more
+// than there are separators, so an empty text is one empty piece.
+template <class Take>
+void forEachPiece(std::string_view text, char separator, Take take) {
+  while (true) {
+    const std::size_t end = text.find(separator);
+    take(text.substr(0, end));
+    if (end == std::string_view::npos) return;
+    text.remove_prefix(end + 1);
+  }
+}
+
+// Replaces `pieces` by these pieces, trimmed if asked for.
 void splitString(std::vector<std::string>& pieces, const std::string& text, char separator,
                  bool trimPieces);
 

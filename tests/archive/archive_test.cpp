@@ -86,7 +86,7 @@ std::string letters(std::size_t size) {
 
 std::vector<std::string> namesOf(const wzapp::UnZIP& archive) {
   std::vector<std::string> names;
-  for (const auto& [name, position] : archive.index()) names.push_back(name);
+  for (const auto& [name, position] : archive.index()) names.emplace_back(name);
   return names;
 }
 

@@ -38,6 +38,7 @@ void expectSoundIndex(const UnZIP& archive) {
   for (const auto& [name, position] : archive.index()) {
     EXPECT_LT(name.size(), UnZIP::kNameLimit);
     EXPECT_EQ(name.find_first_of(std::string("\\\0", 2)), std::string::npos);
+    EXPECT_EQ(name.data()[name.size()], '\0');
   }
 }
 
@@ -50,7 +51,7 @@ void expectOperationsToAgree(UnZIP& archive, const MemoryFile& target) {
       handedOut.append(block.begin(), block.end());
       return true;
     });
-    const auto digests = digestByName(archive, entry->first);
+    const auto digests = digestByName(archive, std::string(entry->first));
     std::vector<std::uint8_t> content;
     const bool isRead = archive.readEntry(entry, content);
     const bool isExtracted = archive.extractToFile(entry, target.opener());

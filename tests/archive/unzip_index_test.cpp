@@ -267,6 +267,24 @@ TEST_F(UnZIPIndexTest, NamesThatTakeMoreMemoryThanMayBeMakeTheArchiveUnreadable)
   EXPECT_THAT(UnZIP(archiveOf(UnZIP::kMaxIndexSize / 250)).index(), IsEmpty());
 }
 
+TEST_F(UnZIPIndexTest, MayTakeTheLastOctetOfItsMemory) {
+  constexpr std::size_t kNode = sizeof(UnZIP::Index::value_type) + 4 * sizeof(void*);
+  // The longest names, of a multiple of 8 octets with the zero behind them, that fill it.
+  std::size_t name = UnZIP::kNameLimit - 8;
+  while (UnZIP::kMaxIndexSize % (kNode + name) != 0) name -= 8;
+  const std::size_t count = UnZIP::kMaxIndexSize / (kNode + name);
+  const auto archiveOf = [&](std::size_t entries) {
+    ZipBuilder builder;
+    for (std::size_t i = 0; i < entries; ++i) {
+      builder.stored(std::string(name - 1 - 5, 'n') + std::to_string(10000 + i), "");
+    }
+    return write(builder);
+  };
+
+  EXPECT_EQ(UnZIP(archiveOf(count)).index().size(), count);
+  EXPECT_THAT(UnZIP(archiveOf(count + 1)).index(), IsEmpty());
+}
+
 // The same name again and again takes no memory.
 TEST_F(UnZIPIndexTest, OneNameManyTimesIsOneEntry) {
   ZipBuilder builder;

@@ -28,8 +28,8 @@ class UnZIPVectorsTest : public ArchiveTest {
     if (expected.HasMember("build_dependent")) return;
 
     const std::string target = directory_ / "target";
-    const auto digests = digestByName(archive, entry->first);
-    const auto content = readByName(archive, entry->first);
+    const auto digests = digestByName(archive, std::string(entry->first));
+    const auto content = readByName(archive, std::string(entry->first));
     const bool isExtracted = archive.extractToFile(entry, target);
 
     ASSERT_EQ(digests.has_value(), expected["digest_ok"].GetBool());

@@ -140,7 +140,7 @@ TEST_P(InstallMemoryTest, EndsTheRunWithAnError) {
   }
   std::cout << "[ POINTS   ] without memory at " << points << " points, " << withError
             << " of them with an error\n";
-  EXPECT_GT(points * step, 200);
+  EXPECT_GT(points * step, 150);
   EXPECT_GT(withError, points * 4 / 5);
 }
 
@@ -162,7 +162,7 @@ TEST_P(InstallMemoryTest, CostsNoApplicationThatIsThere) {
     ASSERT_EQ(result, kInstallError) << nth;
   }
   std::cout << "[ POINTS   ] without memory at " << points << " points\n";
-  EXPECT_GT(points * step, 100);
+  EXPECT_GT(points * step, 75);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shortages, InstallMemoryTest,

@@ -44,11 +44,11 @@ class ListingTest : public RulesTest {
 };
 
 TEST_F(ListingTest, HasTheEntriesInTheOrderOfTheDirectory) {
-  ASSERT_EQ(listDirectory(kFolder, entries), Finding::kFound);
+  ASSERT_EQ(listDirectory(kFolder.c_str(), entries), Finding::kFound);
 
   std::vector<std::string> names;
   for (const ListedEntry& entry : entries) {
-    EXPECT_EQ(entry.path, kFolder + "/" + entry.name);
+    EXPECT_EQ(entry.path(), kFolder + "/" + entry.name);
     names.push_back(entry.name);
   }
   EXPECT_EQ(names, listed(kFolder));
@@ -58,7 +58,7 @@ TEST_F(ListingTest, HasTheEntriesInTheOrderOfTheDirectory) {
 TEST_F(ListingTest, OfNoDirectoryHasNone) {
   entries = {{"before", "before"}};
 
-  EXPECT_EQ(listDirectory(kFolder + "/a", entries), Finding::kNone);
+  EXPECT_EQ(listDirectory((kFolder + "/a").c_str(), entries), Finding::kNone);
   EXPECT_THAT(lines, IsEmpty());
 
   EXPECT_THAT(entries, IsEmpty());
@@ -70,7 +70,7 @@ TEST_F(ListingTest, ThatBreaksOffHasNone) {
     entries = {{"before", "before"}};
     breakOffAt(nth);
 
-    EXPECT_EQ(listDirectory(kFolder, entries), Finding::kUnknown) << nth;
+    EXPECT_EQ(listDirectory(kFolder.c_str(), entries), Finding::kUnknown) << nth;
 
     EXPECT_THAT(entries, IsEmpty()) << nth;
     EXPECT_EQ(openings, 3) << nth;
@@ -87,7 +87,7 @@ TEST_F(ListingTest, IsTriedAgainAtOnce) {
       return call.function == "opendir" && ++count < 3 ? error : 0;
     };
 
-    EXPECT_EQ(listDirectory(kFolder, entries), Finding::kFound) << error;
+    EXPECT_EQ(listDirectory(kFolder.c_str(), entries), Finding::kFound) << error;
 
     EXPECT_THAT(entries, SizeIs(3));
   }
@@ -102,7 +102,7 @@ TEST_F(ListingTest, OfWhatMayNotBeReadHasNone) {
       return error;
     };
 
-    EXPECT_EQ(listDirectory(kFolder, entries), Finding::kNone) << error;
+    EXPECT_EQ(listDirectory(kFolder.c_str(), entries), Finding::kNone) << error;
 
     EXPECT_EQ(count, 1) << error;
   }

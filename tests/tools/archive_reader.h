@@ -22,7 +22,7 @@ inline Contents contentsOf(const std::string& archive) {
   for (auto entry = zip.index().begin(); entry != zip.index().end(); ++entry) {
     std::vector<std::uint8_t> octets;
     EXPECT_TRUE(zip.readEntry(entry, octets)) << entry->first;
-    contents[entry->first] = std::string(octets.begin(), octets.end());
+    contents[std::string(entry->first)] = std::string(octets.begin(), octets.end());
   }
   return contents;
 }

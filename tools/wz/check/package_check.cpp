@@ -61,7 +61,7 @@ std::string nameInFolder(const std::string& name, const std::string& id) {
 
 bool unpack(UnZIP& content, const std::string& id, const std::string& folder) {
   for (auto entry = content.index().begin(); entry != content.index().end(); ++entry) {
-    const std::string name = nameInFolder(entry->first, id);
+    const std::string name = nameInFolder(std::string(entry->first), id);
     if (entry->first.ends_with('/') || !isPlain(name)) continue;
     const fs::path path = fs::path(folder) / name;
     std::error_code failure;

@@ -90,7 +90,7 @@ bool readFolder(const std::string& path, std::vector<CertificateOctets>& certifi
 void readPackage(const std::string& path, std::vector<CertificateOctets>& certificates) {
   UnZIP archive(path);
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
-    const std::string& name = entry->first;
+    const std::string name(entry->first);
     if (name.size() < kShortestName || !wzapp::toUpper(name).ends_with(".CRT")) continue;
     std::vector<std::uint8_t> octets;
     if (!archive.readEntry(entry, octets, wzapp::kMaxCredentialSize)) octets.clear();

@@ -104,7 +104,7 @@ class InnerExamination {
   void readManifest(UnZIP& content, UnZIP::Entry entry) {
     const UnnamedFile file;
     if (file.get() < 0 || !content.extractToFile(entry, file.path())) return;
-    inner_.manifests.push_back(readPackagedManifest(file.path(), entry->first));
+    inner_.manifests.push_back(readPackagedManifest(file.path(), std::string(entry->first)));
     inner_.id = inner_.manifests.back().id;
   }
 
@@ -117,7 +117,7 @@ class InnerExamination {
       if (name != first && name != second) continue;
       signatureEntry_ = entry;
       inner_.signatureEntry = entry->first;
-      return pass("signature found", entry->first);
+      return pass("signature found", inner_.signatureEntry);
     }
     return fail("signature found", "WZ-0301", inner_.entry + " has no signature",
                 "there is neither " + first + " nor " + second);
@@ -285,7 +285,7 @@ class InnerExamination {
 }  // namespace
 
 PackageEntry describeEntry(UnZIP& archive, UnZIP::Entry entry, EntrySizes sizes) {
-  PackageEntry described{entry->first, 0, {}};
+  PackageEntry described{std::string(entry->first), 0, {}};
   if (sizes == EntrySizes::kLeftOut) return described;
   const bool isDigested = sizes == EntrySizes::kDigested;
   wzapp::Sha256Context context;

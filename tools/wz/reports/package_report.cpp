@@ -22,7 +22,7 @@ using wzapp::UnZIP;
 // Entries whose names are shorter are not looked at.
 constexpr std::size_t kShortestName = 5;
 
-bool isLookedAt(const std::string& name) {
+bool isLookedAt(std::string_view name) {
   return name.size() >= kShortestName && !name.ends_with('/');
 }
 
@@ -58,14 +58,15 @@ PackageCertificate examineCertificate(const std::string& name, const std::vector
 
 void examineCertificates(UnZIP& archive, Trust& trust, PackageReport& report) {
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
-    if (!isLookedAt(entry->first) || !wzapp::toUpper(entry->first).ends_with(".CRT")) continue;
+    const std::string name(entry->first);
+    if (!isLookedAt(name) || !wzapp::toUpper(name).ends_with(".CRT")) continue;
     std::vector<std::uint8_t> der;
     if (!archive.readEntry(entry, der, wzapp::kMaxCredentialSize) || der.empty()) {
-      refuseCertificate(entry->first, {"WZ-0102", "it is empty, or cannot be unpacked"}, report);
-      report.certificates.push_back({entry->first, false, "it cannot be unpacked", {}, 0, {}});
+      refuseCertificate(name, {"WZ-0102", "it is empty, or cannot be unpacked"}, report);
+      report.certificates.push_back({name, false, "it cannot be unpacked", {}, 0, {}});
       continue;
     }
-    report.certificates.push_back(examineCertificate(entry->first, der, trust, report));
+    report.certificates.push_back(examineCertificate(name, der, trust, report));
     const int kind = report.certificates.back().kind;
     if (kind == 0) continue;
     trust.certificates.push_back(std::move(der));

@@ -24,7 +24,7 @@ bool readAll(UnZIP& archive, ZipItems& items) {
   for (auto entry = archive.index().begin(); entry != archive.index().end(); ++entry) {
     std::vector<std::uint8_t> octets;
     if (!archive.readEntry(entry, octets, kLargestEntry)) return false;
-    items.push_back({entry->first, std::string(octets.begin(), octets.end())});
+    items.push_back({std::string(entry->first), std::string(octets.begin(), octets.end())});
   }
   return true;
 }
