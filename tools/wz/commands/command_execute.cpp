@@ -2,13 +2,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "wz/commands/commands.h"
 #include "wz/reports/output.h"
+#include "wz/terminal/followed_program.h"
 #include "wz/terminal/session.h"
 #include "wz/words/exit_code.h"
 
@@ -17,22 +17,6 @@ namespace {
 
 // What shells give for a program that a signal has ended.
 constexpr int kSignalCode = 128;
-
-pid_t program = 0;  // read by the signal handler, set before it is installed
-
-void passOn(int number) { kill(program, number); }
-
-// The interrupt key reaches the program by itself, as it does everything on that terminal; what is
-// sent to wz alone is passed on. Either way it is the program that decides when to end.
-void followProgram() {
-  std::signal(SIGINT, SIG_IGN);
-  std::signal(SIGQUIT, SIG_IGN);
-  struct sigaction action {};
-  action.sa_handler = passOn;
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGTERM, &action, nullptr);
-  sigaction(SIGHUP, &action, nullptr);
-}
 
 [[noreturn]] void become(const std::vector<std::string>& command) {
   std::vector<char*> arguments;
@@ -50,17 +34,13 @@ void followProgram() {
 int execute(const ExecuteOptions& options) {
   Session session;
   if (!session.begin(options.terminal)) return kEnvironment;
-  program = fork();
-  if (program == 0) become(options.command);
-  if (program < 0) {
+  // What is sent to wz alone is for the program, too, which decides when to end.
+  if (startFollowed([&] { become(options.command); }) < 0) {
     printMessage(std::string("cannot start ") + options.command.front() + ": " +
                  std::strerror(errno));
     return kEnvironment;
   }
-  followProgram();
-  int status = 0;
-  while (waitpid(program, &status, 0) < 0 && errno == EINTR) {
-  }
+  const int status = awaitFollowed();
   return WIFEXITED(status) ? WEXITSTATUS(status) : kSignalCode + WTERMSIG(status);
 }
 

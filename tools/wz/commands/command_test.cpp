@@ -23,6 +23,7 @@
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
 #include "wz/reports/test_report.h"
+#include "wz/terminal/followed_program.h"
 #include "wz/terminal/swept_folder.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/shell_word.h"
@@ -130,20 +131,6 @@ fs::path findRunner(const fs::path& folder) {
 
 constexpr char kFolderPrefix[] = "wz-test-";
 
-pid_t runner = 0;  // read by the signal handler, set before it is installed
-
-void passOn(int number) { kill(runner, number); }
-
-// The interrupt key reaches the runner by itself; what is sent to wz alone is passed on.
-void followRunner() {
-  std::signal(SIGINT, SIG_IGN);
-  struct sigaction action {};
-  action.sa_handler = passOn;
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGTERM, &action, nullptr);
-  sigaction(SIGHUP, &action, nullptr);
-}
-
 [[noreturn]] void become(const fs::path& folder, const std::vector<std::string>& command,
                          bool isReported) {
   prctl(PR_SET_PDEATHSIG, SIGTERM);
@@ -241,20 +228,15 @@ int testApplication(const TestOptions& options) {
   if (isReported) askForReport(report, command);
 
   prctl(PR_SET_CHILD_SUBREAPER, 1);
-  runner = fork();
-  if (runner == 0) become(folder, command, isReported);
-  if (runner < 0) {
+  if (startFollowed([&] { become(folder, command, isReported); }) < 0) {
     printMessage(std::string("cannot start ") + node + ": " + std::strerror(errno));
     return kEnvironment;
   }
-  followRunner();
   // Most of what a test takes is the start of a browser, so the tests share what shows the pages
   // and not the pages. Where that cannot be, each starts a browser of its own.
   std::string error;
   std::unique_ptr<workstation::BrowserLender> lender = workstation::lendBrowsers(browsers, error);
-  int status = 0;
-  while (waitpid(runner, &status, 0) < 0 && errno == EINTR) {
-  }
+  const int status = awaitFollowed();
   lender.reset();
   endLeftovers();
   if (WIFEXITED(status) && WEXITSTATUS(status) == kEnvironment) return kEnvironment;
