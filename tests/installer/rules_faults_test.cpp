@@ -233,7 +233,7 @@ TEST_F(RulesFaultsTest, OfMemoryLeaveNothingOpenAndAreMadeUpForByTheNextRun) {
     }
     ASSERT_EQ(openFiles(), before) << nth;
   }
-  EXPECT_GT(nth, 250);
+  EXPECT_GT(nth, 200);
   EXPECT_LT(nth, kMoreThanAnyAllocations);
 }
 
