@@ -9,7 +9,6 @@
 #ifndef WZAPP_CRYPTO_OID_H
 #define WZAPP_CRYPTO_OID_H
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -50,7 +49,10 @@ class ShortOid {
   [[nodiscard]] constexpr std::uint64_t low() const { return low_; }
 
   // By the key; the order means nothing else.
-  friend constexpr auto operator<=>(const ShortOid&, const ShortOid&) = default;
+  friend constexpr bool operator==(const ShortOid&, const ShortOid&) = default;
+  friend constexpr bool operator<(const ShortOid& one, const ShortOid& other) {
+    return one.high_ != other.high_ ? one.high_ < other.high_ : one.low_ < other.low_;
+  }
 
  private:
   static constexpr std::size_t kMaxOctets = 14;

@@ -40,8 +40,7 @@ bool hasPackageFiles(const std::vector<ListedEntry>& entries) {
   });
 }
 
-// The list is gone when the rules are applied to all that is installed, which takes memory, too.
-void installPackages(std::vector<ListedEntry> entries, InstallRun& run) {
+void installPackages(const std::vector<ListedEntry>& entries, InstallRun& run) {
   if (hasPackageFiles(entries) && !run.newcomers.noteWhatIsThere()) {
     run.isJudged = false;
     return;
@@ -158,12 +157,18 @@ void listApplications() {
   }
 }
 
+// The list is gone when the rules are applied to all that is installed, which takes memory, too.
+Finding installWhatIsThere(InstallRun& run) WZAPP_REQUIRES(installMutex) {
+  std::vector<ListedEntry> entries;
+  const Finding finding = listDirectory(kSourceDir, entries);
+  if (finding == Finding::kFound) installPackages(entries, run);
+  return finding;
+}
+
 void runInstallation(InstallRun& run) WZAPP_REQUIRES(installMutex) {
   report("Installing to %s\n", kAppRoot);
-  std::vector<ListedEntry> entries;
-  switch (listDirectory(kSourceDir, entries)) {
+  switch (installWhatIsThere(run)) {
     case Finding::kFound:
-      installPackages(std::move(entries), run);
       removeWhatMayNotStay(run);
       reportFailedInstallation(run);
       deletePackages(run);

@@ -21,7 +21,7 @@ int kindByPermissions(const Certificate& certificate) {
   int kind = kUnknown;
   for (const std::string& permission : certificate.permissions) {
     // A text ends at its first zero octet.
-    const std::string text = permission.c_str();
+    const std::string text = permission.substr(0, permission.find('\0'));
     if (text == "S11") kind = kManifests;
     if (text == "S14") kind = kApplications;
   }

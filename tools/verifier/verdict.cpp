@@ -100,7 +100,7 @@ std::optional<std::string> verifiedArchive(Judging& judging, const std::string& 
     report(verdict, kind.wrongSigner, {upper});
     return std::nullopt;
   }
-  const std::optional<std::string> archive = judging.package.unpack(entries.at(name));
+  std::optional<std::string> archive = judging.package.unpack(entries.at(name));
   if (!archive) {
     report(verdict, "WZ-0102", {name});
     return std::nullopt;

@@ -194,7 +194,7 @@ class HostPlay {
     input["payload"] = payload;
     const HostAnswer answer = answering.answer;
     programs_.start(answer.program, folder_, input.dump() + "\n", answer.timeout,
-                    [this, answering = std::move(answering)](ProgramOutput output) mutable {
+                    [this, answering = std::move(answering)](const ProgramOutput& output) mutable {
                       takeOutput(output, answering);
                       events_.put({std::nullopt, std::move(answering)});
                     });

@@ -58,6 +58,7 @@ class Table {
     columns.insert(columns.end(), columns_.begin(), columns_.end());
     if (hasValues_) columns.emplace_back(kValueColumn);
     std::vector<std::size_t> widths;
+    widths.reserve(columns.size());
     for (const std::string& column : columns) widths.push_back(widthOf(column));
 
     std::map<std::string, std::string> head;

@@ -33,7 +33,7 @@ std::string argumentText(const JsonValue& args, std::size_t index, const Expande
 
 // %d and %i, %f: what a page's parseInt and parseFloat would make of the text.
 std::string integerText(const JsonValue& arg) {
-  const std::string text = remoteValueText(arg);
+  std::string text = remoteValueText(arg);
   if (jsonString(arg, "type") == "bigint") return text;
   char* end = nullptr;
   const double number = std::strtod(text.c_str(), &end);
@@ -111,13 +111,13 @@ std::string consoleText(const std::string& type, const JsonValue& args,
                         const std::map<std::size_t, std::string>& expanded) {
   if (!args.IsArray() || args.Empty()) return "";
   if (type == "table") {
-    const std::string table = consoleTable(jsonMember(args[0], "preview"));
+    std::string table = consoleTable(jsonMember(args[0], "preview"));
     if (!table.empty()) return table;
     return argumentText(args, 0, expanded);
   }
   // console.dir and the like take further arguments that are not meant to be shown.
   if (type == "dir") return argumentText(args, 0, expanded);
-  const std::string text = listText(args, expanded);
+  std::string text = listText(args, expanded);
   if (type == "assert")
     return text == kNoAssertionText ? "Assertion failed" : "Assertion failed: " + text;
   if (type == "trace") return text == kNoTraceText ? "Trace" : "Trace: " + text;

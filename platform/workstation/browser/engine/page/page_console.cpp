@@ -62,7 +62,7 @@ std::shared_ptr<const JsonDocument> copyOf(const JsonValue& value) {
 
 // Where an error was thrown: the details name the script's place themselves, the stack its frames.
 SourcePlace placeOfError(const JsonValue& details, const std::string& origin) {
-  const SourcePlace thrown = placeOf(jsonMember(details, "stackTrace"), origin);
+  SourcePlace thrown = placeOf(jsonMember(details, "stackTrace"), origin);
   if (!thrown.file.empty()) return thrown;
   const std::string url = jsonString(details, "url");
   if (url.empty()) return {};

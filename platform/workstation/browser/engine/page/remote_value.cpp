@@ -55,7 +55,7 @@ std::vector<std::string> partsOf(const JsonValue& preview, bool isArray) {
 }
 
 std::string previewText(const JsonValue& preview) {
-  const std::string description = jsonString(preview, "description");
+  std::string description = jsonString(preview, "description");
   if (!isContainer(preview)) return description;
   const bool isArray = jsonString(preview, "subtype") == "array";
   std::string text = isArray || description == "Object" ? "" : description + " ";
@@ -73,7 +73,7 @@ std::string previewText(const JsonValue& preview) {
 
 std::string previewValueText(const JsonValue& property) {
   const std::string type = jsonString(property, "type");
-  const std::string value = jsonString(property, "value");
+  std::string value = jsonString(property, "value");
   if (type == "string") return jsonQuote(value);
   if (type == "accessor") return "(...)";
   if (type == "function") return "ƒ";
