@@ -6,7 +6,7 @@
 namespace wz {
 namespace {
 
-constexpr std::time_t kDay = 24 * 60 * 60;
+constexpr std::time_t kDay = 86400;
 
 // Seconds since 1970; nothing for what is no time.
 std::optional<std::time_t> secondsOf(const std::string& time) {

@@ -11,7 +11,7 @@ namespace {
 // "shop.MFT" and "shop/old.mft" -> "SHOP": what a manifest's id should be, in upper case.
 std::string upperNameOf(const std::string& entry) {
   const std::size_t slash = entry.find('/');
-  const std::string upper = wzapp::toUpper(entry.substr(0, slash));
+  std::string upper = wzapp::toUpper(entry.substr(0, slash));
   if (slash != std::string::npos) return upper;
   return wzapp::manifestStem(upper).value_or(upper);
 }

@@ -151,6 +151,7 @@ std::vector<std::string> StoryDifference::differences(std::size_t end) const {
   std::stable_sort(found.begin(), found.end(),
                    [](const Difference& a, const Difference& b) { return a.at < b.at; });
   std::vector<std::string> texts;
+  texts.reserve(found.size());
   for (Difference& difference : found) texts.push_back(std::move(difference.text));
   return texts;
 }

@@ -55,7 +55,7 @@ void ApplicationRun::note(const RunEvent& event) {
 std::optional<RunEvent> ApplicationRun::next(Deadline next) {
   for (;;) {
     const Deadline due = running_ ? photographer_.due() : kNoDeadline;
-    const std::optional<RunEvent> event = events_.take(std::min(next, due));
+    std::optional<RunEvent> event = events_.take(std::min(next, due));
     const auto now = std::chrono::steady_clock::now();
     if (!event && !interrupted() && now >= due && now < next) {
       photographer_.onTime();
@@ -83,7 +83,7 @@ void ApplicationRun::cancel() {
   if (!running_) return;
   wzapp::wzAppCancel(app_);
   for (;;) {
-    const std::optional<RunEvent> event = events_.take(kNoDeadline, false);
+    std::optional<RunEvent> event = events_.take(kNoDeadline, false);
     if (event->kind == RunEvent::Kind::kEnded) return finish(*event);
     note(*event);
   }

@@ -22,6 +22,7 @@ void append(HistoryEvent& event) {
 
 std::vector<HistoryPackage> packagesOf(const std::vector<WaitingPackage>& packages) {
   std::vector<HistoryPackage> all;
+  all.reserve(packages.size());
   for (const WaitingPackage& package : packages) {
     all.push_back({package.file, package.sha256, package.octets, false});
   }

@@ -36,7 +36,7 @@ bool readPictureTime(const std::string& text, PictureTime& time) {
   const auto [rest, failure] = std::from_chars(text.data(), end, number);
   const std::string_view unit(rest, static_cast<std::size_t>(end - rest));
   constexpr double kLongest = 86400;
-  if (failure != std::errc() || (unit != "" && unit != "s" && unit != "ms")) return false;
+  if (failure != std::errc() || (!unit.empty() && unit != "s" && unit != "ms")) return false;
   if (unit == "ms") number /= 1000;
   if (number > kLongest) return false;
   time.kind = PictureTime::Kind::kDelay;

@@ -175,7 +175,7 @@ void Hosts::change(const JSObject& question, const Answer& answer) {
   if (delay < 0 || delay > kLongestDelay) return answer.failed("a delay has up to a day");
   Host* host = nullptr;
   const Problem problem = findOrMake(question, host);
-  if (!problem.empty()) return answer.failed(problem);
+  if (host == nullptr) return answer.failed(problem);
   if (question.has("delay")) host->delay = delay;
   if (question.has("fault")) host->fault = fault;
   const bool on = question.has("on") ? question["on"].asBool() : host->isOn;

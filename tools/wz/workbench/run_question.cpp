@@ -47,10 +47,10 @@ Problem readDisplay(const JSObject& question, RunQuestion& run) {
 
 Problem readRunQuestion(const JSObject& question, RunQuestion& run) {
   for (const auto& read : {readWhat, readDisplay}) {
-    const Problem problem = read(question, run);
+    Problem problem = read(question, run);
     if (!problem.empty()) return problem;
   }
-  const Problem problem = readParameters(question["parameters"], run);
+  Problem problem = readParameters(question["parameters"], run);
   if (!problem.empty()) return problem;
   run.entry = question["entry"].asString();
   if (run.entry.empty()) run.entry = "desktop";
