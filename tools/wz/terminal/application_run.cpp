@@ -83,7 +83,7 @@ void ApplicationRun::cancel() {
   if (!running_) return;
   wzapp::wzAppCancel(app_);
   for (;;) {
-    std::optional<RunEvent> event = events_.take(kNoDeadline, false);
+    const std::optional<RunEvent> event = events_.take(kNoDeadline, false);
     if (event->kind == RunEvent::Kind::kEnded) return finish(*event);
     note(*event);
   }
