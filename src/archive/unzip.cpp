@@ -1,6 +1,7 @@
 #include "archive/unzip.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,6 +31,16 @@ std::size_t costOf(std::string_view name) {
 }
 
 using Block = std::array<std::uint8_t, UnZIP::kBlockSize>;
+
+// Cuts off what a file held before behind what was written over it, if anything was or should have
+// been.
+bool cutBehindWritten(int file, bool isWhole) {
+  struct stat status;
+  if (fstat(file, &status) != 0) return false;
+  const off_t end = lseek(file, 0, SEEK_CUR);
+  if (status.st_size == 0 || end < 0 || end >= status.st_size) return true;  // nothing, or no file
+  return (end == 0 && !isWhole) || ftruncate(file, end) == 0;
+}
 
 // Both digests of an entry on their way.
 struct Digests {
@@ -182,6 +193,7 @@ bool UnZIP::extractToFile(Entry entry, const FileOpener& openTarget) {
   bool isWritten = false;
   if (target >= 0) {
     isWritten = writeOpenEntry(target);
+    if (!cutBehindWritten(target, isWritten)) isWritten = false;
     // Some file systems tell of octets that they lost only now.
     if (::close(target) != 0) isWritten = false;
   }

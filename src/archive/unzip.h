@@ -118,7 +118,8 @@ class UnZIP {
   [[nodiscard]] bool extractToFile(Entry entry, const std::string& path);
 
   // The same for a file that the caller knows how to open: it is asked once the entry is open, and
-  // what it gives is closed.
+  // what it gives is closed. What the file holds is written over from its start and cut off behind
+  // that, so that it stays whole where nothing of the entry can be read or written.
   [[nodiscard]] bool extractToFile(Entry entry, const FileOpener& openTarget);
 
   // Computes the digests of the entry. True if the whole entry was read. False with both outputs

@@ -107,8 +107,8 @@ bool hasRoomFor(int file, std::uint64_t size) {
          (errno != ENOSPC && errno != EDQUOT && errno != EFBIG);
 }
 
-// A file that is there keeps its owner, its mode and its place in the directory: it is cut to
-// nothing, unless it is not plain. Something else may have taken its place once it was found to be:
+// A file that is there keeps its owner, its mode and its place in the directory: it is written
+// over, unless it is not plain. Something else may have taken its place once it was found to be:
 // opening follows no link and waits for no reader, and what was opened is looked at again.
 int openTarget(const Place& place, std::uint64_t size) {
   const int created = createFile(place);
@@ -120,8 +120,7 @@ int openTarget(const Place& place, std::uint64_t size) {
   struct stat status;
   if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
   if (!isPlain(status)) return replaceFile(place);
-  if (!hasRoomFor(file.get(), size)) return -1;
-  return ftruncate(file.get(), 0) == 0 ? file.release() : -1;
+  return hasRoomFor(file.get(), size) ? file.release() : -1;
 }
 
 bool extractOnce(UnZIP& archive, UnZIP::Entry entry, const Destination& destination,

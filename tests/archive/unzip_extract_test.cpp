@@ -125,6 +125,48 @@ TEST_F(UnZIPExtractTest, TargetIsOpenedByTheCallerOnceTheEntryIs) {
   EXPECT_EQ(opened, 2);
 }
 
+TEST_F(UnZIPExtractTest, FileThatTheCallerOpensIsWrittenOverAndCutBehind) {
+  UnZIP archive(write(ZipBuilder().file("a", "short").file("empty", "")));
+  const auto openTarget = [this] { return open(target_.c_str(), O_WRONLY | O_CLOEXEC); };
+  for (const char* name : {"a", "empty"}) {
+    for (const std::string before : {"", "shorter", "long"}) {
+      directory_.write("target", before == "long" ? std::string(10000, 'x') : before);
+
+      EXPECT_TRUE(archive.extractToFile(archive.index().find(name), openTarget));
+
+      EXPECT_EQ(contentOf(target_), readByName(archive, name)) << before;
+    }
+  }
+}
+
+TEST_F(UnZIPExtractTest, FileThatTheCallerOpensStaysWholeWhereNothingCanBeWritten) {
+  ArchiveCalls calls;
+  UnZIP archive(write(ZipBuilder().stored("a", noise(30000))));
+  const auto openTarget = [this] { return open(target_.c_str(), O_WRONLY | O_CLOEXEC); };
+  const std::string before(40000, 'x');
+  for (const Call call : {Call::kUnzReadCurrentFile, Call::kWrite}) {
+    directory_.write("target", before);
+    calls.fail(call, 1);
+
+    EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), openTarget));
+
+    EXPECT_EQ(contentOf(target_), before);
+  }
+}
+
+TEST_F(UnZIPExtractTest, FileThatTheCallerOpensIsCutBehindTheBlocksBeforeAFailure) {
+  const std::string content = noise(30000);
+  ArchiveCalls calls;
+  UnZIP archive(write(ZipBuilder().stored("a", content)));
+  const auto openTarget = [this] { return open(target_.c_str(), O_WRONLY | O_CLOEXEC); };
+  directory_.write("target", std::string(40000, 'x'));
+  calls.fail(Call::kWrite, 3);
+
+  EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), openTarget));
+
+  EXPECT_EQ(contentOf(target_), content.substr(0, 2 * UnZIP::kBlockSize));
+}
+
 TEST_F(UnZIPExtractTest, DamagedEntryLeavesWhatCameBeforeTheDamage) {
   const std::string content = letters(100000);
   const ArchiveCalls calls;

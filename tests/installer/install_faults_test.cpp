@@ -220,6 +220,32 @@ TEST_P(InstallFaultsTest, ThatStayAreReportedOnce) {
   EXPECT_THAT(dropped(), testing::IsEmpty());
 }
 
+// An application whose manifest is lost would be removed with its data.
+TEST_P(InstallFaultsTest, KeepAManifestThatTheyDoNotLetReplace) {
+  const std::string before = manifestFor("shop") + std::string(100, ' ');
+  for (const std::string function : {"unzReadCurrentFile", "write"}) {
+    // An interrupted write is repeated where it is made, as often as it takes.
+    if (function == "write" && GetParam() == EINTR) continue;
+    drop("shop.zip", applicationPackage("shop"));
+    terminal.writeFile(kApps + "/shop.MFT", manifestFor("shop"));
+    terminal.writeFile(kManifests + "/shop/mpmanifest.mft", before);
+    terminal.writeFile(kData + "/shop/data", "of the shop");
+    bool isManifest = false;  // the last file that was opened
+    calls.hook = [&](const FileCall& call) {
+      if (call.function == "openat") isManifest = call.name == "mpmanifest.mft";
+      return isManifest && call.function == function ? GetParam() : 0;
+    };
+
+    EXPECT_EQ(install(), kInstallError) << function;
+
+    calls.hook = nullptr;
+    EXPECT_THAT(lines, Contains("Error: Failed to extract 'shop/mpmanifest.mft' -> '" + kManifests +
+                                "/shop/mpmanifest.mft'\n"));
+    EXPECT_EQ(read(kManifests + "/shop/mpmanifest.mft"), before) << function;
+    EXPECT_EQ(read(kData + "/shop/data"), "of the shop") << function;
+  }
+}
+
 // The package is deleted when the run is over, whatever has become of it.
 TEST_P(InstallFaultsTest, DoNotCostAPackageWhereTheyPass) {
   struct Opening {
