@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -73,7 +74,8 @@ void removeFolder(const std::string& folder) {
 // Removes `folder` when this process has ended, however it did: a process of its own waits for the
 // end of a pipe that only this one, and whom it forks, can write to. This one stays what it is,
 // since under a sanitizer a forked process may have threads from the start, and could not enter.
-void removeAtEnd(const std::string& folder) {
+// The pipe's end that it holds, closed when it becomes another program.
+int removeAtEnd(const std::string& folder) {
   int life[2];
   if (pipe2(life, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe2");
   const pid_t child = fork();
@@ -81,7 +83,7 @@ void removeAtEnd(const std::string& folder) {
   if (child > 0) {
     close(life[0]);
     waitpid(child, nullptr, 0);
-    return;
+    return life[1];
   }
   if (fork() != 0) _exit(0);  // so that no test has a child that it did not make
   setsid();
@@ -104,6 +106,22 @@ void moveIntoMemory(const std::string& folder) {
   const unsigned uid = geteuid(), gid = getegid();
   if (workstation::makePrivateNamespaces({uid, gid, uid, gid}) != nullptr) return;
   (void)mount("terminal", folder.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=0700");
+}
+
+// Set for a program that is inside from its start.
+constexpr char kInside[] = "WZAPP_INSIDE_TEST_TERMINAL";
+
+// Enters a new terminal. The descriptor with which its folder goes; below 0, with a message, where
+// it cannot be entered.
+int enterNewTerminal() {
+  const std::string directory = makeTemporaryFolder();
+  const int life = removeAtEnd(directory);
+  moveIntoMemory(directory);
+  fillTerminal(directory, testProfile());
+  std::string error;
+  if (workstation::enterTerminal(directory, error)) return life;
+  std::fprintf(stderr, "%s\n", error.c_str());
+  return -1;
 }
 
 }  // namespace
@@ -167,19 +185,22 @@ bool TestTerminal::exists(const std::string& path) const {
 }
 
 int testTerminalMain(int argc, char** argv) {
-  const std::string directory = makeTemporaryFolder();
-  removeAtEnd(directory);
-  moveIntoMemory(directory);
-  fillTerminal(directory, testProfile());
-  std::string error;
-  if (!workstation::enterTerminal(directory, error)) {
-    std::fprintf(stderr, "%s\n", error.c_str());
-    return 1;
-  }
+  if (std::getenv(kInside) == nullptr && enterNewTerminal() < 0) return 1;
   testing::InitGoogleMock(&argc, argv);
   const int result = RUN_ALL_TESTS();
-  emptyFolder(directory);  // the folder itself may be a mount; it goes with the process
+  // The folder itself may be a mount; it goes with the process.
+  emptyFolder(workstation::terminalDirectory());
   return result;
+}
+
+int becomeInsideTerminal(char** program) {
+  const int life = enterNewTerminal();
+  if (life < 0) return 1;
+  fcntl(life, F_SETFD, 0);  // the program is this process, and the terminal stays as long as it
+  setenv(kInside, "1", 1);
+  execvp(program[0], program);
+  std::fprintf(stderr, "cannot start %s: %s\n", program[0], std::strerror(errno));
+  return 127;
 }
 
 }  // namespace wzapp_test

@@ -3,10 +3,11 @@
 /// Entering a terminal can be done once in a process and not be undone, so there are two ways:
 ///
 /// - A test program that lists wzapp_test_terminal_main among its LIBS enters one temporary
-/// terminal
-///   before GoogleTest starts; every test in it begins with `TestTerminal terminal;`, which puts
-///   the terminal back into its first state. The folder is gone when the program ends, however it
-///   ends.
+///   terminal before GoogleTest starts; every test in it begins with `TestTerminal terminal;`,
+///   which puts the terminal back into its first state. The folder is gone when the program ends,
+///   however it ends. A program of another processor cannot enter, because its emulator has a
+///   second thread: there the program inside_test_terminal, this machine's own, enters and becomes
+///   the emulator.
 /// - A test program that stays outside (wzapp_test_terminal) makes a `TemporaryTerminal` and runs
 ///   what is to happen inside in a child process, by `runInTerminal`.
 #ifndef TESTS_BUILDERS_TEST_TERMINAL_H
@@ -67,6 +68,10 @@ class TestTerminal {
 
 /// Main function of a test program that runs inside a temporary terminal.
 int testTerminalMain(int argc, char** argv);
+
+/// Enters a temporary terminal and becomes the program, whose main function above finds itself
+/// inside. Returns where that fails, with a message on standard error: what main is to return.
+int becomeInsideTerminal(char** program);
 
 }  // namespace wzapp_test
 

@@ -96,6 +96,10 @@ void leaveFree(std::uint64_t octets) {
 
 class FullFlashTest : public wzapp_test::InstallTest {
  protected:
+  void SetUp() override {
+    if (hasForeignThread()) GTEST_SKIP() << "an emulator cannot enter a user namespace";
+  }
+
   // Installs the old version, then the new one where `limit` has taken the room. True if it is
   // there; otherwise the old one is.
   template <typename Limit>
