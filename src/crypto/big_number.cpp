@@ -40,7 +40,7 @@ Word estimateQuotient(Word n2, Word n1, Word n0, Word d1, Word d0) {
 }
 
 // part -= quotient * divisor, over one word more than the divisor has. Returns whether that was too
-// much.
+// much. That word is not written: with the multiple that is right it is zero, and nobody reads it.
 bool subtractMultiple(Word* part, const Word* divisor, std::size_t words, Word quotient) {
   std::uint64_t carry = 0;
   for (std::size_t i = 0; i < words; ++i) {
@@ -49,12 +49,10 @@ bool subtractMultiple(Word* part, const Word* divisor, std::size_t words, Word q
     carry = (carry >> kWordBits) + (part[i] < subtrahend ? 1 : 0);
     part[i] -= subtrahend;
   }
-  const bool tooMuch = part[words] < carry;
-  part[words] -= static_cast<Word>(carry);
-  return tooMuch;
+  return part[words] < carry;
 }
 
-// part += divisor, over one word more than the divisor has.
+// part += divisor, over the divisor's words.
 void addBack(Word* part, const Word* divisor, std::size_t words) {
   std::uint64_t carry = 0;
   for (std::size_t i = 0; i < words; ++i) {
@@ -62,7 +60,6 @@ void addBack(Word* part, const Word* divisor, std::size_t words) {
     part[i] = static_cast<Word>(carry);
     carry >>= kWordBits;
   }
-  part[words] += static_cast<Word>(carry);
 }
 
 // The remainder is left in the lowest words. The divisor's highest word has its highest bit set.
