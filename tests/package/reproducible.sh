@@ -15,7 +15,7 @@ build() {
   local folder=$scratch/$1
   shift
   mkdir -p "$folder/keys"
-  (cd "$source" && tar -c CMakeLists.txt CMakePresets.json cmake docs include platform src tools examples) |
+  (cd "$source" && tar -c CMakeLists.txt CMakePresets.json cmake docs include kit platform src tools examples) |
     tar -x -C "$folder"
   cp -r "$keys/." "$folder/keys/"
   chmod -R a+rwX "$folder"
