@@ -17,6 +17,7 @@
 #include "wz/check/references.h"
 #include "wz/reports/certificate_cause.h"
 #include "wz/reports/screen.h"
+#include "wz/words/drop_if.h"
 
 namespace wz {
 namespace {
@@ -238,7 +239,7 @@ CheckReport checkFolder(const std::string& path, const CheckOptions& options) {
 
 void dropAllowed(const std::vector<std::string>& allowed, std::vector<CheckReport>& reports) {
   for (CheckReport& report : reports) {
-    std::erase_if(report.diagnostics, [&allowed](const Diagnostic& diagnostic) {
+    dropIf(report.diagnostics, [&allowed](const Diagnostic& diagnostic) {
       return std::ranges::find(allowed, diagnostic.code) != allowed.end();
     });
   }

@@ -8,6 +8,7 @@
 #include "wz/doctor/machine_check.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/words/drop_if.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -18,7 +19,7 @@ constexpr char kLeftover[] = "WZ-1009";
 // Takes away what is mended by it.
 void repair(std::vector<MachineFact>& facts) {
   for (MachineFact& fact : facts) {
-    const std::size_t removed = std::erase_if(fact.diagnostics, [](const Diagnostic& diagnostic) {
+    const std::size_t removed = dropIf(fact.diagnostics, [](const Diagnostic& diagnostic) {
       return diagnostic.code == kLeftover && removeLeftover(diagnostic.evidence);
     });
     if (removed > 0) fact.found = "removed " + std::to_string(removed);

@@ -18,6 +18,7 @@
 #include "wz/matrix/worker.h"
 #include "wz/matrix/worker_lines.h"
 #include "wz/reports/output.h"
+#include "wz/words/drop_if.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -72,7 +73,7 @@ bool CellWorkers::run(const Calls& calls) {
     for (std::size_t i = 0; ready > 0 && i < waiting.size(); ++i) {
       if (waiting[i].revents != 0 && !readFrom(*workers_[i], calls)) return false;
     }
-    std::erase_if(workers_, [](const auto& worker) { return worker->process < 0; });
+    dropIf(workers_, [](const auto& worker) { return worker->process < 0; });
     endLate();
     if (!calls.wait()) return false;
   }

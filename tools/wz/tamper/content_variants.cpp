@@ -6,6 +6,7 @@
 
 #include "support/text.h"
 #include "wz/tamper/lab.h"
+#include "wz/words/drop_if.h"
 
 namespace wz {
 namespace {
@@ -141,9 +142,8 @@ void addManifestForms(Applications& applications) {
   applications.addManifestText("whose manifest names a path",
                                R"({"application": {"id": "../another"}})", installed());
   ZipItems files = applications.lab().base().applicationFiles;
-  std::erase_if(files, [&applications](const ZipItem& file) {
-    return file.name == applications.id() + ".MFT";
-  });
+  dropIf(files,
+         [&applications](const ZipItem& file) { return file.name == applications.id() + ".MFT"; });
   applications.add("without a manifest", files, installed());
 }
 

@@ -10,6 +10,7 @@
 #include "wz/reports/identity_warnings.h"
 #include "wz/reports/output.h"
 #include "wz/terminal/package_files.h"
+#include "wz/words/drop_if.h"
 #include "wz/words/exit_code.h"
 #include "wz/words/explain.h"
 #include "wzapp/wzapp.h"
@@ -208,7 +209,7 @@ void printChange(const Change& change, const char* words) {
 
 // To try it on a copy is no advice where that was done.
 Diagnostics withoutTrial(Diagnostics diagnostics) {
-  std::erase_if(diagnostics, [](const Diagnostic& one) { return one.code == kDidNotStay; });
+  dropIf(diagnostics, [](const Diagnostic& one) { return one.code == kDidNotStay; });
   return diagnostics;
 }
 

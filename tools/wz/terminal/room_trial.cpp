@@ -9,6 +9,7 @@
 #include "installer/space_check.h"
 #include "support/text.h"
 #include "workstation/terminal/terminal_layout.h"
+#include "wz/words/drop_if.h"
 #include "wz/words/explain.h"
 
 namespace wz {
@@ -81,7 +82,7 @@ void addNoRoom(const std::vector<NoRoom>& found, InstallOutcome& outcome) {
                                ": its files take " + std::to_string(one.needed) +
                                " octets; what is there of it would stay";
     // Nothing of it would come.
-    std::erase_if(outcome.changes, [&one](const ApplicationChange& change) {
+    dropIf(outcome.changes, [&one](const ApplicationChange& change) {
       return wzapp::toUpper(change.id) == wzapp::toUpper(one.id);
     });
     for (PackageOutcome& package : outcome.packages) {
