@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <new>
 #include <string_view>
@@ -32,14 +33,14 @@ std::size_t costOf(std::string_view name) {
 
 using Block = std::array<std::uint8_t, UnZIP::kBlockSize>;
 
-// Cuts off what a file held before behind what was written over it, if anything was or should have
-// been.
-bool cutBehindWritten(int file, bool isWhole) {
+// Cuts off what a file held before behind what was written over it. A file of which nothing was
+// written over stays as it is if `isKept`.
+bool cutBehindWritten(int file, bool isKept) {
   struct stat status;
   if (fstat(file, &status) != 0) return false;
   const off_t end = lseek(file, 0, SEEK_CUR);
   if (status.st_size == 0 || end < 0 || end >= status.st_size) return true;  // nothing, or no file
-  return (end == 0 && !isWhole) || ftruncate(file, end) == 0;
+  return (end == 0 && isKept) || ftruncate(file, end) == 0;
 }
 
 // Both digests of an entry on their way.
@@ -192,8 +193,10 @@ bool UnZIP::extractToFile(Entry entry, const FileOpener& openTarget) {
   const int target = openTarget();
   bool isWritten = false;
   if (target >= 0) {
+    errno = 0;  // a damaged entry fails without a call of the system that does
     isWritten = writeOpenEntry(target);
-    if (!cutBehindWritten(target, isWritten)) isWritten = false;
+    const bool isSystemsFault = !isWritten && errno != 0;
+    if (!cutBehindWritten(target, isSystemsFault)) isWritten = false;
     // Some file systems tell of octets that they lost only now.
     if (::close(target) != 0) isWritten = false;
   }

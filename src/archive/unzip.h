@@ -119,7 +119,8 @@ class UnZIP {
 
   // The same for a file that the caller knows how to open: it is asked once the entry is open, and
   // what it gives is closed. What the file holds is written over from its start and cut off behind
-  // that, so that it stays whole where nothing of the entry can be read or written.
+  // that. It stays whole where a failing call of the system lets nothing of the entry be read or
+  // written; an entry that is damaged from its first octet leaves it empty.
   [[nodiscard]] bool extractToFile(Entry entry, const FileOpener& openTarget);
 
   // Computes the digests of the entry. True if the whole entry was read. False with both outputs

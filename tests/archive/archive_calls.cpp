@@ -103,7 +103,10 @@ int __wrap_unzOpenCurrentFile(unzFile file) {
 }
 
 int __wrap_unzReadCurrentFile(unzFile file, voidp buffer, unsigned size) {
-  if (mustFail(Call::kUnzReadCurrentFile)) return UNZ_ERRNO;
+  if (mustFail(Call::kUnzReadCurrentFile)) {
+    errno = EIO;
+    return UNZ_ERRNO;
+  }
   if (current != nullptr) current->readSize = size;
   return __real_unzReadCurrentFile(file, buffer, size);
 }

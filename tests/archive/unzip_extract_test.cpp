@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 
@@ -152,6 +153,24 @@ TEST_F(UnZIPExtractTest, FileThatTheCallerOpensStaysWholeWhereNothingCanBeWritte
 
     EXPECT_EQ(contentOf(target_), before);
   }
+}
+
+// What the archive brings counts, even where it is nothing.
+TEST_F(UnZIPExtractTest, FileThatTheCallerOpensIsEmptyWhereTheEntryIsDamagedFromItsStart) {
+  ZipEntry damaged;
+  damaged.name = "a";
+  damaged.content = "content";
+  damaged.data = "\x07";  // a block of a type that there is not
+  UnZIP archive(write(ZipBuilder().entry(damaged)));
+  directory_.write("target", "before");
+
+  EXPECT_FALSE(archive.extractToFile(archive.index().find("a"), [this] {
+    const int target = open(target_.c_str(), O_WRONLY | O_CLOEXEC);
+    errno = EEXIST;  // left by whatever the opener tried first
+    return target;
+  }));
+
+  EXPECT_TRUE(std::filesystem::is_empty(target_));
 }
 
 TEST_F(UnZIPExtractTest, FileThatTheCallerOpensIsCutBehindTheBlocksBeforeAFailure) {

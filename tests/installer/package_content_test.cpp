@@ -467,6 +467,20 @@ TEST_F(PackageContentTest, LeavesAPartOfADamagedEntry) {
   EXPECT_EQ(terminal.readFile(kApps + "/b"), "next");
 }
 
+// Only a failure of the system leaves a file as it was; a damaged entry is what was signed.
+TEST_F(PackageContentTest, EmptiesAFileWhoseNewContentIsDamagedFromItsStart) {
+  ZipEntry damaged;
+  damaged.name = "shop.MFT";
+  damaged.content = "content";
+  damaged.data = "\x07";  // a block of a type that there is not
+  terminal.writeFile(kApps + "/shop.MFT", "before");
+
+  static_cast<void>(extract(ZipBuilder().entry(damaged)));
+
+  EXPECT_THAT(lines, ElementsAre(notExtracted("shop.MFT", kApps + "/shop.MFT")));
+  EXPECT_EQ(terminal.readFile(kApps + "/shop.MFT"), "");
+}
+
 TEST_F(PackageContentTest, ReportsAFullDisk) {
   calls.hook = [](const FileCall& call) { return call.function == "write" ? ENOSPC : 0; };
 
