@@ -5,7 +5,9 @@
 set -euo pipefail
 build=$1 compiler=$2
 scratch=$(mktemp -d)
-trap 'cmake -DWZAPP_PLATFORM_DIR= "$build" >/dev/null; rm -rf "$scratch"' EXIT
+# Others look at this library too.
+restore() { cmake -DWZAPP_PLATFORM_DIR= "$build" >/dev/null && cmake --build "$build" --target wzapp >/dev/null; }
+trap 'rm -rf "$scratch"; restore' EXIT
 mkdir "$scratch/platform"
 cp "$build"/interfaces/lib*.so "$scratch/platform/"
 link() {
