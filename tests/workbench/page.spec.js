@@ -68,6 +68,18 @@ test('starts an application by keyboard alone', async ({ open, mock }) => {
   expect(mock.asked.filter((one) => one.do === 'start')).toHaveLength(1);
 });
 
+test('an address that changes while the page is first drawn is not missed', async ({ open, page }) => {
+  await page.addInitScript(() => {
+    new MutationObserver((_, observer) => {
+      if (!document.getElementById('view')) return;
+      observer.disconnect();
+      location.hash = '#/health';
+    }).observe(document, { childList: true, subtree: true });
+  });
+  await open('#/terminal');
+  await expect(page.getByRole('heading', { name: 'The workbench' })).toBeVisible();
+});
+
 test('a view that could not come does when it is asked for again', async ({ open, page }) => {
   await page.route('**/views/health.js', (route) => route.abort('connectionrefused'));
   await open('#/health');

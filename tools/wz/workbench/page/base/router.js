@@ -51,8 +51,10 @@ export function refine(members) {
 
 export function useRoute() {
   const [, again] = useReducer((n) => n + 1, 0);
+  const drawn = current;
   useEffect(() => {
     listeners.add(again);
+    if (current !== drawn) again(); // it has changed between the drawing and now
     return () => listeners.delete(again);
   }, []);
   return current;
