@@ -21,7 +21,8 @@ export default defineConfig({
   reporter: 'list',
   timeout: 60_000, // for a machine that is slow, or busy with a build
   expect: { timeout: 20_000 },
-  use: { launchOptions: { executablePath: process.env.WZ_BROWSER ?? '/usr/bin/chromium' } },
+  // The soak, too, tells within a minute that something to click is not there.
+  use: { actionTimeout: 60_000, launchOptions: { executablePath: process.env.WZ_BROWSER ?? '/usr/bin/chromium' } },
   projects: [
     { name: 'quick', use: wide, testIgnore: kOfTheRealOne, grep: kQuick },
     { name: 'wide', use: wide, testIgnore: kOfTheRealOne },
