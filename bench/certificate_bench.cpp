@@ -9,11 +9,11 @@
 #include <string>
 
 #include "bench/side_by_side.h"
-#include "crypto/certificate_check.h"
-#include "crypto/certificate_record.h"
+#include "crypto/certificate/certificate_check.h"
+#include "crypto/certificate/certificate_record.h"
 #include "crypto/cpu_features.h"
-#include "crypto/digest.h"
-#include "crypto/rsa.h"
+#include "crypto/digest/digest.h"
+#include "crypto/rsa/rsa.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/test_key.h"
 

@@ -7,7 +7,7 @@
 
 #include "bench/side_by_side.h"
 #include "crypto/cpu_features.h"
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 
 namespace {
 

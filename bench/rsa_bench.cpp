@@ -13,8 +13,8 @@
 
 #include "bench/side_by_side.h"
 #include "crypto/cpu_features.h"
-#include "crypto/digest.h"
-#include "crypto/rsa.h"
+#include "crypto/digest/digest.h"
+#include "crypto/rsa/rsa.h"
 
 namespace {
 

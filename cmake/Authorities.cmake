@@ -49,7 +49,7 @@ else()
   set(_project ${PROJECT_SOURCE_DIR}/tools/authority_table)
   set(_generator ${PROJECT_BINARY_DIR}/authority_table/wzapp_authority_table)
   # What it takes of the library is compiled again whenever something there has changed.
-  file(GLOB _generator_sources CONFIGURE_DEPENDS
+  file(GLOB_RECURSE _generator_sources CONFIGURE_DEPENDS
     ${_project}/* ${PROJECT_SOURCE_DIR}/src/crypto/*.[ch]* ${PROJECT_SOURCE_DIR}/src/support/*.[ch]*)
   # The flags in the environment are for the other processor.
   add_custom_command(OUTPUT ${_generator}

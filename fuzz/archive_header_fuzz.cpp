@@ -8,8 +8,8 @@
 #include <iterator>
 #include <string>
 
-#include "crypto/certificate_archive.h"
-#include "crypto/tar_writer.h"
+#include "crypto/store/certificate_archive.h"
+#include "crypto/store/tar_writer.h"
 #include "fuzz/check.h"
 #include "tests/builders/tar_reader.h"
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "crypto/certificate_record.h"
-#include "crypto/der_walker.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/der/der_walker.h"
 #include "fuzz/check.h"
 #include "fuzz/view_check.h"
 

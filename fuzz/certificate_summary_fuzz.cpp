@@ -1,11 +1,11 @@
 // The summary: every field is a text inside its bounds, of the characters that it is made of, and
 // the same certificate gives the same octets again.
 
-#include "crypto/certificate_summary.h"
+#include "crypto/certificate/certificate_summary.h"
 
 #include <cstring>
 
-#include "crypto/certificate_record.h"
+#include "crypto/certificate/certificate_record.h"
 #include "fuzz/check.h"
 
 namespace {

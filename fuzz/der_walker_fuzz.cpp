@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "crypto/der_search.h"
-#include "crypto/der_walker.h"
+#include "crypto/der/der_search.h"
+#include "crypto/der/der_walker.h"
 #include "fuzz/check.h"
 #include "fuzz/view_check.h"
 

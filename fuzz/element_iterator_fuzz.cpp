@@ -1,7 +1,7 @@
 // The element iterator: every value lies inside its buffer and behind the one before it, all the
 // way down, and reads the same again.
 
-#include "crypto/element_iterator.h"
+#include "crypto/der/element_iterator.h"
 
 #include "fuzz/check.h"
 #include "fuzz/view_check.h"

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "crypto/der_writer.h"
-#include "crypto/oid.h"
+#include "crypto/der/der_writer.h"
+#include "crypto/der/oid.h"
 #include "fuzz/check.h"
 
 namespace {

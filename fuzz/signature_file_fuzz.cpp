@@ -1,12 +1,12 @@
 // The parser of signature files: every view lies inside the input, the digest has the length of its
 // algorithm, and the same file gives the same views again.
 
-#include "crypto/signature_file.h"
+#include "crypto/signature/signature_file.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "crypto/der_walker.h"
+#include "crypto/der/der_walker.h"
 #include "fuzz/check.h"
 #include "fuzz/view_check.h"
 

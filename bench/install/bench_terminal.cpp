@@ -12,7 +12,7 @@
 #include <stdexcept>
 
 #include "bench/install/package_sets.h"
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 #include "installer/directories.h"
 #include "tests/builders/test_profile.h"
 #include "workstation/terminal/terminal_directory.h"

@@ -7,7 +7,7 @@
 
 #include "bench/install/measured_program.h"
 #include "bench/install/zip_reader.h"
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 #include "installer/directories.h"
 
 namespace {

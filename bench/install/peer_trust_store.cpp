@@ -7,7 +7,7 @@
 #include <set>
 
 #include "bench/install/peer_der.h"
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "zelsec/zelsec.h"
 
 namespace bench::peer {

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 
 namespace {
 

@@ -32,7 +32,7 @@
 #include <vector>
 
 #include "archive/archive_file.h"
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 #include "support/byte_view.h"
 #include "support/file_system.h"
 #include "support/heap_resource.h"

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "crypto/certificate_store.h"
-#include "crypto/digest.h"
-#include "crypto/package_signature.h"
-#include "crypto/rsa.h"
+#include "crypto/digest/digest.h"
+#include "crypto/rsa/rsa.h"
+#include "crypto/signature/package_signature.h"
+#include "crypto/store/certificate_store.h"
 #include "installer/archive_opening.h"
 #include "installer/directories.h"
 #include "installer/messages.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "crypto/certificate_store.h"
+#include "crypto/store/certificate_store.h"
 #include "installer/archive_opening.h"
 #include "installer/inner_package.h"
 #include "installer/messages.h"

@@ -7,9 +7,9 @@
 #include <map>
 
 #include "archive/unzip.h"
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
-#include "crypto/signature_file.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/signature/signature_file.h"
 #include "wz/words/codes.h"
 #include "wzapp/wzapp.h"
 

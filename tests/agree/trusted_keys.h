@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdint>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "tests/agree/fixed_key.h"
 #include "tests/builders/certificate_builder.h"
 

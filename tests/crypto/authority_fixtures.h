@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/test_key.h"
 

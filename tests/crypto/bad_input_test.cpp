@@ -10,14 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "crypto/certificate_check.h"
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
-#include "crypto/der_search.h"
-#include "crypto/element_iterator.h"
-#include "crypto/package_signature.h"
-#include "crypto/seen_oids.h"
-#include "crypto/signature_file.h"
+#include "crypto/certificate/certificate_check.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/der/der_search.h"
+#include "crypto/der/element_iterator.h"
+#include "crypto/der/seen_oids.h"
+#include "crypto/signature/package_signature.h"
+#include "crypto/signature/signature_file.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/signature_file_builder.h"
 #include "tests/crypto/allocation_faults.h"

@@ -1,4 +1,4 @@
-#include "crypto/big_number.h"
+#include "crypto/rsa/big_number.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

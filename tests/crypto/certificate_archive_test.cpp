@@ -1,4 +1,4 @@
-#include "crypto/certificate_archive.h"
+#include "crypto/store/certificate_archive.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,11 +1,11 @@
-#include "crypto/certificate_check.h"
+#include "crypto/certificate/certificate_check.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
 #include <string>
 
-#include "crypto/rsa.h"
+#include "crypto/rsa/rsa.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/test_key.h"
 #include "tests/crypto/authority_fixtures.h"

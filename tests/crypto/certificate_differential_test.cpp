@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "crypto/certificate_check.h"
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
-#include "crypto/oid.h"
+#include "crypto/certificate/certificate_check.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/der/oid.h"
 #include "tests/builders/handle.h"
 #include "tests/builders/test_key.h"
 #include "tests/crypto/random_cases.h"

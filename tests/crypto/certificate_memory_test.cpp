@@ -6,9 +6,9 @@
 #include <new>
 #include <string>
 
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_store.h"
-#include "crypto/seen_oids.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/der/seen_oids.h"
+#include "crypto/store/certificate_store.h"
 #include "support/install_result.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/failing_memory.h"

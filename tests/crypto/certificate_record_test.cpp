@@ -1,4 +1,4 @@
-#include "crypto/certificate_record.h"
+#include "crypto/certificate/certificate_record.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "crypto/certificate_store.h"
+#include "crypto/store/certificate_store.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "crypto/certificate_summary.h"
+#include "crypto/certificate/certificate_summary.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

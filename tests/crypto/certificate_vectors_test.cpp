@@ -7,9 +7,9 @@
 #include <array>
 #include <string>
 
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
-#include "crypto/oid.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/der/oid.h"
 #include "tests/crypto/vector_file.h"
 
 namespace wzapp {

@@ -1,8 +1,8 @@
-#include "crypto/der_element.h"
+#include "crypto/der/der_element.h"
 
 #include <gtest/gtest.h>
 
-#include "crypto/der_walker.h"
+#include "crypto/der/der_walker.h"
 #include "tests/builders/der_builder.h"
 
 namespace wzapp {

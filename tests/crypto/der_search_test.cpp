@@ -1,4 +1,4 @@
-#include "crypto/der_search.h"
+#include "crypto/der/der_search.h"
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 
 #include <array>
 
-#include "crypto/der_walker.h"
-#include "crypto/oid.h"
+#include "crypto/der/der_walker.h"
+#include "crypto/der/oid.h"
 #include "tests/crypto/vector_file.h"
 
 using wzapp_test::hexMember;

@@ -2,7 +2,7 @@
 
 #include <tuple>
 
-#include "crypto/der_walker.h"
+#include "crypto/der/der_walker.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/crypto/plain_walker.h"
 #include "tests/crypto/random_cases.h"

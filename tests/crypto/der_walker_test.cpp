@@ -1,4 +1,4 @@
-#include "crypto/der_walker.h"
+#include "crypto/der/der_walker.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

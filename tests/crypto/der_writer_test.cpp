@@ -1,12 +1,12 @@
-#include "crypto/der_writer.h"
+#include "crypto/der/der_writer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "crypto/der_walker.h"
-#include "crypto/oid.h"
+#include "crypto/der/der_walker.h"
+#include "crypto/der/oid.h"
 #include "tests/builders/der_builder.h"
 
 namespace wzapp {

@@ -1,7 +1,7 @@
 // The digests beside OpenSSL's, over random messages in random pieces.
 #include <gtest/gtest.h>
 
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 #include "tests/crypto/openssl_numbers.h"
 #include "tests/crypto/random_cases.h"
 

@@ -1,4 +1,4 @@
-#include "crypto/digest_kernel.h"
+#include "crypto/digest/digest_kernel.h"
 
 #include <gtest/gtest.h>
 

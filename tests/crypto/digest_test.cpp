@@ -1,4 +1,4 @@
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "crypto/element_iterator.h"
+#include "crypto/der/element_iterator.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

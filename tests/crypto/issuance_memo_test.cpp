@@ -1,4 +1,4 @@
-#include "crypto/issuance_memo.h"
+#include "crypto/certificate/issuance_memo.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "crypto/montgomery.h"
+#include "crypto/rsa/montgomery.h"
 
 #include <gtest/gtest.h>
 

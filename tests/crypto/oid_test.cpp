@@ -1,4 +1,4 @@
-#include "crypto/oid.h"
+#include "crypto/der/oid.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "crypto/der_walker.h"
+#include "crypto/der/der_walker.h"
 #include "tests/builders/der_builder.h"
 
 namespace wzapp {

@@ -1,4 +1,4 @@
-#include "crypto/package_signature.h"
+#include "crypto/signature/package_signature.h"
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-#include "crypto/rsa.h"
+#include "crypto/rsa/rsa.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/signature_file_builder.h"
 #include "tests/builders/test_key.h"

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "crypto/der_walker.h"
+#include "crypto/der/der_walker.h"
 
 namespace wzapp_test {
 

@@ -3,8 +3,8 @@
 
 #include <map>
 
-#include "crypto/digest.h"
-#include "crypto/rsa.h"
+#include "crypto/digest/digest.h"
+#include "crypto/rsa/rsa.h"
 #include "tests/crypto/openssl_numbers.h"
 #include "tests/crypto/random_cases.h"
 

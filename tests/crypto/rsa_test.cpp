@@ -1,11 +1,11 @@
-#include "crypto/rsa.h"
+#include "crypto/rsa/rsa.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <optional>
 
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 #include "tests/crypto/allocation_faults.h"
 #include "tests/crypto/openssl_numbers.h"
 #include "tests/crypto/vector_file.h"

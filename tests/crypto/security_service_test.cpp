@@ -1,4 +1,4 @@
-#include "crypto/security_service.h"
+#include "crypto/store/security_service.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <array>
 #include <vector>
 
-#include "crypto/terminal_certificates.h"
+#include "crypto/store/terminal_certificates.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/child_process.h"
 #include "tests/crypto/fake_security_service.h"

@@ -1,4 +1,4 @@
-#include "crypto/seen_oids.h"
+#include "crypto/der/seen_oids.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "crypto/signature_file.h"
+#include "crypto/signature/signature_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

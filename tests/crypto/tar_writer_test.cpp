@@ -1,4 +1,4 @@
-#include "crypto/tar_writer.h"
+#include "crypto/store/tar_writer.h"
 
 #include <gtest/gtest.h>
 

@@ -23,7 +23,7 @@
 #include <string>
 #include <string_view>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "tests/crypto/authority_fixtures.h"
 #include "tests/installer/install_scenario.h"
 #include "tests/power/file_changes.h"

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
-#include "crypto/certificate_summary.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/store/authorities.h"
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"
 

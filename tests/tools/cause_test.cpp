@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
-#include "crypto/certificate_store.h"
-#include "crypto/certificate_summary.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/store/authorities.h"
+#include "crypto/store/certificate_store.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/temporary_directory.h"
 #include "tests/builders/zip_builder.h"

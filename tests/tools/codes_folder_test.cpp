@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "crypto/digest.h"
-#include "crypto/rsa.h"
-#include "crypto/security_service.h"
+#include "crypto/digest/digest.h"
+#include "crypto/rsa/rsa.h"
+#include "crypto/store/security_service.h"
 #include "installer/directories.h"
 #include "installer/marketplace_rules.h"
 #include "support/install_log.h"

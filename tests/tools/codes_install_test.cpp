@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "crypto/certificate_store.h"
+#include "crypto/store/certificate_store.h"
 #include "tests/crypto/authority_fixtures.h"
 #include "tests/installer/file_calls.h"
 #include "tests/installer/install_fixture.h"

@@ -15,12 +15,12 @@
 #include <string>
 #include <vector>
 
-#include "crypto/der_search.h"
-#include "crypto/digest.h"
-#include "crypto/oid.h"
-#include "crypto/package_signature.h"
-#include "crypto/rsa.h"
-#include "crypto/signature_file.h"
+#include "crypto/der/der_search.h"
+#include "crypto/der/oid.h"
+#include "crypto/digest/digest.h"
+#include "crypto/rsa/rsa.h"
+#include "crypto/signature/package_signature.h"
+#include "crypto/signature/signature_file.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/builders/der_builder.h"
 #include "tests/builders/file_content.h"

@@ -18,11 +18,11 @@
 #include <string>
 #include <vector>
 
-#include "crypto/certificate_check.h"
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
-#include "crypto/oid.h"
-#include "crypto/rsa.h"
+#include "crypto/certificate/certificate_check.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/der/oid.h"
+#include "crypto/rsa/rsa.h"
 #include "tests/builders/handle.h"
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "tests/builders/certificate_builder.h"
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"

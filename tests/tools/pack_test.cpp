@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "crypto/signature_file.h"
+#include "crypto/signature/signature_file.h"
 #include "tests/tools/archive_reader.h"
 #include "tests/tools/key_files.h"
 #include "tests/tools/program.h"

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "crypto/package_signature.h"
-#include "crypto/signature_file.h"
+#include "crypto/signature/package_signature.h"
+#include "crypto/signature/signature_file.h"
 #include "tests/tools/key_files.h"
 
 namespace wzapp_test {

@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <string>
 
-#include "crypto/digest.h"
-#include "crypto/package_signature.h"
-#include "crypto/rsa.h"
-#include "crypto/signature_file.h"
+#include "crypto/digest/digest.h"
+#include "crypto/rsa/rsa.h"
+#include "crypto/signature/package_signature.h"
+#include "crypto/signature/signature_file.h"
 #include "packaging/sign_command.h"
 #include "packaging/signature_writer.h"
 #include "tests/tools/key_files.h"

@@ -40,7 +40,7 @@ std::string authoritiesSource(const std::vector<TableRow>& rows, TableUse use) {
   const bool isAlone = use == TableUse::kAlone;
   std::string text =
       "// Generated from the directory of authorities.\n"
-      "#include \"crypto/";
+      "#include \"crypto/store/";
   text += isAlone ? "authorities.h" : "compiled_in_authorities.h";
   text +=
       "\"\n"

@@ -8,9 +8,9 @@
 #include <system_error>
 
 #include "certificate_words/certificate_words.h"
-#include "crypto/authorities.h"
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/store/authorities.h"
 #include "support/file_system.h"
 
 namespace authority_table {

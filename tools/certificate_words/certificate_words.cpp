@@ -1,7 +1,7 @@
 #include "certificate_words/certificate_words.h"
 
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
 
 namespace certificate_words {
 namespace {

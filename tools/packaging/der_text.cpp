@@ -1,6 +1,6 @@
 #include "packaging/der_text.h"
 
-#include "crypto/der_writer.h"
+#include "crypto/der/der_writer.h"
 
 namespace packaging {
 

@@ -10,11 +10,11 @@
 #include <cstdio>
 #include <memory>
 
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
-#include "crypto/digest.h"
-#include "crypto/package_signature.h"
-#include "crypto/rsa.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/digest/digest.h"
+#include "crypto/rsa/rsa.h"
+#include "crypto/signature/package_signature.h"
 #include "packaging/sign_command.h"
 #include "packaging/signature_writer.h"
 #include "support/file_system.h"

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstddef>
 
-#include "crypto/compiled_in_authorities.h"
+#include "crypto/store/compiled_in_authorities.h"
 #include "workstation/zelsec/terminal_table.h"
 
 namespace wzapp {

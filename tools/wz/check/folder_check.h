@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "wz/reports/diagnostic.h"
 #include "wz/terminal/trusted_authorities.h"
 

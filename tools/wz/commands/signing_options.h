@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "packaging/package_maker.h"
 
 namespace wz {

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 #include "wz/terminal/terminal_image.h"
 
 namespace wz {

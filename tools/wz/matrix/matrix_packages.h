@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "wz/terminal/package_files.h"
 #include "wz/terminal/terminal_image.h"
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "crypto/certificate_check.h"
-#include "crypto/certificate_summary.h"
-#include "crypto/rsa.h"
+#include "crypto/certificate/certificate_check.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/rsa/rsa.h"
 
 namespace wz {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "support/byte_view.h"
 #include "wz/reports/certificate_facts.h"
 

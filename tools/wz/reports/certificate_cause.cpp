@@ -2,11 +2,11 @@
 
 #include <cstdint>
 
-#include "crypto/certificate_check.h"
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
-#include "crypto/der_error.h"
-#include "crypto/der_walker.h"
+#include "crypto/certificate/certificate_check.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/der/der_error.h"
+#include "crypto/der/der_walker.h"
 #include "support/file_system.h"
 #include "wz/words/codes.h"
 #include "wz/words/explain.h"

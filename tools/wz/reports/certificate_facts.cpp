@@ -7,11 +7,11 @@
 #include <string_view>
 
 #include "certificate_words/certificate_words.h"
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
-#include "crypto/der_walker.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
+#include "crypto/der/der_walker.h"
+#include "crypto/der/oid.h"
 #include "crypto/hex.h"
-#include "crypto/oid.h"
 #include "wz/words/name_text.h"
 
 namespace wz {

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <string>
 
-#include "crypto/certificate_store.h"
-#include "crypto/package_signature.h"
-#include "crypto/rsa.h"
-#include "crypto/signature_file.h"
+#include "crypto/rsa/rsa.h"
+#include "crypto/signature/package_signature.h"
+#include "crypto/signature/signature_file.h"
+#include "crypto/store/certificate_store.h"
 #include "installer/application_manifest.h"
 #include "installer/unverified_work.h"
 #include "support/file_system.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "archive/unzip.h"
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "wz/reports/package_report.h"
 
 namespace wz {

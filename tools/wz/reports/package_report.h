@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "wz/reports/acceptance.h"
 #include "wz/reports/certificate_facts.h"
 #include "wz/reports/diagnostic.h"

@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "archive/unzip.h"
-#include "crypto/package_signature.h"
+#include "crypto/signature/package_signature.h"
 #include "installer/application_manifest.h"
 #include "support/text.h"
 #include "wz/reports/package_report.h"

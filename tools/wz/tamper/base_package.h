@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "wz/tamper/zip_octets.h"
 
 namespace wz {

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "crypto/certificate_record.h"
+#include "crypto/certificate/certificate_record.h"
 #include "support/byte_view.h"
 #include "support/text.h"
 #include "wz/tamper/lab.h"

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "authority_table/table_file.h"
-#include "crypto/certificate_record.h"
-#include "crypto/digest.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/digest/digest.h"
 #include "packaging/signature_writer.h"
 #include "support/file_system.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "crypto/signature_file.h"
+#include "crypto/signature/signature_file.h"
 #include "support/byte_view.h"
 #include "support/text.h"
 #include "wz/tamper/lab.h"

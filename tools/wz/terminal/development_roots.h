@@ -4,7 +4,7 @@
 
 #include <span>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "support/byte_view.h"
 
 namespace wz {

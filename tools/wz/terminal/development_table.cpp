@@ -1,6 +1,6 @@
 // Compiled in together with development keys.
 
-#include "crypto/compiled_in_authorities.h"
+#include "crypto/store/compiled_in_authorities.h"
 #include "wz/terminal/development_roots.h"
 
 namespace wz {

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 #include "support/file_system.h"
 #include "wz/reports/output.h"
 #include "wz/reports/screen.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 #include "wz/terminal/installation.h"
 
 namespace wz {

@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "crypto/authorities.h"
+#include "crypto/store/authorities.h"
 
 namespace wz {
 

@@ -28,14 +28,14 @@ enum class Severity {
 /// The part of the library whose negative numbers tell causes. The numbers of two may be the same.
 enum class Layer {
   kNone,
-  kCertificate,       ///< crypto/certificate_record.h
-  kSummary,           ///< crypto/certificate_summary.h
-  kCertificateCheck,  ///< crypto/certificate_check.h
-  kSignatureFile,     ///< crypto/signature_file.h
-  kPackageSignature,  ///< crypto/package_signature.h
-  kRsa,               ///< crypto/rsa.h
-  kDigest,            ///< crypto/digest.h
-  kDer,               ///< crypto/der_error.h
+  kCertificate,       ///< crypto/certificate/certificate_record.h
+  kSummary,           ///< crypto/certificate/certificate_summary.h
+  kCertificateCheck,  ///< crypto/certificate/certificate_check.h
+  kSignatureFile,     ///< crypto/signature/signature_file.h
+  kPackageSignature,  ///< crypto/signature/package_signature.h
+  kRsa,               ///< crypto/rsa/rsa.h
+  kDigest,            ///< crypto/digest/digest.h
+  kDer,               ///< crypto/der/der_error.h
 };
 
 struct Code {

@@ -1,8 +1,8 @@
 // WZ-02nn: certificates.
 
-#include "crypto/certificate_check.h"
-#include "crypto/certificate_record.h"
-#include "crypto/certificate_summary.h"
+#include "crypto/certificate/certificate_check.h"
+#include "crypto/certificate/certificate_record.h"
+#include "crypto/certificate/certificate_summary.h"
 #include "wz/words/codes.h"
 
 namespace wz {

@@ -1,6 +1,6 @@
 // WZ-04nn: DER, below certificates and signature files.
 
-#include "crypto/der_error.h"
+#include "crypto/der/der_error.h"
 #include "wz/words/codes.h"
 
 namespace wz {

@@ -1,9 +1,9 @@
 // WZ-03nn: signatures of archives.
 
-#include "crypto/digest.h"
-#include "crypto/package_signature.h"
-#include "crypto/rsa.h"
-#include "crypto/signature_file.h"
+#include "crypto/digest/digest.h"
+#include "crypto/rsa/rsa.h"
+#include "crypto/signature/package_signature.h"
+#include "crypto/signature/signature_file.h"
 #include "wz/words/codes.h"
 
 namespace wz {

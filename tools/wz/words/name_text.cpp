@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "crypto/element_iterator.h"
-#include "crypto/oid.h"
+#include "crypto/der/element_iterator.h"
+#include "crypto/der/oid.h"
 
 namespace wz {
 namespace {

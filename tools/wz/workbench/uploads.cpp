@@ -13,7 +13,7 @@
 #include <system_error>
 #include <utility>
 
-#include "crypto/digest.h"
+#include "crypto/digest/digest.h"
 #include "support/file_system.h"
 #include "workstation/browser/engine/process/unique_fd.h"
 #include "wz/reports/package_report.h"
