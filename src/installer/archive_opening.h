@@ -18,8 +18,7 @@ void openPatiently(std::optional<UnZIP>& archive, const Open& open) {
   static_cast<void>(findOut([&] {
     errno = 0;  // what fails without a call of the system that fails is the archive's fault
     open();
-    if (!archive->index().empty()) return Finding::kFound;
-    return isPassing(errno) ? Finding::kUnknown : Finding::kNone;
+    return findingOfAttempt(!archive->index().empty());
   }));
 }
 

@@ -137,8 +137,7 @@ bool extractEntry(UnZIP& archive, UnZIP::Entry entry, const Destination& destina
   if (!destination.isBelowRoot()) return false;
   const Finding finding = findOut([&] {
     errno = 0;  // what fails without a call of the system that fails is the archive's fault
-    if (extractOnce(archive, entry, destination, places)) return Finding::kFound;
-    return isPassing(errno) ? Finding::kUnknown : Finding::kNone;
+    return findingOfAttempt(extractOnce(archive, entry, destination, places));
   });
   return finding == Finding::kFound;
 }

@@ -12,6 +12,7 @@
 #include "installer/place.h"
 #include "support/directory_stream.h"
 #include "support/file_system.h"
+#include "support/finding.h"
 #include "support/install_result.h"
 
 namespace wzapp {
@@ -40,6 +41,13 @@ void moveToEnd(std::vector<Entry>& entries, std::string_view name) {
   const auto found = std::find_if(entries.begin(), entries.end(),
                                   [name](const Entry& entry) { return entry.name == name; });
   if (found != entries.end()) std::rotate(found, found + 1, entries.end());
+}
+
+// Whether `attempt`, which tells of its failure by errno, succeeds, tried again at once where that
+// passes: what stays of an old version would be mixed with the new one.
+template <class Attempt>
+bool succeedsAtLast(Attempt attempt) {
+  return findOut([&] { return findingOfAttempt(attempt()); }) == Finding::kFound;
 }
 
 // One removal. Goes down and up with a stack of its own: a tree may be deeper than the stack of a
@@ -76,6 +84,7 @@ class TreeRemoval {
 
   void remove(const Entry& entry);
   [[nodiscard]] bool enter(const std::string& name);
+  [[nodiscard]] bool list(const std::string& name, Level& level) const;
   void leave();
   static void closeLevel(Level& level);
   [[nodiscard]] bool reopenAbove();
@@ -94,7 +103,7 @@ class TreeRemoval {
 };
 
 bool TreeRemoval::run() {
-  if (!findPlace(path_, start_)) {
+  if (!succeedsAtLast([this] { return findPlace(path_, start_); })) {
     const int error = errno;
     struct stat status;
     // A link in the way: what is there is not where its path says.
@@ -135,14 +144,9 @@ void TreeRemoval::remove(const Entry& entry) {
 
 // Lists the directory before anything in it is removed. False when that is not possible.
 bool TreeRemoval::enter(const std::string& name) {
-  FileDescriptor descriptor(openat(current(), name.c_str(), kDirectoryFlags));
-  if (!descriptor.isOpen()) return false;
   Level level;
   level.name = name;
-  level.stream.reset(fdopendir(descriptor.get()));
-  if (!level.stream) return false;
-  static_cast<void>(descriptor.release());  // the stream closes it
-  if (!readEntries(level.stream.get(), level.entries)) return false;
+  if (!succeedsAtLast([&] { return list(name, level); })) return false;
   if (levels_.empty()) {
     for (const std::string_view last : last_) moveToEnd(level.entries, last);
   }
@@ -151,17 +155,28 @@ bool TreeRemoval::enter(const std::string& name) {
   return true;
 }
 
+bool TreeRemoval::list(const std::string& name, Level& level) const {
+  FileDescriptor descriptor(openat(current(), name.c_str(), kDirectoryFlags));
+  if (!descriptor.isOpen()) return false;
+  level.stream.reset(fdopendir(descriptor.get()));
+  if (!level.stream) return false;
+  static_cast<void>(descriptor.release());  // the stream closes it
+  level.entries.clear();
+  return readEntries(level.stream.get(), level.entries);
+}
+
 // Removes the directory whose entries were dealt with.
 void TreeRemoval::leave() {
-  const bool isAboveOpen = reopenAbove();
+  const bool isAboveOpen = succeedsAtLast([this] { return reopenAbove(); });
+  const int error = errno;
   const std::string name = std::move(levels_.back().name);
   levels_.pop_back();
   if (isAboveOpen) {
     unlink(name, AT_REMOVEDIR);
   } else {
-    // Somebody has moved it elsewhere, and the way back is lost. What is left stays for another
-    // run.
-    warnNotRemoved(ENOENT);
+    // The way back is lost, mostly since somebody has moved it elsewhere. What is left stays for
+    // another run.
+    warnNotRemoved(error);
     levels_.clear();
   }
   if (!levels_.empty()) path_.resize(path_.size() - name.size() - 1);
@@ -170,7 +185,7 @@ void TreeRemoval::leave() {
 // A directory without an identity, device and inode 0, is not found again.
 void TreeRemoval::closeLevel(Level& level) {
   struct stat status;
-  if (level.isOpen() && fstat(level.number(), &status) == 0) {
+  if (level.isOpen() && succeedsAtLast([&] { return fstat(level.number(), &status) == 0; })) {
     level.device = status.st_dev;
     level.inode = status.st_ino;
   }
@@ -178,8 +193,8 @@ void TreeRemoval::closeLevel(Level& level) {
   level.descriptor = FileDescriptor();
 }
 
-// Sees to it that the directory above the current one is open. False when it is not the one that
-// led here.
+// Sees to it that the directory above the current one is open. False with errno when it cannot be
+// opened, ENOENT when it is not the one that led here.
 bool TreeRemoval::reopenAbove() {
   if (levels_.size() < 2) return true;
   Level& above = levels_[levels_.size() - 2];
@@ -187,7 +202,10 @@ bool TreeRemoval::reopenAbove() {
   FileDescriptor descriptor(openat(current(), "..", kDirectoryFlags));
   struct stat status;
   if (!descriptor.isOpen() || fstat(descriptor.get(), &status) != 0) return false;
-  if (status.st_dev != above.device || status.st_ino != above.inode) return false;
+  if (status.st_dev != above.device || status.st_ino != above.inode) {
+    errno = ENOENT;
+    return false;
+  }
   above.descriptor = std::move(descriptor);
   return true;
 }
@@ -203,14 +221,15 @@ void TreeRemoval::leaveUnlisted(const std::string& name) {
 }
 
 void TreeRemoval::unlink(const std::string& name, int flags) {
-  if (unlinkat(current(), name.c_str(), flags) == 0) return;
+  if (succeedsAtLast([&] { return unlinkat(current(), name.c_str(), flags) == 0; })) return;
   const int error = errno;
   struct stat status;
   if (hasStatus(name, status)) warnNotRemoved(error);
 }
 
 bool TreeRemoval::hasStatus(const std::string& name, struct stat& status) const {
-  return fstatat(current(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  return succeedsAtLast(
+      [&] { return fstatat(current(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0; });
 }
 
 void TreeRemoval::warnUnreadable() {

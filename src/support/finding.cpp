@@ -19,9 +19,11 @@ Finding findingOf(int error) {
   }
 }
 
-bool isPassing(int error) {
+Finding findingOfAttempt(bool hasSucceeded) {
   constexpr int kPassing[] = {EINTR, EIO, EMFILE, ENFILE, ENOMEM};
-  return std::ranges::find(kPassing, error) != std::end(kPassing);
+  if (hasSucceeded) return Finding::kFound;
+  const bool isPassing = std::ranges::find(kPassing, errno) != std::end(kPassing);
+  return isPassing ? Finding::kUnknown : Finding::kNone;
 }
 
 }  // namespace wzapp

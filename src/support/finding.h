@@ -14,8 +14,10 @@ enum class Finding {
 // What a call that has failed with `error` (an errno) tells.
 [[nodiscard]] Finding findingOf(int error);
 
-// Whether what has failed with `error` may go well the next time.
-[[nodiscard]] bool isPassing(int error);
+// What an attempt that tells of its failure by errno has found out, for those to whom every lasting
+// failure is an answer: unknown is only what may go well the next time (no descriptor, no memory,
+// an input or output error, an interruption).
+[[nodiscard]] Finding findingOfAttempt(bool hasSucceeded);
 
 // Calls `look`, which returns a Finding, until something is known, at most three times. At once:
 // what fails for a moment mostly fails for one call.
