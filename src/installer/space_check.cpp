@@ -34,24 +34,52 @@ std::size_t commonLength(std::string_view a, std::string_view b) {
   return directoryOf(a.substr(0, static_cast<std::size_t>(differing - a.begin()))).size();
 }
 
+Finding lookAt(int directory, const std::string& name, struct stat& status) {
+  return findOut([&] {
+    return findingOfAttempt(fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0);
+  });
+}
+
+Finding lookFor(const std::string& path, Place& place, struct stat& status) {
+  const Finding finding = findOut([&] { return findingOfAttempt(findPlace(path, place)); });
+  return finding == Finding::kFound ? lookAt(place.directory.get(), place.name, status) : finding;
+}
+
+// Null where it cannot be listed.
+DirectoryStream openStream(int parent, const std::string& name) {
+  DirectoryStream stream;
+  static_cast<void>(findOut([&] {
+    FileDescriptor directory(openat(parent, name.c_str(), kDirectoryFlags));
+    if (directory.isOpen()) stream.reset(fdopendir(directory.get()));
+    if (stream) static_cast<void>(directory.release());  // the stream closes it
+    return findingOfAttempt(stream != nullptr);
+  }));
+  return stream;
+}
+
 }  // namespace
 
 SpaceCheck::SpaceCheck(std::string_view root) {
   lastDirectory_.reserve(root.size() + 1 + UnZIP::kNameLimit);  // for all that follow
   lastDirectory_.append(root).append("/*");
+  limit_ = findOut([this] { return findLimit(); });
+  lastDirectory_.pop_back();
+}
+
+Finding SpaceCheck::findLimit() {
   Place inside;
   struct stat directory;
   struct statvfs status;
-  const bool isFound = findPlace(lastDirectory_, inside);
-  lastDirectory_.pop_back();
-  if (!isFound || fstat(inside.directory.get(), &directory) != 0) return;
+  if (!findPlace(lastDirectory_, inside) || fstat(inside.directory.get(), &directory) != 0 ||
+      fstatvfs(inside.directory.get(), &status) != 0) {
+    return findingOfAttempt(false);
+  }
   device_ = directory.st_dev;
-  if (fstatvfs(inside.directory.get(), &status) != 0) return;
-  if (status.f_blocks == 0 || status.f_frsize == 0) return;  // one without a limit tells none
-  isKnown_ = true;
+  if (status.f_blocks == 0 || status.f_frsize == 0) return Finding::kNone;
   blockSize_ = status.f_frsize;
   free_.octets = std::uint64_t{status.f_bavail} * status.f_frsize;
   free_.files = status.f_files == 0 ? UINT64_MAX : std::uint64_t{status.f_favail};
+  return Finding::kFound;
 }
 
 // --- The new version --------------------------------------------------------------------------
@@ -84,36 +112,39 @@ void SpaceCheck::addFreed(const struct stat& status) {
 void SpaceCheck::addReplaced(const std::string& path) {
   Place place;
   struct stat status;
-  if (!findPlace(path, place)) return;
-  if (fstatat(place.directory.get(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
-  if (!S_ISDIR(status.st_mode)) addFreed(status);
+  const Finding finding = lookFor(path, place, status);
+  if (finding == Finding::kUnknown) hasOldVersion_ = true;  // which frees nothing
+  if (finding == Finding::kFound && !S_ISDIR(status.st_mode)) addFreed(status);
 }
 
 void SpaceCheck::addRemoved(const std::string& path) {
   Place place;
-  if (findPlace(path, place)) addTree(place.directory.get(), place.name, kMaxDepth);
+  struct stat status;
+  const Finding finding = lookFor(path, place, status);
+  if (finding == Finding::kUnknown) hasOldVersion_ = true;  // which frees nothing
+  if (finding == Finding::kFound) addTree(place.directory.get(), place.name, status, kMaxDepth);
 }
 
-void SpaceCheck::addTree(int parent, const std::string& name, std::size_t depth) {
-  struct stat status;
-  if (fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+// What cannot be looked at frees nothing.
+void SpaceCheck::addTree(int parent, const std::string& name, const struct stat& status,
+                         std::size_t depth) {
   addFreed(status);
   if (!S_ISDIR(status.st_mode) || depth == 0) return;
-
-  FileDescriptor directory(openat(parent, name.c_str(), kDirectoryFlags));
-  if (!directory.isOpen()) return;
-  const DirectoryStream stream(fdopendir(directory.get()));
+  const DirectoryStream stream = openStream(parent, name);
   if (!stream) return;
-  static_cast<void>(directory.release());  // the stream closes it
+  const int directory = dirfd(stream.get());
   while (const struct dirent* found = readEntry(stream.get())) {
-    if (!isDotEntry(*found)) addTree(dirfd(stream.get()), found->d_name, depth - 1);
+    const std::string entry = found->d_name;
+    struct stat below;
+    if (isDotEntry(*found) || lookAt(directory, entry, below) != Finding::kFound) continue;
+    addTree(directory, entry, below, depth - 1);
   }
 }
 
 // --- The answer -------------------------------------------------------------------------------
 
 bool SpaceCheck::fits() const {
-  if (!isKnown_) return true;
+  if (limit_ != Finding::kFound) return limit_ == Finding::kNone;
   const std::uint64_t octets = addSaturating(free_.octets, freed_.octets);
   return octets >= TemporaryFile::kReserve && needed_.octets <= octets - TemporaryFile::kReserve &&
          needed_.files <= addSaturating(free_.files, freed_.files);

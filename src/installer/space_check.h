@@ -14,6 +14,8 @@
 #include <string>
 #include <string_view>
 
+#include "support/finding.h"
+
 namespace wzapp {
 
 // Adds up what a new version takes and what goes for it. For one thread at a time. The only
@@ -28,7 +30,8 @@ class SpaceCheck {
   void addWritten(const std::string& path, std::uint64_t size);
 
   // The file or the tree at `path` will be removed, or the file there will be written anew. Nothing
-  // when there is none.
+  // when there is none. Where nobody can tell, as without a descriptor left, there is an old
+  // version, and it frees nothing.
   void addRemoved(const std::string& path);
   void addReplaced(const std::string& path);
 
@@ -36,7 +39,8 @@ class SpaceCheck {
   [[nodiscard]] bool hasOldVersion() const { return hasOldVersion_; }
 
   // Whether there is room, in octets and in files, once the old version is gone, with
-  // TemporaryFile::kReserve left. True also where the file system does not tell.
+  // TemporaryFile::kReserve left. True also where the file system knows no limit, but not where
+  // nobody can tell.
   [[nodiscard]] bool fits() const;
 
  private:
@@ -46,10 +50,11 @@ class SpaceCheck {
     std::uint64_t files = 0;  // and directories
   };
 
+  [[nodiscard]] Finding findLimit();
   void addFreed(const struct stat& status);
-  void addTree(int parent, const std::string& name, std::size_t depth);
+  void addTree(int parent, const std::string& name, const struct stat& status, std::size_t depth);
 
-  bool isKnown_ = false;
+  Finding limit_ = Finding::kUnknown;  // kNone: the file system has none
   std::uint64_t blockSize_ = 1;
   dev_t device_ = 0;  // of the file system; what lies on another one frees nothing
   Space free_;

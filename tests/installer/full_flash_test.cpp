@@ -11,6 +11,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -22,7 +23,9 @@
 #include "support/install_result.h"
 #include "tests/builders/child_process.h"
 #include "tests/builders/own_namespace.h"
+#include "tests/installer/file_calls.h"
 #include "tests/installer/install_fixture.h"
+#include "tests/installer/install_scenario.h"
 
 namespace wzapp {
 namespace {
@@ -216,6 +219,61 @@ TEST_F(FullFlashTest, TakesTheRoomOfTheOldVersion) {
     EXPECT_TRUE(isUpdated(
         [this] { leaveFree(TemporaryFile::kReserve + 2 * newPackage_.size() - kHalfOfTheOld); }));
   });
+}
+
+// Each operation of the installation in turn, once and for good: what cannot be found out is not
+// taken for room.
+TEST_F(FullFlashTest, KeepsTheOldVersionWhereACallFails) {
+  static bool isInstalling;  // of the application itself
+  const ZipBuilder withoutTop = ZipBuilder()
+                                    .file("shop/index.html", kNew.page)
+                                    .stored("shop/large", noise(kNew.parts * kNew.partSize));
+  const std::string packages[] = {newPackage_, Version::packageOf(withoutTop)};
+  runInChild([&] {
+    enterOwnNamespace();
+    mountMemory(kFlash, "size=24m");
+    fs::create_directories(kSource);
+    fs::permissions(kSource, fs::perms{0777});
+    drop("shop.zip", oldPackage_);
+    ASSERT_EQ(install(), kInstallOk);
+    leaveFree(TemporaryFile::kReserve);
+    atLine = [](const std::string& line) { isInstalling = line == "Extracting SHOP.ZIP\n"; };
+    FileCalls calls;
+    const std::size_t step = triesEveryPoint() ? 1 : 7;
+    std::size_t first = 0;  // another sample each time
+    for (const std::string& package : packages) {
+      for (const int error : {EMFILE, ENFILE, ENOMEM, EIO, EINTR}) {
+        for (const bool isForGood : {false, true}) {
+          std::size_t disturbed = 0;  // runs
+          std::size_t count = 1;      // of operations that failed in one
+          for (std::size_t nth = first++ % step; count > 0; nth += step) {
+            drop("shop.zip", package);
+            count = 0;
+            std::size_t seen = 0;
+            FileCall failed;
+            calls.hook = [&](const FileCall& call) {
+              if (!isInstalling) return 0;
+              const bool isRepeated = isForGood && call.function == failed.function;
+              const std::size_t number = seen++;
+              if (number != nth && !(number > nth && isRepeated)) return 0;
+              failed = call;
+              ++count;
+              return error;
+            };
+
+            static_cast<void>(install());
+
+            calls.hook = nullptr;
+            disturbed += count > 0 ? 1 : 0;
+            ASSERT_TRUE(kOld.isThere()) << nth << ": " << failed.function << " " << failed.name;
+            ASSERT_EQ(read(kApps + "/shop/index.html"), kOld.page) << nth;
+          }
+          EXPECT_GT(disturbed, 2U) << error;
+        }
+      }
+    }
+  });
+  atLine = nullptr;
 }
 
 // A new version without an old one has nothing to lose, and takes what there is.
