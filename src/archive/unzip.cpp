@@ -20,6 +20,7 @@ namespace wzapp {
 namespace {
 
 constexpr mode_t kFileMode = 0666;
+constexpr off_t kStatusBlock = 512;  // of st_blocks
 
 // The largest file whose limit can be counted; there is none.
 constexpr std::uint64_t kLargestSize = UINT64_MAX / UnZIP::kMaxExpansion;
@@ -33,14 +34,20 @@ std::size_t costOf(std::string_view name) {
 
 using Block = std::array<std::uint8_t, UnZIP::kBlockSize>;
 
-// Cuts off what a file held before behind what was written over it. A file of which nothing was
-// written over stays as it is if `isKept`.
+// Cuts off what a file held before behind what was written over it, and the room behind its end
+// that it was given for more than came. A file of which nothing was written over keeps its content
+// if `isKept`.
 bool cutBehindWritten(int file, bool isKept) {
   struct stat status;
   if (fstat(file, &status) != 0) return false;
   const off_t end = lseek(file, 0, SEEK_CUR);
-  if (status.st_size == 0 || end < 0 || end >= status.st_size) return true;  // nothing, or no file
-  return (end == 0 && isKept) || ftruncate(file, end) == 0;
+  if (end < 0 || !S_ISREG(status.st_mode)) return true;
+  const off_t size = end == 0 && isKept ? status.st_size : end;
+  const off_t blocks = size / status.st_blksize + 1;
+  if (size >= status.st_size && status.st_blocks * kStatusBlock <= blocks * status.st_blksize) {
+    return true;
+  }
+  return ftruncate(file, size) == 0;
 }
 
 // Both digests of an entry on their way.

@@ -97,14 +97,20 @@ int replaceFile(const Place& place) {
   return createFile(place);
 }
 
-// Whether the file has room for so many octets before what it holds is given up. A file system that
-// cannot tell, and one to which it does not matter, has.
-bool hasRoomFor(int file, std::uint64_t size) {
+// Whether the file, of `oldSize` octets, has room for so many before what it holds is given up. A
+// file system that cannot tell, and one to which it does not matter, has. The room stays with the
+// file until it is cut.
+bool hasRoomFor(int file, off_t oldSize, std::uint64_t size) {
   constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
   if (size == 0) return true;
   const auto length = static_cast<off_t>(std::min(size, kLargest));
-  return fallocate(file, FALLOC_FL_KEEP_SIZE, 0, length) == 0 ||
-         (errno != ENOSPC && errno != EDQUOT && errno != EFBIG);
+  if (fallocate(file, FALLOC_FL_KEEP_SIZE, 0, length) == 0) return true;
+  const int error = errno;
+  if (error != ENOSPC && error != EDQUOT && error != EFBIG) return true;
+  // Some file systems keep what they had found by then.
+  static_cast<void>(!ftruncate(file, oldSize));
+  errno = error;
+  return false;
 }
 
 // A file that is there keeps its owner, its mode and its place in the directory: it is written
@@ -120,7 +126,7 @@ int openTarget(const Place& place, std::uint64_t size) {
   struct stat status;
   if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
   if (!isPlain(status)) return replaceFile(place);
-  return hasRoomFor(file.get(), size) ? file.release() : -1;
+  return hasRoomFor(file.get(), status.st_size, size) ? file.release() : -1;
 }
 
 bool extractOnce(UnZIP& archive, UnZIP::Entry entry, const Destination& destination,

@@ -97,6 +97,14 @@ void leaveFree(std::uint64_t octets) {
   close(file);
 }
 
+// What a file takes of the file system.
+std::uint64_t roomOf(const std::string& path) {
+  constexpr std::uint64_t kStatusBlock = 512;
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0);
+  return static_cast<std::uint64_t>(status.st_blocks) * kStatusBlock;
+}
+
 class FullFlashTest : public wzapp_test::InstallTest {
  protected:
   void SetUp() override {
@@ -308,6 +316,33 @@ TEST_F(FullFlashTest, KeepsAManifestWhoseNewContentHasNoRoom) {
       leaveFree(200 * kKilo);
     }));
     EXPECT_EQ(read(kManifests + "/shop/mpmanifest.mft"), manifestFor("shop"));
+    EXPECT_LE(roomOf(kManifests + "/shop/mpmanifest.mft"), 8 * kKilo);
+  });
+}
+
+// What a manifest states beyond what it brings is not kept for it.
+TEST_F(FullFlashTest, GivesTheRoomBackThatAManifestOnlyStates) {
+  ZipEntry entry;
+  entry.name = "shop/mpmanifest.mft";
+  entry.content = manifestFor("shop") + "\n";
+  entry.size = 5 * kMega;
+  const std::string package = withSigners()
+                                  .inner("SHOP-O.ZIP", ZipBuilder().entry(entry))
+                                  .signedBy(manifestSigner())
+                                  .build();
+  runInChild([&] {
+    enterOwnNamespace();
+    mountMemory(kFlash, "size=24m");
+    fs::create_directories(kSource);
+    fs::permissions(kSource, fs::perms{0777});
+    drop("shop.zip", oldPackage_);
+    ASSERT_EQ(install(), kInstallOk);
+    drop("shop.zip", package);
+
+    EXPECT_EQ(install(), kInstallOk);
+
+    EXPECT_EQ(read(kManifests + "/shop/mpmanifest.mft"), entry.content);
+    EXPECT_LE(roomOf(kManifests + "/shop/mpmanifest.mft"), 8 * kKilo);
   });
 }
 
