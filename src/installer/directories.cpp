@@ -3,6 +3,7 @@
 #include <grp.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -93,6 +94,9 @@ bool prepareSourceDir(const InstallSink& sink) {
 // --- Configuration root -----------------------------------------------------------------------
 
 constexpr const char* kNotCreatedRoot = "Failed to create %s\n";
+// Stands beside the root while the older layout is moved: whoever finds it there goes on with what
+// was cut. Without it, a root that exists is a whole one.
+constexpr const char* kMoveMark = "/mnt/flash/etc/config/wzapp.moving";
 
 // What there is to report once the lock is let go: whoever is told may call anything, wzAppRun too.
 class Complaints {
@@ -146,20 +150,56 @@ bool move(const Migration& migration) {
   return false;
 }
 
-void migrate(const Migration& migration, Complaints& complaints) {
+// What nobody can tell of may be there: the older layout is looked at this once.
+bool mayBeThere(const Migration& migration) {
   struct stat status;
-  // What nobody can tell of may be there: the older layout is looked at this once.
-  if (findStatus(migration.from, status) == Finding::kNone || move(migration)) return;
+  return findStatus(migration.from, status) != Finding::kNone;
+}
+
+void migrate(const Migration& migration, Complaints& complaints) {
+  if (!mayBeThere(migration) || move(migration)) return;
+  if (!mayBeThere(migration)) return;  // another process was faster
   complaints.add("Failed to move %s to %s\n", migration.from, migration.to);
+}
+
+// Before the root is there, whose existence would say that it is over. Without the mark, as where
+// nobody may write, the move is made all the same.
+void markMove() {
+  if (std::ranges::any_of(kMigrations, mayBeThere)) static_cast<void>(makePath(kMoveMark));
+}
+
+void unmarkMove() { static_cast<void>(rmdir(kMoveMark)); }
+
+void moveOlderLayout(Complaints& complaints) {
+  for (const Migration& migration : kMigrations) migrate(migration, complaints);
+  unmarkMove();
 }
 
 // The first start under this layout. On success `status` is that of the new root.
 bool createConfigRoot(struct stat& status, Complaints& complaints) {
-  if (!makePath(kConfigRoot)) return complaints.add(kNotCreatedRoot, kConfigRoot);
+  markMove();
+  if (!makePath(kConfigRoot)) {
+    unmarkMove();
+    return complaints.add(kNotCreatedRoot, kConfigRoot);
+  }
   if (findStatus(kConfigRoot, status) != Finding::kFound || !isOwn(status)) {
+    unmarkMove();
     return complaints.add("Failed to create %s for correct user\n", kConfigRoot);
   }
-  for (const Migration& migration : kMigrations) migrate(migration, complaints);
+  moveOlderLayout(complaints);
+  return true;
+}
+
+// An earlier first start was cut. False where nobody can tell: a root with half of the applications
+// must not be taken for a whole one.
+bool finishCutMove(Complaints& complaints) {
+  struct stat status;
+  const Finding finding =
+      findOut([&] { return findingOfAttempt(linkStat(kMoveMark, status) == 0); });
+  if (finding == Finding::kUnknown) return complaints.add(kNotCreatedRoot, kConfigRoot);
+  if (finding == Finding::kFound && S_ISDIR(status.st_mode) && isOwn(status)) {
+    moveOlderLayout(complaints);
+  }
   return true;
 }
 
@@ -173,15 +213,14 @@ bool makeConfigRootUsable(Complaints& complaints) {
   struct stat status;
   switch (findStatus(kConfigRoot, status)) {
     case Finding::kFound:
-      break;
+      return checkConfigRoot(status, complaints) && finishCutMove(complaints);
     case Finding::kNone:
-      if (!createConfigRoot(status, complaints)) return false;
-      break;
+      return createConfigRoot(status, complaints) && checkConfigRoot(status, complaints);
     case Finding::kUnknown:
-      // Not for the first start: what is there already must not be taken for missing.
-      return complaints.add(kNotCreatedRoot, kConfigRoot);
+      break;
   }
-  return checkConfigRoot(status, complaints);
+  // Not for the first start: what is there already must not be taken for missing.
+  return complaints.add(kNotCreatedRoot, kConfigRoot);
 }
 
 }  // namespace

@@ -34,7 +34,8 @@ inline constexpr Migration kMigrations[] = {
 // root is a directory of the calling process's real user. Where it does not exist yet it is
 // created, and the applications of the older layout are moved into it; a move that fails is
 // reported and the rest goes on. A symbolic link is moved like a directory if it is a trusted one
-// (place.h); any other link counts as a move that fails.
+// (place.h); any other link counts as a move that fails. A first start that is cut is finished by
+// the next one: until all is moved, the empty directory "wzapp.moving" stands beside the root.
 //
 // True when the root is usable, otherwise false after one report; a root that was created stays.
 // Any thread may call; calls follow one another, so that two first starts at once both succeed.

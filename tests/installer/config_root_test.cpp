@@ -14,12 +14,15 @@
 
 #include "installer/directories.h"
 #include "support/install_log.h"
+#include "tests/builders/child_process.h"
 #include "tests/builders/collected_log.h"
 #include "tests/builders/test_terminal.h"
 #include "tests/builders/wrapped_calls.h"
 
 namespace wzapp {
 namespace {
+
+namespace fs = std::filesystem;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -29,6 +32,8 @@ using wzapp_test::TestTerminal;
 using wzapp_test::WrappedCalls;
 
 constexpr const char* kRoot = "/mnt/flash/etc/config/wzapp";
+constexpr int kKilled = 90;  // the exit code of a process that stands for one
+constexpr const char* kMark = "/mnt/flash/etc/config/wzapp.moving";
 constexpr const char* kOldApp = "/home/sys13/flash/www/wz/shop/index.html";
 constexpr const char* kOldManifest = "/home/sys13/flash/www/mp/shop/mpmanifest.mft";
 constexpr const char* kOldData = "/home/sys13/flash/www/fsroot/shop/data";
@@ -46,6 +51,14 @@ class ConfigRootTest : public testing::Test {
     terminal.writeFile(kOldApp, "app");
     terminal.writeFile(kOldManifest, "manifest");
     terminal.writeFile(kOldData, "data");
+  }
+
+  void expectOlderLayoutMoved() {
+    EXPECT_EQ(terminal.readFile(kNewApp), "app");
+    EXPECT_EQ(terminal.readFile(kNewManifest), "manifest");
+    EXPECT_EQ(terminal.readFile(kNewData), "data");
+    EXPECT_TRUE(fs::is_empty("/home/sys13/flash/www"));
+    EXPECT_FALSE(terminal.exists(kMark));
   }
 
   // Renames whose source ends in `name` fail.
@@ -68,8 +81,8 @@ TEST_F(ConfigRootTest, IsCreatedAtTheFirstStart) {
   EXPECT_TRUE(prepare());
 
   EXPECT_THAT(lines, IsEmpty());
-  EXPECT_TRUE(std::filesystem::is_directory(kRoot));
-  EXPECT_TRUE(std::filesystem::is_empty(kRoot));
+  EXPECT_TRUE(fs::is_directory(kRoot));
+  EXPECT_TRUE(fs::is_empty(kRoot));
 }
 
 // Whoever is told may start an application, which prepares the root once more, on this thread or on
@@ -127,10 +140,7 @@ TEST_F(ConfigRootTest, TakesTheOlderLayoutOver) {
   EXPECT_TRUE(prepare());
 
   EXPECT_THAT(lines, IsEmpty());
-  EXPECT_EQ(terminal.readFile(kNewApp), "app");
-  EXPECT_EQ(terminal.readFile(kNewManifest), "manifest");
-  EXPECT_EQ(terminal.readFile(kNewData), "data");
-  EXPECT_TRUE(std::filesystem::is_empty("/home/sys13/flash/www"));
+  expectOlderLayoutMoved();
 }
 
 // It is looked at this once: what a passing failure left behind would be lost.
@@ -207,6 +217,142 @@ TEST_F(ConfigRootTest, MovesInAFixedOrderByOneRenameEach) {
                           "/home/sys13/flash/www/fsroot /mnt/flash/etc/config/wzapp/fsroot"));
 }
 
+// Killed before each of its operations that change something.
+TEST_F(ConfigRootTest, IsMadeUpForWhereverTheFirstStartIsKilled) {
+  int kills = 0;
+  for (bool isKilled = true; isKilled; kills += isKilled ? 1 : 0) {
+    fs::remove_all("/mnt/flash/etc");
+    fs::remove_all("/home/sys13/flash");
+    fillOldLayout();
+    const auto first = [this, kills] {
+      int left = kills;
+      const auto next = [&left] {
+        if (left-- == 0) _exit(kKilled);
+      };
+      calls.mkdir = [&next](const char* path, mode_t mode) {
+        next();
+        return wzapp_test::realMkdir(path, mode);
+      };
+      calls.rename = [&next](const char* from, const char* to) {
+        next();
+        return wzapp_test::realRename(from, to);
+      };
+      static_cast<void>(prepare());
+    };
+    const wzapp_test::ChildResult child = wzapp_test::tryInChild(first);
+    ASSERT_EQ(child.failures, "");
+    isKilled = WIFEXITED(child.status) && WEXITSTATUS(child.status) == kKilled;
+    lines.clear();
+
+    EXPECT_TRUE(prepare()) << kills;
+
+    EXPECT_THAT(lines, IsEmpty()) << kills;
+    expectOlderLayoutMoved();
+  }
+  EXPECT_GE(kills, 7);  // the folders on the way, the root and its mark; three moves
+}
+
+TEST_F(ConfigRootTest, TakesTheMarkOfACutFirstStartAway) {
+  ASSERT_TRUE(prepare());
+  fillOldLayout();
+  terminal.makeFolder(kMark);
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(lines, IsEmpty());
+  expectOlderLayoutMoved();
+}
+
+TEST_F(ConfigRootTest, IsNotUsedWhereNobodyCanTellWhetherItIsWhole) {
+  ASSERT_TRUE(prepare());
+  fillOldLayout();
+  terminal.makeFolder(kMark);
+  for (const int error : {ENOMEM, EIO}) {
+    int left = 3;
+    calls.lstat = [&left, error](const char* path, struct stat* status) {
+      if (path != std::string(kMark) || left-- <= 0) return wzapp_test::realLstat(path, status);
+      errno = error;
+      return -1;
+    };
+    lines.clear();
+
+    EXPECT_FALSE(prepare()) << error;
+
+    EXPECT_THAT(lines, ElementsAre("Failed to create /mnt/flash/etc/config/wzapp\n"));
+    EXPECT_FALSE(terminal.exists(kNewApp));
+  }
+  calls.lstat = nullptr;
+
+  EXPECT_TRUE(prepare());
+  expectOlderLayoutMoved();
+}
+
+// What others have put there says nothing, and neither does what is no directory.
+TEST_F(ConfigRootTest, LooksAtTheOlderLayoutForAMarkOfItsOwnOnly) {
+  ASSERT_TRUE(prepare());
+  fillOldLayout();
+  terminal.writeFile(kMark, "");
+  EXPECT_TRUE(prepare());
+  EXPECT_FALSE(terminal.exists(kNewApp));
+  fs::remove(kMark);
+  terminal.makeFolder(kMark);
+  calls.lstat = [](const char* path, struct stat* status) {
+    const int result = wzapp_test::realLstat(path, status);
+    status->st_uid = geteuid() + 1;
+    return result;
+  };
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_FALSE(terminal.exists(kNewApp));
+  EXPECT_THAT(lines, IsEmpty());
+}
+
+// A root that cannot be had must not leave a mark for one that somebody makes later.
+TEST_F(ConfigRootTest, LeavesNoMarkWhereItFails) {
+  fillOldLayout();
+  calls.mkdir = [](const char* path, mode_t mode) {
+    if (path != std::string(kRoot)) return wzapp_test::realMkdir(path, mode);
+    errno = EACCES;
+    return -1;
+  };
+  EXPECT_FALSE(prepare());
+  EXPECT_FALSE(terminal.exists(kMark));
+
+  calls.mkdir = nullptr;
+  calls.getuid = [] { return geteuid() + 1; };
+  EXPECT_FALSE(prepare());
+  EXPECT_FALSE(terminal.exists(kMark));
+}
+
+TEST_F(ConfigRootTest, GoesOnWithoutAMark) {
+  fillOldLayout();
+  calls.mkdir = [](const char* path, mode_t mode) {
+    if (path != std::string(kMark)) return wzapp_test::realMkdir(path, mode);
+    errno = ENOSPC;
+    return -1;
+  };
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(lines, IsEmpty());
+  expectOlderLayoutMoved();
+}
+
+// Two hosts start for the first time at once.
+TEST_F(ConfigRootTest, SaysNothingOfWhatAnotherProcessHasMoved) {
+  fillOldLayout();
+  calls.rename = [](const char* from, const char* to) {
+    EXPECT_EQ(wzapp_test::realRename(from, to), 0);
+    return wzapp_test::realRename(from, to);
+  };
+
+  EXPECT_TRUE(prepare());
+
+  EXPECT_THAT(lines, IsEmpty());
+  expectOlderLayoutMoved();
+}
+
 TEST_F(ConfigRootTest, SaysNothingOfAbsentOldDirectories) {
   terminal.writeFile(kOldManifest, "manifest");
 
@@ -221,12 +367,12 @@ TEST_F(ConfigRootTest, SaysNothingOfAbsentOldDirectories) {
 TEST_F(ConfigRootTest, TakesALinkOfTheUserOver) {
   terminal.writeFile("/mnt/flash/elsewhere/file", "app");
   terminal.makeFolder("/home/sys13/flash/www");
-  std::filesystem::create_directory_symlink("/mnt/flash/elsewhere", "/home/sys13/flash/www/wz");
+  fs::create_directory_symlink("/mnt/flash/elsewhere", "/home/sys13/flash/www/wz");
 
   EXPECT_TRUE(prepare());
 
   EXPECT_THAT(lines, IsEmpty());
-  EXPECT_TRUE(std::filesystem::is_symlink(wzapp::kAppRoot));
+  EXPECT_TRUE(fs::is_symlink(wzapp::kAppRoot));
   EXPECT_EQ(terminal.readFile(std::string(wzapp::kAppRoot) + "/file"), "app");
 }
 
@@ -243,7 +389,7 @@ class ForeignLinkTest : public ConfigRootTest {
   }
 
   static void makeLink() {
-    std::filesystem::create_directory_symlink("/mnt/flash/elsewhere", "/home/sys13/flash/www/wz");
+    fs::create_directory_symlink("/mnt/flash/elsewhere", "/home/sys13/flash/www/wz");
   }
   void expectOnlyTheManifestsMoved() {
     EXPECT_THAT(lines, ElementsAre("Failed to move /home/sys13/flash/www/wz to "
@@ -265,7 +411,7 @@ TEST_F(ForeignLinkTest, IsNotTakenOverInPlaceOfADirectory) {
   terminal.writeFile(kOldApp, "app");
   calls.rename = [](const char* from, const char* to) {
     if (std::string(from).ends_with("www/wz")) {
-      std::filesystem::remove_all(from);
+      fs::remove_all(from);
       makeLink();
     }
     return wzapp_test::realRename(from, to);
@@ -469,7 +615,7 @@ TEST_F(ConfigRootTest, IsSilentWithoutALog) {
   ASSERT_TRUE(prepare());
   EXPECT_TRUE(prepareConfigRoot(nullptr, &lines));
   report("nobody hears\n");
-  std::filesystem::remove(kRoot);
+  fs::remove(kRoot);
   terminal.writeFile(kRoot, "");
 
   EXPECT_FALSE(prepareConfigRoot(nullptr, &lines));
@@ -486,8 +632,8 @@ TEST_F(ConfigRootTest, TwoFirstStartsAtOnceBothSucceed) {
     return wzapp_test::realMkdir(path, mode);
   };
   for (int round = 0; round < 100; ++round) {
-    std::filesystem::remove_all("/mnt/flash/etc");
-    std::filesystem::remove_all("/home/sys13/flash");
+    fs::remove_all("/mnt/flash/etc");
+    fs::remove_all("/home/sys13/flash");
     fillOldLayout();
     std::barrier start(2);
     std::array<Lines, 2> reports;
