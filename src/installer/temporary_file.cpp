@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <sys/statvfs.h>
 
+#include <cerrno>
+
 #include "installer/directories.h"
 #include "installer/set_aside.h"
 #include "support/file_system.h"
@@ -17,14 +19,21 @@ constexpr std::uint64_t kGrant = std::uint64_t{1} << 20;
 // Whatever has the name: anybody may have put it there.
 void removeByName() { removeOrSetAside(kTemporaryFile); }
 
+FileDescriptor create() {
+  FileDescriptor file(
+      open(kTemporaryFile, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode));
+  if (file.isOpen() || errno != EEXIST) return file;
+  // What is there stays, as another user's does in a directory with the sticky bit: without a name.
+  return FileDescriptor(open(kSourceDir, O_TMPFILE | O_EXCL | O_RDWR | O_CLOEXEC, kFileMode));
+}
+
 }  // namespace
 
 TemporaryFile::~TemporaryFile() { giveUp(); }
 
 void TemporaryFile::begin(Space space) {
   removeByName();
-  file_ = FileDescriptor(
-      open(kTemporaryFile, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode));
+  file_ = create();
   space_ = space;
   granted_ = 0;
 }

@@ -17,7 +17,8 @@
 namespace wzapp {
 
 // The file kTemporaryFile from construction to destruction, when whatever has that name then is
-// removed, a directory with its content. For one thread at a time. Nothing throws.
+// removed, a directory with its content. Where it cannot be removed or moved, the copy has no name
+// at all. For one thread at a time. Nothing throws.
 class TemporaryFile {
  public:
   // What a copy of unverified octets leaves free on the file system, in octets.
@@ -31,7 +32,7 @@ class TemporaryFile {
   // Whether a copy may take all that is free, or must leave kReserve.
   enum class Space { kAll, kAllButReserve };
 
-  // Begins a copy in a file of its own, in place of whatever had the name.
+  // Begins a copy in a file of its own, in place of whatever had the name, or beside it.
   void begin(Space space);
 
   // Appends to the copy. Once that fails, what there is of the copy is given up: it takes no space,
