@@ -1,9 +1,7 @@
 #include "installer/application_manifest.h"
 
-#include <algorithm>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "installer/messages.h"
 #include "support/app_id.h"
@@ -89,15 +87,8 @@ SponsorVerdict refuseSponsors(const std::string& sponsors, const ModeWords& word
 
 // --- JSON form --------------------------------------------------------------------------------
 
-std::vector<std::string> sponsorsOf(const JSObject& root) {
-  const JSObject& list = root["sponsors"];
-  std::vector<std::string> sponsors;
-  if (!list.isArray()) return sponsors;
-  for (std::size_t i = 0; i < list.size(); ++i) sponsors.push_back(list.at(i).asString());
-  return sponsors;
-}
+// Both without a copy of the list, which may be long.
 
-// Without a copy of the list, which may be long.
 bool listsSponsor(const JSObject& root, const std::string& sponsor) {
   const JSObject& list = root["sponsors"];
   if (!list.isArray()) return false;
@@ -107,17 +98,15 @@ bool listsSponsor(const JSObject& root, const std::string& sponsor) {
   return false;
 }
 
-std::string joinWithCommas(const std::vector<std::string>& items) {
+std::string joinSponsors(const JSObject& root) {
+  const JSObject& list = root["sponsors"];
   std::string joined;
-  for (std::size_t i = 0; i < items.size(); ++i) {
+  if (!list.isArray()) return joined;
+  for (std::size_t i = 0; i < list.size(); ++i) {
     if (i > 0) joined += ',';
-    joined += items[i];
+    joined += list.at(i).asString();
   }
   return joined;
-}
-
-bool contains(const std::vector<std::string>& items, const std::string& item) {
-  return std::find(items.begin(), items.end(), item) != items.end();
 }
 
 SponsorVerdict checkJSON(const JSObject& root, const ModeWords& words, const std::string& path,
@@ -125,10 +114,18 @@ SponsorVerdict checkJSON(const JSObject& root, const ModeWords& words, const std
   appId = appIdOf(root);
   if (appId.empty()) return refuseWithoutId(path);
   if (listsSponsor(root, sponsor)) return SponsorVerdict::kAccepted;
-  return refuseSponsors(joinWithCommas(sponsorsOf(root)), words, appId, sponsor);
+  return refuseSponsors(joinSponsors(root), words, appId, sponsor);
 }
 
 // --- Key/value form ---------------------------------------------------------------------------
+
+bool isAmong(std::string_view list, std::string_view sponsor) {
+  bool isListed = false;
+  forEachPiece(list, ',', [&](std::string_view piece) {
+    if (trimmed(piece) == sponsor) isListed = true;
+  });
+  return isListed;
+}
 
 SponsorVerdict checkConfigFile(const ConfigFile& file, const ModeWords& words,
                                const std::string& path, const std::string& sponsor,
@@ -136,9 +133,7 @@ SponsorVerdict checkConfigFile(const ConfigFile& file, const ModeWords& words,
   appId = appIdOf(file, words.section);
   if (appId.empty()) return refuseWithoutId(path);
   const std::string list = file.getValue(words.section, "sponsor", "");
-  std::vector<std::string> sponsors;
-  splitString(sponsors, list, ',', true);
-  if (contains(sponsors, sponsor)) return SponsorVerdict::kAccepted;
+  if (isAmong(list, sponsor)) return SponsorVerdict::kAccepted;
   return refuseSponsors(list, words, appId, sponsor);
 }
 

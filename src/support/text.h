@@ -42,7 +42,8 @@ void forEachPiece(std::string_view text, char separator, Take take) {
   }
 }
 
-// Replaces `pieces` by these pieces, trimmed if asked for.
+// Replaces `pieces` by these pieces, trimmed if asked for. The library itself looks at one piece
+// after the other: what it takes apart may be as long as a package can make it.
 void splitString(std::vector<std::string>& pieces, const std::string& text, char separator,
                  bool trimPieces);
 

@@ -1,7 +1,9 @@
-// Lets memory run out: a test program that lists wzapp_failing_memory among its LIBS has its
-// operator new replaced.
+// Lets memory run out, and counts it: a test program that lists wzapp_failing_memory among its LIBS
+// has its operator new replaced.
 #ifndef WZAPP_TESTS_BUILDERS_FAILING_MEMORY_H
 #define WZAPP_TESTS_BUILDERS_FAILING_MEMORY_H
+
+#include <cstddef>
 
 namespace wzapp_test {
 
@@ -15,6 +17,12 @@ void failAllocation(int nth, Shortage shortage);
 
 // Ends the shortage on the calling thread; true if an allocation has failed.
 bool endShortage();
+
+// Begins to count what the calling thread takes and gives back.
+void countMemory();
+
+// The most octets that it has had at once since then, beyond those that it had at that time.
+std::size_t mostMemory();
 
 }  // namespace wzapp_test
 

@@ -16,6 +16,7 @@
 #include "platforminfo/platforminfo.h"
 #include "zelsec/zelsec.h"
 
+#include "support/file_system.h"
 #include "support/install_result.h"
 #include "tests/builders/failing_memory.h"
 #include "tests/crypto/authority_fixtures.h"
@@ -51,16 +52,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using wzapp_test::applicationPackage;
-using wzapp_test::endShortage;
-using wzapp_test::failAllocation;
-using wzapp_test::kApps;
-using wzapp_test::kData;
-using wzapp_test::kManifests;
-using wzapp_test::kTemporary;
-using wzapp_test::manifestFor;
-using wzapp_test::Shortage;
-using wzapp_test::triesEveryPoint;
+using namespace wzapp_test;
 
 constexpr int kShortageStep = 7;
 
@@ -104,7 +96,7 @@ TEST_P(InstallMemoryTest, EndsTheRunWithAnError) {
   int points = 0;
   int withError = 0;
   for (int nth = 1;; nth += step) {
-    fs::remove_all(wzapp_test::kConfig);
+    fs::remove_all(kConfig);
     installStaying();
     drop("shop.zip", package);
     LastFormat last;
@@ -164,6 +156,60 @@ TEST_P(InstallMemoryTest, CostsNoApplicationThatIsThere) {
   std::cout << "[ POINTS   ] without memory at " << points << " points\n";
   EXPECT_GT(points * step, 75);
 }
+
+// --- How much a run takes ---------------------------------------------------------------------
+
+struct GreedyCase {
+  const char* name;
+  std::string beginning;
+  std::string element;  // again and again, up to the largest size of a manifest
+  std::string end;
+
+  [[nodiscard]] std::string manifest() const {
+    std::string text = beginning;
+    while (text.size() + element.size() + end.size() <= kMaxManifestSize) text += element;
+    return text + end;
+  }
+  friend std::ostream& operator<<(std::ostream& out, const GreedyCase& row) {
+    return out << row.name;
+  }
+};
+
+// A sponsor list as long as a manifest can have it, whether or not the terminal's sponsor is on it.
+class GreedyManifestTest : public wzapp_test::InstallTest,
+                           public testing::WithParamInterface<GreedyCase> {};
+
+TEST_P(GreedyManifestTest, TakesLittleMemory) {
+  constexpr std::size_t kMost = std::size_t{32} << 20;
+  const ZipBuilder archive = ZipBuilder().file("shop/mpmanifest.mft", GetParam().manifest());
+  drop("shop.zip", withSigners().inner("SHOP-O.ZIP", archive).signedBy(manifestSigner()));
+  LastFormat last;
+  countMemory();
+
+  static_cast<void>(wzInstall(LastFormat::take, &last));
+
+  const std::size_t memory = mostMemory();
+  std::cout << "[ MEMORY   ] " << memory / 1024 << " KiB\n";
+  EXPECT_LT(memory, kMost);
+  EXPECT_GT(memory, kMaxManifestSize);
+}
+
+const std::string kRefused = R"({"application":{"id":"shop"},"sponsors":["")";
+const std::string kAccepted = R"({"application":{"id":"shop"},"sponsors":["123456")";
+const std::string kPieces = "[install]\nappid=shop\nsponsor=";
+
+INSTANTIATE_TEST_SUITE_P(Manifests, GreedyManifestTest,
+                         testing::Values(GreedyCase{"RefusedTexts", kRefused, R"(,"")", "]}"},
+                                         GreedyCase{"RefusedNumbers", kRefused, ",1", "]}"},
+                                         GreedyCase{"RefusedArrays", kRefused, ",[]", "]}"},
+                                         GreedyCase{"RefusedObjects", kRefused, ",{}", "]}"},
+                                         GreedyCase{"RefusedPieces", kPieces, ",", "\n"},
+                                         GreedyCase{"Texts", kAccepted, R"(,"")", "]}"},
+                                         GreedyCase{"Numbers", kAccepted, ",1", "]}"},
+                                         GreedyCase{"Pieces", kPieces + "123456", ",", "\n"}),
+                         [](const testing::TestParamInfo<GreedyCase>& row) {
+                           return std::string(row.param.name);
+                         });
 
 INSTANTIATE_TEST_SUITE_P(Shortages, InstallMemoryTest,
                          testing::Values(Shortage::kOnce, Shortage::kForGood));
