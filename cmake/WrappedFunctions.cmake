@@ -5,6 +5,7 @@
 set(_wzapp_symbols_of_32_bits
   _Znam=_Znaj _ZnamRKSt9nothrow_t=_ZnajRKSt9nothrow_t
   _Znwm=_Znwj _ZnwmRKSt9nothrow_t=_ZnwjRKSt9nothrow_t
+  fallocate=fallocate64
   fcntl=__fcntl_time64
   fstat=__fstat64_time64
   fstatat=__fstatat64_time64

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -97,18 +98,30 @@ int replaceFile(const Place& place) {
   return createFile(place);
 }
 
-// Whether the file, of `oldSize` octets, has room for so many before what it holds is given up. A
-// file system that cannot tell, and one to which it does not matter, has. The room stays with the
-// file until it is cut.
-bool hasRoomFor(int file, off_t oldSize, std::uint64_t size) {
+// The same where the file system sets no room aside: by what it says is free.
+bool hasFreeSpaceFor(int file, const struct stat& old, std::uint64_t size) {
+  constexpr std::uint64_t kStatusBlock = 512;  // of st_blocks
+  struct statvfs status;
+  if (fstatvfs(file, &status) != 0) return false;
+  if (status.f_blocks == 0 || status.f_frsize == 0) return true;  // it has no limit
+  const std::uint64_t free = std::uint64_t{status.f_bavail} * status.f_frsize;
+  const std::uint64_t given = static_cast<std::uint64_t>(old.st_blocks) * kStatusBlock;
+  if (size <= free + given) return true;
+  errno = ENOSPC;
+  return false;
+}
+
+// Whether the file, whose status is `old`, has room for so many octets before what it holds is
+// given up. The room stays with the file until it is cut. False with errno.
+bool hasRoomFor(int file, const struct stat& old, std::uint64_t size) {
   constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
   if (size == 0) return true;
   const auto length = static_cast<off_t>(std::min(size, kLargest));
   if (fallocate(file, FALLOC_FL_KEEP_SIZE, 0, length) == 0) return true;
   const int error = errno;
-  if (error != ENOSPC && error != EDQUOT && error != EFBIG) return true;
+  if (error == EOPNOTSUPP || error == ENOSYS) return hasFreeSpaceFor(file, old, size);
   // Some file systems keep what they had found by then.
-  static_cast<void>(!ftruncate(file, oldSize));
+  [[maybe_unused]] const int ignored = ftruncate(file, old.st_size);
   errno = error;
   return false;
 }
@@ -126,7 +139,7 @@ int openTarget(const Place& place, std::uint64_t size) {
   struct stat status;
   if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
   if (!isPlain(status)) return replaceFile(place);
-  return hasRoomFor(file.get(), status.st_size, size) ? file.release() : -1;
+  return hasRoomFor(file.get(), status, size) ? file.release() : -1;
 }
 
 bool extractOnce(UnZIP& archive, UnZIP::Entry entry, const Destination& destination,

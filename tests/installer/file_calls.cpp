@@ -48,6 +48,7 @@ int __real_stat(const char* name, struct stat* status);
 int __real_lstat(const char* name, struct stat* status);
 int __real_fstat(int file, struct stat* status);
 ssize_t __real_write(int file, const void* octets, std::size_t size);
+int __real_fallocate(int file, int mode, off_t offset, off_t size);
 int __real_ftruncate(int file, off_t size);
 int __real_fstatvfs(int file, struct statvfs* status);
 int __real_syncfs(int file);
@@ -117,6 +118,10 @@ int __wrap_fstat(int file, struct stat* status) {
 
 ssize_t __wrap_write(int file, const void* octets, std::size_t size) {
   return fails("write", "") ? -1 : __real_write(file, octets, size);
+}
+
+int __wrap_fallocate(int file, int mode, off_t offset, off_t size) {
+  return fails("fallocate", "") ? -1 : __real_fallocate(file, mode, offset, size);
 }
 
 int __wrap_ftruncate(int file, off_t size) {

@@ -320,6 +320,46 @@ TEST_F(FullFlashTest, KeepsAManifestWhoseNewContentHasNoRoom) {
   });
 }
 
+// Whatever says so, and where the file system cannot set room aside, what it says is free.
+TEST_F(FullFlashTest, KeepsAManifestByWhatTheFileSystemSays) {
+  struct Answer {
+    int error;
+    bool isFull;
+    bool isUpdated;
+  };
+  constexpr Answer kAnswers[] = {{ENOSPC, false, false},    {EDQUOT, false, false},
+                                 {EFBIG, false, false},     {EOPNOTSUPP, false, true},
+                                 {EOPNOTSUPP, true, false}, {ENOSYS, true, false}};
+  const std::string longer = manifestFor("shop") + std::string(300 * kKilo, ' ');
+  const std::string package =
+      withSigners()
+          .inner("SHOP-O.ZIP", ZipBuilder().file("shop/mpmanifest.mft", longer))
+          .signedBy(manifestSigner())
+          .build();
+  for (const Answer& answer : kAnswers) {
+    terminal.writeFile(kManifests + "/shop/mpmanifest.mft", manifestFor("shop"));
+    drop("shop.zip", package);
+    FileCalls calls;
+    bool isAsked = false;
+    calls.hook = [&](const FileCall& call) {
+      if (call.function == "unzReadCurrentFile") isAsked = false;
+      if (call.function != "fallocate") return 0;
+      isAsked = true;
+      return answer.error;
+    };
+    calls.atSpace = [&](struct statvfs& status) {
+      if (isAsked && answer.isFull) status.f_bavail = 0;
+    };
+
+    const int result = install();
+
+    EXPECT_EQ(result, answer.isUpdated ? kInstallOk : kInstallError) << answer.error;
+    EXPECT_EQ(read(kManifests + "/shop/mpmanifest.mft").size(),
+              (answer.isUpdated ? longer : manifestFor("shop")).size())
+        << answer.error;
+  }
+}
+
 // What a manifest states beyond what it brings is not kept for it.
 TEST_F(FullFlashTest, GivesTheRoomBackThatAManifestOnlyStates) {
   ZipEntry entry;

@@ -246,6 +246,26 @@ TEST_P(InstallFaultsTest, KeepAManifestThatTheyDoNotLetReplace) {
   }
 }
 
+// Room that nobody can tell of is not taken for room.
+TEST_P(InstallFaultsTest, KeepAManifestForWhichNoRoomCanBeHad) {
+  const std::string before = manifestFor("shop") + std::string(100, ' ');
+  for (const int times : {1, 2, kForGood}) {
+    drop("shop.zip", applicationPackage("shop"));
+    terminal.writeFile(kManifests + "/shop/mpmanifest.mft", before);
+    int left = times;
+    calls.hook = [&](const FileCall& call) {
+      return call.function == "fallocate" && left-- > 0 ? GetParam() : 0;
+    };
+
+    result = install();
+
+    calls.hook = nullptr;
+    const bool isKept = times == kForGood;
+    EXPECT_EQ(result, isKept ? kInstallError : kInstallOk) << times;
+    EXPECT_EQ(read(kManifests + "/shop/mpmanifest.mft"), isKept ? before : manifestFor("shop"));
+  }
+}
+
 // The package is deleted when the run is over, whatever has become of it.
 TEST_P(InstallFaultsTest, DoNotCostAPackageWhereTheyPass) {
   struct Opening {
