@@ -82,6 +82,11 @@ class InstallTest : public testing::Test {
     return ids;
   }
 
+  [[nodiscard]] bool isAnythingWaiting() const {
+    const fs::path source = terminal_ + "/flash/system/wz";
+    return fs::exists(source) && !fs::is_empty(source);
+  }
+
   SampleApplication app_;
   TemporaryDirectory folder_;
   std::string terminal_ = folder_ / "desk";
@@ -301,6 +306,30 @@ TEST_F(InstallTest, NothingIsInstalledWithoutTheFileForItsLog) {
   EXPECT_EQ(result.code, kEnvironment);
   EXPECT_EQ(result.errors, "wz: cannot write " + log + ": No such file or directory\n");
   EXPECT_THAT(installed(), testing::IsEmpty());
+  EXPECT_FALSE(isAnythingWaiting());
+}
+
+// Nothing must be left for the next installation to carry out.
+TEST_F(InstallTest, NothingIsRemovedWithoutTheFileForItsLog) {
+  ASSERT_EQ(install({pack("shop.zip")}).code, 0);
+
+  const ProgramResult result = runWz({"remove", "shop", "--terminal", terminal_, "--log",
+                                      folder_ / "nowhere/x.log", "--keys", DEVELOPMENT_KEYS});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, HasSubstr("cannot write "));
+  EXPECT_THAT(installed(), ElementsAre("shop"));
+  EXPECT_FALSE(isAnythingWaiting());
+}
+
+TEST_F(InstallTest, APackageIsNotWrittenOverByItsLog) {
+  const std::string package = pack("shop.zip");
+
+  const ProgramResult result = install({package, "--log", package});
+
+  EXPECT_EQ(result.code, kUsage);
+  EXPECT_EQ(result.errors, "wz: " + package + " cannot be read and written at once\n");
+  EXPECT_EQ(install({package}).code, 0);
 }
 
 TEST_F(InstallTest, AFullDiskBelowTheLogIsToldOfWhatIsInstalled) {

@@ -450,6 +450,47 @@ TEST_F(MatrixTest, WhatIsNotThereIsSaid) {
   }
 }
 
+TEST_F(MatrixTest, WhatIsReadIsNotWrittenOver) {
+  const std::string fleet = folder_.write("fleet.jsonl", profile());
+  const std::string shop = packages().shop;
+  const std::string lines = folder_ / "lines";
+  ASSERT_EQ(runWz({"matrix", shop, "--terminals", fleet, "-o", lines}).code, 0);
+  const Arguments cases[] = {
+      {shop, "--terminals", fleet, "-o", shop},
+      {shop, "--terminals", fleet, "--html", shop},
+      {shop, "--terminals", fleet, "-o", fleet},
+      {shop, "--terminals", fleet, "--html", fleet},
+      {"--merge", lines, "-o", lines},
+      {"--merge", lines, "--html", lines},
+      {shop, "--terminals", fleet, "-o", folder_ / "new", "--html", folder_ / "new"}};
+  for (const Arguments& arguments : cases) {
+    const ProgramResult result = runWz(Arguments{"matrix"} + arguments);
+
+    EXPECT_EQ(result.code, kUsage) << result.errors;
+    EXPECT_THAT(result.errors, HasSubstr(" at once\n"));
+  }
+  EXPECT_EQ(runWz({"matrix", shop, "--terminals", fleet}).code, 0);
+  EXPECT_EQ(runWz({"matrix", "--merge", lines}).code, 0);
+}
+
+TEST_F(MatrixTest, HalfAMatrixIsRemovedAndNothingElse) {
+  const std::string fleet = folder_.write("fleet.jsonl", mixedFleet(packages().giver));
+  const std::string share = folder_ / "share";
+  const std::string null = folder_ / "null";
+  fs::create_symlink("/dev/null", null);
+  ASSERT_LE(runWz({"matrix", packages().shop, packages().older, "--terminals", fleet, "--shard",
+                   "1/3", "-o", share})
+                .code,
+            kRejected);
+
+  for (const std::string& output : {folder_ / "merged", null}) {
+    EXPECT_EQ(runWz({"matrix", "--merge", share, "-o", output}).code, kEnvironment);
+  }
+
+  EXPECT_FALSE(fs::exists(folder_ / "merged"));
+  EXPECT_TRUE(fs::exists(null));
+}
+
 // WZ-1012
 TEST_F(MatrixTest, ATrialThatTakesTooLongCostsItsCell) {
   EXPECT_THAT(cellsOf(found({packages().shop}, profile(R"("name": "desk")"), {"--timeout", "0.001"},

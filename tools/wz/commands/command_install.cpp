@@ -5,6 +5,7 @@
 #include "wz/commands/commands.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/output_file.h"
 #include "wz/terminal/interrupt.h"
 #include "wz/terminal/package_files.h"
 #include "wz/terminal/room_trial.h"
@@ -53,6 +54,11 @@ int install(const InstallOptions& options) {
   if (options.isTrial) return tryInstallation(options);
   PackageFiles files;
   if (const int code = files.open(options.packages); code != kDone) return code;
+  for (const std::string& package : options.packages) {
+    if (!isOtherFile(package, options.log)) return kUsage;
+  }
+  LogCopy copy;
+  if (!copy.open(options.log)) return kEnvironment;
   TerminalChange change;
   if (!change.begin(options.terminal)) return kEnvironment;
   watchInterrupts();
@@ -63,7 +69,7 @@ int install(const InstallOptions& options) {
     record.drop();
     return kEnvironment;
   }
-  return installAndTell("install", files.packages(), options.asJson, options.log, record);
+  return installAndTell("install", files.packages(), options.asJson, copy, record);
 }
 
 }  // namespace wz

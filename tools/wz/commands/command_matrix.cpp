@@ -279,11 +279,6 @@ int merge(const MatrixOptions& options) {
   }
   std::vector<std::unique_ptr<ShareFile>> files;
   for (const std::string& name : options.merged) {
-    std::error_code failure;
-    if (fs::equivalent(name, options.output, failure)) {
-      printMessage(name + " cannot be read and written at once");
-      return kUsage;
-    }
     files.push_back(std::make_unique<ShareFile>());
     std::string error;
     if (!files.back()->reader.open(name, error)) {
@@ -300,13 +295,31 @@ int merge(const MatrixOptions& options) {
   head.share = Share();
   Teller teller(options, head);
   const int code = teller.begin(0) ? tellMerged(files, head, teller) : kEnvironment;
-  if (code == kEnvironment && !options.output.empty()) unlink(options.output.c_str());
+  std::error_code failure;
+  if (code == kEnvironment && fs::is_regular_file(options.output, failure)) {
+    fs::remove(options.output, failure);  // half a matrix
+  }
   return code;
+}
+
+// False after a message.
+bool writesToOtherFiles(const MatrixOptions& options) {
+  for (const std::string& written : {options.output, options.page}) {
+    for (const auto* const inputs : {&options.packages, &options.terminals, &options.merged}) {
+      for (const std::string& input : *inputs) {
+        if (!isOtherFile(input, written)) return false;
+      }
+    }
+  }
+  if (options.output.empty() || options.output != options.page) return true;
+  printMessage(options.output + " cannot hold the lines and the page at once");
+  return false;
 }
 
 }  // namespace
 
 int matrix(const MatrixOptions& options) {
+  if (!writesToOtherFiles(options)) return kUsage;
   unsetenv(workstation::kProfileVariable);  // each terminal is what its own profile says
   return options.merged.empty() ? tryAll(options) : merge(options);
 }

@@ -72,6 +72,8 @@ int removeApplication(const RemoveOptions& options) {
   keys = std::filesystem::absolute(keys, failure).string();
   packaging::PackageSigners signers;
   if (!loadSigners(options.signing, keys, false, true, signers)) return kEnvironment;
+  LogCopy copy;
+  if (!copy.open(options.log)) return kEnvironment;
   watchInterrupts();  // before a package waits
   outliveReader();
   TerminalChange change;
@@ -85,7 +87,7 @@ int removeApplication(const RemoveOptions& options) {
   }
   ChangeRecord record;
   record.begin(HistoryKind::kRemove, {package});
-  return installAndTell("remove", {package}, options.asJson, options.log, record);
+  return installAndTell("remove", {package}, options.asJson, copy, record);
 }
 
 }  // namespace wz

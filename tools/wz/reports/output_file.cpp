@@ -8,8 +8,10 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "support/file_system.h"
+#include "wz/reports/output.h"
 
 namespace wz {
 namespace {
@@ -28,6 +30,13 @@ bool finish(int file, bool written) {
 }
 
 }  // namespace
+
+bool isOtherFile(const std::string& read, const std::string& written) {
+  std::error_code failure;
+  if (written.empty() || !std::filesystem::equivalent(read, written, failure)) return true;
+  printMessage(read + " cannot be read and written at once");
+  return false;
+}
 
 OutputFile::~OutputFile() {
   if (folder_ >= 0) close(folder_);

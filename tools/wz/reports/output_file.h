@@ -7,6 +7,10 @@
 
 namespace wz {
 
+/// Whether `written`, a path or nothing, is another file than `read`, which writing would destroy.
+/// False after a message.
+[[nodiscard]] bool isOtherFile(const std::string& read, const std::string& written);
+
 class OutputFile {
  public:
   OutputFile() = default;

@@ -3,11 +3,11 @@
 #ifndef WZ_TERMINAL_TOLD_INSTALLATION_H
 #define WZ_TERMINAL_TOLD_INSTALLATION_H
 
-#include <string>
 #include <vector>
 
 #include "wz/terminal/change_record.h"
 #include "wz/terminal/installation.h"
+#include "wz/terminal/log_copy.h"
 
 namespace wz {
 
@@ -16,11 +16,10 @@ namespace wz {
 /// has said what is done and what is not. The exit code.
 /// \param record    has begun.
 /// \param packages  those that wait.
-/// \param logFile   gets the log too, line by line as it comes; empty: none. Where it cannot be
-///                  written to its end, the installation is done all the same, and the code says
-///                  so.
+/// \param copy      gets the log too, line by line as it comes. Where it cannot be written to its
+///                  end, the installation is done all the same, and the code says so.
 [[nodiscard]] int installAndTell(const char* command, const std::vector<WaitingPackage>& packages,
-                                 bool asJson, const std::string& logFile, ChangeRecord& record);
+                                 bool asJson, LogCopy& copy, ChangeRecord& record);
 
 }  // namespace wz
 
