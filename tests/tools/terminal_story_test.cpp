@@ -621,6 +621,23 @@ TEST_F(TerminalStoryTest, ALogOfARealTerminalIsExplained) {
   EXPECT_THAT(runWz({"why", "--log", log, "--json"}).out, HasSubstr("\"smallestChange\""));
 }
 
+// What stands before the lines is no part of an application's name.
+TEST_F(TerminalStoryTest, ALogWithTimesListsApplicationsByTheirNames) {
+  const std::string log = folder_.write("install.log",
+                                        "Nov 22 09:00:02 box wz[7]: Installing to /mnt/x\n"
+                                        "Nov 22 09:00:02 box wz[7]: postinstall\n"
+                                        "Nov 22 09:00:03 box wz[7]: Checking dependencies\n"
+                                        "Nov 22 09:00:03 box wz[7]: List of installed "
+                                        "applications:\n"
+                                        "Nov 22 09:00:03 box wz[7]: shop\n"
+                                        "Nov 22 09:00:03 box wz[7]: Overall result: OK\n");
+
+  const std::string out = runWz({"why", "--log", log}).out;
+
+  EXPECT_THAT(out, HasSubstr(": shop\n"));
+  EXPECT_THAT(out, Not(HasSubstr("wz[7]")));
+}
+
 TEST_F(TerminalStoryTest, WhatIsNoLogIsSaid) {
   EXPECT_EQ(runWz({"why", "--log", folder_.write("x.log", "nothing\nat all\n")}).code, kRejected);
   EXPECT_EQ(runWz({"why", "--log", folder_ / "none.log"}).code, 3);

@@ -63,8 +63,9 @@ class LogReader {
 
   std::vector<LoggedRun> runs_;
   Phase phase_ = Phase::kPackages;
-  std::size_t lineNumber_ = 0;                 // of the line that is being read, from 1
-  std::string application_;                    // what lines are about at the moment, in upper case
+  std::size_t prefix_ = 0;      // octets before the last line of the run that was known: a time
+  std::size_t lineNumber_ = 0;  // of the line that is being read, from 1
+  std::string application_;     // what lines are about at the moment, in upper case
   std::map<std::string, LogRemarks> reasons_;  // of this phase, or this pass
 };
 
@@ -149,7 +150,8 @@ void LogReader::take(const std::string& text) {
   if (phase_ == Phase::kOver && !isBeginning) return;
   const bool isListed =
       row == nullptr && phase_ == Phase::kListing && !runs_.empty() && !line.empty();
-  if (isListed) runs_.back().installed.emplace_back(line);
+  if (isListed) runs_.back().installed.emplace_back(line.substr(std::min(prefix_, line.size())));
+  if (row != nullptr) prefix_ = match.position;
   if (row != nullptr && row->step != nullptr) (this->*row->step)(match.values);
   if (row != nullptr && row->code != nullptr) {
     note({row->code, std::string(line.substr(match.position)), std::move(match.values)});
