@@ -44,22 +44,27 @@ long long toInteger(double real) {
 }  // namespace
 
 JSObject::JSObject() : value_(nullptr) {}
-JSObject::JSObject(bool value) : value_(new Value(Value::kRootLevel, value)) {}
+JSObject::JSObject(bool value) : value_(new Value(Value::kRootLevel)) { value_->set(value); }
 JSObject::JSObject(int value) : JSObject(static_cast<long long>(value)) {}
-JSObject::JSObject(long long value) : value_(new Value(Value::kRootLevel, value)) {}
-JSObject::JSObject(double value) : value_(new Value(Value::kRootLevel, value)) {}
+JSObject::JSObject(long long value) : value_(new Value(Value::kRootLevel)) { value_->set(value); }
+JSObject::JSObject(double value) : value_(new Value(Value::kRootLevel)) { value_->set(value); }
 
 // No text at all, a null pointer, is null.
-JSObject::JSObject(const char* value)
-    : value_(value == nullptr ? new Value(Value::kRootLevel)
-                              : new Value(Value::kRootLevel, std::string(value))) {}
+JSObject::JSObject(const char* value) : value_(nullptr) {
+  Value text(Value::kRootLevel);
+  if (value != nullptr) text.set(std::string_view(value));
+  value_ = new Value(std::move(text));
+}
 
-JSObject::JSObject(const std::string& value) : value_(new Value(Value::kRootLevel, value)) {}
+JSObject::JSObject(const std::string& value) : value_(nullptr) {
+  Value text(Value::kRootLevel);
+  text.set(std::string_view(value));
+  value_ = new Value(std::move(text));
+}
 
 JSObject::JSObject(const JSObject& other)
-    : value_(other.value_ == nullptr
-                 ? nullptr
-                 : new Value(Value::kRootLevel, Value::copy(other.value_, Value::kRootLevel))) {}
+    : value_(other.value_ == nullptr ? nullptr
+                                     : new Value(Value::copy(other.value_, Value::kRootLevel))) {}
 
 JSObject& JSObject::operator=(const JSObject& other) {
   if (this == &other || (value_ == nullptr && other.value_ == nullptr)) return *this;
@@ -68,8 +73,8 @@ JSObject& JSObject::operator=(const JSObject& other) {
     return *this;
   }
   const unsigned level = value_ == nullptr ? Value::kRootLevel : value_->level;
-  Value::Content content = Value::copy(other.value_, level);  // `other` may be part of this value
-  Value::of(*this).content = std::move(content);
+  Value content = Value::copy(other.value_, level);  // `other` may be part of this value
+  Value::of(*this).swap(content);
   return *this;
 }
 
@@ -77,87 +82,92 @@ JSObject::~JSObject() { delete value_; }
 
 JSObject JSObject::array() {
   JSObject array;
-  array.value_ = new Value(Value::kRootLevel, Value::Array());
+  array.value_ = new Value(Value::kRootLevel);
+  array.value_->setArray();
   return array;
 }
 
 bool JSObject::isNull() const { return value_ != nullptr && value_->isNull(); }
-bool JSObject::isBool() const { return Value::get<bool>(*this) != nullptr; }
-bool JSObject::isInt() const { return Value::get<long long>(*this) != nullptr; }
-bool JSObject::isNumber() const { return isInt() || Value::get<double>(*this) != nullptr; }
-bool JSObject::isString() const { return Value::get<std::string>(*this) != nullptr; }
-bool JSObject::isArray() const { return Value::get<Value::Array>(*this) != nullptr; }
+bool JSObject::isBool() const { return Value::get(*this, Value::Type::kBool) != nullptr; }
+bool JSObject::isInt() const { return Value::get(*this, Value::Type::kInteger) != nullptr; }
+bool JSObject::isNumber() const {
+  return isInt() || Value::get(*this, Value::Type::kReal) != nullptr;
+}
+bool JSObject::isString() const { return Value::get(*this, Value::Type::kText) != nullptr; }
+bool JSObject::isArray() const { return Value::get(*this, Value::Type::kArray) != nullptr; }
 bool JSObject::isObject() const {
-  return value_ == nullptr || Value::get<Value::Members>(*this) != nullptr;
+  return value_ == nullptr || Value::get(*this, Value::Type::kObject) != nullptr;
 }
 
 bool JSObject::asBool() const {
-  const auto* const boolean = Value::get<bool>(*this);
-  return boolean != nullptr && *boolean;
+  const Value* const boolean = Value::get(*this, Value::Type::kBool);
+  return boolean != nullptr && boolean->boolean();
 }
 
 long long JSObject::asInt() const {
-  if (const auto* const integer = Value::get<long long>(*this)) return *integer;
+  if (const Value* const integer = Value::get(*this, Value::Type::kInteger))
+    return integer->integer();
   return toInteger(asDouble());
 }
 
 double JSObject::asDouble() const {
-  if (const auto* const real = Value::get<double>(*this)) return *real;
-  const auto* const integer = Value::get<long long>(*this);
-  return integer == nullptr ? 0 : static_cast<double>(*integer);
+  if (const Value* const real = Value::get(*this, Value::Type::kReal)) return real->real();
+  const Value* const integer = Value::get(*this, Value::Type::kInteger);
+  return integer == nullptr ? 0 : static_cast<double>(integer->integer());
 }
 
 std::string JSObject::asString() const {
-  const auto* const text = Value::get<std::string>(*this);
-  return text == nullptr ? std::string() : *text;
+  const Value* const text = Value::get(*this, Value::Type::kText);
+  return text == nullptr ? std::string() : std::string(text->text());
 }
 
 std::size_t JSObject::size() const {
-  if (const auto* const array = Value::get<Value::Array>(*this)) return array->size();
-  const auto* const members = Value::get<Value::Members>(*this);
-  return members == nullptr ? 0 : members->size();
+  return value_ == nullptr || !value_->isContainer() ? 0 : value_->size();
 }
 
 bool JSObject::has(const std::string& key) const {
-  const auto* const members = Value::get<Value::Members>(*this);
-  return members != nullptr && members->find(key) != nullptr;
+  const Value* const object = Value::get(*this, Value::Type::kObject);
+  return object != nullptr && object->find(key) != nullptr;
 }
 
 std::vector<std::string> JSObject::keys() const {
   std::vector<std::string> names;
-  const auto* const members = Value::get<Value::Members>(*this);
-  if (members == nullptr) return names;
-  names.reserve(members->size());
-  for (const Value::Member& member : members->all()) names.push_back(member.name);
+  const Value* const object = Value::get(*this, Value::Type::kObject);
+  if (object == nullptr) return names;
+  names.reserve(object->size());
+  const Value::Member* member = object->firstMember();
+  for (; member != nullptr; member = object->memberAfter(*member)) {
+    names.emplace_back(member->name());
+  }
   return names;
 }
 
 const JSObject& JSObject::operator[](const std::string& key) const {
-  const auto* const members = Value::get<Value::Members>(*this);
-  const Value::Cell* const member = members == nullptr ? nullptr : members->find(key);
+  const Value* const object = Value::get(*this, Value::Type::kObject);
+  const Value::Cell* const member = object == nullptr ? nullptr : object->find(key);
   return member == nullptr ? Value::sharedNull() : member->object;
 }
 
 JSObject& JSObject::operator[](const std::string& key) {
   Value& value = Value::of(*this);
   if (!value.mayHoldOthers()) return value.overflow(*this);
-  if (!isObject()) value.content = Value::Members();
-  return std::get<Value::Members>(value.content).findOrAdd(key, value.level + 1).object;
+  if (!isObject()) value.setObject();
+  return value.findOrAdd(key).object;
 }
 
 const JSObject& JSObject::at(std::size_t index) const {
-  const auto* const array = Value::get<Value::Array>(*this);
+  const Value* const array = Value::get(*this, Value::Type::kArray);
   if (array == nullptr || index >= array->size()) return Value::sharedNull();
-  return (*array)[index].object;
+  return array->element(index).object;
 }
 
 JSObject& JSObject::append(const JSObject& value) {
   Value& self = Value::of(*this);
   if (!self.mayHoldOthers()) return self.overflow(*this) = value;
-  Value::Content content = Value::copy(value.value_, self.level + 1);  // may be part of this value
-  if (!isArray()) self.content = Value::Array();
-  Value::Cell& element = std::get<Value::Array>(self.content).add(self.level + 1);
-  element.value.content = std::move(content);
+  Value content = Value::copy(value.value_, self.level + 1U);  // may be part of this value
+  if (!isArray()) self.setArray();
+  Value::Cell& element = self.append();
+  element.value.swap(content);
   return element.object;
 }
 

@@ -1,7 +1,8 @@
 // JSObject::parse: RapidJSON reads the text, `Builder` makes values of what it reports.
 
 #include <climits>
-#include <cstring>
+#include <cstddef>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -58,6 +59,9 @@ std::size_t skipSpace(std::string_view text, std::size_t position) {
 }  // namespace
 
 /// Receives RapidJSON's events. A false result ends the reading.
+///
+/// The elements of an array wait until it ends, so that it gets one piece of memory of their size;
+/// a large one takes them over from time to time.
 class JSObject::Value::Builder {
  public:
   /// What is read becomes the content of `root`. Numbers are taken from `text`, at the place where
@@ -69,29 +73,40 @@ class JSObject::Value::Builder {
   bool sawSurrogate() const { return sawSurrogate_; }
 
   // The names are those that RapidJSON calls.
-  bool Null() { return place().content = Value::Null(), true; }
-  bool Bool(bool value) { return place().content = value, true; }
+  bool Null() { return place().setNull(), true; }
+  bool Bool(bool value) { return place().set(value), true; }
   bool RawNumber(const char*, rapidjson::SizeType length, bool) {
     const std::string_view literal = text_.substr(stream_.Tell() - length, length);
-    std::visit([this](auto number) { place().content = number; }, workstation::readNumber(literal));
+    std::visit([this](auto number) { place().set(number); }, workstation::readNumber(literal));
     return true;
   }
   bool String(const char* text, rapidjson::SizeType length, bool) {
-    if (!accept(std::string_view(text, length))) return false;
-    place().content.emplace<std::string>(text, length);
+    if (!accept({text, length})) return false;
+    place().set(std::string_view(text, length));
     return true;
   }
   bool Key(const char* name, rapidjson::SizeType length, bool) {
-    if (!accept(std::string_view(name, length))) return false;
-    Value& object = *open_.back();
+    if (!accept({name, length})) return false;
+    Open& object = open_.back();
     // The last of several members of one name counts.
-    member_ = &std::get<Members>(object.content).findOrAdd({name, length}, object.level + 1).value;
+    object.member = &object.container.findOrAdd({name, length}).value;
     return true;
   }
-  bool StartObject() { return open(Members()); }
-  bool StartArray() { return open(Array()); }
+  bool StartObject() {
+    if (!open()) return false;
+    open_.back().container.setObject();
+    return true;
+  }
+  bool StartArray() {
+    if (!open()) return false;
+    open_.back().container.setArray();
+    return true;
+  }
   bool EndObject(rapidjson::SizeType) { return close(); }
-  bool EndArray(rapidjson::SizeType) { return close(); }
+  bool EndArray(rapidjson::SizeType) {
+    takeOverWaiting();
+    return close();
+  }
 
   // Never called, as numbers come as texts.
   bool Int(int) { return false; }
@@ -101,24 +116,44 @@ class JSObject::Value::Builder {
   bool Double(double) { return false; }
 
  private:
+  // An array or object whose end has not come.
+  struct Open {
+    Value container;
+    std::size_t firstWaiting;
+    Value* member = nullptr;  // the next value's, of an object
+  };
+
+  static constexpr std::size_t kMostWaiting = 64;
+
+  unsigned nextLevel() const { return root_.level + static_cast<unsigned>(open_.size()); }
+
   // Where the next value belongs.
   Value& place() {
     if (open_.empty()) return root_;
-    Value& container = *open_.back();
-    auto* const array = std::get_if<Array>(&container.content);
-    return array == nullptr ? *member_ : array->add(container.level + 1).value;
+    const Open& container = open_.back();
+    if (container.member != nullptr) return *container.member;
+    if (waiting_.size() - container.firstWaiting == kMostWaiting) takeOverWaiting();
+    return waiting_.emplace_back(nextLevel());
   }
 
-  bool open(Content container) {
-    Value& value = place();
-    if (!value.mayHoldOthers()) return false;
-    value.content = std::move(container);
-    open_.push_back(&value);
+  // The elements that wait for the innermost array.
+  void takeOverWaiting() {
+    Open& array = open_.back();
+    array.container.append(std::span(waiting_).subspan(array.firstWaiting));
+    while (waiting_.size() > array.firstWaiting) waiting_.pop_back();
+  }
+
+  bool open() {
+    Value container(nextLevel());
+    if (!container.mayHoldOthers()) return false;
+    open_.push_back({std::move(container), waiting_.size()});
     return true;
   }
 
   bool close() {
+    Value closed = std::move(open_.back().container);
     open_.pop_back();
+    place().swap(closed);
     return true;
   }
 
@@ -130,8 +165,8 @@ class JSObject::Value::Builder {
   Value& root_;
   const std::string_view text_;
   const TextStream& stream_;
-  std::vector<Value*> open_;  // arrays and objects around the next value
-  Value* member_ = nullptr;   // of the innermost one, if an object
+  std::vector<Open> open_;
+  std::vector<Value> waiting_;  // of the open arrays, the innermost one's last
   bool sawSurrogate_ = false;
 };
 
@@ -163,7 +198,7 @@ int JSObject::parse(const char* text) {
     reading.run(whole, whole);
     if (reading.mayBeTamed) reading.run(workstation::tameCopy(whole), whole);
     if (reading.complete) {
-      Value::of(*this).content = std::move(reading.root.content);
+      Value::of(*this).swap(reading.root);
       return static_cast<int>(reading.consumed);
     }
   }

@@ -1,82 +1,151 @@
 #include "workstation/zelipc/json_value.h"
 
+#include <cstring>
 #include <new>
 #include <utility>
 
 namespace zelipc {
-namespace {
 
-// Fewer members are found faster by looking at each.
-constexpr std::size_t kIndexedFrom = 16;
+JSObject::Value::Value(unsigned onLevel) noexcept : level(static_cast<std::uint16_t>(onLevel)) {}
 
-}  // namespace
+JSObject::Value::Value(Value&& source) noexcept : level(source.level) { swap(source); }
 
-JSObject::Value::Value(unsigned onLevel) : level(onLevel) {}
-
-JSObject::Value::Value(unsigned onLevel, Content newContent)
-    : level(onLevel), content(std::move(newContent)) {}
-
-JSObject::Value::~Value() = default;
+JSObject::Value::~Value() { release(); }
 
 JSObject::Value& JSObject::Value::of(JSObject& object) {
-  if (object.value_ == nullptr) object.value_ = new Value(kRootLevel, Members());
+  if (object.value_ == nullptr) {
+    object.value_ = new Value(kRootLevel);
+    object.value_->setObject();
+  }
   return *object.value_;
 }
 
 void JSObject::Value::clear(JSObject& object) {
   if (object.value_ == nullptr) return;
-  object.value_->content = copy(nullptr, object.value_->level);
+  Value empty = copy(nullptr, object.value_->level);
+  object.value_->swap(empty);
 }
 
-JSObject::Value::Content JSObject::Value::copy(const Value* source, unsigned level) {
+JSObject::Value JSObject::Value::copy(const Value* source, unsigned level) {
   Value target(level);
   if (source != nullptr) {
     target.fill(*source);
   } else if (target.mayHoldOthers()) {
-    target.content = Members();
+    target.setObject();
   }
-  return std::move(target.content);
-}
-
-bool JSObject::Value::isContainer() const {
-  return std::holds_alternative<Array>(content) || std::holds_alternative<Members>(content);
+  return target;
 }
 
 // The two steps that recurse stand apart to keep their frames small.
 void JSObject::Value::fill(const Value& source) {
-  if (const auto* const array = std::get_if<Array>(&source.content)) return fill(*array);
-  if (const auto* const object = std::get_if<Members>(&source.content)) return fill(*object);
+  if (source.type_ == Type::kArray) return fillArray(source);
+  if (source.type_ == Type::kObject) return fillObject(source);
   assignSimple(source);
 }
 
-void JSObject::Value::fill(const Array& source) {
+void JSObject::Value::fillObject(const Value& source) {
   if (!mayHoldOthers()) return;
-  Array& elements = content.emplace<Array>();
-  for (std::size_t i = 0; i < source.size(); ++i) {
-    elements.add(level + 1).value.fill(source[i].value);
+  setObject();
+  const Member* member = source.firstMember();
+  for (; member != nullptr; member = source.memberAfter(*member)) {
+    add(member->name()).value.fill(member->cell.value);
   }
 }
 
-void JSObject::Value::fill(const Members& source) {
-  if (!mayHoldOthers()) return;
-  Members& members = content.emplace<Members>();
-  for (const Member& member : source.all()) {
-    members.add(member.name, level + 1).value.fill(member.cell.value);
+void JSObject::Value::setNull() noexcept {
+  release();
+  type_ = Type::kNull;
+}
+
+void JSObject::Value::set(bool value) noexcept {
+  release();
+  type_ = Type::kBool;
+  content_.boolean = value;
+}
+
+void JSObject::Value::set(long long value) noexcept {
+  release();
+  type_ = Type::kInteger;
+  content_.integer = value;
+}
+
+void JSObject::Value::set(double value) noexcept {
+  release();
+  type_ = Type::kReal;
+  content_.real = value;
+}
+
+// The text may be this value's own.
+void JSObject::Value::set(std::string_view value) {
+  if (value.size() > kMaxCount) throw std::bad_alloc();
+  char* octets = nullptr;
+  if (!value.empty()) {
+    octets = static_cast<char*>(::operator new(value.size()));
+    std::memcpy(octets, value.data(), value.size());
   }
+  release();
+  type_ = Type::kText;
+  count_ = static_cast<std::uint32_t>(value.size());
+  content_.text = octets;
+}
+
+void JSObject::Value::setArray() noexcept {
+  release();
+  type_ = Type::kArray;
+  content_.cells = nullptr;
+}
+
+void JSObject::Value::setObject() noexcept {
+  release();
+  type_ = Type::kObject;
+  content_.lastMember = nullptr;
+}
+
+void JSObject::Value::swap(Value& source) noexcept {
+  std::swap(type_, source.type_);
+  std::swap(isLarge_, source.isLarge_);
+  std::swap(count_, source.count_);
+  std::swap(content_, source.content_);
 }
 
 void JSObject::Value::assignSimple(const Value& source) {
-  if (const auto* const text = std::get_if<std::string>(&source.content)) {
-    content = *text;
-  } else if (const auto* const integer = std::get_if<long long>(&source.content)) {
-    content = *integer;
-  } else if (const auto* const real = std::get_if<double>(&source.content)) {
-    content = *real;
-  } else if (const auto* const boolean = std::get_if<bool>(&source.content)) {
-    content = *boolean;
-  } else {
-    content = Null();
+  switch (source.type_) {
+    case Type::kBool:
+      return set(source.boolean());
+    case Type::kInteger:
+      return set(source.integer());
+    case Type::kReal:
+      return set(source.real());
+    case Type::kText:
+      return set(source.text());
+    case Type::kNull:
+    case Type::kArray:
+    case Type::kObject:
+    case Type::kOverflow:
+      return setNull();
   }
+}
+
+JSObject& JSObject::Value::overflow(JSObject& self) {
+  if (level > kMaxLevel + 1) {  // already lost
+    setNull();
+    return self;
+  }
+  Cell* const below = new Cell(level + 1U);
+  release();
+  type_ = Type::kOverflow;
+  content_.overflow = below;
+  return below->object;
+}
+
+// Gives back what belongs to the value; what is left is no value before it gets a type.
+void JSObject::Value::release() noexcept {
+  if (type_ == Type::kText) ::operator delete(content_.text);
+  if (type_ == Type::kArray) releaseArray();
+  if (type_ == Type::kObject) releaseMembers();
+  if (type_ == Type::kOverflow) delete content_.overflow;
+  isLarge_ = false;
+  count_ = 0;
 }
 
 const JSObject& JSObject::Value::sharedNull() {
@@ -85,65 +154,9 @@ const JSObject& JSObject::Value::sharedNull() {
   return cell->object;
 }
 
-bool JSObject::Value::isNull() const {
-  return std::holds_alternative<Null>(content) || std::holds_alternative<Overflow>(content);
-}
-
-JSObject& JSObject::Value::overflow(JSObject& self) {
-  if (level > kMaxLevel + 1) {  // already lost
-    content = Null();
-    return self;
-  }
-  content = std::make_unique<Cell>(level + 1);
-  return std::get<Overflow>(content)->object;
-}
-
-JSObject::Value::Cell::Cell(unsigned level) : value(level) { object.value_ = &value; }
+JSObject::Value::Cell::Cell(unsigned level) noexcept : value(level) { object.value_ = &value; }
 
 // The object would delete its value, which is part of this cell.
 JSObject::Value::Cell::~Cell() { object.value_ = nullptr; }
-
-JSObject::Value::Members::Members() = default;
-JSObject::Value::Members::Members(Members&&) noexcept = default;
-JSObject::Value::Members& JSObject::Value::Members::operator=(Members&&) noexcept = default;
-JSObject::Value::Members::~Members() = default;
-
-const JSObject::Value::Cell* JSObject::Value::Members::find(std::string_view name) const {
-  if (index_) {
-    const auto found = index_->find(name);
-    return found == index_->end() ? nullptr : found->second;
-  }
-  for (const Member& member : members_) {
-    if (member.name == name) return &member.cell;
-  }
-  return nullptr;
-}
-
-JSObject::Value::Cell& JSObject::Value::Members::findOrAdd(std::string_view name,
-                                                           unsigned onLevel) {
-  const Cell* const found = find(name);
-  return found != nullptr ? const_cast<Cell&>(*found) : add(name, onLevel);
-}
-
-JSObject::Value::Cell& JSObject::Value::Members::add(std::string_view name, unsigned onLevel) {
-  Member& member = members_.emplace_back(name, onLevel);
-  try {
-    if (index_) {
-      index_->emplace(member.name, &member.cell);
-    } else if (members_.size() == kIndexedFrom) {
-      indexAll();
-    }
-  } catch (...) {
-    members_.pop_back();
-    throw;
-  }
-  return member.cell;
-}
-
-void JSObject::Value::Members::indexAll() {
-  auto index = std::make_unique<Index>();
-  for (Member& member : members_) index->emplace(member.name, &member.cell);
-  index_ = std::move(index);
-}
 
 }  // namespace zelipc

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <variant>
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -40,29 +39,46 @@ class Writer final : public JsonWriter {
 struct JSObject::Value::Writing {
   Writer& writer;
 
-  void operator()(Null) const { writer.Null(); }
-  void operator()(const Overflow&) const { writer.Null(); }
-  void operator()(bool value) const { writer.Bool(value); }
-  void operator()(long long value) const { writer.Int64(value); }
+  void write(const Value& value) const {
+    switch (value.type()) {
+      case Type::kNull:
+      case Type::kOverflow:
+        writer.Null();
+        return;
+      case Type::kBool:
+        writer.Bool(value.boolean());
+        return;
+      case Type::kInteger:
+        writer.Int64(value.integer());
+        return;
+      case Type::kReal:
+        return writeReal(value.real());
+      case Type::kText:
+        return writeText(value.text());
+      case Type::kArray:
+        return writeArray(value);
+      case Type::kObject:
+        return writeObject(value);
+    }
+  }
 
-  void operator()(double value) const {
+  void writeReal(double value) const {
     const std::string literal = workstation::writeNumber(value);
     writer.RawValue(literal.data(), literal.size(), rapidjson::kNumberType);
   }
 
-  void operator()(const std::string& text) const { writeText(text); }
-
-  void operator()(const Array& array) const {
+  void writeArray(const Value& array) const {
     writer.StartArray();
-    for (std::size_t i = 0; i < array.size(); ++i) std::visit(*this, array[i].value.content);
+    for (std::size_t i = 0; i < array.size(); ++i) write(array.element(i).value);
     writer.EndArray();
   }
 
-  void operator()(const Members& members) const {
+  void writeObject(const Value& object) const {
     writer.StartObject();
-    for (const Member& member : members.all()) {
-      writeText(member.name);
-      std::visit(*this, member.cell.value.content);
+    const Member* member = object.firstMember();
+    for (; member != nullptr; member = object.memberAfter(*member)) {
+      writeText(member->name());
+      write(member->cell.value);
     }
     writer.EndObject();
   }
@@ -86,7 +102,7 @@ std::string JSObject::dump() const {
   if (value_ == nullptr) return "{}";
   Buffer buffer;
   Writer writer(buffer);
-  std::visit(Value::Writing{writer}, value_->content);
+  Value::Writing{writer}.write(*value_);
   return std::string(buffer.GetString(), buffer.GetSize());
 }
 

@@ -242,6 +242,45 @@ TEST(JSObjectTest, EveryElementIsFoundWhereItWasAdded) {
   EXPECT_EQ(parsed(copy.dump()).dump(), copy.dump());
 }
 
+// What is read lies in memory as it was read, what is added elsewhere.
+TEST(JSObjectTest, WhatIsReadGrowsWithoutMoving) {
+  for (int read = 0; read < 260; read = read < 70 ? read + 1 : read + 31) {
+    std::string text = "[";
+    for (int i = 0; i < read; ++i) text += (i == 0 ? "" : ",") + std::to_string(i);
+    JSObject list = parsed(text + "]");
+    std::vector<const JSObject*> places;
+    for (int i = 0; i < read; ++i) {
+      places.push_back(&std::as_const(list).at(static_cast<std::size_t>(i)));
+    }
+
+    for (int i = read; i < read + 100; ++i) places.push_back(&list.append(i));
+
+    ASSERT_EQ(list.size(), places.size());
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      ASSERT_EQ(&std::as_const(list).at(i), places[i]) << read;
+      ASSERT_EQ(places[i]->asInt(), static_cast<long long>(i)) << read;
+    }
+  }
+}
+
+TEST(JSObjectTest, OfManyMembersThatAreReadTheLastOfEachNameCounts) {
+  for (int count = 120; count < 135; ++count) {
+    std::string text = "{";
+    for (int i = 0; i < 2 * count; ++i) {
+      text += '"' + std::to_string(i % count) + "\":" + std::to_string(i) + ",";
+    }
+    text.back() = '}';
+
+    const JSObject object = parsed(text);
+
+    ASSERT_EQ(object.size(), static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+      ASSERT_EQ(object[std::to_string(i)].asInt(), count + i);
+      ASSERT_EQ(object.keys()[static_cast<std::size_t>(i)], std::to_string(i));
+    }
+  }
+}
+
 TEST(JSObjectTest, ACopyIsAValueOfItsOwn) {
   JSObject original = parsed("{\"a\":{\"b\":[1,2]}}");
   JSObject copy = original;
