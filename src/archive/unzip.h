@@ -20,7 +20,6 @@
 #ifndef WZAPP_ARCHIVE_UNZIP_H
 #define WZAPP_ARCHIVE_UNZIP_H
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -33,9 +32,9 @@
 
 #include "archive/archive_file.h"
 #include "crypto/digest/digest.h"
+#include "support/block_resource.h"
 #include "support/byte_view.h"
 #include "support/file_system.h"
-#include "support/heap_resource.h"
 
 namespace wzapp {
 
@@ -83,9 +82,9 @@ class UnZIP {
   // repetition of 258 octets.
   static constexpr std::uint64_t kMaxExpansion = 1032;
 
-  // Octets of memory that the index may use, of half as many again that are asked for beforehand;
-  // about 100,000 entries with short names.
-  static constexpr std::size_t kMaxIndexSize = std::size_t{10} << 20;
+  // Octets of memory that the index may use: about 70,000 entries with short names, on 64 bits. Two
+  // archives are open at once, and a manifest that is read meanwhile takes more than both.
+  static constexpr std::size_t kMaxIndexSize = std::size_t{6} << 20;
 
   // Names of this length in octets or longer make an archive unreadable.
   static constexpr std::size_t kNameLimit = 256;
@@ -164,10 +163,7 @@ class UnZIP {
 
   ArchiveFile file_;
   void* handle_ = nullptr;  // minizip's; null when the archive could not be read
-  // Of the index, which only grows: what most archives need, and more asked for in a few pieces.
-  std::array<std::byte, 1024> firstMemory_;
-  HeapResource heap_;
-  std::pmr::monotonic_buffer_resource memory_{firstMemory_.data(), firstMemory_.size(), &heap_};
+  BlockResource memory_;    // of the index, which only grows
   Index index_{&memory_};
   std::size_t indexSize_ = 0;       // octets of memory, as good as that can be told
   EntryRecord* current_ = nullptr;  // of the entry that is being read

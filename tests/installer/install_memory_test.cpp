@@ -16,6 +16,7 @@
 #include "platforminfo/platforminfo.h"
 #include "zelsec/zelsec.h"
 
+#include "archive/unzip.h"
 #include "support/file_system.h"
 #include "support/install_result.h"
 #include "tests/builders/failing_memory.h"
@@ -175,41 +176,117 @@ struct GreedyCase {
   }
 };
 
-// A sponsor list as long as a manifest can have it, whether or not the terminal's sponsor is on it.
+// What any package may take, however it is made.
+constexpr std::size_t kMostMemory = std::size_t{32} << 20;
+
+// A manifest as long as can be, with a sponsor list, whether or not the terminal's sponsor is on
+// it, or with what takes the most memory for its octets.
 class GreedyManifestTest : public wzapp_test::InstallTest,
-                           public testing::WithParamInterface<GreedyCase> {};
+                           public testing::WithParamInterface<GreedyCase> {
+ protected:
+  // Octets, the most that a run took at once.
+  std::size_t runAndCount() {
+    LastFormat last;
+    countMemory();
+    static_cast<void>(wzInstall(LastFormat::take, &last));
+    const std::size_t memory = mostMemory();
+    std::cout << "[ MEMORY   ] " << memory / 1024 << " KiB\n";
+    return memory;
+  }
+};
 
 TEST_P(GreedyManifestTest, TakesLittleMemory) {
-  constexpr std::size_t kMost = std::size_t{32} << 20;
   const ZipBuilder archive = ZipBuilder().file("shop/mpmanifest.mft", GetParam().manifest());
   drop("shop.zip", withSigners().inner("SHOP-O.ZIP", archive).signedBy(manifestSigner()));
-  LastFormat last;
-  countMemory();
 
-  static_cast<void>(wzInstall(LastFormat::take, &last));
+  const std::size_t memory = runAndCount();
 
-  const std::size_t memory = mostMemory();
-  std::cout << "[ MEMORY   ] " << memory / 1024 << " KiB\n";
-  EXPECT_LT(memory, kMost);
+  EXPECT_LT(memory, kMostMemory);
   EXPECT_GT(memory, kMaxManifestSize);
+}
+
+// Both archives that are open meanwhile have as many names as an archive can have.
+class FullDirectoriesTest : public GreedyManifestTest {};
+
+TEST_P(FullDirectoriesTest, TakeLittleMemory) {
+  constexpr std::size_t kCost = 104;  // of a name of 23 octets, where a pointer has 8
+  constexpr std::size_t kNames = UnZIP::kMaxIndexSize / kCost - 10;
+  const auto emptyEntry = [](std::size_t number) {
+    ZipEntry entry;
+    entry.name = std::to_string(100000 + number) + std::string(16, 'n') + "/";
+    entry.isDeflated = false;
+    return entry;
+  };
+  ZipBuilder archive = ZipBuilder().file("shop/mpmanifest.mft", GetParam().manifest());
+  for (std::size_t i = 0; i < kNames; ++i) archive.entry(emptyEntry(i));
+  PackageBuilder package = withSigners();
+  package.inner("SHOP-O.ZIP", archive).signedBy(manifestSigner());
+  for (std::size_t i = 0; i < kNames; ++i) package.entry(emptyEntry(i));
+  drop("shop.zip", package);
+
+  const std::size_t memory = runAndCount();
+
+  EXPECT_LT(memory, kMostMemory);
+  EXPECT_GT(memory, 2 * UnZIP::kMaxIndexSize - (std::size_t{1} << 20) + kMaxManifestSize);
 }
 
 const std::string kRefused = R"({"application":{"id":"shop"},"sponsors":["")";
 const std::string kAccepted = R"({"application":{"id":"shop"},"sponsors":["123456")";
+// Elements one in the other, as deep as a text may have them.
+const std::string kDeepArrays = "," + std::string(500, '[') + std::string(500, ']');
+const std::string kDeepObjects = [] {
+  std::string text = ",";
+  for (int i = 0; i < 500; ++i) text += R"({"":)";
+  return text + "0" + std::string(500, '}');
+}();
+// With as few members as the workstation finds by an index, under the shortest names.
+const std::string kIndexedObject = [] {
+  std::vector<std::string> names;
+  for (char letter = '#'; letter <= '~'; ++letter) {
+    if (letter != '\\') names.emplace_back(1, letter);
+  }
+  for (int i = 0; names.size() < 128; ++i) {
+    names.push_back({'\xC3', static_cast<char>(0x80 + i)});
+  }
+  std::string text = ",{";
+  for (const std::string& name : names) text.append("\"").append(name).append("\":0,");
+  text.back() = '}';
+  return text;
+}();
+
 const std::string kPieces = "[install]\nappid=shop\nsponsor=";
+
+const auto nameOfCase = [](const testing::TestParamInfo<GreedyCase>& row) {
+  return std::string(row.param.name);
+};
 
 INSTANTIATE_TEST_SUITE_P(Manifests, GreedyManifestTest,
                          testing::Values(GreedyCase{"RefusedTexts", kRefused, R"(,"")", "]}"},
                                          GreedyCase{"RefusedNumbers", kRefused, ",1", "]}"},
                                          GreedyCase{"RefusedArrays", kRefused, ",[]", "]}"},
                                          GreedyCase{"RefusedObjects", kRefused, ",{}", "]}"},
+                                         GreedyCase{"Ones", kRefused, ",[0]", "]}"},
+                                         GreedyCase{"Pairs", kRefused, ",[0,0]", "]}"},
+                                         GreedyCase{"Nested", kRefused, ",[[]]", "]}"},
+                                         GreedyCase{"NestedTwice", kRefused, ",[[[]]]", "]}"},
+                                         GreedyCase{"Members", kRefused, R"(,{"":0})", "]}"},
+                                         GreedyCase{"Objects", kRefused, R"(,{"":{}})", "]}"},
+                                         GreedyCase{"Letters", kRefused, R"(,"a")", "]}"},
+                                         GreedyCase{"DeepArrays", kRefused, kDeepArrays, "]}"},
+                                         GreedyCase{"DeepObjects", kRefused, kDeepObjects, "]}"},
+                                         GreedyCase{"Indexed", kRefused, kIndexedObject, "]}"},
                                          GreedyCase{"RefusedPieces", kPieces, ",", "\n"},
                                          GreedyCase{"Texts", kAccepted, R"(,"")", "]}"},
                                          GreedyCase{"Numbers", kAccepted, ",1", "]}"},
                                          GreedyCase{"Pieces", kPieces + "123456", ",", "\n"}),
-                         [](const testing::TestParamInfo<GreedyCase>& row) {
-                           return std::string(row.param.name);
-                         });
+                         nameOfCase);
+
+// The manifests that take most.
+INSTANTIATE_TEST_SUITE_P(Manifests, FullDirectoriesTest,
+                         testing::Values(GreedyCase{"Numbers", kRefused, ",1", "]}"},
+                                         GreedyCase{"DeepArrays", kRefused, kDeepArrays, "]}"},
+                                         GreedyCase{"Indexed", kRefused, kIndexedObject, "]}"}),
+                         nameOfCase);
 
 INSTANTIATE_TEST_SUITE_P(Shortages, InstallMemoryTest,
                          testing::Values(Shortage::kOnce, Shortage::kForGood));
