@@ -539,6 +539,17 @@ TEST_F(MatrixTest, OutputThatIsLostEndsIt) {
   EXPECT_THAT(file.errors, HasSubstr("cannot write /dev/full: No space left"));
 }
 
+// What it has made is removed all the same.
+TEST_F(MatrixTest, AReaderThatHasGoneEndsItInOrder) {
+  const std::string fleet = folder_.write("fleet.jsonl", profile());
+
+  const ProgramResult result =
+      runWz({"matrix", packages().shop, "--terminals", fleet, "--json"}, closeReader);
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors, HasSubstr("cannot write to standard output: Broken pipe"));
+}
+
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());

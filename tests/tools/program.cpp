@@ -122,6 +122,13 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
   return {code, running.out(), running.errors()};
 }
 
+void closeReader() {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return;
+  dup2(ends[1], STDOUT_FILENO);
+  close(ends[0]);
+}
+
 std::vector<std::string> linesOf(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);

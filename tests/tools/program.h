@@ -61,6 +61,9 @@ ProgramResult runWz(const std::vector<std::string>& arguments,
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const std::function<void()>& prepare = nullptr);
 
+/// For `prepare`: standard output becomes a pipe that nobody reads any more.
+void closeReader();
+
 /// The lines of `text`, without their line feeds.
 std::vector<std::string> linesOf(const std::string& text);
 

@@ -230,6 +230,18 @@ TEST_F(RunTest, TheTimeLimitCancels) {
   EXPECT_THAT(installed(), ElementsAre());
 }
 
+// As behind `| head`: nothing of the browser's is left behind.
+TEST_F(RunTest, AReaderThatHasGoneCancelsInOrder) {
+  const ProgramResult result = runWz(run(shop(kWaitForever)), closeReader);
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.errors, "wz: cannot write to standard output: Broken pipe\n");
+  EXPECT_THAT(installed(), ElementsAre());
+  for (const auto& entry : fs::directory_iterator(terminal_.directory() + "/run")) {
+    EXPECT_THAT(entry.path().filename().string(), Not(StartsWith("browser-")));
+  }
+}
+
 TEST_F(RunTest, TheFirstInterruptCancelsInOrder) {
   for (const int signal : {SIGINT, SIGTERM}) {
     Program program(run(shop(kWaitForever)));

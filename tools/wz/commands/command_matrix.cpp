@@ -29,6 +29,7 @@
 #include "wz/reports/lost_output.h"
 #include "wz/reports/output.h"
 #include "wz/reports/output_file.h"
+#include "wz/terminal/interrupt.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -319,6 +320,7 @@ bool writesToOtherFiles(const MatrixOptions& options) {
 }  // namespace
 
 int matrix(const MatrixOptions& options) {
+  outliveReader();
   if (!writesToOtherFiles(options)) return kUsage;
   unsetenv(workstation::kProfileVariable);  // each terminal is what its own profile says
   return options.merged.empty() ? tryAll(options) : merge(options);

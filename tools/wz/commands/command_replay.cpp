@@ -62,6 +62,7 @@ int replay(const ReplayOptions& options) {
     return kUsage;
   }
   watchInterrupts();
+  outliveReader();
   if (!enterChosenTerminal(options.terminal) || !prepareConfigRoot()) return kEnvironment;
   StandIn standIn;
   Application application;

@@ -123,6 +123,7 @@ int runApplication(const RunOptions& given) {
     if (!file->empty()) *file = std::filesystem::absolute(*file).string();
   }
   watchInterrupts();
+  outliveReader();
   whenOutputIsLost(askToEnd);  // nobody reads what it tells
   if (!enterChosenTerminal(options.terminal) || !tryScreen(options.screen) || !prepareConfigRoot())
     return kEnvironment;

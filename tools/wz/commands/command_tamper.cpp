@@ -14,6 +14,7 @@
 #include "wz/tamper/lab.h"
 #include "wz/tamper/lab_folder.h"
 #include "wz/tamper/player.h"
+#include "wz/terminal/interrupt.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -213,6 +214,7 @@ int play(const TamperOptions& options) {
 
 int tamper(const TamperOptions& options) {
   (void)packaging::removeFoldersOnSignals();
+  outliveReader();
   if (options.host.empty() == options.output.empty()) {
     printMessage("name the folder for the variants with -o, or a host to play them on with --run");
     return kUsage;

@@ -47,6 +47,7 @@ int serveWorkbench(const WorkbenchOptions& options) {
   BrowserOpener opener;
   if (options.opens) opener.begin();
   watchInterrupts();
+  outliveReader();
   if (!enterChosenTerminal(options.terminal) || !prepareConfigRoot()) return kEnvironment;
   prepareForChildren(workstation::terminalDirectory());
   Workbench workbench;

@@ -48,7 +48,10 @@ void watchInterrupts() {
   }
 }
 
-void outliveReader() { std::signal(SIGPIPE, SIG_IGN); }
+// By a handler, which programs that it starts don't inherit, rather than by ignoring the signal.
+void outliveReader() {
+  std::signal(SIGPIPE, [](int) {});
+}
 
 void askToEnd() {
   isAsked = true;
