@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -532,10 +533,15 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(DoctorTest, RemovesWhatWasLeftBehind) {
   const TemporaryDirectory folder;
-  const std::string left = folder / "wz-try-Ab12Cd", foreign = folder / "wz-try-backup";
+  const std::string foreign = folder / "wz-try-backup";
   fs::create_directory(foreign);
-  fs::create_directory(left);
-  fs::permissions(left, fs::perms::owner_all);
+  std::vector<std::string> left;
+  for (const char* const pattern :
+       {"wz-try-", "wz-check-", "wz-tamper-", "wz-workbench-", "wz-test-", "wz-", ".wz-"}) {
+    left.push_back(folder / (pattern + std::string("Ab12Cd")));
+    fs::create_directory(left.back());
+    fs::permissions(left.back(), fs::perms::owner_all);
+  }
   // Where no other wz runs, since nothing of it is touched while one does, and none has files.
   const auto doctor = [&folder](const char* option) {
     return runWz({}, [&folder, option] {
@@ -550,9 +556,41 @@ TEST(DoctorTest, RemovesWhatWasLeftBehind) {
   const ProgramResult told = doctor(nullptr);
   const ProgramResult mended = doctor("--repair");
 
-  EXPECT_THAT(told.out, AllOf(HasSubstr("           found: " + left), HasSubstr("[WZ-1009]")));
-  EXPECT_THAT(mended.out, HasSubstr("leftovers: removed 1\n"));
+  for (const std::string& path : left) {
+    EXPECT_THAT(told.out, HasSubstr("           found: " + path + "\n"));
+  }
+  EXPECT_THAT(told.out, HasSubstr("[WZ-1009]"));
+  EXPECT_THAT(mended.out, HasSubstr("leftovers: removed 7\n"));
   EXPECT_TRUE(fs::exists(foreign));
+}
+
+TEST(DoctorTest, SaysWhatItHasNotLookedFor) {
+  const TemporaryDirectory folder;
+  const std::string held = folder / "wz-test-Ab12Cd";
+  fs::create_directory(held);
+  fs::permissions(held, fs::perms::owner_all);
+  const int lock = open(held.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  fs::copy_file("/bin/sleep", folder / "wz");
+  const Program other({"600"}, nullptr, folder / "wz");
+
+  const ProgramResult result =
+      runWz({"doctor"}, [&folder] { setenv("TMPDIR", folder.path().c_str(), 1); });
+  close(lock);
+
+  EXPECT_THAT(result.out, HasSubstr("leftovers: none of browsers; work folders were not looked "
+                                    "for, since another wz runs (process "));
+  EXPECT_THAT(result.out, Not(HasSubstr(held)));
+}
+
+TEST(DoctorTest, RefusesAFolderThatIsNoTerminal) {
+  const TemporaryDirectory folder;
+
+  const ProgramResult result = runWz({"doctor", "--terminal", folder.path()});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.errors, HasSubstr(folder.path()));
 }
 
 TEST(HelpCommandTest, ExplainsACommand) {

@@ -63,6 +63,13 @@ void printJson(const std::vector<MachineFact>& facts, const Diagnostics& diagnos
 }  // namespace
 
 int doctor(const DoctorOptions& options) {
+  workstation::TerminalProfile profile;
+  workstation::ProfileError problem;
+  if (!options.terminal.empty() &&
+      !workstation::loadTerminalProfile(options.terminal, profile, problem)) {
+    printMessage(problem.text());
+    return kEnvironment;
+  }
   const std::string terminal =
       options.terminal.empty() ? workstation::terminalDirectory() : options.terminal;
   std::vector<MachineFact> facts = checkMachine(terminal);

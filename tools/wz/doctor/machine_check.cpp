@@ -41,6 +41,11 @@ struct CloseProgram {
   void operator()(FILE* program) const { pclose(program); }
 };
 
+std::string notLookedFor(pid_t other) {
+  return "none of browsers; work folders were not looked for, since another wz runs (process " +
+         std::to_string(other) + ")";
+}
+
 // The first line that a command of a shell prints; empty when it fails before.
 std::string firstLineOf(const std::string& command) {
   const std::unique_ptr<FILE, CloseProgram> program(
@@ -258,8 +263,9 @@ std::vector<MachineFact> checkMachine(const std::string& terminal) {
     facts.push_back({check.name, "", {}});
     check.look(facts.back());
   }
-  facts.push_back({"leftovers", "none", {}});
-  for (const std::string& path : findLeftovers(terminal)) add(facts.back(), "WZ-1009", path);
+  const Leftovers left = findLeftovers(terminal);
+  facts.push_back({"leftovers", left.other == 0 ? "none" : notLookedFor(left.other), {}});
+  for (const std::string& path : left.folders) add(facts.back(), "WZ-1009", path);
   return facts;
 }
 
