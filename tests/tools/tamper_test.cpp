@@ -5,6 +5,8 @@
 #include <rapidjson/document.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -69,6 +71,32 @@ class TamperTest : public testing::Test {
     if (wz::developmentRoots().empty()) GTEST_SKIP() << "built with a product's authorities";
   }
 };
+
+TEST_F(TamperTest, ASignalEndsWhatTheHostHasStartedToo) {
+  const TemporaryDirectory folder;
+  const std::string sleeper = folder / "sleeper";
+  Program program({"tamper", lab().path, "--run", "sleep 600 & echo $! >" + sleeper + "; wait"});
+  for (int i = 0; i < 600 && contentOf(sleeper).empty(); ++i) usleep(100'000);
+  const pid_t process = std::stoi("0" + contentOf(sleeper));
+  ASSERT_GT(process, 0) << program.errors();
+
+  program.signal(SIGTERM);
+
+  EXPECT_EQ(program.wait(), -SIGTERM);
+  for (int i = 0; i < 100 && kill(process, 0) == 0; ++i) usleep(100'000);
+  EXPECT_NE(kill(process, 0), 0);
+}
+
+TEST_F(TamperTest, SaysWhereItCannotHaveATemporaryFolder) {
+  const TemporaryDirectory folder;
+  const ProgramResult none =
+      runWz({"tamper", lab().path, "--run", "true"}, [] { setenv("TMPDIR", "/nowhere", 1); });
+
+  EXPECT_EQ(none.code, kEnvironment);
+  EXPECT_EQ(none.errors,
+            "wz: TMPDIR is to name the folder for temporary files, and there is no folder "
+            "/nowhere\n");
+}
 
 TEST_F(TamperTest, MakesVariantsOfEveryGroup) {
   ASSERT_EQ(lab().made.code, 0) << lab().made.errors;

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <system_error>
@@ -60,7 +62,7 @@ void removeAllOf(const std::set<std::string>& folders) {
 // Left for whoever else waits for it to be known.
 void endChild(pid_t child) {
   if (child <= 0) return;
-  kill(child, SIGKILL);
+  kill(getpgid(child) == child ? -child : child, SIGKILL);
   siginfo_t ignored{};
   while (waitid(P_PID, static_cast<id_t>(child), &ignored, WEXITED | WNOWAIT) != 0 &&
          errno == EINTR) {
@@ -135,6 +137,16 @@ bool makeTemporaryFolder(std::string& pattern) {
   if (mkdtemp(pattern.data()) == nullptr) return false;
   shared().folders.insert(absolutePath(pattern));
   return true;
+}
+
+std::string temporaryFolderProblem(const std::string& parent) {
+  const char* const named = std::getenv("TMPDIR");
+  if (!parent.empty() || named == nullptr) {
+    return "cannot make a folder in " + (parent.empty() ? "/tmp" : parent) + ": " +
+           std::strerror(errno) + "; TMPDIR can name another folder for temporary files";
+  }
+  return std::string("TMPDIR is to name the folder for temporary files, and there is no folder ") +
+         named;
 }
 
 void removeTemporaryFolder(const std::string& path) {

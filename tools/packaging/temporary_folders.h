@@ -21,14 +21,19 @@ bool removeFoldersOnSignals();
 void leaveFoldersToParent();
 
 /// Starts a child that is to be killed before the folders are removed, because it writes into them
-/// or works for nobody then. No signal ends this process between its start and that. `start` gives
-/// its process id, or none above 0 when there is no child; so does this, in a forked child, too.
+/// or works for nobody then; with its whole process group, where it leads one. No signal ends this
+/// process between its start and that. `start` gives its process id, or none above 0 when there is
+/// no child; so does this, in a forked child, too.
 pid_t startKilledBeforeRemoval(const std::function<pid_t()>& start);
 /// Forgets that child, which has ended.
 void forgetKilledBeforeRemoval();
 
 /// mkdtemp(3). False with errno.
 [[nodiscard]] bool makeTemporaryFolder(std::string& pattern);
+
+/// A line about a folder that could not be made in `parent`, with errno as it is; about the
+/// variable TMPDIR where that is why there is no parent, which is empty then.
+[[nodiscard]] std::string temporaryFolderProblem(const std::string& parent);
 
 void removeTemporaryFolder(const std::string& path);
 

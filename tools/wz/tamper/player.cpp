@@ -72,9 +72,15 @@ void addOther(std::string& otherwise, const std::string& text) {
 
 // ---- The host ----------------------------------------------------------------------------------
 
+// A child that leads a group of its own, which the shell and what it starts are in.
+pid_t forkGroup() {
+  const pid_t child = fork();
+  if (child >= 0) setpgid(child, 0);  // by both, since neither may wait for the other
+  return child;
+}
+
 [[noreturn]] void become(const std::string& terminal, const std::string& host, int output) {
   packaging::leaveFoldersToParent();
-  setpgid(0, 0);
   std::string error;
   if (!workstation::enterTerminal(terminal, error)) {
     printMessage(error);
@@ -124,7 +130,7 @@ bool runHost(const std::string& terminal, const std::string& host, std::vector<s
     error = std::string("cannot make a pipe: ") + std::strerror(errno);
     return false;
   }
-  const pid_t child = packaging::startKilledBeforeRemoval([] { return fork(); });
+  const pid_t child = packaging::startKilledBeforeRemoval(forkGroup);
   if (child == 0) become(terminal, host, ends[1]);
   close(ends[1]);
   if (child < 0) {
@@ -201,9 +207,10 @@ bool Player::begin(const std::string& labDirectory, const KeptLab& lab, const st
     }
   }
   std::error_code failure;
-  folder_ = (fs::temp_directory_path(failure) / "wz-tamper-XXXXXX").string();
+  const fs::path parent = fs::temp_directory_path(failure);
+  folder_ = (parent / "wz-tamper-XXXXXX").string();
   if (failure || !packaging::makeTemporaryFolder(folder_)) {
-    error = std::string("cannot make a folder for temporary files: ") + std::strerror(errno);
+    error = packaging::temporaryFolderProblem(parent.string());
     folder_.clear();
     return false;
   }

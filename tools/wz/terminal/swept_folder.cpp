@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "packaging/temporary_folders.h"
+
 namespace wz {
 namespace {
 
@@ -62,7 +64,7 @@ bool SweptFolder::make(const std::string& prefix, std::string& error) {
     path_ = name;
     return true;
   }
-  error = std::string("cannot make a temporary folder: ") + std::strerror(errno);
+  error = packaging::temporaryFolderProblem(parent.string());
   return false;
 }
 

@@ -46,9 +46,10 @@ bool TerminalCopy::make(const std::string& terminalDir, std::uint64_t room, std:
   TerminalImage image;
   if (!readTerminalImage(terminalDir, image, error)) return false;
   std::error_code failure;
-  std::string path = (folderFor(room, failure) / "wz-try-XXXXXX").string();
+  const std::filesystem::path parent = folderFor(room, failure);
+  std::string path = (parent / "wz-try-XXXXXX").string();
   if (failure || !packaging::makeTemporaryFolder(path)) {
-    error = "cannot make a folder for temporary files: " + std::string(std::strerror(errno));
+    error = packaging::temporaryFolderProblem(parent.string());
     return false;
   }
   parent_ = path;
