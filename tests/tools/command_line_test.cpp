@@ -26,6 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::AllOf;
+using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -591,6 +592,60 @@ TEST(DoctorTest, RefusesAFolderThatIsNoTerminal) {
   EXPECT_EQ(result.code, kEnvironment);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.errors, HasSubstr(folder.path()));
+}
+
+// ---- Files that cannot be read -----------------------------------------------------------------
+
+class UnreadableFileTest : public testing::TestWithParam<Arguments> {
+ protected:
+  void SetUp() override { ASSERT_EQ(runWz({"terminal", "create", terminal_}).code, kDone); }
+
+  // With the file for "@", and the terminal for "%".
+  [[nodiscard]] ProgramResult runWith(const std::string& file) const {
+    Arguments arguments = GetParam();
+    for (std::string& argument : arguments) {
+      if (argument == "@") argument = file;
+      if (argument == "%") argument = terminal_;
+    }
+    return runWz(arguments);
+  }
+
+  const TemporaryDirectory folder_;
+  const std::string terminal_ = folder_ / "desk";
+};
+
+// The same code and the same words, whatever reads it.
+TEST_P(UnreadableFileTest, IsOfTheEnvironmentWhereItIsMissing) {
+  const std::string file = folder_ / "none.zip";
+
+  const ProgramResult result = runWith(file);
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.errors, AnyOf(StartsWith("wz: cannot read " + file + ": No such file"),
+                                   StartsWith("wz: there is no folder " + file)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Commands, UnreadableFileTest,
+    testing::Values(Arguments{"inspect", "@"}, Arguments{"diff", "@", "@"}, Arguments{"check", "@"},
+                    Arguments{"install", "--terminal", "%", "@"},
+                    Arguments{"tamper", "@", "-o", "/tmp/none", "--keys", DEVELOPMENT_KEYS},
+                    Arguments{"matrix", "@", "--terminals", "%"}, Arguments{"keys", "show", "@"},
+                    Arguments{"why", "--log", "@"}, Arguments{"host", "--terminal", "%", "@"},
+                    Arguments{"replay", "--terminal", "%", "@", "shop"},
+                    Arguments{"run", "--terminal", "%", "--folder", "@"}, Arguments{"test", "@"},
+                    Arguments{"pack", "@", "--keys", DEVELOPMENT_KEYS}),
+    [](const auto& row) { return row.param[0]; });
+
+TEST(CheckKeysTest, NamesTheTableThatIsMissing) {
+  const TemporaryDirectory folder;
+
+  const ProgramResult result = runWz({"check", folder.path(), "--keys", folder.path()});
+
+  EXPECT_EQ(result.code, kEnvironment);
+  EXPECT_THAT(result.errors,
+              StartsWith("wz: cannot read " + (folder / "authorities.txt") + ": No such file"));
 }
 
 TEST(HelpCommandTest, ExplainsACommand) {

@@ -243,7 +243,8 @@ TEST(KeysShowTest, WhatIsTooLargeForACertificateIsRefused) {
   const ProgramResult result = runWz({"keys", "show", "/dev/zero"});
 
   EXPECT_EQ(result.code, kEnvironment);
-  EXPECT_EQ(result.errors, "wz: /dev/zero cannot be read, or has more than 16 MiB\n");
+  EXPECT_EQ(result.errors,
+            "wz: cannot read /dev/zero: it has more than 16 MiB, or cannot be read to its end\n");
 }
 
 TEST(KeysShowTest, WhatCannotBeReadIsNamed) {
@@ -253,7 +254,8 @@ TEST(KeysShowTest, WhatCannotBeReadIsNamed) {
   const ProgramResult directory = runWz({"keys", "show", folder.path()});
 
   EXPECT_EQ(missing.code, kEnvironment);
-  EXPECT_THAT(missing.errors, StartsWith("wz: " + (folder / "none.crt") + " cannot be read"));
+  EXPECT_THAT(missing.errors,
+              StartsWith("wz: cannot read " + (folder / "none.crt") + ": No such file"));
   EXPECT_EQ(directory.code, kRejected);
   EXPECT_THAT(directory.errors, StartsWith("wz: " + folder.path() +
                                            " is no certificate that a terminal reads: there "

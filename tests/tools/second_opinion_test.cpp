@@ -62,6 +62,15 @@ TEST_F(SecondOpinionTest, IsNotAskedOfWhatIsTooLarge) {
   report.entries = {{"shop.zip", std::uint64_t{1} << 30, {}}};
 
   EXPECT_FALSE(wz::secondOpinion(report, {}).wasAsked);
+  EXPECT_EQ(wz::secondOpinion(report, {}).whyNot, "the package is too large");
+}
+
+TEST_F(SecondOpinionTest, IsNotAskedOfWhatIsNotThere) {
+  wz::PackageReport report = reportOf(false);
+  report.file = "/nowhere/shop.zip";
+
+  EXPECT_FALSE(wz::secondOpinion(report, {}).wasAsked);
+  EXPECT_EQ(wz::secondOpinion(report, {}).whyNot, "the package cannot be read");
 }
 
 }  // namespace

@@ -131,8 +131,8 @@ TEST_F(TestCommandTest, ARunnerWithoutAReportIsNamed) {
 }
 
 TEST_F(TestCommandTest, WhatIsMissingIsToldWithTheCure) {
-  EXPECT_EQ(test({folder_ / "bin"}).code, kUsage);
-  EXPECT_EQ(test({folder_ / "none"}).code, kUsage);
+  EXPECT_EQ(test({folder_ / "bin"}).code, kEnvironment);
+  EXPECT_EQ(test({folder_ / "none"}).code, kEnvironment);
 
   const ProgramResult both = test({folder_ / "shop"});
   install("@playwright/test");

@@ -4,6 +4,7 @@
 #include <system_error>
 #include <vector>
 
+#include "authority_table/table_file.h"
 #include "packaging/temporary_folders.h"
 #include "wz/check/folder_check.h"
 #include "wz/check/terminal_engine.h"
@@ -11,6 +12,7 @@
 #include "wz/commands/signing_options.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/readable_file.h"
 #include "wz/words/exit_code.h"
 
 namespace wz {
@@ -21,6 +23,9 @@ CheckReport checkOne(const std::string& file, const CheckOptions& options) {
   return std::filesystem::is_directory(file, failure) ? checkFolder(file, options)
                                                       : checkPackage(file, options);
 }
+
+// Nobody names a folder to be judged by another table. False after a message.
+bool hasTable(const std::string& keys) { return isReadableFile(authority_table::tablePath(keys)); }
 
 void printWords(const CheckReport& report) {
   const bool isRefused = hasErrors(report.diagnostics);
@@ -55,6 +60,7 @@ void printJson(const std::vector<CheckReport>& reports) {
 int check(const CheckFilesOptions& options) {
   (void)packaging::removeFoldersOnSignals();
   SigningAuthorities authorities;
+  if (!options.keys.empty() && !hasTable(options.keys)) return kEnvironment;
   if (!options.keys.empty() && !authorities.load(options.keys)) return kEnvironment;
   CheckOptions how;
   how.engine = options.engine;
@@ -68,12 +74,9 @@ int check(const CheckFilesOptions& options) {
   std::vector<CheckReport> reports;
   for (const std::string& file : options.files) {
     std::error_code failure;
-    if (!std::filesystem::exists(file, failure)) {
-      printMessage("cannot read " + file + ": " +
-                   (failure ? failure.message() : "No such file or directory"));
-      return kEnvironment;
-    }
-    if (options.isRelease && std::filesystem::is_directory(file, failure)) {
+    const bool isFolder = std::filesystem::is_directory(file, failure);
+    if (!isFolder && !isReadableFile(file)) return kEnvironment;
+    if (options.isRelease && isFolder) {
       printMessage(file + " is a folder, which nobody has signed; --release is about packages");
       return kUsage;
     }

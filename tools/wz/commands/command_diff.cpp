@@ -8,6 +8,7 @@
 #include "wz/reports/output.h"
 #include "wz/reports/package_difference.h"
 #include "wz/reports/package_report.h"
+#include "wz/reports/readable_file.h"
 #include "wz/terminal/installed_contents.h"
 #include "wz/terminal/package_files.h"
 #include "wz/terminal/session.h"
@@ -40,7 +41,7 @@ int showDifference(const DiffOptions& options) {
     printMessage("name two packages, or a terminal and one package, not both");
     return kUsage;
   }
-  if (!std::all_of(options.files.begin(), options.files.end(), isFile)) return kEnvironment;
+  if (!std::all_of(options.files.begin(), options.files.end(), isReadableFile)) return kEnvironment;
   Contents before, now;
   if (!readContents(options.files.back(), options.asJson, now)) return kApplicationFailed;
   if (isWithInstalled) {

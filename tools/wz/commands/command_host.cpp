@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "packaging/json_problem.h"
+#include "support/file_system.h"
 #include "workstation/zelipc/raw_notification.h"
 #include "wz/commands/commands.h"
 #include "wz/host/host_file.h"
@@ -17,6 +18,7 @@
 #include "wz/host/reply_template.h"
 #include "wz/reports/message_output.h"
 #include "wz/reports/output.h"
+#include "wz/reports/readable_file.h"
 #include "wz/terminal/line_reader.h"
 #include "wz/terminal/session.h"
 #include "wz/words/bus_messages.h"
@@ -294,6 +296,18 @@ class HostPlay {
   unsigned settled_ = 0;                        // notifications with which there is no more to do
 };
 
+// An exit code, after a message unless kDone.
+int readHostFile(const std::string& path, std::vector<HostRule>& rules) {
+  std::string text, error;
+  if (!wzapp::readFile(path.c_str(), text)) {
+    printMessage(unreadText(path) + "; an example is printed by: wz host --example");
+    return kEnvironment;
+  }
+  if (parseHostFile(text, path, rules, error)) return kDone;
+  printMessage(error);
+  return kUsage;
+}
+
 }  // namespace
 
 int playHost(const HostOptions& options) {
@@ -311,10 +325,8 @@ int playHost(const HostOptions& options) {
     return kUsage;
   }
   std::vector<HostRule> rules;
-  std::string error;
-  if (options.file != kStandardInput && !readHostFile(options.file, rules, error)) {
-    printMessage(error);
-    return kUsage;
+  if (options.file != kStandardInput) {
+    if (const int code = readHostFile(options.file, rules); code != kDone) return code;
   }
   std::error_code failure;
   const std::string folder =

@@ -9,6 +9,7 @@
 #include "wz/reports/output.h"
 #include "wz/reports/package_output.h"
 #include "wz/reports/package_report.h"
+#include "wz/reports/readable_file.h"
 #include "wz/terminal/installation.h"
 #include "wz/terminal/package_files.h"
 #include "wz/terminal/trial.h"
@@ -105,7 +106,7 @@ int tryOnTerminal(const InspectOptions& options) {
 
 int inspect(const InspectOptions& options) {
   (void)packaging::removeFoldersOnSignals();
-  if (!std::ranges::all_of(options.files, isFile)) return kEnvironment;
+  if (!std::ranges::all_of(options.files, isReadableFile)) return kEnvironment;
   if (!options.terminal.empty()) return tryOnTerminal(options);
   Reports reports;
   for (const std::string& file : options.files) {

@@ -267,6 +267,11 @@ int pack(const PackOptions& options) {
                  " is none, so give -o another one");
     return kUsage;
   }
+  std::error_code failure;
+  if (options.removals.empty() && !std::filesystem::is_directory(options.folder, failure)) {
+    printMessage("there is no folder " + options.folder);
+    return kEnvironment;
+  }
   const std::string keys = findKeyDirectory(options.signing.keys);
   if (keys.empty()) return kUsage;
   return options.removals.empty() ? packApplication(options, keys) : packRemovals(options, keys);

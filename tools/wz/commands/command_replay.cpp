@@ -7,6 +7,7 @@
 #include "wz/commands/run_setup.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/readable_file.h"
 #include "wz/reports/recording.h"
 #include "wz/reports/run_report.h"
 #include "wz/terminal/application.h"
@@ -30,6 +31,11 @@ void printJson(const std::string& file, const Replay& replay, const Recording& r
                     });
 }
 
+std::string lineCount(const Recording& recording) {
+  const std::size_t count = recording.lines.size();
+  return std::to_string(count) + (count == 1 ? " line" : " lines");
+}
+
 int sayOutcome(const ReplayOptions& options, const Replay& replay, const Recording& recording) {
   const std::string& file = options.recording;
   if (options.asJson) {
@@ -47,7 +53,7 @@ int sayOutcome(const ReplayOptions& options, const Replay& replay, const Recordi
     return kApplicationFailed;
   }
   if (!options.asJson) {
-    printSuccess(file + ": as recorded, " + std::to_string(recording.lines.size()) + " lines");
+    printSuccess(file + ": as recorded, " + lineCount(recording));
   }
   return kDone;
 }
@@ -55,6 +61,7 @@ int sayOutcome(const ReplayOptions& options, const Replay& replay, const Recordi
 }  // namespace
 
 int replay(const ReplayOptions& options) {
+  if (!isReadableFile(options.recording)) return kEnvironment;
   Recording recording;
   std::string error;
   if (!readRecording(options.recording, recording, error)) {

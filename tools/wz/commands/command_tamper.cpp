@@ -10,6 +10,7 @@
 #include "wz/commands/signing_options.h"
 #include "wz/reports/json_document.h"
 #include "wz/reports/output.h"
+#include "wz/reports/readable_file.h"
 #include "wz/reports/screen.h"
 #include "wz/tamper/lab.h"
 #include "wz/tamper/lab_folder.h"
@@ -92,6 +93,7 @@ void printMade(const Lab& lab, const std::string& directory) {
 int make(const TamperOptions& options) {
   const std::string keys = findKeyDirectory(options.keys);
   if (keys.empty()) return kUsage;
+  if (!isReadableFile(options.file)) return kEnvironment;
   SigningAuthorities authorities;
   if (!authorities.load(keys)) return kEnvironment;
   BasePackage base;

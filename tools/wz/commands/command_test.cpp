@@ -205,7 +205,7 @@ bool tellReport(const std::string& file, const fs::path& folder, bool isPassed, 
 
 int testApplication(const TestOptions& options) {
   fs::path folder;
-  if (!findTests(options.folder, folder)) return kUsage;
+  if (!findTests(options.folder, folder)) return kEnvironment;
   const std::string node = findNode();
   if (node.empty()) return kEnvironment;
   const fs::path program = findRunner(folder);

@@ -47,7 +47,7 @@ int placeFolder(const std::string& path, StandIn& standIn, std::string& folder,
   folder = std::filesystem::canonical(path, failure).string();
   if (failure || !isFolder(folder)) {
     printMessage("there is no folder " + path);
-    return kUsage;
+    return kEnvironment;
   }
   packaging::Findings findings;
   const bool isPlaced = standIn.place(folder, findings);

@@ -9,7 +9,6 @@
 #include <string_view>
 
 #include "packaging/json_problem.h"
-#include "support/file_system.h"
 #include "wz/host/host_texts.h"
 #include "wz/host/reply_template.h"
 
@@ -189,17 +188,6 @@ bool parseHostFile(const std::string& text, const std::string& file, std::vector
   }
   rules = std::move(read);
   return true;
-}
-
-bool readHostFile(const std::string& path, std::vector<HostRule>& rules, std::string& error) {
-  std::string text;
-  if (!wzapp::readFile(path.c_str(), text)) {
-    error = path +
-            " cannot be read, or has more than 16 MiB; an example is printed by: wz host "
-            "--example";
-    return false;
-  }
-  return parseHostFile(text, path, rules, error);
 }
 
 HostRule* findRule(std::vector<HostRule>& rules, const std::string& address,

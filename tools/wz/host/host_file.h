@@ -31,12 +31,8 @@ struct HostRule {
   long long used = 0;               ///< notifications answered so far
 };
 
-/// Reads the host file `path`. False with a line of text in `error`: where the file is no JSON,
-/// where it does not follow the schema, or what else cannot be meant.
-[[nodiscard]] bool readHostFile(const std::string& path, std::vector<HostRule>& rules,
-                                std::string& error);
-
-/// The same for a text; `file` is only the name used in errors.
+/// Reads the text of a host file. False with a line of text in `error`: where it is no JSON, where
+/// it does not follow the schema, or what else cannot be meant. `file` is only the name used there.
 [[nodiscard]] bool parseHostFile(const std::string& text, const std::string& file,
                                  std::vector<HostRule>& rules, std::string& error);
 

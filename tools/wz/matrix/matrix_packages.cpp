@@ -6,6 +6,7 @@
 
 #include "wz/matrix/fleet.h"
 #include "wz/reports/output.h"
+#include "wz/reports/readable_file.h"
 #include "wz/terminal/development_roots.h"
 #include "wz/words/exit_code.h"
 
@@ -44,7 +45,7 @@ int MatrixPackages::name(const std::vector<std::string>& files) {
       printMessage("the package " + file + " is named twice");
       return kUsage;
     }
-    if (!isFile(file)) return kEnvironment;
+    if (!isReadableFile(file)) return kEnvironment;
     std::error_code failure;
     MatrixPackage package{file, sha256Behind(file), fs::file_size(file, failure)};
     if (failure || package.sha256.empty()) {

@@ -14,6 +14,7 @@
 #include "support/file_system.h"
 #include "support/text.h"
 #include "wz/reports/output.h"
+#include "wz/reports/readable_file.h"
 #include "wz/reports/tar_members.h"
 
 namespace wz {
@@ -51,7 +52,7 @@ bool startsLikeArchive(const std::string& path) {
 bool readFileInto(const std::string& path, std::vector<CertificateOctets>& certificates) {
   std::string content;
   if (!readWaiting(path, content)) {
-    printMessage(path + " cannot be read, or has more than 16 MiB");
+    printMessage(unreadText(path));
     return false;
   }
   if (!isTarArchive(content)) {

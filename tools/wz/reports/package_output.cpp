@@ -147,7 +147,7 @@ void printPackage(const PackageReport& report, bool verbose) {
 }
 
 void printSecondOpinion(const SecondOpinion& opinion) {
-  if (!opinion.wasAsked) return printLine("second verifier: not asked, the package is too large");
+  if (!opinion.wasAsked) return printLine("second verifier: not asked, " + opinion.whyNot);
   if (opinion.differences.empty()) return printLine("second verifier: says the same");
   for (const SecondOpinion::Difference& difference : opinion.differences) {
     printLine("second verifier: DIFFERS over " +

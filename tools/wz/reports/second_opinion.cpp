@@ -20,17 +20,23 @@ constexpr const char* kPath = "/mnt/flash/system/wz/package.zip";
 // It has the package and its archives in memory.
 constexpr std::uint64_t kMostOctets = std::uint64_t{256} << 20;
 
-bool readFile(const PackageReport& report, std::string& octets) {
+// False with the reason.
+bool readFile(const PackageReport& report, std::string& octets, std::string& why) {
   std::error_code failure;
   std::uint64_t size = std::filesystem::file_size(report.file, failure);
   for (const PackageEntry& entry : report.entries) size += entry.size;
   for (const InnerReport& inner : report.inners) {
     for (const PackageEntry& entry : inner.entries) size += entry.size;
   }
-  if (failure || size > kMostOctets) return false;
+  if (!failure && size > kMostOctets) {
+    why = "the package is too large";
+    return false;
+  }
   std::ifstream file(report.file, std::ios::binary);
   octets.assign(std::istreambuf_iterator<char>(file), {});
-  return !octets.empty();
+  if (!failure && file.is_open()) return true;
+  why = "the package cannot be read";
+  return false;
 }
 
 verifier::Terminal terminalOf(std::span<const wzapp::Authority> authorities) {
@@ -110,7 +116,7 @@ SecondOpinion secondOpinion(const PackageReport& report,
                             std::span<const wzapp::Authority> authorities) {
   SecondOpinion opinion;
   std::string octets;
-  opinion.wasAsked = readFile(report, octets);
+  opinion.wasAsked = readFile(report, octets, opinion.whyNot);
   if (!opinion.wasAsked) return opinion;
   const verifier::Verdict verdict = verifier::judge(octets, kPath, terminalOf(authorities));
   Comparison comparison(report, verdict, opinion);

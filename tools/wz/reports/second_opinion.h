@@ -18,7 +18,8 @@ struct SecondOpinion {
     std::string library;   ///< "accepted", or the code by which it is refused
     std::string verifier;  ///< the same
   };
-  bool wasAsked = false;  ///< not of a package that would take too much memory
+  bool wasAsked = false;
+  std::string whyNot;  ///< "the package is too large" to be held in memory, or cannot be read
   bool isAccepted = false;
   std::vector<Difference> differences;
 };

@@ -98,13 +98,6 @@ std::string sha256OfFile(const std::string& path) {
   return digest;
 }
 
-bool isFile(const std::string& path) {
-  std::error_code failure;
-  if (std::filesystem::is_regular_file(path, failure)) return true;
-  printMessage("cannot read " + path + ": " + (failure ? failure.message() : "it is no file"));
-  return false;
-}
-
 PackageFiles::~PackageFiles() {
   for (const int descriptor : descriptors_) close(descriptor);
 }

@@ -21,9 +21,6 @@ namespace wz {
 /// The digest of a file, hexadecimal; empty when it cannot be read.
 [[nodiscard]] std::string sha256OfFile(const std::string& path);
 
-/// Whether it is a file; false after a message.
-[[nodiscard]] bool isFile(const std::string& path);
-
 /// Whether terminals look at packages of this name: an exit code, after a message unless kDone.
 [[nodiscard]] int checkPackageName(const std::string& file);
 
