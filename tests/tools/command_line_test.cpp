@@ -94,6 +94,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         WrongCommandLine{"Nothing", {}, "Subcommands:"},
         WrongCommandLine{"Unknown", {"fly"}, "there is no command fly"},
+        WrongCommandLine{"EarlyQuiet",
+                         {"--quiet", "list"},
+                         "--quiet stands behind the command: wz list --quiet"},
+        WrongCommandLine{"EarlyOption",
+                         {"--terminal", "desk", "keys", "show"},
+                         "--terminal stands behind the command: wz keys show --terminal"},
         WrongCommandLine{"UnknownOption", {"run", "shop", "--fast"}, "--fast"},
         WrongCommandLine{"TerminalAlone", {"terminal"}, "name one of its commands: show, create"},
         WrongCommandLine{"NoDirectory", {"terminal", "create"}, "DIR"},
@@ -709,7 +715,30 @@ INSTANTIATE_TEST_SUITE_P(
                     Arguments{"inspect", "--json"},
                     Arguments{"remove", "--json", "--terminal", "/nowhere", "shop"},
                     Arguments{"keys", "show", "--json", "/nowhere/a.crt"},
-                    Arguments{"explain", "--json", "xyzzy"}, Arguments{"fly", "--json"}));
+                    Arguments{"explain", "--json", "xyzzy"}, Arguments{"fly", "--json"},
+                    Arguments{"--json", "list"}, Arguments{"--json"}));
+
+TEST(JsonCommandTest, IsNamedWhereItsOptionsStandBeforeIt) {
+  rapidjson::Document document;
+  document.Parse(runWz({"--json", "list"}).out.c_str());
+
+  ASSERT_TRUE(document.IsObject());
+  EXPECT_STREQ(document["schema"].GetString(), "urn:wzapp:list:1");
+  EXPECT_STREQ(document["command"].GetString(), "list");
+}
+
+TEST(EmptyValueTest, IsTheValueAndNotTheNextWord) {
+  const TemporaryDirectory folder;
+
+  const ProgramResult made = runWz({"terminal", "create", "--serial=", folder / "desk"});
+  const ProgramResult sponsor =
+      runWz({"terminal", "create", "--sponsor=", folder / "other", "--keys", DEVELOPMENT_KEYS});
+
+  EXPECT_EQ(made.code, kDone) << made.errors;
+  EXPECT_THAT(contentOf(folder / "desk/terminal.json"), HasSubstr("\"serial\": \"\""));
+  EXPECT_EQ(sponsor.code, kUsage);
+  EXPECT_FALSE(fs::exists(folder / "other"));
+}
 
 // ---- wz explain --------------------------------------------------------------------------------
 

@@ -23,23 +23,13 @@ namespace {
 // Tell things as they happen.
 constexpr std::string_view kTelling[] = {"run", "host", "listen", "reply", "workbench", "matrix"};
 
-// The words of the command stand before its options.
-void promiseJsonIfAsked(int argc, char** argv) {
-  std::string command;
-  bool isAsked = false, areWords = true;
-  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
-    const std::string_view argument(argv[i]);
-    areWords = areWords && !argument.starts_with('-');
-    if (argument == "--json") isAsked = true;
-    if (i == 1 && areWords) command = argument;
-    if (i == 2 && areWords && (command == "keys" || command == "terminal")) {
-      command.append(" ").append(argument);
-    }
-  }
+void promiseJsonIfAsked(const CLI::App& app, const std::vector<std::string>& words) {
+  const auto end = std::ranges::find(words, "--");
+  if (std::find(words.begin(), end, "--json") == end) return;
+  std::string command = wz::meantCommand(app, words);
+  if (command.empty()) command = words.front().starts_with('-') ? "wz" : words.front();
   const bool isTelling = std::ranges::find(kTelling, command) != std::end(kTelling);
-  if (isAsked) {
-    wz::promiseJson(command, isTelling ? wz::JsonForm::kLines : wz::JsonForm::kDocument);
-  }
+  wz::promiseJson(command, isTelling ? wz::JsonForm::kLines : wz::JsonForm::kDocument);
 }
 
 // "wz keys show"
@@ -87,11 +77,14 @@ int runCommandLine(int argc, char** argv) {
   wz::addHelpCommand(app, action);
   wz::addCompletionCommand(app, action);
   wz::addVolumes(app);
-  promiseJsonIfAsked(argc, argv);
-  const std::vector<std::string> words(argv + 1, argv + argc);
-  // What is no command at all is otherwise only called one too few.
-  if (const std::string unknown = wz::unknownCommand(app, words); !unknown.empty()) {
-    wz::printMessage(wz::withHelp(unknown, "wz"));
+  const std::vector<std::string> words =
+      wz::withEmptyValues(std::vector<std::string>(argv + 1, argv + argc));
+  promiseJsonIfAsked(app, words);
+  // What the parser would only call one too few, or an option that is not there.
+  for (const auto why : {wz::unknownCommand, wz::earlyOption}) {
+    const std::string text = why(app, words);
+    if (text.empty()) continue;
+    wz::printMessage(wz::withHelp(text, "wz"));
     return wz::kUsage;
   }
   if (argc == 1) {  // what there is, rather than what is missing
@@ -99,7 +92,7 @@ int runCommandLine(int argc, char** argv) {
     return wz::kUsage;
   }
   try {
-    app.parse(argc, argv);
+    app.parse(std::vector<std::string>(words.rbegin(), words.rend()));  // as the parser wants them
   } catch (const CLI::ParseError& problem) {
     return exitOf(app, problem, words);
   }

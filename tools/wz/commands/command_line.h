@@ -56,6 +56,18 @@ std::string usageWords(const CLI::App& app, const CLI::ParseError& problem,
 /// as they have to be.
 std::string unknownCommand(const CLI::App& app, const std::vector<std::string>& words);
 
+/// The words of the command that is meant, also where options stand before it: "keys show". Empty
+/// when there is none.
+std::string meantCommand(const CLI::App& app, const std::vector<std::string>& words);
+
+/// "--json stands behind the command: wz list --json" where a command's option stands before it;
+/// nothing otherwise.
+std::string earlyOption(const CLI::App& app, const std::vector<std::string>& words);
+
+/// The words as they are meant: in "--serial=" the value is the empty text, for which the parser
+/// would take the next word.
+std::vector<std::string> withEmptyValues(const std::vector<std::string>& words);
+
 /// "; did you mean pack?", or nothing where no name is near.
 std::string suggestedCommand(const CLI::App& app, const std::string& word);
 /// Among the options of the command that was given.

@@ -89,6 +89,48 @@ std::string unknownCommand(const CLI::App& app, const std::vector<std::string>& 
   return {};
 }
 
+std::string meantCommand(const CLI::App& app, const std::vector<std::string>& words) {
+  const CLI::App* at = &app;
+  std::string path;
+  const bool areOptionsFirst = !words.empty() && isOption(words.front());
+  for (const std::string& word : words) {
+    if (word == "--") break;
+    const std::vector<const CLI::App*> below = at->get_subcommands({});
+    const auto found = std::ranges::find(below, word, &CLI::App::get_name);
+    if (found != below.end()) {
+      path += (path.empty() ? "" : " ") + word;
+      at = *found;
+    } else if (!path.empty() || !areOptionsFirst) {
+      break;
+    }
+  }
+  return path;
+}
+
+std::string earlyOption(const CLI::App& app, const std::vector<std::string>& words) {
+  if (words.empty() || !isOption(words.front())) return {};
+  const std::string option = words.front().substr(0, words.front().find('='));
+  if (app.get_option_no_throw(option) != nullptr) return {};
+  const std::string command = meantCommand(app, words);
+  if (command.empty()) return {};
+  return option + " stands behind the command: wz " + command + " " + option;
+}
+
+std::vector<std::string> withEmptyValues(const std::vector<std::string>& words) {
+  std::vector<std::string> meant;
+  bool areOptions = true;
+  for (const std::string& word : words) {
+    areOptions = areOptions && word != "--";
+    if (areOptions && word.starts_with("--") && word.find('=') == word.size() - 1) {
+      meant.push_back(word.substr(0, word.size() - 1));
+      meant.emplace_back();
+    } else {
+      meant.push_back(word);
+    }
+  }
+  return meant;
+}
+
 CLI::Validator aboveZero() {
   const auto check = [](const std::string& text) {
     char* end = nullptr;
