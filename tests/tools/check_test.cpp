@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "packaging/ignore_rules.h"
+#include "tests/builders/zip_builder.h"
 #include "tests/tools/sample_application.h"
 #include "tools/wz/check/engine_features.h"
 #include "tools/wz/check/folder_check.h"
@@ -280,6 +281,8 @@ const std::vector<Spoiling>& spoilings() {
       file("WZ-0822", "CVS/Root", ""),
       file("WZ-0823", "index.html~", ""),
       file("WZ-0824", "film.mp4", std::string(std::size_t{7} << 20, 'x')),
+      file("WZ-0825", "shop-1.0.zip",
+           ZipBuilder().stored("SHOP.ZIP", "").stored("SHOP.P7S", "").build()),
   };
   return rows;
 }

@@ -94,6 +94,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         WrongCommandLine{"Nothing", {}, "Subcommands:"},
         WrongCommandLine{"Unknown", {"fly"}, "there is no command fly"},
+        WrongCommandLine{"MatrixOnStandardOutput",
+                         {"matrix", "shop.zip", "--terminals", "fleet", "-o", "-"},
+                         "- is no file; without -o, --json writes the lines to standard output"},
+        WrongCommandLine{"TamperOnStandardOutput",
+                         {"tamper", "shop.zip", "-o", "-"},
+                         "- is no folder; the variants are files, for which -o names one"},
         WrongCommandLine{"EarlyQuiet",
                          {"--quiet", "list"},
                          "--quiet stands behind the command: wz list --quiet"},

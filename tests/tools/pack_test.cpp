@@ -508,7 +508,7 @@ TEST_F(NewTest, TheHostFileIsOneAndTestsAndItStayOutOfPackages) {
 
   EXPECT_TRUE(host.awaitOutput("playing books")) << host.errors();
   EXPECT_THAT(contentOf(app_ + "/.wzignore"),
-              AllOf(HasSubstr("/host.json\n"), HasSubstr("/tests/\n")));
+              AllOf(HasSubstr("/host.json\n"), HasSubstr("/*.zip\n"), HasSubstr("/tests/\n")));
   EXPECT_TRUE(fs::exists(app_ + "/tests/till.spec.js"));
 }
 

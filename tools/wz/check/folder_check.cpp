@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "archive/unzip.h"
 #include "packaging/application_folder.h"
 #include "support/file_system.h"
 #include "support/text.h"
@@ -41,6 +42,15 @@ bool isLeftover(std::string_view name) {
   return std::ranges::find(kLeftoverNames, name) != std::end(kLeftoverNames) ||
          std::ranges::any_of(kLeftoverEndings, ends) ||
          (name.size() > 2 && name.starts_with('#') && name.ends_with('#'));
+}
+
+// Signed, as no archive is that an application has for itself.
+bool isPackage(const FolderFile& file) {
+  if (!wzapp::toUpper(file.name).ends_with(".ZIP")) return false;
+  const wzapp::UnZIP archive(file.path);
+  return std::ranges::any_of(archive.index(), [](const wzapp::UnZIP::Index::value_type& entry) {
+    return wzapp::toUpper(entry.first).ends_with(".P7S");
+  });
 }
 
 std::string lastPart(const std::string& name) { return name.substr(name.rfind('/') + 1); }
@@ -123,6 +133,7 @@ class FolderCheck {
     if (isLeftover(lastPart(file.name))) {
       add("WZ-0823", file.path, "a leftover of an editor or a system would be packed");
     }
+    if (isPackage(file)) add("WZ-0825", file.path, "a package would be packed");
     std::error_code failure;
     const std::uintmax_t size = fs::file_size(file.path, failure);
     if (failure) return;

@@ -306,6 +306,10 @@ int merge(const MatrixOptions& options) {
 // False after a message.
 bool writesToOtherFiles(const MatrixOptions& options) {
   for (const std::string& written : {options.output, options.page}) {
+    if (written == "-") {
+      printMessage("- is no file; without -o, --json writes the lines to standard output");
+      return false;
+    }
     for (const auto* const inputs : {&options.packages, &options.terminals, &options.merged}) {
       for (const std::string& input : *inputs) {
         if (!isOtherFile(input, written)) return false;

@@ -221,6 +221,10 @@ int tamper(const TamperOptions& options) {
     printMessage("name the folder for the variants with -o, or a host to play them on with --run");
     return kUsage;
   }
+  if (options.output == "-") {
+    printMessage("- is no folder; the variants are files, for which -o names one");
+    return kUsage;
+  }
   return options.host.empty() ? make(options) : play(options);
 }
 

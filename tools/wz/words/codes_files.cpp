@@ -124,6 +124,14 @@ constexpr Code kCodes[] = {
      .causes = "A picture or film in full size, or a map of a script's source.",
      .repair = "Make it smaller, or leave it out by .wzignore.",
      .command = kIgnore},
+    {.id = "WZ-0825",
+     .severity = Severity::kWarning,
+     .title = "A package would be packed",
+     .rule =
+         "Terminals install packages from their own folder; one inside another is only content.",
+     .causes = "The package of an earlier version, made in the folder of the application.",
+     .repair = "Make packages elsewhere, or leave it out by .wzignore.",
+     .command = kIgnore},
 };
 
 }  // namespace
