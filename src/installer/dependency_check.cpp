@@ -229,7 +229,7 @@ bool DependencyCheck::checkFeatures(const Manifest& manifest) const {
   for (std::size_t kind = 0; kind < kFeatureKindCount; ++kind) {
     for (const NameTable::Number id : manifest.content.imports[kind]) {
       if (exported_[kind][id] != 0) continue;
-      report(kFeatureKinds[kind].missing, features_[kind].nameOf(id).c_str());
+      report(kFeatureKinds[kind].missing, features_[kind].nameOf(id).data());
       areThere = false;
     }
   }
@@ -246,7 +246,7 @@ void DependencyCheck::fail(const Manifest& manifest) {
   failing_[manifest.name] = 1;
   hasAnyFailed_ = true;
   if (manifest.content.appId) removed_.insert(*manifest.content.appId);
-  report("Removing app %s\n", names_.nameOf(manifest.name).c_str());
+  report("Removing app %s\n", names_.nameOf(manifest.name).data());
 }
 
 // --- Clean-up ---------------------------------------------------------------------------------

@@ -38,18 +38,6 @@ std::vector<NameTable::Number> takeIds(const JSObject& list, bool withOptional, 
 
 }  // namespace
 
-NameTable::Number NameTable::numberOf(const std::string& name) {
-  const auto [place, isNew] = numbers_.try_emplace(name, static_cast<Number>(names_.size()));
-  if (isNew) names_.push_back(&place->first);
-  return place->second;
-}
-
-std::optional<NameTable::Number> NameTable::find(const std::string& name) const {
-  const auto place = numbers_.find(name);
-  if (place == numbers_.end()) return std::nullopt;
-  return place->second;
-}
-
 DependencyManifest takeDependencies(const JSObject& root, FeatureTables& features) {
   DependencyManifest manifest;
   manifest.exportedVersion = findVersion(root["exports_sdk"], "triggers_version");

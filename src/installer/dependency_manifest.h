@@ -4,33 +4,16 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <iterator>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
+#include "installer/name_table.h"
 #include "installer/version.h"
 #include "zelipc/zelipc.h"
 
 namespace wzapp {
-
-// Numbers for names, from 0 upwards: names are compared once and numbers from then on.
-class NameTable {
- public:
-  using Number = std::uint32_t;
-
-  // The number of `name`, a new one for a new name.
-  Number numberOf(const std::string& name);
-  [[nodiscard]] std::optional<Number> find(const std::string& name) const;
-  [[nodiscard]] const std::string& nameOf(Number number) const { return *names_[number]; }
-  [[nodiscard]] std::size_t size() const { return names_.size(); }
-
- private:
-  std::unordered_map<std::string, Number> numbers_;
-  std::vector<const std::string*> names_;  // keys of numbers_
-};
 
 // What manifests export to each other. A row tells where a manifest lists it, and what is reported
 // when it is missing.

@@ -1,6 +1,7 @@
 #include "support/block_resource.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <utility>
@@ -15,7 +16,7 @@ void BlockResource::release() {
 }
 
 void* BlockResource::do_allocate(std::size_t octets, std::size_t alignment) {
-  if (octets > kLargestPiece) throw std::bad_alloc();
+  if (octets > kLargestPiece) return addOwnBlock(octets);
   if (std::align(alignment, octets, free_, freeSize_) == nullptr) addBlock();
   void* const place = free_;
   free_ = static_cast<std::byte*>(free_) + octets;
@@ -29,6 +30,12 @@ void BlockResource::addBlock() {
   blockSize_ = size;
   free_ = last_ + 1;
   freeSize_ = size - sizeof(Block);
+}
+
+void* BlockResource::addOwnBlock(std::size_t octets) {
+  if (octets > SIZE_MAX - sizeof(Block)) throw std::bad_alloc();
+  last_ = new (::operator new(sizeof(Block) + octets)) Block{last_};
+  return last_ + 1;
 }
 
 void BlockResource::do_deallocate(void* /*memory*/, std::size_t /*octets*/,

@@ -15,8 +15,9 @@ namespace wzapp {
 // operator for aligned memory, which a host that replaces operator new, to count or to limit,
 // seldom replaces with it.
 //
-// For types without an alignment of their own, in pieces of at most kLargestPiece octets. The only
-// exception is std::bad_alloc. For one thread at a time.
+// A piece of more than kLargestPiece octets has a block of its own, and what is left of the one
+// before it is still used. For types without an alignment of their own. The only exception is
+// std::bad_alloc. For one thread at a time.
 class BlockResource final : public std::pmr::memory_resource {
  public:
   static constexpr std::size_t kFirstSize = 1024;
@@ -42,10 +43,11 @@ class BlockResource final : public std::pmr::memory_resource {
   [[nodiscard]] bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override;
 
   void addBlock();
+  void* addOwnBlock(std::size_t octets);
 
   alignas(std::max_align_t) std::array<std::byte, kFirstSize> first_;
   Block* last_ = nullptr;
-  std::size_t blockSize_ = kFirstSize;  // of the last block
+  std::size_t blockSize_ = kFirstSize;  // of the last block that is for several pieces
   void* free_ = first_.data();
   std::size_t freeSize_ = kFirstSize;
 };

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -179,21 +180,24 @@ struct GreedyCase {
 // What any package may take, however it is made.
 constexpr std::size_t kMostMemory = std::size_t{32} << 20;
 
-// A manifest as long as can be, with a sponsor list, whether or not the terminal's sponsor is on
-// it, or with what takes the most memory for its octets.
-class GreedyManifestTest : public wzapp_test::InstallTest,
-                           public testing::WithParamInterface<GreedyCase> {
+class GreedyTest : public wzapp_test::InstallTest {
  protected:
   // Octets, the most that a run took at once.
   std::size_t runAndCount() {
     LastFormat last;
     countMemory();
-    static_cast<void>(wzInstall(LastFormat::take, &last));
+    result_ = wzInstall(LastFormat::take, &last);
     const std::size_t memory = mostMemory();
     std::cout << "[ MEMORY   ] " << memory / 1024 << " KiB\n";
     return memory;
   }
+
+  int result_ = kInstallNoPackage;
 };
+
+// A manifest as long as can be, with a sponsor list, whether or not the terminal's sponsor is on
+// it, or with what takes the most memory for its octets.
+class GreedyManifestTest : public GreedyTest, public testing::WithParamInterface<GreedyCase> {};
 
 TEST_P(GreedyManifestTest, TakesLittleMemory) {
   const ZipBuilder archive = ZipBuilder().file("shop/mpmanifest.mft", GetParam().manifest());
@@ -229,6 +233,62 @@ TEST_P(FullDirectoriesTest, TakeLittleMemory) {
   EXPECT_LT(memory, kMostMemory);
   EXPECT_GT(memory, 2 * UnZIP::kMaxIndexSize - (std::size_t{1} << 20) + kMaxManifestSize);
 }
+
+// Applications of one package, whose manifests name as many features as they can: all that they
+// name is in memory at once.
+struct Naming {
+  const char* name;
+  const char* list;
+  std::string (*element)(int number);
+  int result;
+  friend std::ostream& operator<<(std::ostream& out, const Naming& row) { return out << row.name; }
+};
+
+class GreedyApplicationsTest : public GreedyTest, public testing::WithParamInterface<Naming> {};
+
+TEST_P(GreedyApplicationsTest, TakeLittleMemory) {
+  constexpr int kApplications = 8;
+  const std::string end = "]}";
+  PackageBuilder package = withSigners();
+  int number = 0;
+  for (int i = 0; i < kApplications; ++i) {
+    const std::string id = "shop" + std::to_string(i);
+    std::string manifest =
+        R"({"application":{"id":")" + id + R"("},")" + GetParam().list + R"(":[)";
+    std::string element = GetParam().element(number++);
+    while (manifest.size() + element.size() + end.size() <= kMaxManifestSize) {
+      manifest += element;
+      element = "," + GetParam().element(number++);
+    }
+    package
+        .inner("SHOP" + std::to_string(i) + ".ZIP", ZipBuilder().file(id + ".MFT", manifest + end))
+        .signedBy(applicationSigner())
+        .inner("SHOP" + std::to_string(i) + "-O.ZIP", manifestArchive(id))
+        .signedBy(manifestSigner());
+  }
+  drop("shop.zip", package);
+
+  const std::size_t memory = runAndCount();
+
+  EXPECT_EQ(result_, GetParam().result);
+  EXPECT_LT(memory, kMostMemory);
+  EXPECT_GT(memory, 4 * kMaxManifestSize);
+}
+
+std::string namedElement(int number) {
+  std::ostringstream element;
+  element << R"({"id":")" << std::hex << number << R"("})";
+  return element.str();
+}
+std::string namelessElement(int /*number*/) { return "0"; }
+
+INSTANTIATE_TEST_SUITE_P(
+    Manifests, GreedyApplicationsTest,
+    testing::Values(Naming{"ExportedNames", "exports_api", namedElement, kInstallOk},
+                    Naming{"ImportedNames", "imports_api", namedElement, kInstallError},
+                    Naming{"ExportedNumbers", "exports_trigger", namelessElement, kInstallOk},
+                    Naming{"ImportedNumbers", "imports_trigger", namelessElement, kInstallError}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 const std::string kRefused = R"({"application":{"id":"shop"},"sponsors":["")";
 const std::string kAccepted = R"({"application":{"id":"shop"},"sponsors":["123456")";

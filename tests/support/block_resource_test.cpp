@@ -47,18 +47,31 @@ TEST(BlockResourceTest, PiecesOfAllSizesStandApartAndAligned) {
   for (const Piece& piece : pieces) EXPECT_TRUE(isWhole(piece));
 }
 
-TEST(BlockResourceTest, GivesTheLargestPieceAndNoneThatIsLarger) {
+TEST(BlockResourceTest, GivesPiecesThatAreLargerThanABlock) {
   BlockResource resource;
-  const Piece small = take(resource, 1, 1, 7);
+  std::vector<Piece> pieces;
+  for (const std::size_t size :
+       {std::size_t{1}, BlockResource::kLargestPiece, BlockResource::kLargestPiece + 1,
+        BlockResource::kLargestBlock, std::size_t{1} << 20, std::size_t{1}}) {
+    pieces.push_back(take(resource, size, kAlignment, static_cast<int>(pieces.size())));
+  }
 
-  const Piece large = take(resource, BlockResource::kLargestPiece, kAlignment, 8);
-  const Piece next = take(resource, BlockResource::kLargestPiece, kAlignment, 9);
+  for (const Piece& piece : pieces) EXPECT_TRUE(isWhole(piece));
+}
 
-  EXPECT_TRUE(isWhole(small));
-  EXPECT_TRUE(isWhole(large));
-  EXPECT_TRUE(isWhole(next));
-  EXPECT_THROW(static_cast<void>(resource.allocate(BlockResource::kLargestPiece + 1, 1)),
-               std::bad_alloc);
+TEST(BlockResourceTest, ALargePieceLeavesWhatWasFreeBeforeIt) {
+  BlockResource resource;
+  const Piece before = take(resource, 16, kAlignment, 1);
+
+  take(resource, BlockResource::kLargestPiece + 1, kAlignment, 2);
+
+  EXPECT_EQ(take(resource, 16, kAlignment, 3).octets, before.octets + 16);
+}
+
+TEST(BlockResourceTest, HasNoPieceThatNoMemoryHolds) {
+  BlockResource resource;
+  EXPECT_THROW(static_cast<void>(resource.allocate(SIZE_MAX, 1)), std::bad_alloc);
+  EXPECT_THROW(static_cast<void>(resource.allocate(SIZE_MAX - 1, 1)), std::bad_alloc);
 }
 
 // The place of the first piece tells where memory comes from.
