@@ -353,6 +353,8 @@ TEST_F(TerminalStoryTest, ADryRunSaysWhatWouldVanishAndWhy) {
                                           "  Error: Installation of shop failed\n"
                                           "  repair of WZ-0514: Install what exports it"),
                                 HasSubstr("would reject " + (folder_ / "shop-1.3.zip"))));
+  const std::size_t told = result.out.find("repair of WZ-0514");
+  EXPECT_EQ(result.out.find("repair of WZ-0514", told + 1), std::string::npos) << result.out;
 }
 
 // On a flash of 12 MiB, 8 of which are a reserve.

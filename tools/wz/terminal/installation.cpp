@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
 #include <utility>
 
 #include "support/text.h"
@@ -177,15 +178,27 @@ void printReasons(const Reasons& reasons) {
   for (const std::string& reason : reasons) printLine("  " + reason);
 }
 
-void printRepairs(const Diagnostics& diagnostics) {
-  for (const Diagnostic& diagnostic : diagnostics) {
-    if (!wz::isError(diagnostic)) continue;
+// Tells each repair once, however many changes and packages want it.
+class Repairs {
+ public:
+  void print(const Diagnostics& diagnostics) {
+    for (const Diagnostic& diagnostic : diagnostics) {
+      if (wz::isError(diagnostic)) print(diagnostic);
+    }
+  }
+
+  void print(const Diagnostic& diagnostic) {
+    const std::string repair = "  repair of " + diagnostic.code + ": " + repairOf(diagnostic);
+    if (!told_.insert(repair).second) return;
     if (volume() == Volume::kVerbose) {
       printLine("  rule of " + diagnostic.code + ": " + codeOf(diagnostic.code).rule);
     }
-    printLine("  repair of " + diagnostic.code + ": " + repairOf(diagnostic));
+    printLine(repair);
   }
-}
+
+ private:
+  std::set<std::string> told_;
+};
 
 std::string withVersion(const std::string& id, const std::string& version) {
   return version.empty() ? id : id + " " + version;
@@ -213,7 +226,7 @@ Diagnostics withoutTrial(Diagnostics diagnostics) {
   return diagnostics;
 }
 
-void printPackages(const InstallOutcome& outcome, bool isTrial) {
+void printPackages(const InstallOutcome& outcome, bool isTrial, Repairs& repairs) {
   const char* const done = isTrial ? "would accept " : "done ";
   const char* const rejected = isTrial ? "would reject " : "rejected ";
   for (const PackageOutcome& package : outcome.packages) {
@@ -222,7 +235,7 @@ void printPackages(const InstallOutcome& outcome, bool isTrial) {
     printLine((package.isDone ? done : rejected) + package.file);
     printReasons(package.reasons);
     if (!package.isDone) {
-      printRepairs(isTrial ? withoutTrial(package.diagnostics) : package.diagnostics);
+      repairs.print(isTrial ? withoutTrial(package.diagnostics) : package.diagnostics);
     }
     for (const std::string& warning : package.warnings) printLine("  warning: " + warning);
   }
@@ -267,19 +280,21 @@ void printOutcome(const InstallOutcome& outcome) {
   printSuccess("");
   for (const Change& change : outcome.changes) printChange(change, wordsOf(change.kind).words);
   if (outcome.changes.empty()) printSuccess("no application changed");
-  printPackages(outcome, false);
+  Repairs repairs;
+  printPackages(outcome, false, repairs);
 }
 
 void printTrialOutcome(const InstallOutcome& outcome) {
+  Repairs repairs;
   for (const Change& change : outcome.changes) {
     printChange(change, wordsOf(change.kind).wouldWords);
     for (const std::string& code : change.codes) {
       if (code == kDidNotStay) continue;
-      printLine("  repair of " + code + ": " + repairOf({code, "", "", "", 0, 0, ""}));
+      repairs.print({code, "", "", "", 0, 0, ""});
     }
   }
   if (outcome.changes.empty()) printSuccess("no application would change");
-  printPackages(outcome, true);
+  printPackages(outcome, true, repairs);
 }
 
 void putChange(JsonWriter& writer, const ApplicationChange& change) {
