@@ -222,7 +222,7 @@ TEST_F(StandInTest, AFolderWithoutManifestIsNamed) {
   StandIn standIn;
 
   EXPECT_THAT(errorsOf(standIn, terminal_.directory() + "/desk/empty"),
-              HasSubstr("/desk/empty/manifest.mft cannot be read"));
+              HasSubstr("/desk/empty/manifest.mft is not there"));
 }
 
 }  // namespace

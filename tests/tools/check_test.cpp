@@ -334,6 +334,15 @@ TEST(FolderCheckTest, WhatIsNoFolderIsSaid) {
   EXPECT_THAT(codesOf(wz::checkFolder("/nowhere", {})), ElementsAre("WZ-0801"));
 }
 
+TEST(FolderCheckTest, AManifestThatIsNotThereIsSaidSo) {
+  const TemporaryDirectory folder;
+
+  const wz::CheckReport report = wz::checkFolder(folder.path(), {});
+
+  ASSERT_THAT(codesOf(report), ElementsAre("WZ-0701"));
+  EXPECT_THAT(report.diagnostics[0].message, HasSubstr("manifest.mft is not there; every"));
+}
+
 // Root may read every file, but nobody one whose path is too long.
 TEST(FolderCheckTest, AFolderThatCannotBeReadIsSaid) {
   const SampleApplication app;

@@ -1,5 +1,6 @@
 #include "packaging/application_folder.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -127,14 +128,23 @@ std::string jsonProblem(const std::string& text) {
   return why.empty() ? "JSON that terminals do not read" : "no JSON: " + why;
 }
 
+// Why the manifest was not read, as a second attempt finds it.
+std::string whyUnread(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (file < 0 && errno == ENOENT) return "is not there";
+  if (file < 0) return std::string("cannot be read: ") + std::strerror(errno);
+  close(file);
+  return "cannot be read, or has more than 1 MiB";
+}
+
 // False after an error for a file that a terminal reads in neither form.
 bool checkForm(const std::string& path, bool isJson, Findings& findings) {
   static_assert(wzapp::kMaxManifestSize == std::size_t{1} << 20, "the message names it");
   std::string text;
   if (!wzapp::readFile(path.c_str(), text, wzapp::kMaxManifestSize)) {
-    findings.errors.push_back(
-        {"WZ-0701", path + " cannot be read, or has more than 1 MiB; every application has "
-                           "its manifest there (wz new DIR makes one)"});
+    findings.errors.push_back({"WZ-0701", path + " " + whyUnread(path) +
+                                              "; every application has its manifest there "
+                                              "(wz new DIR makes one)"});
     return false;
   }
   if (isJson) return true;
