@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
 
 #include "packaging/json_problem.h"
@@ -67,6 +68,33 @@ std::string typeMeant(const rapidjson::Value* schema) {
   if (schema == nullptr || !schema->IsObject() || !schema->HasMember("type")) return {};
   const rapidjson::Value& type = (*schema)["type"];
   return type.IsString() ? std::string(": ") + type.GetString() : std::string();
+}
+
+// Which member stands twice in an object, "/rules/0/delay"; empty: none. Of two, readers take one,
+// and not all the same.
+std::string memberGivenTwice(const rapidjson::Value& value, const std::string& place) {
+  std::set<std::string_view> names;
+  std::string found;
+  if (value.IsObject()) {
+    for (auto member = value.MemberBegin(); found.empty() && member != value.MemberEnd();
+         ++member) {
+      const std::string_view name(member->name.GetString(), member->name.GetStringLength());
+      const std::string there = place + "/" + std::string(name);
+      found = names.insert(name).second ? memberGivenTwice(member->value, there) : there;
+    }
+  } else if (value.IsArray()) {
+    for (rapidjson::SizeType i = 0; found.empty() && i < value.Size(); ++i) {
+      found = memberGivenTwice(value[i], place + "/" + std::to_string(i));
+    }
+  }
+  return found;
+}
+
+std::string whyAmbiguous(const std::string& text) {
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
+  const std::string place = memberGivenTwice(document, "");
+  return place.empty() ? "" : place + " is given twice";
 }
 
 // What the schema has against the file: "/rules/0/delay is too large"; empty: nothing.
@@ -176,6 +204,7 @@ bool parseHostFile(const std::string& text, const std::string& file, std::vector
   JSObject root;
   std::string why = schemaProblem(text);
   if (why.empty() && root.parse(text.c_str()) < 0) why = "it is nested too deeply";
+  if (why.empty()) why = whyAmbiguous(text);
   std::vector<HostRule> read;
   for (std::size_t i = 0; why.empty() && i < root["rules"].size(); ++i) {
     why = readRule(root["rules"].at(i), "/rules/" + std::to_string(i), root["address"].asString(),
