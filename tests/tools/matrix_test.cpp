@@ -63,8 +63,8 @@ struct Packages {
   static void pack(const std::string& file, const std::string& manifest) {
     const SampleApplication app;
     app.write("manifest.mft", manifest);
-    const ProgramResult packed = runWz({"pack", app.path(), "-o", file, "--keys", DEVELOPMENT_KEYS,
-                                        "--allow", "WZ-0712", "--allow", "WZ-0716"});
+    const ProgramResult packed =
+        runWz({"pack", app.path(), "-o", file, "--keys", DEVELOPMENT_KEYS, "--allow", "WZ-0712"});
     EXPECT_EQ(packed.code, 0) << packed.out << packed.errors;
   }
 };

@@ -183,6 +183,8 @@ TEST_F(TamperTest, WhatIsNoBeginningIsRefused) {
   const ProgramResult refused =
       runWz({"tamper", junk, "-o", folder / "lab", "--keys", DEVELOPMENT_KEYS});
   const ProgramResult nothing = runWz({"tamper", junk});
+  const ProgramResult keyless =
+      runWz({"tamper", lab().package, "-o", folder / "lab", "--keys", folder / "nowhere"});
   const ProgramResult existing =
       runWz({"tamper", lab().package, "-o", folder.path(), "--keys", DEVELOPMENT_KEYS});
 
@@ -190,6 +192,8 @@ TEST_F(TamperTest, WhatIsNoBeginningIsRefused) {
   EXPECT_THAT(refused.errors, HasSubstr("[WZ-0911]"));
   EXPECT_FALSE(fs::exists(folder / "lab"));
   EXPECT_EQ(nothing.code, kUsage);
+  EXPECT_EQ(keyless.code, kEnvironment);
+  EXPECT_THAT(keyless.errors, HasSubstr("there is no folder " + (folder / "nowhere")));
   EXPECT_EQ(existing.code, kEnvironment);
 }
 

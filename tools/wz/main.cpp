@@ -77,6 +77,7 @@ int runCommandLine(int argc, char** argv) {
   wz::addHelpCommand(app, action);
   wz::addCompletionCommand(app, action);
   wz::addVolumes(app);
+  wz::refuseEmptyValues(app);
   const std::vector<std::string> words =
       wz::withEmptyValues(std::vector<std::string>(argv + 1, argv + argc));
   promiseJsonIfAsked(app, words);

@@ -45,6 +45,10 @@ void addCompletionCommand(CLI::App& app, Action& action);  ///< completion
 /// called behind all the others.
 void addVolumes(CLI::App& app);
 
+/// Refuses empty values of options, but of those for which they mean something; to be called behind
+/// all the others.
+void refuseEmptyValues(CLI::App& app);
+
 /// `text`, and where to read on: "...; see wz --help". Behind a question in brackets.
 std::string withHelp(const std::string& text, const std::string& command);
 

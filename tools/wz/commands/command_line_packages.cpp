@@ -1,4 +1,5 @@
 #include <memory>
+#include <regex>
 
 #include "wz/commands/command_line.h"
 #include "wz/commands/commands.h"
@@ -23,6 +24,13 @@ void addKeys(CLI::App& command, SigningOptions& signing) {
       ->type_name("CMD");
 }
 
+// One that this wz does not have may be of another, with which the same script is used.
+std::string whyNoCode(const std::string& text) {
+  static const std::regex kForm("WZ-[0-9]{4}");
+  return std::regex_match(text, kForm) ? ""
+                                       : "a code such as WZ-0824 is wanted, not '" + text + "'";
+}
+
 void addAllowed(CLI::App& command, std::vector<std::string>& allowed) {
   command
       .add_option("--allow", allowed,
@@ -30,7 +38,8 @@ void addAllowed(CLI::App& command, std::vector<std::string>& allowed) {
                   "repeated")
       ->type_name("CODE")
       ->expected(1)
-      ->take_all();
+      ->take_all()
+      ->check(CLI::Validator(whyNoCode, ""));
 }
 
 void addEngineOf(CLI::App& command, std::string& terminal) {

@@ -54,6 +54,12 @@ bool checkOptions(const RunOptions& options, PictureTime& pictureTime) {
                  options.screenshotAt);
     return false;
   }
+  if (options.devtools && options.headless) {
+    printMessage(
+        "--devtools needs the window that --headless leaves out; without one, "
+        "--remote-debugging offers the page to tools");
+    return false;
+  }
   if (options.watches && !options.recording.empty()) {
     printMessage("--record is of one run from its start to its end, --watch of many");
     return false;

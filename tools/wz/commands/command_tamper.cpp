@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
 #include <map>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "devkeys/rsa_key.h"
@@ -20,6 +22,8 @@
 
 namespace wz {
 namespace {
+
+namespace fs = std::filesystem;
 
 // ---- Making ------------------------------------------------------------------------------------
 
@@ -94,6 +98,10 @@ int make(const TamperOptions& options) {
   const std::string keys = findKeyDirectory(options.keys);
   if (keys.empty()) return kUsage;
   if (!isReadableFile(options.file)) return kEnvironment;
+  if (std::error_code failure; !fs::is_directory(keys, failure)) {
+    printMessage("there is no folder " + keys + " of keys; wz keys init DIR makes one");
+    return kEnvironment;
+  }
   SigningAuthorities authorities;
   if (!authorities.load(keys)) return kEnvironment;
   BasePackage base;
@@ -212,6 +220,25 @@ int play(const TamperOptions& options) {
   return played.differences.empty() ? kDone : kApplicationFailed;
 }
 
+// Options that would do nothing. False after a message.
+bool checkPurpose(const TamperOptions& options) {
+  const bool isMaking = options.host.empty();
+  const struct {
+    const char* name;
+    const std::string& value;
+    bool isOfMaking;
+  } rows[] = {{"--keys", options.keys, true},
+              {"--terminal", options.terminal, false},
+              {"--only", options.only, false}};
+  for (const auto& row : rows) {
+    if (row.value.empty() || row.isOfMaking == isMaking) continue;
+    printMessage(std::string(row.name) + (isMaking ? " is of playing variants, with --run"
+                                                   : " is of making variants, with -o"));
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 int tamper(const TamperOptions& options) {
@@ -225,6 +252,7 @@ int tamper(const TamperOptions& options) {
     printMessage("- is no folder; the variants are files, for which -o names one");
     return kUsage;
   }
+  if (!checkPurpose(options)) return kUsage;
   return options.host.empty() ? make(options) : play(options);
 }
 
